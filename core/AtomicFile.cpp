@@ -1,0 +1,173 @@
+#include "core/AtomicFile.h"
+
+#include "core/Errors.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace lumora {
+namespace {
+
+QString systemError(const QString& action, const QString& path, int error) {
+    return QStringLiteral("%1 \u201c%2\u201d: %3")
+        .arg(action, path, QString::fromLocal8Bit(std::strerror(error)));
+}
+
+mode_t currentUmask() {
+    // umask can only be read by setting it; put the old value straight back.
+    const mode_t mask = ::umask(0);
+    ::umask(mask);
+    return mask;
+}
+
+mode_t toMode(QFileDevice::Permissions permissions) {
+    mode_t mode = 0;
+    if (permissions & QFileDevice::ReadOwner)
+        mode |= S_IRUSR;
+    if (permissions & QFileDevice::WriteOwner)
+        mode |= S_IWUSR;
+    if (permissions & QFileDevice::ExeOwner)
+        mode |= S_IXUSR;
+    if (permissions & QFileDevice::ReadGroup)
+        mode |= S_IRGRP;
+    if (permissions & QFileDevice::WriteGroup)
+        mode |= S_IWGRP;
+    if (permissions & QFileDevice::ExeGroup)
+        mode |= S_IXGRP;
+    if (permissions & QFileDevice::ReadOther)
+        mode |= S_IROTH;
+    if (permissions & QFileDevice::WriteOther)
+        mode |= S_IWOTH;
+    if (permissions & QFileDevice::ExeOther)
+        mode |= S_IXOTH;
+    return mode;
+}
+
+// The file that a write to `path` must replace: the final target of a symbolic link, so that a
+// settings file kept in a dotfiles repository stays a link.
+QString resolveTarget(const QString& path) {
+    const QFileInfo info(path);
+    if (!info.isSymLink()) {
+        return path;
+    }
+    const QString target = info.canonicalFilePath();
+    if (!target.isEmpty()) {
+        return target;
+    }
+    // A dangling link: write where it points, creating that file.
+    return info.symLinkTarget().isEmpty() ? path : info.symLinkTarget();
+}
+
+} // namespace
+
+void writeFileAtomically(const QString& path, const QByteArray& content,
+                         std::optional<QFileDevice::Permissions> permissions) {
+    const QString target = resolveTarget(path);
+    const QByteArray targetName = QFile::encodeName(target);
+
+    mode_t mode = 0666 & ~currentUmask();
+    struct stat existing {};
+    if (permissions) {
+        mode = toMode(*permissions);
+    } else if (::stat(targetName.constData(), &existing) == 0) {
+        mode = existing.st_mode & 07777;
+    }
+
+    QByteArray temporaryName = targetName + ".tmp.XXXXXX";
+    const int fd = ::mkstemp(temporaryName.data());
+    if (fd < 0) {
+        throw FileSystemError(
+            systemError(QStringLiteral("Could not create a file next to"), target, errno));
+    }
+    auto fail = [&](const QString& action, int error) {
+        ::close(fd);
+        ::unlink(temporaryName.constData());
+        throw FileSystemError(systemError(action, target, error));
+    };
+
+    const char* data = content.constData();
+    qsizetype left = content.size();
+    while (left > 0) {
+        const ssize_t written = ::write(fd, data, static_cast<size_t>(left));
+        if (written < 0) {
+            if (errno == EINTR)
+                continue;
+            fail(QStringLiteral("Could not write"), errno);
+        }
+        data += written;
+        left -= written;
+    }
+    if (::fchmod(fd, mode) != 0) {
+        fail(QStringLiteral("Could not set the permissions of"), errno);
+    }
+    if (::fsync(fd) != 0) {
+        fail(QStringLiteral("Could not write"), errno);
+    }
+    if (::close(fd) != 0) {
+        const int error = errno;
+        ::unlink(temporaryName.constData());
+        throw FileSystemError(systemError(QStringLiteral("Could not write"), target, error));
+    }
+    if (::rename(temporaryName.constData(), targetName.constData()) != 0) {
+        const int error = errno;
+        ::unlink(temporaryName.constData());
+        throw FileSystemError(systemError(QStringLiteral("Could not replace"), target, error));
+    }
+}
+
+void createFolders(const QString& path, unsigned mode) {
+    const QString clean = QDir::cleanPath(QDir(path).absolutePath());
+    QStringList missing;
+    QString current = clean;
+    while (!current.isEmpty() && !QFileInfo(current).exists()) {
+        missing.prepend(current);
+        const QString parent = QFileInfo(current).absolutePath();
+        if (parent == current)
+            break;
+        current = parent;
+    }
+    if (!QFileInfo(current).isDir()) {
+        throw FileSystemError(
+            systemError(QStringLiteral("Could not create the folder"), clean, ENOTDIR));
+    }
+    for (const QString& folder : missing) {
+        const QByteArray name = QFile::encodeName(folder);
+        if (::mkdir(name.constData(), static_cast<mode_t>(mode)) != 0 && errno != EEXIST) {
+            throw FileSystemError(
+                systemError(QStringLiteral("Could not create the folder"), folder, errno));
+        }
+        // mkdir applies the umask; the folders we create get exactly the mode asked for.
+        ::chmod(name.constData(), static_cast<mode_t>(mode));
+    }
+}
+
+void setFileMode(const QString& path, unsigned mode) {
+    if (::chmod(QFile::encodeName(path).constData(), static_cast<mode_t>(mode)) != 0) {
+        throw FileSystemError(
+            systemError(QStringLiteral("Could not set the permissions of"), path, errno));
+    }
+}
+
+std::optional<QByteArray> readWholeFile(const QString& path, qint64 maxBytes) {
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        return std::nullopt;
+    }
+    // Read one byte past the limit to tell "exactly at the limit" from "too large"; this also
+    // keeps a device or a runaway file from being read without end.
+    QByteArray content = file.read(maxBytes + 1);
+    if (file.error() != QFileDevice::NoError || content.size() > maxBytes) {
+        return std::nullopt;
+    }
+    return content;
+}
+
+} // namespace lumora

@@ -1,0 +1,27 @@
+// Entry point of the core test executables. Before anything else runs it gives the process a
+// private HOME and private XDG folders inside a temporary folder, so that nothing a test does
+// (or a child process it starts) can read or write the real home folder.
+#include <QCoreApplication>
+#include <QDir>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+int main(int argc, char** argv) {
+    QTemporaryDir privateRoot(QDir::tempPath() + QStringLiteral("/lumora-test-XXXXXX"));
+    if (!privateRoot.isValid()) {
+        return 1;
+    }
+    const QByteArray root = privateRoot.path().toLocal8Bit();
+    qputenv("LUMORA_TEST_PROCESS_HOME", root);
+    qputenv("HOME", root);
+    qputenv("XDG_DATA_HOME", root + "/.local/share");
+    qputenv("XDG_CONFIG_HOME", root + "/.config");
+    qputenv("XDG_CACHE_HOME", root + "/.cache");
+    qunsetenv("LUMORA_CLAUDE_PATH");
+    qunsetenv("LUMORA_CODEX_PATH");
+
+    QCoreApplication app(argc, argv);
+    ::testing::InitGoogleTest(&argc, argv);
+    return RUN_ALL_TESTS();
+}
