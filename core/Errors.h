@@ -35,4 +35,13 @@ public:
     using Error::Error;
 };
 
+// JSON that parses but does not have the expected shape: a required member missing, a member of
+// the wrong type, an unknown enumeration string or an unreadable date.
+class DecodingError : public Error {
+public:
+    DecodingError()
+        : Error(QStringLiteral(
+              "The data could not be read because it is not in the correct format.")) {}
+};
+
 } // namespace lumora

@@ -1,0 +1,227 @@
+#include "core/MenuBarDisplayFormatter.h"
+#include "core/SnapshotCache.h"
+#include "core/UsageSnapshot.h"
+#include "support/TestSupport.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+
+#include <gtest/gtest.h>
+#include <limits>
+
+using namespace lumora;
+using namespace lumora::test;
+using Kind = UsageWindow::Kind;
+
+namespace {
+
+const QDateTime t0 = QDateTime::fromSecsSinceEpoch(1772373909, Qt::UTC); // 2026-03-01T14:05:09Z
+
+UsageSnapshot snapshotWith(QList<UsageWindow> windows, double staleAfter = 150,
+                           QDateTime capturedAt = t0) {
+    return UsageSnapshot{providers::claudeCodeID,
+                         providers::claudeCodeName,
+                         capturedAt,
+                         Availability::ready,
+                         std::move(windows),
+                         SnapshotSource::officialCLI,
+                         Confidence::exact,
+                         staleAfter,
+                         std::nullopt};
+}
+
+UsageSnapshot usedSession(double ratio, std::optional<QDateTime> reset = std::nullopt) {
+    return snapshotWith({UsageWindow(Kind::session, ratio, reset)});
+}
+
+} // namespace
+
+TEST(UsageSnapshotTexts, RoundingHalvesAwayFromZeroAtTheEdges) {
+    // 1 - 0.995 is 0.5000000000000004 in doubles: one percent remains.
+    EXPECT_EQ(usedSession(0.995).compactRemainingText(t0), "1%");
+    EXPECT_EQ(usedSession(0.995).remainingPercentageText(t0), "01%");
+    // 0.996 leaves nothing: the compact text turns into the countdown.
+    const auto exhausted = usedSession(0.996, t0.addSecs(3600));
+    EXPECT_EQ(exhausted.compactRemainingText(t0), "01hr 00min");
+    EXPECT_EQ(exhausted.remainingPercentageText(t0), "00%");
+    EXPECT_EQ(usedSession(0.175).compactRemainingText(t0), "83%"); // 82.5 -> 83
+    EXPECT_EQ(usedSession(0.93).remainingPercentageText(t0), "07%");
+    EXPECT_EQ(usedSession(0.0).remainingPercentageText(t0), "100%");
+    EXPECT_EQ(usedSession(0.0).compactRemainingText(t0), "100%");
+}
+
+TEST(UsageSnapshotTexts, StalenessIsStrictlyGreaterThanTheLimit) {
+    const auto snapshot = usedSession(0.42);
+    EXPECT_EQ(snapshot.compactRemainingText(t0.addSecs(150)), "58%");
+    EXPECT_EQ(snapshot.remainingPercentageText(t0.addSecs(150)), "58%");
+    EXPECT_FALSE(snapshot.isStale(t0.addSecs(150)));
+    EXPECT_EQ(snapshot.compactRemainingText(t0.addSecs(151)), "--%");
+    EXPECT_EQ(snapshot.remainingPercentageText(t0.addSecs(151)), "--%");
+    EXPECT_TRUE(snapshot.isStale(t0.addSecs(151)));
+    EXPECT_TRUE(snapshot.isStale(t0.addMSecs(150001)));
+}
+
+TEST(UsageSnapshotTexts, CountdownForAnExhaustedWindow) {
+    const auto at = [](qint64 seconds) {
+        return usedSession(1.0, t0.addSecs(seconds));
+    };
+    EXPECT_EQ(at(3 * 3600 + 59 * 60 + 30).compactRemainingText(t0), "04hr 00min");
+    EXPECT_EQ(at(125 * 60).compactRemainingText(t0), "02hr 05min");
+    EXPECT_EQ(at(61).compactRemainingText(t0), "00hr 02min");
+    EXPECT_EQ(at(26 * 3600).compactRemainingText(t0), "26hr 00min");
+    EXPECT_EQ(at(0).compactRemainingText(t0), "00hr 00min");
+    EXPECT_EQ(at(-500).compactRemainingText(t0), "00hr 00min");  // a reset already passed
+    EXPECT_EQ(usedSession(1.0).compactRemainingText(t0), "--%"); // no reset time
+}
+
+TEST(UsageSnapshotTexts, PrimaryWindowAndMissingFigures) {
+    const auto mixed = snapshotWith(
+        {UsageWindow(Kind::weekly, 0.40, std::nullopt), UsageWindow(Kind::session, 0.10, {})});
+    EXPECT_EQ(mixed.primaryWindow()->kind, Kind::session);
+    EXPECT_EQ(mixed.compactRemainingText(t0), "90%");
+    EXPECT_EQ(mixed.remainingPercentageText(t0), "90%");
+    EXPECT_EQ(snapshotWith({UsageWindow(Kind::weekly, 0.40, {})}).compactRemainingText(t0), "60%");
+    EXPECT_FALSE(snapshotWith({}).primaryWindow().has_value());
+    EXPECT_EQ(snapshotWith({}).compactRemainingText(t0), "--%");
+    EXPECT_EQ(snapshotWith({UsageWindow(Kind::session, std::nullopt, {})}).compactRemainingText(t0),
+              "--%");
+    // Ratios read back from disk are not clamped; the texts must still behave.
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    for (double wild : {1e300, -1e300, nan, std::numeric_limits<double>::infinity()}) {
+        const auto s = snapshotWith({UsageWindow::unclamped(Kind::session, wild, {})});
+        EXPECT_NO_THROW(s.compactRemainingText(t0));
+        EXPECT_NO_THROW(s.remainingPercentageText(t0));
+    }
+    EXPECT_EQ(
+        snapshotWith({UsageWindow::unclamped(Kind::session, 7.0, {})}).remainingPercentageText(t0),
+        "00%");
+}
+
+TEST(UsageWindowModel, ConstructorClampsButDecodingDoesNot) {
+    EXPECT_EQ(UsageWindow(Kind::session, 1.7, {}).usedRatio, 1.0);
+    EXPECT_EQ(UsageWindow(Kind::session, -0.2, {}).usedRatio, 0.0);
+    EXPECT_FALSE(UsageWindow(Kind::session, std::nullopt, {}).usedRatio.has_value());
+    auto stored = usedSession(0.5).toJson();
+    QJsonArray windows{QJsonObject{{"kind", "session"}, {"usedRatio", 1.7}}};
+    stored["windows"] = windows;
+    EXPECT_EQ(UsageSnapshot::fromJson(stored).windows.first().usedRatio, 1.7);
+}
+
+TEST(UsageSnapshotJson, RoundTripAndTheShapeOfTheFile) {
+    auto snapshot = snapshotWith({UsageWindow(Kind::session, 0.25, t0.addSecs(3600)),
+                                  UsageWindow(Kind::weekly, std::nullopt, std::nullopt)});
+    snapshot.statusMessage = QStringLiteral("Hello \u00B7 world");
+    const QByteArray bytes = snapshot.encode();
+    EXPECT_EQ(UsageSnapshot::decode(bytes), snapshot);
+
+    // Sorted member names, one per line; a window without ratio has no "usedRatio" at all.
+    const QString text = QString::fromUtf8(bytes);
+    QStringList order;
+    for (const char* key :
+         {"availability", "capturedAt", "confidence", "providerID", "providerName", "source",
+          "staleAfterSeconds", "statusMessage", "windows"}) {
+        order << QString::fromLatin1(key);
+    }
+    qsizetype last = -1;
+    for (const QString& key : order) {
+        const qsizetype at = text.indexOf(QLatin1Char('"') + key + QLatin1Char('"'));
+        EXPECT_GT(at, last) << key.toStdString();
+        last = at;
+    }
+    EXPECT_TRUE(text.contains("\"capturedAt\": \"2026-03-01T14:05:09Z\""));
+    EXPECT_LT(text.indexOf("\"kind\""), text.indexOf("\"resetsAt\""));
+    EXPECT_LT(text.indexOf("\"resetsAt\""), text.indexOf("\"usedRatio\""));
+    EXPECT_EQ(text.count("usedRatio"), 1);
+
+    snapshot.statusMessage.reset();
+    EXPECT_FALSE(snapshot.toJson().contains("statusMessage"));
+}
+
+TEST(UsageSnapshotJson, DecodingRejectsWhatIsNotASnapshot) {
+    const QJsonObject good = usedSession(0.3, t0).toJson();
+    EXPECT_TRUE(UsageSnapshot::decode(QJsonDocument(good).toJson()).has_value());
+
+    const auto with = [&](const char* key, const QJsonValue& value) {
+        QJsonObject changed = good;
+        changed[QString::fromLatin1(key)] = value;
+        return UsageSnapshot::decode(QJsonDocument(changed).toJson());
+    };
+    const auto without = [&](const char* key) {
+        QJsonObject changed = good;
+        changed.remove(QString::fromLatin1(key));
+        return UsageSnapshot::decode(QJsonDocument(changed).toJson());
+    };
+    EXPECT_FALSE(with("availability", "paused"));
+    EXPECT_FALSE(with("source", "official_CLI"));
+    EXPECT_FALSE(with("capturedAt", "yesterday"));
+    EXPECT_FALSE(with("capturedAt", 1772373909));
+    EXPECT_FALSE(with("staleAfterSeconds", "150"));
+    EXPECT_FALSE(with("windows", QJsonObject{}));
+    EXPECT_FALSE(with("windows", QJsonArray{QJsonObject{{"kind", "hourly"}}}));
+    EXPECT_FALSE(with("windows", QJsonArray{QJsonObject{{"kind", "session"}, {"usedRatio", "1"}}}));
+    EXPECT_FALSE(with("statusMessage", 12));
+    for (const char* key : {"providerID", "providerName", "capturedAt", "availability", "windows",
+                            "source", "confidence", "staleAfterSeconds"}) {
+        EXPECT_FALSE(without(key)) << key;
+    }
+    EXPECT_TRUE(without("statusMessage"));
+    EXPECT_TRUE(with("statusMessage", QJsonValue::Null));
+    EXPECT_TRUE(with("somethingNew", 1)); // unknown members are ignored
+    EXPECT_TRUE(with("capturedAt", "2026-03-01T16:05:09+02:00"));
+    EXPECT_EQ(with("capturedAt", "2026-03-01T16:05:09+02:00")->capturedAt, t0);
+    for (const char* junk : {"", "[]", "null", "{", "\"x\"", "{\"providerID\": 1}"}) {
+        EXPECT_FALSE(UsageSnapshot::decode(junk)) << junk;
+    }
+}
+
+TEST(SnapshotCacheFile, SaveLoadAndEverythingThatIsNotASnapshot) {
+    TemporaryHome home;
+    SnapshotCache cache(providers::codexID, std::nullopt, home.path());
+    EXPECT_EQ(cache.fileURL(), home.path() + "/.local/share/Lumora/codex-snapshot.json");
+    EXPECT_FALSE(cache.load()); // fresh system: no folder yet
+
+    auto snapshot = usedSession(0.25, t0.addMSecs(3600750));
+    snapshot.capturedAt = t0.addMSecs(999);
+    cache.save(snapshot);
+    EXPECT_TRUE(QFileInfo::exists(cache.fileURL()));
+    auto expected = snapshot;
+    expected.capturedAt = t0; // fractions of a second are dropped
+    expected.windows[0].resetsAt = t0.addSecs(3600);
+    EXPECT_EQ(cache.load(), expected);
+
+    for (const QByteArray& junk : {QByteArray("[]"), QByteArray("{\"capturedAt\": \"x\"}"),
+                                   QByteArray("\xff\xfe garbage"), QByteArray()}) {
+        writeFile(cache.fileURL(), junk);
+        EXPECT_FALSE(cache.load());
+        EXPECT_EQ(readFile(cache.fileURL()), junk); // never repaired or deleted
+    }
+
+    SnapshotCache explicitFile(providers::claudeCodeID, home.filePath("elsewhere.json"));
+    explicitFile.save(snapshot);
+    EXPECT_TRUE(QFileInfo::exists(home.filePath("elsewhere.json")));
+    EXPECT_FALSE(QFileInfo::exists(home.path() + "/.local/share/Lumora/claude-code-snapshot.json"));
+}
+
+TEST(MenuBarTitle, OrderSwitchesAndSeparator) {
+    MenuBarDisplayFormatter formatter;
+    auto codex = usedSession(0.07);
+    codex.providerID = providers::codexID;
+    const auto claude = usedSession(0.42);
+    const QStringList order{"codex", "claude-code"};
+    EXPECT_EQ(formatter.format(codex, claude, true, true, order, t0),
+              "Codex 93% \u00B7 Claude Code 58%");
+    EXPECT_EQ(formatter.format(codex, claude, true, true, {"claude-code", "codex"}, t0),
+              "Claude Code 58% \u00B7 Codex 93%");
+    EXPECT_EQ(formatter.format(codex, claude, false, true, order, t0), "Claude Code 58%");
+    EXPECT_EQ(formatter.format(codex, claude, false, false, order, t0), "Lumora");
+    EXPECT_EQ(formatter.format(codex, claude, true, true, {}, t0), "Lumora");
+    EXPECT_EQ(formatter.format(codex, claude, true, true, {"claude-code"}, t0), "Claude Code 58%");
+    EXPECT_EQ(formatter.format(codex, claude, true, true, {"codex", "codex", "gemini"}, t0),
+              "Codex 93% \u00B7 Codex 93%");
+    EXPECT_EQ(
+        formatter.format(codex, usedSession(1.0, t0.addSecs(65 * 60)), false, true, order, t0),
+        "Claude Code 01hr 05min");
+    EXPECT_EQ(formatter.format(codex, claude, true, false, order, t0.addSecs(200)), "Codex --%");
+}
