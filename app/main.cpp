@@ -1,10 +1,14 @@
+#include "cli/CommandLine.h"
+
 #include <QCoreApplication>
 #include <QTextStream>
 
-#include "core/BuildInfo.h"
+#include <cstdio>
 
 int main(int argc, char** argv) {
     QCoreApplication app(argc, argv);
-    QTextStream(stdout) << "Lumora " << lumora::buildinfo::version << "\n";
-    return 0;
+    QCoreApplication::setApplicationName(QStringLiteral("Lumora"));
+    QTextStream out(stdout);
+    QTextStream err(stderr);
+    return lumora::cli::run(QCoreApplication::arguments().mid(1), out, err);
 }

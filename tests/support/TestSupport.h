@@ -6,6 +6,20 @@
 #include <QTemporaryDir>
 
 #include <memory>
+#include <ostream>
+
+// Readable GoogleTest failure messages for Qt's text and date types.
+QT_BEGIN_NAMESPACE
+inline void PrintTo(const QString& text, std::ostream* os) {
+    *os << '"' << text.toStdString() << '"';
+}
+inline void PrintTo(const QByteArray& bytes, std::ostream* os) {
+    *os << '"' << bytes.toStdString() << '"';
+}
+inline void PrintTo(const QDateTime& date, std::ostream* os) {
+    *os << date.toString(Qt::ISODateWithMs).toStdString();
+}
+QT_END_NAMESPACE
 
 namespace lumora::test {
 

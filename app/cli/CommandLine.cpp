@@ -1,0 +1,156 @@
+#include "cli/CommandLine.h"
+
+#include "core/BuildInfo.h"
+#include "core/ClaudeUsageProvider.h"
+#include "core/Errors.h"
+#include "core/MenuBarDisplayFormatter.h"
+#include "core/SnapshotCache.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+namespace lumora::cli {
+namespace {
+
+// The order of the panel when the user has not chosen one.
+const QStringList defaultProviderOrder{providers::codexID, providers::claudeCodeID};
+
+int usageError(QTextStream& err, const QString& problem) {
+    err << "lumora: " << problem << "\n\n" << usageText();
+    err.flush();
+    return 2;
+}
+
+UsageSnapshot codexSnapshot() {
+    return UsageSnapshot::unavailable(providers::codexID, providers::codexName,
+                                      QStringLiteral("Codex support is not available yet."));
+}
+
+// Saves what a refresh produced, as the application does: only snapshots with a verdict.
+void remember(const UsageSnapshot& snapshot) {
+    if (snapshot.availability == Availability::unknown) {
+        return;
+    }
+    try {
+        SnapshotCache(snapshot.providerID).save(snapshot);
+    } catch (const Error&) {
+        // The cache only speeds up the next start; failing to write it changes nothing now.
+    }
+}
+
+int status(const QStringList& options, QTextStream& out, QTextStream& err) {
+    bool json = false;
+    for (const QString& option : options) {
+        if (option == QLatin1String("--json")) {
+            json = true;
+        } else {
+            return usageError(err, QStringLiteral("unknown option for status: %1").arg(option));
+        }
+    }
+
+    const UsageSnapshot claude = ClaudeUsageProvider().fetch();
+    const UsageSnapshot codex = codexSnapshot();
+    remember(codex);
+    remember(claude);
+
+    const QDateTime now = QDateTime::currentDateTimeUtc();
+    const QString title =
+        MenuBarDisplayFormatter().format(codex, claude, true, true, defaultProviderOrder, now);
+    if (!json) {
+        out << title << "\n";
+        return 0;
+    }
+    QJsonArray snapshots;
+    for (const QString& id : defaultProviderOrder) {
+        snapshots.append(id == providers::codexID ? codex.toJson() : claude.toJson());
+    }
+    const QJsonObject document{{QStringLiteral("title"), title},
+                               {QStringLiteral("snapshots"), snapshots}};
+    out << QJsonDocument(document).toJson(QJsonDocument::Compact) << "\n";
+    return 0;
+}
+
+int connectClaude(QTextStream& out) {
+    const ClaudeUsageProvider provider;
+    if (!provider.locateClaudeExecutable()) {
+        out << ClaudeUsageProvider::notInstalledMessage << "\n";
+        return 1;
+    }
+    try {
+        provider.installStatusLineSync();
+    } catch (const Error& error) {
+        out << error.description() << "\n";
+        return 1;
+    }
+    out << ClaudeUsageProvider::sendMessageMessage << "\n";
+    return 0;
+}
+
+int disconnectClaude(QTextStream& out) {
+    try {
+        ClaudeUsageProvider().uninstallStatusLineSync();
+    } catch (const Error& error) {
+        out << error.description() << "\n";
+        return 1;
+    }
+    out << "Claude Code is disconnected.\n";
+    return 0;
+}
+
+int connection(bool connect, const QStringList& words, QTextStream& out, QTextStream& err) {
+    const QString command = connect ? QStringLiteral("connect") : QStringLiteral("disconnect");
+    if (words.size() != 1) {
+        return usageError(err, QStringLiteral("%1 needs one provider: claude").arg(command));
+    }
+    const QString provider = words.first();
+    if (provider == QLatin1String("claude")) {
+        return connect ? connectClaude(out) : disconnectClaude(out);
+    }
+    return usageError(err, QStringLiteral("unknown provider for %1: %2").arg(command, provider));
+}
+
+} // namespace
+
+QString usageText() {
+    return QStringLiteral(
+        "Usage: lumora [COMMAND] [OPTIONS]\n"
+        "\n"
+        "Shows how much of your Claude Code and Codex usage allowance is left.\n"
+        "\n"
+        "Commands:\n"
+        "  status [--json]       Print the panel line, or the snapshots as JSON.\n"
+        "  connect claude        Install Lumora's Claude Code status line.\n"
+        "  disconnect claude     Remove it and restore the status line you had before.\n"
+        "\n"
+        "Options:\n"
+        "  -h, --help            Show this help.\n"
+        "  -V, --version         Show the version.\n"
+        "\n"
+        "Without a command, lumora prints the status line.\n");
+}
+
+int run(const QStringList& arguments, QTextStream& out, QTextStream& err) {
+    const QString command = arguments.value(0, QStringLiteral("status"));
+    const QStringList rest = arguments.mid(1);
+    int code = 0;
+    if (command == QLatin1String("--help") || command == QLatin1String("-h") ||
+        command == QLatin1String("help")) {
+        out << usageText();
+    } else if (command == QLatin1String("--version") || command == QLatin1String("-V")) {
+        out << "Lumora " << buildinfo::version << "\n";
+    } else if (command == QLatin1String("status")) {
+        code = status(rest, out, err);
+    } else if (command == QLatin1String("connect") || command == QLatin1String("disconnect")) {
+        code = connection(command == QLatin1String("connect"), rest, out, err);
+    } else if (command.startsWith(QLatin1Char('-'))) {
+        code = usageError(err, QStringLiteral("unknown option: %1").arg(command));
+    } else {
+        code = usageError(err, QStringLiteral("unknown command: %1").arg(command));
+    }
+    out.flush();
+    err.flush();
+    return code;
+}
+
+} // namespace lumora::cli

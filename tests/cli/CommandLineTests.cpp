@@ -1,0 +1,120 @@
+#include "core/UsageSnapshot.h"
+#include "support/TestSupport.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+
+#include <gtest/gtest.h>
+
+using namespace lumora;
+using namespace lumora::test;
+
+namespace {
+
+struct Outcome {
+    int exitCode = -1;
+    QString out;
+    QString err;
+};
+
+class CommandLineTest : public ::testing::Test {
+protected:
+    Outcome lumora(const QStringList& arguments) const {
+        QProcess process;
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert("HOME", home.path());
+        environment.remove("XDG_DATA_HOME");
+        environment.remove("XDG_CONFIG_HOME");
+        environment.remove("LUMORA_CLAUDE_PATH");
+        process.setProcessEnvironment(environment);
+        process.start(builtExecutable("lumora"), arguments);
+        if (!process.waitForFinished(30000)) {
+            ADD_FAILURE() << "lumora did not finish";
+            process.kill();
+            process.waitForFinished();
+        }
+        return {process.exitCode(), QString::fromUtf8(process.readAllStandardOutput()),
+                QString::fromUtf8(process.readAllStandardError())};
+    }
+    void installClaude() const { writeScript(home.filePath(".local/bin/claude"), "exit 0\n"); }
+    QString data(const QString& name) const { return home.path() + "/.local/share/Lumora/" + name; }
+
+    TemporaryHome home;
+};
+
+} // namespace
+
+TEST_F(CommandLineTest, StatusWithoutAnyToolShowsPlaceholders) {
+    const Outcome plain = lumora({});
+    EXPECT_EQ(plain.exitCode, 0);
+    EXPECT_EQ(plain.out, "Codex --% \u00B7 Claude Code --%\n");
+    EXPECT_EQ(lumora({"status"}).out, plain.out);
+
+    const Outcome json = lumora({"status", "--json"});
+    EXPECT_EQ(json.exitCode, 0);
+    const QJsonObject document = QJsonDocument::fromJson(json.out.toUtf8()).object();
+    EXPECT_EQ(document["title"].toString(), "Codex --% \u00B7 Claude Code --%");
+    const QJsonArray snapshots = document["snapshots"].toArray();
+    ASSERT_EQ(snapshots.size(), 2);
+    EXPECT_EQ(snapshots[0].toObject()["providerID"].toString(), "codex");
+    const auto claude = UsageSnapshot::fromJson(snapshots[1].toObject());
+    EXPECT_EQ(claude.statusMessage, "Claude Code is not installed.");
+    // Snapshots without a verdict are not remembered.
+    EXPECT_FALSE(QFileInfo::exists(data("claude-code-snapshot.json")));
+}
+
+TEST_F(CommandLineTest, ConnectThenStatusReadsTheHookCacheAndRemembersIt) {
+    const Outcome missing = lumora({"connect", "claude"});
+    EXPECT_EQ(missing.exitCode, 1);
+    EXPECT_EQ(missing.out, "Claude Code is not installed.\n");
+
+    installClaude();
+    const Outcome connected = lumora({"connect", "claude"});
+    EXPECT_EQ(connected.exitCode, 0) << connected.err.toStdString();
+    EXPECT_EQ(connected.out, "Open Claude Code and send a message once to sync usage.\n");
+    EXPECT_TRUE(QFileInfo::exists(data("claude-statusline.sh")));
+
+    writeFile(data("claude-rate-limits.json"), R"({"five_hour":{"used_percentage":42}})");
+    const Outcome status = lumora({"status"});
+    EXPECT_EQ(status.out, "Codex --% \u00B7 Claude Code 58%\n");
+    const auto saved = UsageSnapshot::decode(readFile(data("claude-code-snapshot.json")));
+    ASSERT_TRUE(saved);
+    EXPECT_EQ(saved->windows.first().usedRatio, 0.42);
+
+    const Outcome disconnected = lumora({"disconnect", "claude"});
+    EXPECT_EQ(disconnected.exitCode, 0);
+    EXPECT_FALSE(QFileInfo::exists(data("claude-statusline.sh")));
+    EXPECT_TRUE(lumora({"status"}).out.endsWith("Claude Code --%\n"));
+}
+
+TEST_F(CommandLineTest, InstallerErrorsAreReportedAndTheSettingsKept) {
+    installClaude();
+    const QByteArray array = "[1, 2, 3]\n";
+    writeFile(home.filePath(".claude/settings.json"), array);
+    const Outcome run = lumora({"connect", "claude"});
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_EQ(run.out, "Claude Code settings could not be updated safely.\n");
+    EXPECT_EQ(readFile(home.filePath(".claude/settings.json")), array);
+}
+
+TEST_F(CommandLineTest, VersionHelpAndWrongUsage) {
+    const Outcome version = lumora({"--version"});
+    EXPECT_EQ(version.exitCode, 0);
+    EXPECT_EQ(version.out, "Lumora 0.1.0\n");
+    const Outcome help = lumora({"--help"});
+    EXPECT_EQ(help.exitCode, 0);
+    EXPECT_TRUE(help.out.startsWith("Usage: lumora"));
+
+    for (const QStringList& wrong :
+         {QStringList{"frobnicate"}, QStringList{"--frobnicate"}, QStringList{"status", "--xml"},
+          QStringList{"connect"}, QStringList{"connect", "gemini"}}) {
+        const Outcome run = lumora(wrong);
+        EXPECT_EQ(run.exitCode, 2) << wrong.join(' ').toStdString();
+        EXPECT_TRUE(run.out.isEmpty());
+        EXPECT_TRUE(run.err.contains("Usage: lumora"));
+    }
+}
