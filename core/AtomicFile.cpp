@@ -22,33 +22,22 @@ QString systemError(const QString& action, const QString& path, int error) {
 }
 
 mode_t currentUmask() {
-    // umask can only be read by setting it; put the old value straight back.
-    const mode_t mask = ::umask(0);
-    ::umask(mask);
-    return mask;
-}
-
-mode_t toMode(QFileDevice::Permissions permissions) {
-    mode_t mode = 0;
-    if (permissions & QFileDevice::ReadOwner)
-        mode |= S_IRUSR;
-    if (permissions & QFileDevice::WriteOwner)
-        mode |= S_IWUSR;
-    if (permissions & QFileDevice::ExeOwner)
-        mode |= S_IXUSR;
-    if (permissions & QFileDevice::ReadGroup)
-        mode |= S_IRGRP;
-    if (permissions & QFileDevice::WriteGroup)
-        mode |= S_IWGRP;
-    if (permissions & QFileDevice::ExeGroup)
-        mode |= S_IXGRP;
-    if (permissions & QFileDevice::ReadOther)
-        mode |= S_IROTH;
-    if (permissions & QFileDevice::WriteOther)
-        mode |= S_IWOTH;
-    if (permissions & QFileDevice::ExeOther)
-        mode |= S_IXOTH;
-    return mode;
+    // Linux reports the umask in /proc. Setting it to read it back (umask(2)) would leave other
+    // threads creating files unmasked for a moment, so that is not an option in this process.
+    QFile status(QStringLiteral("/proc/self/status"));
+    if (status.open(QIODevice::ReadOnly)) {
+        while (!status.atEnd()) {
+            const QByteArray line = status.readLine();
+            if (line.startsWith("Umask:")) {
+                bool ok = false;
+                const uint mask = line.mid(6).trimmed().toUInt(&ok, 8);
+                if (ok) {
+                    return static_cast<mode_t>(mask & 0777);
+                }
+            }
+        }
+    }
+    return 022;
 }
 
 // The file that a write to `path` must replace: the final target of a symbolic link, so that a
@@ -69,14 +58,14 @@ QString resolveTarget(const QString& path) {
 } // namespace
 
 void writeFileAtomically(const QString& path, const QByteArray& content,
-                         std::optional<QFileDevice::Permissions> permissions) {
+                         std::optional<unsigned> requestedMode) {
     const QString target = resolveTarget(path);
     const QByteArray targetName = QFile::encodeName(target);
 
     mode_t mode = 0666 & ~currentUmask();
     struct stat existing {};
-    if (permissions) {
-        mode = toMode(*permissions);
+    if (requestedMode) {
+        mode = static_cast<mode_t>(*requestedMode);
     } else if (::stat(targetName.constData(), &existing) == 0) {
         mode = existing.st_mode & 07777;
     }

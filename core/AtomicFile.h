@@ -1,7 +1,6 @@
 #pragma once
 
 #include <QByteArray>
-#include <QFileDevice>
 #include <QString>
 
 #include <optional>
@@ -10,12 +9,13 @@ namespace lumora {
 
 // Replaces the file at `path` with `content` atomically: the bytes go to a temporary file in the
 // same folder, which is then renamed over the target, so a reader sees the old or the new
-// content and never a partial file. When `permissions` is given the temporary file gets them
-// before the rename, so the target never exists with looser bits. A symbolic link at `path` is
+// content and never a partial file. When `mode` is given (e.g. 0600) the temporary file gets it
+// before the rename, so the target never exists with looser bits; otherwise an existing target
+// keeps its bits and a new one gets the process's defaults. A symbolic link at `path` is
 // followed: its target is replaced and the link stays. Throws FileSystemError on failure; the
 // target then keeps its previous content.
 void writeFileAtomically(const QString& path, const QByteArray& content,
-                         std::optional<QFileDevice::Permissions> permissions = std::nullopt);
+                         std::optional<unsigned> mode = std::nullopt);
 
 // Creates `path` and any missing parents; folders it creates get `mode` (e.g. 0700). An existing
 // folder is left as it is. Throws FileSystemError on failure.

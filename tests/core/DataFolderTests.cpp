@@ -30,7 +30,7 @@ TEST(AtomicFile, ReplacesContentWithRequestedModeAndLeavesNoTemporaryFiles) {
     EXPECT_EQ(fileMode(home.filePath("a")), 0700);
     EXPECT_EQ(fileMode(home.filePath("a/b")), 0700);
 
-    writeFileAtomically(path, "first", QFileDevice::ReadOwner | QFileDevice::WriteOwner);
+    writeFileAtomically(path, "first", 0600);
     EXPECT_EQ(readFile(path), "first");
     EXPECT_EQ(fileMode(path), 0600);
 
