@@ -7,6 +7,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QJsonArray>
 #include <QJsonDocument>
 
 #include <unistd.h>
@@ -120,7 +121,18 @@ QJsonObject ClaudeStatusLineInstaller::loadSettings() const {
     if (!QFileInfo::exists(path)) {
         return {};
     }
-    const QJsonDocument document = readJsonFile(path, QStringLiteral("Claude Code settings"));
+    QJsonDocument document;
+    try {
+        document = readJsonFile(path, QStringLiteral("Claude Code settings"));
+    } catch (const JsonSyntaxError&) {
+        // Qt reads only objects and arrays at the top level. A lone string or number is still
+        // JSON, just not settings: tell the two apart by reading it as an array element.
+        const auto bytes = readWholeFile(path);
+        if (bytes && QJsonDocument::fromJson("[" + *bytes + "]").array().size() == 1) {
+            throw InstallerError::invalidClaudeSettings();
+        }
+        throw;
+    }
     if (!document.isObject()) {
         throw InstallerError::invalidClaudeSettings();
     }
