@@ -76,7 +76,9 @@ QString
 ClaudeStatusLineInstaller::statusLineScript(const std::optional<QString>& previousCommand) const {
     // POSIX sh, the way Claude Code itself runs a status-line command. printf and [ are shell
     // built-ins; every other program is called by absolute path, so the user's PATH plays no
-    // part. The two messages are printf formats with a real line break before the closing quote.
+    // part. Claude Code runs this on every status update, so the script starts as few programs as
+    // it can (no mkdir once the folder exists). The two messages are printf formats with a real
+    // line break before the closing quote.
     const QStringList lines{
         QStringLiteral("#!/bin/sh"),
         QStringLiteral("set -u"),
@@ -88,7 +90,8 @@ ClaudeStatusLineInstaller::statusLineScript(const std::optional<QString>& previo
         QStringLiteral("json_tool=") + shellQuoted(m_hookHelper),
         QStringLiteral("input=$(/bin/cat)"),
         QString(),
-        QStringLiteral("/bin/mkdir -p \"${cache_directory}\" || exit 0"),
+        QStringLiteral("[ -d \"${cache_directory}\" ] || /bin/mkdir -p \"${cache_directory}\" || "
+                       "exit 0"),
         QStringLiteral("if printf '%s' \"${input}\" | \"${json_tool}\" extract rate_limits json -o "
                        "\"${temporary_file}\" - 2>/dev/null; then"),
         QStringLiteral("    /bin/chmod 600 \"${temporary_file}\""),
