@@ -3,6 +3,7 @@
 #include "core/ClaudeRateLimitCacheParser.h"
 #include "core/ClaudeStatusLineInstaller.h"
 #include "core/LocalProviderReadiness.h"
+#include "core/UsageProvider.h"
 #include "core/UsageSnapshot.h"
 
 #include <QDateTime>
@@ -16,7 +17,7 @@ namespace lumora {
 // The single entry point to Claude Code usage. Everything comes from files: the rate-limit cache
 // that the status-line hook writes, and the snapshot the application saved last. It never starts
 // Claude Code and never uses the network. Holds no changing state; safe to call from any thread.
-class ClaudeUsageProvider {
+class ClaudeUsageProvider : public UsageProvider {
 public:
     struct Options {
         QString homeDirectory; // default: the current user's home
@@ -33,12 +34,12 @@ public:
 
     // Never fails: problems come back as a snapshot with a status message. The flag has no effect
     // on this provider (there is nothing live to refresh).
-    UsageSnapshot fetch(bool forceLiveRefresh = false) const;
+    UsageSnapshot fetch(bool forceLiveRefresh = false) const override;
     // ready, executableMissing or setupRequired.
-    LocalProviderReadiness readiness() const;
+    LocalProviderReadiness readiness() const override;
     // Install or remove the status-line hook; the installer's errors pass through unchanged.
-    void installStatusLineSync() const;
-    void uninstallStatusLineSync() const;
+    virtual void installStatusLineSync() const;
+    virtual void uninstallStatusLineSync() const;
 
     std::optional<QString> locateClaudeExecutable() const;
     const ClaudeStatusLineInstaller& statusLineInstaller() const { return m_installer; }
