@@ -10,6 +10,7 @@
 #include <QNetworkReply>
 #include <QNetworkRequest>
 #include <QSslConfiguration>
+#include <QTimer>
 
 #include <memory>
 
@@ -203,7 +204,6 @@ QByteArray AppUpdateChecker::fetch(const QUrl& url) const {
     request.setAttribute(QNetworkRequest::CacheSaveControlAttribute, false);
     request.setAttribute(QNetworkRequest::RedirectPolicyAttribute,
                          QNetworkRequest::UserVerifiedRedirectPolicy);
-    request.setTransferTimeout(static_cast<int>(m_transport.timeout.count()));
     if (!m_transport.extraCaCertificates.isEmpty()) {
         QSslConfiguration tls = QSslConfiguration::defaultConfiguration();
         tls.addCaCertificates(m_transport.extraCaCertificates);
@@ -215,59 +215,66 @@ QByteArray AppUpdateChecker::fetch(const QUrl& url) const {
     // Keeps the network layer from reading far ahead of us into memory.
     reply->setReadBufferSize(enough);
 
-    enum class Stop { none, insecureRedirect, failureStatus, tooLarge };
+    enum class Stop { none, timedOut, insecureRedirect, tooLarge };
     Stop stop = Stop::none;
     QByteArray body;
     const auto halt = [&](Stop reason) {
-        stop = reason;
-        reply->abort();
+        if (stop == Stop::none) {
+            stop = reason;
+            reply->abort();
+        }
     };
-    const auto successStatus = [&] {
-        const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
-        return status >= 200 && status <= 299;
-    };
+    QEventLoop loop;
+    // Our own idle timer rather than QNetworkRequest's transfer time-out, which Qt 6.4 drops
+    // when it follows a redirect: a redirect to a silent server would then wait for ever.
+    QTimer idle;
+    idle.setSingleShot(true);
+    idle.setInterval(m_transport.timeout);
+    QObject::connect(&idle, &QTimer::timeout, &loop, [&] { halt(Stop::timedOut); });
+
     const auto take = [&] {
+        idle.start();
         if (stop != Stop::none) {
             return;
         }
-        if (!successStatus()) {
-            halt(Stop::failureStatus); // the body of an error page is of no use
-            return;
-        }
+        // Error pages are read the same bounded way; the status decides afterwards. (Aborting a
+        // reply whose status already reports an error makes Qt report that error twice.)
         body += reply->read(enough - body.size());
         if (body.size() >= enough) {
             halt(Stop::tooLarge);
         }
     };
-
-    QEventLoop loop;
     QObject::connect(reply.get(), &QNetworkReply::redirected, &loop, [&](const QUrl& target) {
         if (hasHttpsScheme(reply->url().resolved(target))) {
+            idle.start();
+            body.clear();
             emit reply->redirectAllowed();
         } else {
             halt(Stop::insecureRedirect);
         }
     });
+    QObject::connect(reply.get(), &QNetworkReply::metaDataChanged, &idle,
+                     qOverload<>(&QTimer::start));
     QObject::connect(reply.get(), &QNetworkReply::readyRead, &loop, take);
     QObject::connect(reply.get(), &QNetworkReply::finished, &loop, &QEventLoop::quit);
     if (!reply->isFinished()) {
+        idle.start();
         loop.exec();
     }
     if (reply->bytesAvailable() > 0) {
         take();
     }
 
+    if (stop == Stop::timedOut) {
+        throw NetworkError(QStringLiteral("The request timed out."));
+    }
     const QVariant status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
-    if (stop == Stop::insecureRedirect || stop == Stop::failureStatus ||
-        (status.isValid() && !successStatus())) {
+    const bool success = status.toInt() >= 200 && status.toInt() <= 299;
+    if (stop == Stop::insecureRedirect || (status.isValid() && !success)) {
         throw AppUpdateError(AppUpdateError::Case::invalidServerResponse);
     }
     if (stop == Stop::tooLarge) {
         return body;
-    }
-    if (reply->error() == QNetworkReply::OperationCanceledError) {
-        // Only the transfer time-out cancels a request that we did not stop ourselves.
-        throw NetworkError(QStringLiteral("The request timed out."));
     }
     if (reply->error() != QNetworkReply::NoError) {
         throw NetworkError(reply->errorString());
