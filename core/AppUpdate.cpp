@@ -163,7 +163,7 @@ std::optional<QUrl> configuredUpdateFeedURL(const QString& setting) {
         return std::nullopt;
     }
     const QUrl url(trimmed, QUrl::StrictMode);
-    if (!url.isValid() || url.scheme().isEmpty() || !hasHttpsScheme(url)) {
+    if (!url.isValid() || !hasHttpsScheme(url)) {
         return std::nullopt;
     }
     return url;
