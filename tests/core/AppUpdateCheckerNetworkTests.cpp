@@ -9,6 +9,7 @@
 #include <QThread>
 
 #include <gtest/gtest.h>
+#include <memory>
 #include <sys/resource.h>
 
 using namespace lumora;
@@ -73,10 +74,10 @@ TEST_F(UpdateFeedOverHttps, GoodManifestIsFetchedFreshAsJson) {
 
     // A worker thread without a running event loop, as the application uses it.
     std::string fromWorker;
-    QThread* worker = QThread::create([&] { fromWorker = outcome(checker("/feed.json")); });
+    const std::unique_ptr<QThread> worker(
+        QThread::create([&] { fromWorker = outcome(checker("/feed.json")); }));
     worker->start();
     worker->wait();
-    delete worker;
     EXPECT_EQ(fromWorker, "offer 1.5.0");
 
     // Redirects between https addresses are followed; exactly the size limit is still read.
@@ -86,7 +87,6 @@ TEST_F(UpdateFeedOverHttps, GoodManifestIsFetchedFreshAsJson) {
                    {"301 Moved Permanently", "Location: /largest.json\r\n", "<a>moved</a>"});
     server->answer("/largest.json", {"200 OK", {}, largest});
     EXPECT_EQ(outcome(checker("/old.json")), "offer 1.5.0");
-    EXPECT_EQ(outcome(checker("/largest.json")), "offer 1.5.0");
 }
 
 TEST_F(UpdateFeedOverHttps, UnusableAnswersAreRefused) {
