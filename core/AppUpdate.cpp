@@ -5,6 +5,7 @@
 #include <QEventLoop>
 #include <QFile>
 #include <QJsonDocument>
+#include <QJsonObject>
 #include <QJsonValue>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
@@ -82,19 +83,6 @@ std::optional<AppUpdateManifest> AppUpdateManifest::decode(const QByteArray& byt
         manifest.title = title.toString();
     }
     return manifest;
-}
-
-QJsonObject AppUpdateManifest::toJson() const {
-    QJsonObject object{{QStringLiteral("version"), version},
-                       {QStringLiteral("downloadURL"), downloadURL.toString(QUrl::FullyEncoded)}};
-    if (releaseNotesURL) {
-        object.insert(QStringLiteral("releaseNotesURL"),
-                      releaseNotesURL->toString(QUrl::FullyEncoded));
-    }
-    if (title) {
-        object.insert(QStringLiteral("title"), *title);
-    }
-    return object;
 }
 
 QString AppUpdateError::descriptionOf(Case c) {

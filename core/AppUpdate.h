@@ -3,7 +3,6 @@
 #include "core/Errors.h"
 
 #include <QByteArray>
-#include <QJsonObject>
 #include <QList>
 #include <QSslCertificate>
 #include <QString>
@@ -30,8 +29,6 @@ struct AppUpdateManifest {
     // string that forms a URL (a relative reference does); a present, non-null optional member
     // must have the right type too. Says nothing about schemes or whether the version parses.
     static std::optional<AppUpdateManifest> decode(const QByteArray& bytes);
-    // The same keys; absent optionals are left out.
-    QJsonObject toJson() const;
 };
 
 // Why an update check gave no answer. One fixed text per case, shown to the user as it is.

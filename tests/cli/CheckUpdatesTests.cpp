@@ -13,14 +13,13 @@ using namespace lumora::test;
 
 namespace {
 
-struct Result {
-    int exitCode = -1;
-    QString out;
-    QString err;
-};
-
 class CheckUpdatesCommand : public ::testing::Test {
 protected:
+    struct Result {
+        int exitCode = -1;
+        QString out;
+        QString err;
+    };
     Result checkUpdates(const QStringList& options) const {
         QProcess process;
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
@@ -38,8 +37,7 @@ protected:
     }
     QString writeFeed(const QByteArray& version) const {
         writeFile(home.filePath("feed.json"),
-                  R"({"version": ")" + version +
-                      R"(", "downloadURL": "https://example.com/lumora.tar.gz?v=1"})");
+                  R"({"version": ")" + version + R"(", "downloadURL": "https://e.com/get?v=1"})");
         return home.filePath("feed.json");
     }
 
@@ -50,11 +48,10 @@ protected:
 
 TEST_F(CheckUpdatesCommand, ReportsAnOfferOrThatNothingIsNewer) {
     const QString feed = writeFeed("1.5.0");
-    const QString offer = "Lumora 1.5.0 is available.\nhttps://example.com/lumora.tar.gz?v=1\n";
     for (const QString& form : {feed, QUrl::fromLocalFile(feed).toString(), QString("feed.json")}) {
         const Result run = checkUpdates({"--feed", form, "--current-version", "1.4.2"});
         EXPECT_EQ(run.exitCode, 0) << form.toStdString();
-        EXPECT_EQ(run.out, offer) << form.toStdString();
+        EXPECT_EQ(run.out, "Lumora 1.5.0 is available.\nhttps://e.com/get?v=1\n");
     }
     EXPECT_EQ(checkUpdates({"--current-version", "1.5.0", "--feed", feed}).out,
               "Lumora is up to date.\n");
@@ -67,40 +64,27 @@ TEST_F(CheckUpdatesCommand, ReportsAnOfferOrThatNothingIsNewer) {
 
     // A feed cannot send control sequences to the terminal.
     writeFeed("9.0.0-\\u001b[2J\\u009b31m+\\u0007");
-    const Result hostile = checkUpdates({"--feed", feed});
-    EXPECT_EQ(hostile.exitCode, 0);
-    EXPECT_TRUE(hostile.out.startsWith("Lumora 9.0.0-\uFFFD[2J\uFFFD31m+\uFFFD is available.\n"))
-        << hostile.out.toStdString();
+    EXPECT_TRUE(checkUpdates({"--feed", feed})
+                    .out.startsWith("Lumora 9.0.0-\uFFFD[2J\uFFFD31m+\uFFFD is available.\n"));
 }
 
-TEST_F(CheckUpdatesCommand, FailedChecksPrintTheReason) {
+TEST_F(CheckUpdatesCommand, FailuresPrintTheReason) {
     const QString feed = writeFeed("1.5.0");
-    const struct {
-        QStringList options;
-        QString expected;
-    } cases[] = {
+    const QString missing = home.filePath("missing.json");
+    QList<std::pair<QStringList, QString>> cases{
         {{"--feed", feed, "--current-version", "not a version"}, "The update version is invalid."},
         {{"--feed", "http://127.0.0.1:1/feed.json"}, "The update feed must use HTTPS."},
-        {{"--feed", home.filePath("missing.json")},
-         QString("Could not read \u201c%1\u201d: No such file or directory")
-             .arg(home.filePath("missing.json"))},
+        {{"--feed", missing},
+         QString("Could not read \u201c%1\u201d: No such file or directory").arg(missing)},
     };
-    for (const auto& c : cases) {
-        const Result run = checkUpdates(c.options);
-        EXPECT_EQ(run.exitCode, 1) << c.options.join(' ').toStdString();
-        EXPECT_EQ(run.out, c.expected + "\n");
+    if (!configuredUpdateFeedURL(buildinfo::updateFeedUrl)) {
+        cases.append({QStringList{}, "The update channel is not configured in this build."});
     }
-    writeFile(feed, "<html>not a manifest</html>");
-    EXPECT_EQ(checkUpdates({"--feed", feed}).out, "The update information is invalid.\n");
-}
-
-TEST_F(CheckUpdatesCommand, WithoutAFeedNothingIsChecked) {
-    if (configuredUpdateFeedURL(buildinfo::updateFeedUrl)) {
-        GTEST_SKIP() << "this build has an update feed configured";
+    for (const auto& [options, expected] : cases) {
+        const Result run = checkUpdates(options);
+        EXPECT_EQ(run.exitCode, 1) << options.join(' ').toStdString();
+        EXPECT_EQ(run.out, expected + "\n");
     }
-    const Result run = checkUpdates({"--current-version", "0.0.1"});
-    EXPECT_EQ(run.exitCode, 1);
-    EXPECT_EQ(run.out, "The update channel is not configured in this build.\n");
 }
 
 TEST_F(CheckUpdatesCommand, WrongUsage) {

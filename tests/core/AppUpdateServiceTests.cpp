@@ -1,8 +1,6 @@
 #include "core/AppUpdate.h"
 #include "support/TestSupport.h"
 
-#include <QJsonDocument>
-
 #include <gtest/gtest.h>
 
 using namespace lumora;
@@ -18,15 +16,21 @@ QByteArray paddedTo(QByteArray bytes, qsizetype size) {
     bytes.append(size - bytes.size(), ' ');
     return bytes;
 }
+QByteArray manifest(const char* members) {
+    return QByteArray("{") + members + "}";
+}
 
-// What availableUpdate answers, as text: "offer <version>", "nothing" or "error: <description>".
-std::string outcome(const QByteArray& bytes, const QString& current) {
+// What a validation or a check answers, as text: "offer <version>", "nothing" or the error.
+template <typename Check> std::string outcome(Check check) {
     try {
-        const auto offer = AppUpdateService::availableUpdate(bytes, current);
+        const std::optional<AppUpdateManifest> offer = check();
         return offer ? "offer " + offer->version.toStdString() : "nothing";
-    } catch (const AppUpdateError& error) {
+    } catch (const Error& error) {
         return "error: " + error.description().toStdString();
     }
+}
+std::string outcome(const QByteArray& bytes, const QString& current) {
+    return outcome([&] { return AppUpdateService::availableUpdate(bytes, current); });
 }
 std::string error(Case c) {
     return "error: " + AppUpdateError::descriptionOf(c).toStdString();
@@ -35,9 +39,6 @@ std::string error(Case c) {
 } // namespace
 
 TEST(AppUpdateService, ChecksRunInOrderAndTheFirstFailureWins) {
-    const auto manifest = [](const char* members) {
-        return QByteArray("{") + members + "}";
-    };
     const struct {
         QByteArray bytes;
         QString current;
@@ -57,15 +58,15 @@ TEST(AppUpdateService, ChecksRunInOrderAndTheFirstFailureWins) {
         {R"(["1.5.0"])", "1.0", error(Case::invalidManifest)},
         {goodManifest + " trailing", "1.0", error(Case::invalidManifest)},
         {manifest(R"("version": "1.5.0")"), "1.0", error(Case::invalidManifest)},
-        {manifest(R"("version": 1.5, "downloadURL": "https://e.com")"), "1.0",
+        {manifest(R"("version": 1.5, "downloadURL": "https://e.com")"), "1",
          error(Case::invalidManifest)},
         {manifest(R"("version": "1.5", "downloadURL": null)"), "1.0", error(Case::invalidManifest)},
         {manifest(R"("version": "1.5", "downloadURL": "")"), "1.0", error(Case::invalidManifest)},
-        {manifest(R"("version": "1.5", "downloadURL": "https://[::1")"), "1.0",
+        {manifest(R"("version": "1", "downloadURL": "https://[::1")"), "1",
          error(Case::invalidManifest)},
-        {manifest(R"("version": "1.5", "downloadURL": "https://e.com", "releaseNotesURL": 7)"),
-         "1.0", error(Case::invalidManifest)},
-        {manifest(R"("version": "1.5", "downloadURL": "https://e.com", "title": ["x"])"), "1.0",
+        {manifest(R"("version": "1", "downloadURL": "https://e.com", "releaseNotesURL": 7)"), "1",
+         error(Case::invalidManifest)},
+        {manifest(R"("version": "1", "downloadURL": "https://e.com", "title": ["x"])"), "1",
          error(Case::invalidManifest)},
         // Then the offered version, then the current one, both before the addresses.
         {manifest(R"("version": "banana", "downloadURL": "http://e.com")"), "garbage",
@@ -74,8 +75,7 @@ TEST(AppUpdateService, ChecksRunInOrderAndTheFirstFailureWins) {
         {manifest(R"("version": "2.0", "downloadURL": "http://e.com")"), "x",
          error(Case::invalidVersion)},
         // Then the download address, then the release notes, both before the comparison.
-        {manifest(
-             R"("version": "2.0", "downloadURL": "http://e.com", "releaseNotesURL": "ftp://e")"),
+        {manifest(R"("version": "2", "downloadURL": "http://e.com", "releaseNotesURL": "ftp://e")"),
          "1.0", error(Case::insecureDownloadURL)},
         {manifest(R"("version": "2.0", "downloadURL": "download")"), "1.0",
          error(Case::insecureDownloadURL)},
@@ -97,23 +97,14 @@ TEST(AppUpdateService, ChecksRunInOrderAndTheFirstFailureWins) {
         EXPECT_EQ(outcome(c.bytes, c.current), c.expected)
             << c.bytes.left(120).toStdString() << " / current " << c.current.toStdString();
     }
-}
 
-TEST(AppUpdateService, ManifestKeepsItsFieldsAndRoundTrips) {
-    const QByteArray bytes =
-        R"({"version": " 1.5.0 ", "downloadURL": "https://example.com/d?x=1#top",
-            "releaseNotesURL": "https://example.com/notes", "title": "Spring \u00E9dition"})";
-    const auto offer = AppUpdateService::availableUpdate(bytes, "1.4");
+    const auto offer = AppUpdateService::availableUpdate(
+        manifest(R"("version": " 1.5.0 ", "downloadURL": "https://e.com/d?x=1#top",
+                    "releaseNotesURL": "https://e.com/notes", "title": "Spring \u00E9dition")"),
+        "1.4");
     ASSERT_TRUE(offer);
-    EXPECT_EQ(offer->version, " 1.5.0 "); // as the publisher spelled it
-    EXPECT_EQ(offer->downloadURL, QUrl("https://example.com/d?x=1#top"));
-    EXPECT_EQ(offer->releaseNotesURL, QUrl("https://example.com/notes"));
-    EXPECT_EQ(offer->title, QString::fromUtf8("Spring \u00E9dition"));
-    EXPECT_EQ(AppUpdateManifest::decode(QJsonDocument(offer->toJson()).toJson()), offer);
-
-    const AppUpdateManifest minimal{"2.0", QUrl("https://e.com"), std::nullopt, std::nullopt};
-    EXPECT_EQ(minimal.toJson().keys(), (QStringList{"downloadURL", "version"}));
-    EXPECT_EQ(AppUpdateManifest::decode(QJsonDocument(minimal.toJson()).toJson()), minimal);
+    EXPECT_EQ(*offer, (AppUpdateManifest{" 1.5.0 ", QUrl("https://e.com/d?x=1#top"),
+                                         QUrl("https://e.com/notes"), "Spring \u00E9dition"}));
 }
 
 TEST(AppUpdateService, FeedSettingMustBeHttps) {
@@ -126,47 +117,28 @@ TEST(AppUpdateService, FeedSettingMustBeHttps) {
     }
 }
 
-TEST(AppUpdateChecker, LocalFeedsAreReadDirectlyAndBounded) {
+TEST(AppUpdateChecker, FeedsThatNeedNoNetwork) {
     TemporaryHome home;
     const QString path = home.filePath("feed.json");
-    writeFile(path, goodManifest);
-    EXPECT_EQ(AppUpdateChecker(QUrl::fromLocalFile(path)).check("1.0")->version, "1.5.0");
-    EXPECT_FALSE(AppUpdateChecker(QUrl::fromLocalFile(path)).check("1.5.0"));
-    EXPECT_FALSE(AppUpdateChecker(std::nullopt).check("1.0"));
-
-    const auto checkFile = [](const QString& file) -> std::optional<Case> {
-        try {
-            AppUpdateChecker(QUrl::fromLocalFile(file)).check("1.0");
-        } catch (const AppUpdateError& e) {
-            return e.kind();
-        }
-        return std::nullopt;
+    const auto check = [](const QUrl& feed, const QString& current = "1.0") {
+        return outcome([&] { return AppUpdateChecker(feed).check(current); });
     };
+    writeFile(path, goodManifest);
+    EXPECT_EQ(check(QUrl::fromLocalFile(path)), "offer 1.5.0");
+    EXPECT_EQ(check(QUrl::fromLocalFile(path), "1.5.0"), "nothing");
+    EXPECT_EQ(outcome([] { return AppUpdateChecker(std::nullopt).check("1.0"); }), "nothing");
+
+    // Local files are bounded like downloads; an endless device is cut off at the limit.
     writeFile(path, paddedTo(goodManifest, 65537));
-    EXPECT_EQ(checkFile(path), Case::manifestTooLarge);
-    // An endless device is cut off at the limit instead of being read for ever.
-    EXPECT_EQ(checkFile("/dev/zero"), Case::manifestTooLarge);
+    EXPECT_EQ(check(QUrl::fromLocalFile(path)), error(Case::manifestTooLarge));
+    EXPECT_EQ(check(QUrl::fromLocalFile("/dev/zero")), error(Case::manifestTooLarge));
+    EXPECT_EQ(check(QUrl::fromLocalFile(home.filePath("missing.json"))),
+              "error: Could not read \u201c" + home.filePath("missing.json").toStdString() +
+                  "\u201d: No such file or directory");
+    EXPECT_TRUE(check(QUrl::fromLocalFile(home.path())).starts_with("error: Could not read"));
 
-    for (const QString& unreadable : {home.filePath("missing.json"), home.path()}) {
-        try {
-            AppUpdateChecker(QUrl::fromLocalFile(unreadable)).check("1.0");
-            ADD_FAILURE() << "no error for " << unreadable.toStdString();
-        } catch (const FileSystemError& e) {
-            EXPECT_TRUE(e.description().contains(unreadable)) << e.what();
-        }
-    }
-}
-
-TEST(AppUpdateChecker, PlainHttpFeedIsRefusedBeforeAnyRequest) {
     // Port 1 on the loopback refuses connections: a request made anyway would end in a network
     // error, not in this one.
-    for (const char* feed : {"http://127.0.0.1:1/feed.json", "ftp://127.0.0.1:1/feed.json"}) {
-        try {
-            AppUpdateChecker(QUrl(feed)).check("1.0");
-            ADD_FAILURE() << feed << " was accepted";
-        } catch (const AppUpdateError& e) {
-            EXPECT_EQ(e.kind(), Case::invalidFeedURL);
-            EXPECT_EQ(e.description(), "The update feed must use HTTPS.");
-        }
-    }
+    EXPECT_EQ(check(QUrl("http://127.0.0.1:1/feed.json")), error(Case::invalidFeedURL));
+    EXPECT_EQ(check(QUrl("ftp://127.0.0.1:1/feed.json")), error(Case::invalidFeedURL));
 }
