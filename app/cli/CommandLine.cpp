@@ -2,6 +2,7 @@
 
 #include "core/BuildInfo.h"
 #include "core/ClaudeUsageProvider.h"
+#include "core/CodexUsageProvider.h"
 #include "core/Errors.h"
 #include "core/MenuBarDisplayFormatter.h"
 #include "core/SnapshotCache.h"
@@ -9,6 +10,9 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QThread>
+
+#include <memory>
 
 namespace lumora::cli {
 namespace {
@@ -20,11 +24,6 @@ int usageError(QTextStream& err, const QString& problem) {
     err << "lumora: " << problem << "\n\n" << usageText();
     err.flush();
     return 2;
-}
-
-UsageSnapshot codexSnapshot() {
-    return UsageSnapshot::unavailable(providers::codexID, providers::codexName,
-                                      QStringLiteral("Codex support is not available yet."));
 }
 
 // Saves what a refresh produced, as the application does: only snapshots with a verdict.
@@ -49,8 +48,13 @@ int status(const QStringList& options, QTextStream& out, QTextStream& err) {
         }
     }
 
+    // Codex runs child processes for up to seconds; read Claude Code's files meanwhile.
+    UsageSnapshot codex;
+    const std::unique_ptr<QThread> codexFetch(
+        QThread::create([&codex] { codex = CodexUsageProvider().fetch(); }));
+    codexFetch->start();
     const UsageSnapshot claude = ClaudeUsageProvider().fetch();
-    const UsageSnapshot codex = codexSnapshot();
+    codexFetch->wait();
     remember(codex);
     remember(claude);
 
@@ -87,6 +91,29 @@ int connectClaude(QTextStream& out) {
     return 0;
 }
 
+int connectCodex(QTextStream& out) {
+    const LocalProviderReadiness readiness = CodexUsageProvider().readiness();
+    switch (readiness.kind()) {
+    case LocalProviderReadiness::Kind::ready:
+        out << "Codex is connected.\n";
+        return 0;
+    case LocalProviderReadiness::Kind::executableMissing:
+        out << CodexUsageProvider::notInstalledMessage << "\n";
+        break;
+    case LocalProviderReadiness::Kind::loginRequired:
+        out << CodexUsageProvider::signInMessage << "\n"
+            << "Run `codex login` in a terminal, then try again.\n";
+        break;
+    case LocalProviderReadiness::Kind::setupRequired:
+        out << CodexUsageProvider::setupIncompleteMessage << "\n";
+        break;
+    case LocalProviderReadiness::Kind::unavailable:
+        out << readiness.message() << "\n";
+        break;
+    }
+    return 1;
+}
+
 int disconnectClaude(QTextStream& out) {
     try {
         ClaudeUsageProvider().uninstallStatusLineSync();
@@ -101,11 +128,16 @@ int disconnectClaude(QTextStream& out) {
 int connection(bool connect, const QStringList& words, QTextStream& out, QTextStream& err) {
     const QString command = connect ? QStringLiteral("connect") : QStringLiteral("disconnect");
     if (words.size() != 1) {
-        return usageError(err, QStringLiteral("%1 needs one provider: claude").arg(command));
+        return usageError(err, QStringLiteral("%1 needs one provider: %2")
+                                   .arg(command, connect ? QStringLiteral("claude or codex")
+                                                         : QStringLiteral("claude")));
     }
     const QString provider = words.first();
     if (provider == QLatin1String("claude")) {
         return connect ? connectClaude(out) : disconnectClaude(out);
+    }
+    if (provider == QLatin1String("codex") && connect) {
+        return connectCodex(out);
     }
     return usageError(err, QStringLiteral("unknown provider for %1: %2").arg(command, provider));
 }
@@ -122,6 +154,7 @@ QString usageText() {
         "  status [--json]       Print the panel line, or the snapshots as JSON.\n"
         "  connect claude        Install Lumora's Claude Code status line.\n"
         "  disconnect claude     Remove it and restore the status line you had before.\n"
+        "  connect codex         Check that Codex is installed and signed in.\n"
         "\n"
         "Options:\n"
         "  -h, --help            Show this help.\n"
