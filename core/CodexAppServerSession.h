@@ -70,9 +70,6 @@ public:
     // ProcessError. Each call starts a server of its own.
     QString readRateLimits() const;
 
-    const QString& executable() const { return m_executable; }
-    const Limits& limits() const { return m_limits; }
-
 private:
     QString m_executable;
     Limits m_limits;

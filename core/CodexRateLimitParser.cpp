@@ -4,7 +4,6 @@
 
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QMap>
 
 #include <algorithm>
 
@@ -27,7 +26,9 @@ struct RateLimitRecord {
 
 struct ResultPayload {
     RateLimitRecord rateLimits;
-    std::optional<QMap<QString, RateLimitRecord>> rateLimitsByLimitID;
+    // The entry "codex" of "rateLimitsByLimitId"; the other entries are decoded only to check
+    // them.
+    std::optional<RateLimitRecord> codexLimits;
 };
 
 struct ResponseEnvelope {
@@ -102,11 +103,12 @@ std::optional<ResultPayload> decodeResult(const QJsonValue& value) {
     const QJsonValue byID = object.value(QLatin1String("rateLimitsByLimitId"));
     if (isPresent(byID)) {
         const QJsonObject entries = objectOf(byID);
-        QMap<QString, RateLimitRecord> records;
         for (auto entry = entries.begin(); entry != entries.end(); ++entry) {
-            records.insert(entry.key(), decodeRecord(entry.value()));
+            RateLimitRecord record = decodeRecord(entry.value());
+            if (entry.key() == QLatin1String("codex")) {
+                result.codexLimits = std::move(record);
+            }
         }
-        result.rateLimitsByLimitID = std::move(records);
     }
     return result;
 }
@@ -155,18 +157,8 @@ QList<QStringView> linesOf(const QString& text) {
     return lines;
 }
 
-UsageWindow windowFrom(const RateLimitWindow& window) {
-    std::optional<QDateTime> resetsAt;
-    if (window.resetsAt) {
-        resetsAt = dateFromEpochSeconds(static_cast<double>(*window.resetsAt));
-    }
-    return UsageWindow(CodexRateLimitParser::kindForDuration(window.windowDurationMins),
-                       static_cast<double>(window.usedPercent) / 100.0, resetsAt);
-}
-
-} // namespace
-
-UsageWindow::Kind CodexRateLimitParser::kindForDuration(std::optional<qint64> minutes) {
+// The window kind for a window of `minutes` length; a window of unknown length is a session.
+UsageWindow::Kind kindForDuration(std::optional<qint64> minutes) {
     using Kind = UsageWindow::Kind;
     if (!minutes || *minutes <= 360) {
         return Kind::session;
@@ -183,6 +175,17 @@ UsageWindow::Kind CodexRateLimitParser::kindForDuration(std::optional<qint64> mi
     return Kind::credits;
 }
 
+UsageWindow windowFrom(const RateLimitWindow& window) {
+    std::optional<QDateTime> resetsAt;
+    if (window.resetsAt) {
+        resetsAt = dateFromEpochSeconds(static_cast<double>(*window.resetsAt));
+    }
+    return UsageWindow(kindForDuration(window.windowDurationMins),
+                       static_cast<double>(window.usedPercent) / 100.0, resetsAt);
+}
+
+} // namespace
+
 UsageSnapshot CodexRateLimitParser::parse(const QString& transcript,
                                           const QDateTime& capturedAt) const {
     std::optional<ResultPayload> answer;
@@ -197,13 +200,8 @@ UsageSnapshot CodexRateLimitParser::parse(const QString& transcript,
         throw ParseError::rateLimitResponseNotFound();
     }
 
-    const RateLimitRecord* record = &answer->rateLimits;
-    if (answer->rateLimitsByLimitID) {
-        const auto codex = answer->rateLimitsByLimitID->constFind(QStringLiteral("codex"));
-        if (codex != answer->rateLimitsByLimitID->cend()) {
-            record = &codex.value();
-        }
-    }
+    const RateLimitRecord* record =
+        answer->codexLimits ? &*answer->codexLimits : &answer->rateLimits;
 
     QList<UsageWindow> windows;
     for (const auto& window : {record->primary, record->secondary}) {

@@ -40,9 +40,6 @@ public:
 
     // Throws ParseError.
     UsageSnapshot parse(const QString& transcript, const QDateTime& capturedAt) const;
-
-    // The window kind for a window of `minutes` length (absent: a session window).
-    static UsageWindow::Kind kindForDuration(std::optional<qint64> minutes);
 };
 
 } // namespace lumora

@@ -75,8 +75,6 @@ public:
     ProcessResult run(const QString& executable, const QStringList& arguments,
                       const QString& standardInput, double timeoutSeconds) const override;
 
-    const std::optional<QProcessEnvironment>& baseEnvironment() const { return m_baseEnvironment; }
-
 private:
     std::optional<QProcessEnvironment> m_baseEnvironment;
 };

@@ -33,27 +33,28 @@ protected:
             GTEST_SKIP() << "SKIPPED: " << missing;
         }
         const QString unshare = QStringLiteral("/usr/bin/unshare");
-        if (QtProcessRunner().run(unshare, isolation + QStringList{"true"}, {}, 10).exitCode != 0) {
+        if (!canIsolate(unshare)) {
             GTEST_SKIP() << "SKIPPED: cannot give the real Codex CLI a network namespace of its "
                             "own here (unshare --net failed), and it must not reach the network";
         }
-        // Nothing from the developer's own Codex set-up may leak into the temporary home.
+        // Nothing from the developer's own Codex set-up may reach the tool (this test process's
+        // environment is its own; nothing else in it needs these).
         for (const char* name :
              {"CODEX_HOME", "OPENAI_API_KEY", "CODEX_API_KEY", "OPENAI_BASE_URL"}) {
-            m_saved.append({name, qgetenv(name), qEnvironmentVariableIsSet(name)});
             qunsetenv(name);
         }
         writeScript(codex(), "exec " + unshare.toUtf8() + " " + isolation.join(' ').toUtf8() +
                                  " '" + realCodex.toUtf8() + "' \"$@\"\n");
     }
-    void TearDown() override {
-        for (const auto& [name, value, wasSet] : m_saved) {
-            if (wasSet) {
-                qputenv(name, value);
-            }
+    bool canIsolate(const QString& unshare) const {
+        try {
+            return QtProcessRunner()
+                       .run(unshare, isolation + QStringList{"true"}, {}, 10)
+                       .exitCode == 0;
+        } catch (const Error&) {
+            return false; // no unshare at all
         }
     }
-
     QString codex() const { return home.filePath("bin/codex"); }
     CodexUsageProvider provider() const {
         CodexUsageProvider::Options options;
@@ -64,14 +65,6 @@ protected:
 
     const QStringList isolation{"--net", "--map-root-user"};
     TemporaryHome home;
-
-private:
-    struct Saved {
-        const char* name;
-        QByteArray value;
-        bool wasSet;
-    };
-    QList<Saved> m_saved;
 };
 
 } // namespace
