@@ -247,9 +247,12 @@ TEST_F(AppServerSessionTest, AnEndlessLineKeepsMemoryBoundedAndEndsByTheTimeLimi
     resetPeakMemory();
     const qint64 before = peakMemoryBytes();
     EXPECT_EQ(sessionFailure(CodexAppServerSession(codex, limits)), SessionError::timedOut());
+    EXPECT_EQ(childProcesses(), QList<ChildProcess>{});
+    if (!residentMemoryIsMeaningful) {
+        GTEST_SKIP() << "AddressSanitizer keeps freed memory in quarantine; peak not checked";
+    }
     const qint64 growth = peakMemoryBytes() - before;
     // The documented bound, plus room for one pipe read and the allocator.
     EXPECT_LT(growth, limits.maxLineBytes + limits.maxTranscriptBytes + 8 * 1024 * 1024)
         << growth << " bytes";
-    EXPECT_EQ(childProcesses(), QList<ChildProcess>{});
 }

@@ -63,6 +63,19 @@ inline qsizetype openFileDescriptorCount() {
         .size();
 }
 
+// False under AddressSanitizer, whose quarantine keeps freed memory resident.
+#if defined(__SANITIZE_ADDRESS__)
+inline constexpr bool residentMemoryIsMeaningful = false;
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+inline constexpr bool residentMemoryIsMeaningful = false;
+#else
+inline constexpr bool residentMemoryIsMeaningful = true;
+#endif
+#else
+inline constexpr bool residentMemoryIsMeaningful = true;
+#endif
+
 // The peak resident memory (VmHWM) of this process, in bytes.
 inline qint64 peakMemoryBytes() {
     QFile file(QStringLiteral("/proc/self/status"));
