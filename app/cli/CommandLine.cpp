@@ -10,9 +10,8 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QThread>
 
-#include <memory>
+#include <thread>
 
 namespace lumora::cli {
 namespace {
@@ -48,13 +47,13 @@ int status(const QStringList& options, QTextStream& out, QTextStream& err) {
         }
     }
 
-    // Codex runs child processes for up to seconds; read Claude Code's files meanwhile.
     UsageSnapshot codex;
-    const std::unique_ptr<QThread> codexFetch(
-        QThread::create([&codex] { codex = CodexUsageProvider().fetch(); }));
-    codexFetch->start();
-    const UsageSnapshot claude = ClaudeUsageProvider().fetch();
-    codexFetch->wait();
+    UsageSnapshot claude;
+    {
+        // Codex runs child processes for up to seconds; read Claude Code's files meanwhile.
+        const std::jthread codexFetch([&codex] { codex = CodexUsageProvider().fetch(); });
+        claude = ClaudeUsageProvider().fetch();
+    }
     remember(codex);
     remember(claude);
 
