@@ -3,6 +3,7 @@
 #include "core/AppUpdate.h"
 #include "core/BuildInfo.h"
 #include "core/ClaudeUsageProvider.h"
+#include "core/CodexUsageProvider.h"
 #include "core/Errors.h"
 #include "core/MenuBarDisplayFormatter.h"
 #include "core/SnapshotCache.h"
@@ -11,6 +12,8 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+
+#include <thread>
 
 namespace lumora::cli {
 namespace {
@@ -22,11 +25,6 @@ int usageError(QTextStream& err, const QString& problem) {
     err << "lumora: " << problem << "\n\n" << usageText();
     err.flush();
     return 2;
-}
-
-UsageSnapshot codexSnapshot() {
-    return UsageSnapshot::unavailable(providers::codexID, providers::codexName,
-                                      QStringLiteral("Codex support is not available yet."));
 }
 
 // Saves what a refresh produced, as the application does: only snapshots with a verdict.
@@ -51,8 +49,13 @@ int status(const QStringList& options, QTextStream& out, QTextStream& err) {
         }
     }
 
-    const UsageSnapshot claude = ClaudeUsageProvider().fetch();
-    const UsageSnapshot codex = codexSnapshot();
+    UsageSnapshot codex;
+    UsageSnapshot claude;
+    {
+        // Codex runs child processes for up to seconds; read Claude Code's files meanwhile.
+        const std::jthread codexFetch([&codex] { codex = CodexUsageProvider().fetch(); });
+        claude = ClaudeUsageProvider().fetch();
+    }
     remember(codex);
     remember(claude);
 
@@ -89,6 +92,29 @@ int connectClaude(QTextStream& out) {
     return 0;
 }
 
+int connectCodex(QTextStream& out) {
+    const LocalProviderReadiness readiness = CodexUsageProvider().readiness();
+    switch (readiness.kind()) {
+    case LocalProviderReadiness::Kind::ready:
+        out << "Codex is connected.\n";
+        return 0;
+    case LocalProviderReadiness::Kind::executableMissing:
+        out << CodexUsageProvider::notInstalledMessage << "\n";
+        break;
+    case LocalProviderReadiness::Kind::loginRequired:
+        out << CodexUsageProvider::signInMessage << "\n"
+            << "Run `codex login` in a terminal, then try again.\n";
+        break;
+    case LocalProviderReadiness::Kind::setupRequired:
+        out << CodexUsageProvider::setupIncompleteMessage << "\n";
+        break;
+    case LocalProviderReadiness::Kind::unavailable:
+        out << readiness.message() << "\n";
+        break;
+    }
+    return 1;
+}
+
 int disconnectClaude(QTextStream& out) {
     try {
         ClaudeUsageProvider().uninstallStatusLineSync();
@@ -103,11 +129,16 @@ int disconnectClaude(QTextStream& out) {
 int connection(bool connect, const QStringList& words, QTextStream& out, QTextStream& err) {
     const QString command = connect ? QStringLiteral("connect") : QStringLiteral("disconnect");
     if (words.size() != 1) {
-        return usageError(err, QStringLiteral("%1 needs one provider: claude").arg(command));
+        return usageError(err, QStringLiteral("%1 needs one provider: %2")
+                                   .arg(command, connect ? QStringLiteral("claude or codex")
+                                                         : QStringLiteral("claude")));
     }
     const QString provider = words.first();
     if (provider == QLatin1String("claude")) {
         return connect ? connectClaude(out) : disconnectClaude(out);
+    }
+    if (provider == QLatin1String("codex") && connect) {
+        return connectCodex(out);
     }
     return usageError(err, QStringLiteral("unknown provider for %1: %2").arg(command, provider));
 }
@@ -183,6 +214,7 @@ QString usageText() {
         "\n"
         "Commands:\n"
         "  status [--json]       Print the panel line, or the snapshots as JSON.\n"
+        "  connect codex         Check that Codex is installed and signed in.\n"
         "  connect claude        Install Lumora's Claude Code status line.\n"
         "  disconnect claude     Remove it and restore the status line you had before.\n"
         "  check-updates [--feed URL-OR-PATH] [--current-version V]\n"
