@@ -65,7 +65,7 @@ LocalProviderReadiness CodexUsageProvider::readiness() const {
     }
 }
 
-UsageSnapshot CodexUsageProvider::fetch() const {
+UsageSnapshot CodexUsageProvider::fetch(bool /*forceLiveRefresh*/) const {
     const LocalProviderReadiness readiness = this->readiness();
     switch (readiness.kind()) {
     case LocalProviderReadiness::Kind::ready:

@@ -4,6 +4,7 @@
 #include "core/CodexRateLimitParser.h"
 #include "core/LocalProviderReadiness.h"
 #include "core/ProcessRunner.h"
+#include "core/UsageProvider.h"
 #include "core/UsageSnapshot.h"
 
 #include <QDateTime>
@@ -20,7 +21,7 @@ namespace lumora {
 // parser reads. Every outcome is a value: readiness() never throws and fetch() always returns a
 // snapshot, failures carrying their message. Holds no changing state; calls block while the
 // child processes run and are safe from any thread. Overlapping calls start their own children.
-class CodexUsageProvider {
+class CodexUsageProvider : public UsageProvider {
 public:
     struct Options {
         QString homeDirectory;                        // default: the current user's home
@@ -35,9 +36,10 @@ public:
     explicit CodexUsageProvider(Options options);
 
     // ready, executableMissing, loginRequired or unavailable (the check itself failed).
-    LocalProviderReadiness readiness() const;
-    // Runs readiness() first and reads usage only when Codex is ready.
-    UsageSnapshot fetch() const;
+    LocalProviderReadiness readiness() const override;
+    // Runs readiness() first and reads usage only when Codex is ready. Every fetch is live: the
+    // flag changes nothing.
+    UsageSnapshot fetch(bool forceLiveRefresh = false) const override;
 
     // The first executable among: the override, $LUMORA_CODEX_PATH (when not empty), the fixed
     // install locations, then nvm's Node versions, newest first. No search along PATH.
