@@ -3,18 +3,32 @@
 namespace lumora::cubefield::kernels {
 
 #if defined(__x86_64__) || defined(__i386__)
-const KernelSet& avx2Kernels(); // CubeFieldKernelsAvx2.cpp
+const KernelSet& avx2Kernels();   // CubeFieldKernelsAvx2.cpp
+const KernelSet& avx512Kernels(); // CubeFieldKernelsAvx512.cpp
 
-const KernelSet& bestKernels() {
-    static const KernelSet& best = __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma")
-                                       ? avx2Kernels()
-                                       : portableKernels();
-    return best;
+std::vector<const KernelSet*> supportedKernels() {
+    __builtin_cpu_init();
+    std::vector<const KernelSet*> sets;
+    if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
+        __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512vl") &&
+        __builtin_cpu_supports("fma")) {
+        sets.push_back(&avx512Kernels());
+    }
+    if (__builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma")) {
+        sets.push_back(&avx2Kernels());
+    }
+    sets.push_back(&portableKernels());
+    return sets;
 }
 #else
-const KernelSet& bestKernels() {
-    return portableKernels();
+std::vector<const KernelSet*> supportedKernels() {
+    return {&portableKernels()};
 }
 #endif
+
+const KernelSet& bestKernels() {
+    static const KernelSet& best = *supportedKernels().front();
+    return best;
+}
 
 } // namespace lumora::cubefield::kernels

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <vector>
 
 // The per-pixel loops of the fast cube-field renderer, one set per instruction-set level. They
 // work on rows of 0xAARRGGBB pixels (QImage's ARGB32 premultiplied) and always leave them opaque.
@@ -37,18 +39,40 @@ struct PrismPaint {
     float tint[3]; // red, green, blue
 };
 
+// The pixels of one sprite row that are not empty: columns first ... first + count - 1, stored
+// from `offset` in the sprite's pixel array. Counts are padded with empty pixels to a whole
+// number of the kernel set's lanes.
+struct SpriteSpan {
+    int first = 0;
+    int count = 0;
+    std::size_t offset = 0;
+};
+
+// Rows of a prism sprite to lay over rows of the frame, clipped to the frame's width.
+struct PrismRows {
+    std::uint32_t* frameRow;    // the frame row under the first sprite row, at x = 0
+    std::ptrdiff_t frameStride; // pixels from one frame row to the next
+    int frameWidth;
+    int left;                // frame column of the sprite's column 0
+    const SpriteSpan* spans; // one per row
+    int rowCount;
+    const std::uint32_t* pixels;
+};
+
 struct KernelSet {
     const char* name;
+    int lanes; // pixels per vector
     void (*fillBackdrop)(std::uint32_t* row, int count, const BackdropRow& backdrop);
     void (*blendGlow)(std::uint32_t* row, const std::uint8_t* glow, int count,
                       const GlowPaint& paint);
-    void (*blendPrism)(std::uint32_t* row, const std::uint32_t* sprite, int count,
-                       const PrismPaint& paint);
+    void (*blendPrism)(const PrismRows& rows, const PrismPaint& paint);
 };
 
 // Plain SSE2 on x86-64 (or whatever the compiler targets by default elsewhere).
 const KernelSet& portableKernels();
 // The fastest set this processor runs.
 const KernelSet& bestKernels();
+// Every set this processor runs, fastest first.
+std::vector<const KernelSet*> supportedKernels();
 
 } // namespace lumora::cubefield::kernels

@@ -7,7 +7,7 @@
 namespace lumora::cubefield::kernels {
 
 const KernelSet& avx2Kernels() {
-    static const KernelSet set{"avx2", fillBackdropRow, blendGlowRow, blendPrismRow};
+    static const KernelSet set{"avx2", lanes, fillBackdropRow, blendGlowRow, blendPrismRows};
     return set;
 }
 

@@ -129,8 +129,7 @@ void blendGlowRow(std::uint32_t* row, const std::uint8_t* glow, int count, const
     });
 }
 
-void blendPrismRow(std::uint32_t* row, const std::uint32_t* sprite, int count,
-                   const PrismPaint& paint) {
+void blendPrismRows(const PrismRows& rows, const PrismPaint& paint) {
     const Floats perA = splat(paint.metalPerA);
     const Floats perB = splat(paint.metalPerB);
     const Floats perWhite = splat(paint.whitePerW);
@@ -138,18 +137,29 @@ void blendPrismRow(std::uint32_t* row, const std::uint32_t* sprite, int count,
     const Floats tintRed = splat(paint.tint[0]);
     const Floats tintGreen = splat(paint.tint[1]);
     const Floats tintBlue = splat(paint.tint[2]);
-    forEachVector(row, count, [&](std::uint32_t* at, int x, int available) {
-        Pixels texels{};
-        std::memcpy(&texels, sprite + x, sizeof(std::uint32_t) * available);
-        const Floats metal = byteAt(texels, 0) * perA + byteAt(texels, 8) * perB;
-        const Floats white = byteAt(texels, 16) * perWhite + 0.5f;
-        const Floats alpha = __builtin_convertvector(Ints(texels >> 24), Floats);
-        const Floats keep = 1.0f - alpha * perAlpha;
-        const Pixels under = loadPixels(at);
-        storePixels(at, packOpaque(byteAt(under, 16) * keep + (metal * tintRed + white),
-                                   byteAt(under, 8) * keep + (metal * tintGreen + white),
-                                   byteAt(under, 0) * keep + (metal * tintBlue + white)));
-    });
+    std::uint32_t* frameRow = rows.frameRow;
+    for (int r = 0; r < rows.rowCount; ++r, frameRow += rows.frameStride) {
+        const SpriteSpan& span = rows.spans[r];
+        const int start = rows.left + span.first;
+        const int begin = start < 0 ? 0 : start;
+        const int end = start + span.count < rows.frameWidth ? start + span.count : rows.frameWidth;
+        if (begin >= end) {
+            continue;
+        }
+        const std::uint32_t* sprite = rows.pixels + span.offset + (begin - start);
+        forEachVector(frameRow + begin, end - begin, [&](std::uint32_t* at, int x, int available) {
+            Pixels texels{};
+            std::memcpy(&texels, sprite + x, sizeof(std::uint32_t) * available);
+            const Floats metal = byteAt(texels, 0) * perA + byteAt(texels, 8) * perB;
+            const Floats white = byteAt(texels, 16) * perWhite + 0.5f;
+            const Floats alpha = __builtin_convertvector(Ints(texels >> 24), Floats);
+            const Floats keep = 1.0f - alpha * perAlpha;
+            const Pixels under = loadPixels(at);
+            storePixels(at, packOpaque(byteAt(under, 16) * keep + (metal * tintRed + white),
+                                       byteAt(under, 8) * keep + (metal * tintGreen + white),
+                                       byteAt(under, 0) * keep + (metal * tintBlue + white)));
+        });
+    }
 }
 
 } // namespace

@@ -5,7 +5,7 @@
 namespace lumora::cubefield::kernels {
 
 const KernelSet& portableKernels() {
-    static const KernelSet set{"portable", fillBackdropRow, blendGlowRow, blendPrismRow};
+    static const KernelSet set{"portable", lanes, fillBackdropRow, blendGlowRow, blendPrismRows};
     return set;
 }
 

@@ -14,15 +14,7 @@ namespace lumora::cubefield {
 
 namespace {
 
-// Rows of a sprite hold their non-empty pixels only; lengths are padded with empty pixels to a
-// whole number of the widest vectors, so that the kernels rarely need their tail path.
-constexpr int spanQuantum = 8;
-
-struct Span {
-    int first = 0;
-    int count = 0;
-    std::size_t offset = 0;
-};
+using kernels::SpriteSpan;
 
 int floorToInt(double value) {
     return int(std::floor(value));
@@ -54,8 +46,9 @@ std::uint8_t quantize(float value, float maximum) {
     return std::uint8_t(std::clamp(std::lround(value / maximum * 255.0f), 0L, 255L));
 }
 
-// The [first, last] range of non-zero entries of a row, as a padded span; empty rows give 0.
-template <typename T> Span nonEmptySpan(const T* row, int width) {
+// The [first, last] range of non-zero entries of a row as a span padded to a multiple of
+// `quantum`; empty rows give an empty span.
+template <typename T> SpriteSpan nonEmptySpan(const T* row, int width, int quantum) {
     int first = 0;
     while (first < width && row[first] == 0) {
         ++first;
@@ -68,7 +61,7 @@ template <typename T> Span nonEmptySpan(const T* row, int width) {
         return {};
     }
     const int count = last - first + 1;
-    return {first, (count + spanQuantum - 1) / spanQuantum * spanQuantum, 0};
+    return {first, (count + quantum - 1) / quantum * quantum, 0};
 }
 
 } // namespace
@@ -78,21 +71,23 @@ struct CubeFieldRenderer::PrismSprites {
     QPointF anchor; // where the prism centre sits in the sprite of offset (0, 0)
     int width = 0;  // sprite bounds in pixels
     int height = 0;
-    std::vector<Span> rows; // spritePhases² sprites of `height` rows each
+    std::vector<SpriteSpan> rows; // spritePhases² sprites of `height` rows each
     std::vector<std::uint32_t> pixels;
     float maximumA = 0;
     float maximumB = 0;
     float maximumWhite = 0;
     float maximumAlpha = 0;
 
-    const Span* spriteRows(int sprite) const { return rows.data() + std::size_t(sprite) * height; }
+    const SpriteSpan* spriteRows(int sprite) const {
+        return rows.data() + std::size_t(sprite) * height;
+    }
 };
 
 struct CubeFieldRenderer::GlowSprite {
     QPointF anchor; // the ellipse centre in the sprite
     int width = 0;
     int height = 0;
-    std::vector<Span> rows;
+    std::vector<SpriteSpan> rows;
     std::vector<std::uint8_t> values;
     kernels::GlowPaint paint{};
 };
@@ -105,7 +100,7 @@ using GlowSprite = CubeFieldRenderer::GlowSprite;
 // Draws the prism of size s at every sub-pixel offset, three times each: the faces at
 // brightness 0 and at a reference brightness (their difference is the part that follows the
 // brightness), and the edges alone, which are composed over the faces here once and for all.
-std::unique_ptr<PrismSprites> prepareSprites(double prismSize) {
+std::unique_ptr<PrismSprites> prepareSprites(double prismSize, int lanes) {
     constexpr int phases = CubeFieldRenderer::spritePhases;
     constexpr double referenceBrightness = 0.5;
     constexpr int margin = 3;
@@ -173,7 +168,8 @@ std::unique_ptr<PrismSprites> prepareSprites(double prismSize) {
                         std::uint32_t(quantize(source[x][2], sprites->maximumWhite)) << 16 |
                         std::uint32_t(quantize(source[x][3], sprites->maximumAlpha)) << 24;
         }
-        Span span = nonEmptySpan(packed.data(), width);
+        // Padded to whole vectors, so that the pixel loops rarely take their tail path.
+        SpriteSpan span = nonEmptySpan(packed.data(), width, lanes);
         span.offset = sprites->pixels.size();
         for (int x = span.first; x < span.first + span.count; ++x) {
             sprites->pixels.push_back(x < width ? packed[x] : 0);
@@ -215,8 +211,7 @@ GlowSprite prepareGlow(const Glow& glow) {
         for (int x = 0; x < sprite.width; ++x) {
             quantized[x] = quantize(cover[std::size_t(y) * sprite.width + x], maximum);
         }
-        Span span = nonEmptySpan(quantized.data(), sprite.width);
-        span.count = std::min(span.count, sprite.width - span.first);
+        SpriteSpan span = nonEmptySpan(quantized.data(), sprite.width, 1);
         span.offset = sprite.values.size();
         sprite.values.insert(sprite.values.end(), quantized.begin() + span.first,
                              quantized.begin() + span.first + span.count);
@@ -255,7 +250,7 @@ void blendGlow(const kernels::KernelSet& kernels, const GlowSprite& glow, QPoint
     const int left = int(std::lround(centre.x() - glow.anchor.x()));
     const int top = int(std::lround(centre.y() - glow.anchor.y()));
     for (int y = std::max(firstRow, top); y < std::min(endRow, top + glow.height); ++y) {
-        const Span& span = glow.rows[y - top];
+        const SpriteSpan& span = glow.rows[y - top];
         const int begin = std::max(0, left + span.first);
         const int end = std::min(frame.width, left + span.first + span.count);
         if (begin < end) {
@@ -268,9 +263,9 @@ void blendGlow(const kernels::KernelSet& kernels, const GlowSprite& glow, QPoint
 
 } // namespace
 
-CubeFieldRenderer::CubeFieldRenderer(Instructions instructions)
-    : m_kernels(instructions == Instructions::best ? kernels::bestKernels()
-                                                   : kernels::portableKernels()) {}
+CubeFieldRenderer::CubeFieldRenderer() : CubeFieldRenderer(kernels::bestKernels()) {}
+
+CubeFieldRenderer::CubeFieldRenderer(const kernels::KernelSet& kernels) : m_kernels(kernels) {}
 
 CubeFieldRenderer::~CubeFieldRenderer() = default;
 
@@ -300,7 +295,7 @@ void CubeFieldRenderer::render(QImage& frame, double phase) {
 
     const double size = prismSize(height);
     if (!m_sprites || m_sprites->prismSize != size) {
-        m_sprites = prepareSprites(size);
+        m_sprites = prepareSprites(size, m_kernels.lanes);
     }
     const PrismSprites& sprites = *m_sprites;
 
@@ -374,21 +369,20 @@ void CubeFieldRenderer::render(QImage& frame, double phase) {
         for (const int index : m_bands[band]) {
             const Placement& placement = m_placements[index];
             paint.metalPerA = placement.brightness * sprites.maximumA;
-            const Span* spans = sprites.spriteRows(placement.sprite);
             const int from = std::max(firstRow, placement.y);
             const int to = std::min(endRow, placement.y + sprites.height);
-            for (int y = from; y < to; ++y) {
-                const Span& span = spans[y - placement.y];
-                const int begin = std::max(0, placement.x + span.first);
-                const int end = std::min(width, placement.x + span.first + span.count);
-                if (begin >= end) {
-                    continue;
-                }
-                m_kernels.blendPrism(rows[y] + begin,
-                                     sprites.pixels.data() + span.offset +
-                                         (begin - placement.x - span.first),
-                                     end - begin, paint);
+            if (from >= to) {
+                continue;
             }
+            const kernels::PrismRows prismRows{
+                rows[from],
+                rows.bytesPerLine / qsizetype(sizeof(std::uint32_t)),
+                width,
+                placement.x,
+                sprites.spriteRows(placement.sprite) + (from - placement.y),
+                to - from,
+                sprites.pixels.data()};
+            m_kernels.blendPrism(prismRows, paint);
         }
     }
 }

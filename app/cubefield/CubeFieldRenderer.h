@@ -30,9 +30,9 @@ struct KernelSet;
 // Not thread-safe: one renderer draws one frame at a time. Different renderers are independent.
 class CubeFieldRenderer {
 public:
-    enum class Instructions { best, portable };
-
-    explicit CubeFieldRenderer(Instructions instructions = Instructions::best);
+    // Draws with the fastest pixel loops this processor runs, or with the given set.
+    CubeFieldRenderer();
+    explicit CubeFieldRenderer(const kernels::KernelSet& kernels);
     ~CubeFieldRenderer();
     CubeFieldRenderer(const CubeFieldRenderer&) = delete;
     CubeFieldRenderer& operator=(const CubeFieldRenderer&) = delete;
