@@ -5,6 +5,7 @@
 #include <QLinearGradient>
 #include <QPen>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <vector>
@@ -31,11 +32,16 @@ QRectF ellipseRect(QPointF centre, QSizeF size) {
             size.height()};
 }
 
-// Blurs a premultiplied RGBA float image channel by channel.
-void blurImage(QImage& layer, double sigma) {
+// Blurs a premultiplied RGBA float image channel by channel into an 8-bit premultiplied image,
+// the format of the canvas, so that drawing it is a plain blend.
+QImage blurred(const QImage& layer, double sigma) {
     const int width = layer.width();
     const int height = layer.height();
+    QImage result(width, height, QImage::Format_ARGB32_Premultiplied);
+    result.fill(0);
     std::vector<float> plane(std::size_t(width) * height);
+    // Channel order in memory: red, green, blue, alpha; bit position in a QRgb.
+    constexpr int shifts[4] = {16, 8, 0, 24};
     for (int channel = 0; channel < 4; ++channel) {
         for (int y = 0; y < height; ++y) {
             const float* line = reinterpret_cast<const float*>(layer.constScanLine(y));
@@ -45,12 +51,14 @@ void blurImage(QImage& layer, double sigma) {
         }
         blurPlane(plane.data(), width, height, sigma);
         for (int y = 0; y < height; ++y) {
-            float* line = reinterpret_cast<float*>(layer.scanLine(y));
+            auto* line = reinterpret_cast<QRgb*>(result.scanLine(y));
             for (int x = 0; x < width; ++x) {
-                line[4 * x + channel] = plane[std::size_t(y) * width + x];
+                const float value = std::clamp(plane[std::size_t(y) * width + x], 0.0f, 1.0f);
+                line[x] |= QRgb(value * 255 + 0.5f) << shifts[channel];
             }
         }
     }
+    return result;
 }
 
 } // namespace
@@ -87,8 +95,7 @@ void drawBackdrop(QPainter& painter, QSizeF size, double phase) {
         layerPainter.setBrush(toQColor(glowB().colour));
         layerPainter.drawEllipse(rectB);
     }
-    blurImage(layer, glowBlurSigma);
-    painter.drawImage(region.topLeft(), layer);
+    painter.drawImage(region.topLeft(), blurred(layer, glowBlurSigma));
 }
 
 void drawCubes(QPainter& painter, QSizeF size, double phase) {
