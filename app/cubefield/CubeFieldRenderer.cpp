@@ -181,9 +181,10 @@ std::unique_ptr<PrismSprites> prepareSprites(double prismSize, int lanes) {
 }
 
 // A glow ellipse painted with its opacity, blurred once, kept as 8-bit coverage.
-GlowSprite prepareGlow(const Glow& glow) {
+std::unique_ptr<GlowSprite> prepareGlow(const Glow& glow) {
     const int reach = blurReach(glowBlurSigma) + 2;
-    GlowSprite sprite;
+    auto prepared = std::make_unique<GlowSprite>();
+    GlowSprite& sprite = *prepared;
     sprite.width = int(std::ceil(glow.size.width())) + 2 * reach;
     sprite.height = int(std::ceil(glow.size.height())) + 2 * reach;
     sprite.anchor = QPointF(reach + glow.size.width() / 2, reach + glow.size.height() / 2);
@@ -220,17 +221,7 @@ GlowSprite prepareGlow(const Glow& glow) {
     sprite.paint = {{float(glow.colour.red * 255), float(glow.colour.green * 255),
                      float(glow.colour.blue * 255)},
                     maximum / 255.0f};
-    return sprite;
-}
-
-const GlowSprite& glowSpriteA() {
-    static const GlowSprite sprite = prepareGlow(glowA());
-    return sprite;
-}
-
-const GlowSprite& glowSpriteB() {
-    static const GlowSprite sprite = prepareGlow(glowB());
-    return sprite;
+    return prepared;
 }
 
 // Rows of a frame being drawn.
@@ -298,6 +289,10 @@ void CubeFieldRenderer::render(QImage& frame, double phase) {
         m_sprites = prepareSprites(size, m_kernels.lanes);
     }
     const PrismSprites& sprites = *m_sprites;
+    if (!m_glowA) {
+        m_glowA = prepareGlow(glowA());
+        m_glowB = prepareGlow(glowB());
+    }
 
     // Where each prism lands: a whole-pixel position and the sprite of the nearest sub-pixel
     // offset, filed under every band of rows it touches, in drawing order.
@@ -363,8 +358,8 @@ void CubeFieldRenderer::render(QImage& frame, double phase) {
             backdrop.start = float((0.5 * width + (y + 0.5) * height) / lengthSquared);
             m_kernels.fillBackdrop(rows[y], width, backdrop);
         }
-        blendGlow(m_kernels, glowSpriteA(), glows.a, rows, firstRow, endRow);
-        blendGlow(m_kernels, glowSpriteB(), glows.b, rows, firstRow, endRow);
+        blendGlow(m_kernels, *m_glowA, glows.a, rows, firstRow, endRow);
+        blendGlow(m_kernels, *m_glowB, glows.b, rows, firstRow, endRow);
 
         for (const int index : m_bands[band]) {
             const Placement& placement = m_placements[index];

@@ -63,7 +63,10 @@ private:
     };
 
     const kernels::KernelSet& m_kernels;
+    // Prepared on the first frame; the prism sprites again whenever the prism size changes.
     std::unique_ptr<PrismSprites> m_sprites;
+    std::unique_ptr<GlowSprite> m_glowA;
+    std::unique_ptr<GlowSprite> m_glowB;
     // Per-frame working storage, kept to avoid allocating every frame.
     std::vector<PlacedPrism> m_prisms;
     std::vector<Placement> m_placements;
