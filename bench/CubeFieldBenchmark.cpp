@@ -1,12 +1,15 @@
-// Frames per second of the two cube-field renderers at common screen sizes, on the calling
-// thread only. Run: build/bin/bench_cubefield --benchmark_repetitions=5
+// Frames per second of the two cube-field renderers at common screen sizes, on one processor
+// core. Run: build/bin/bench_cubefield --benchmark_repetitions=5
 #include "cubefield/CubeFieldRenderer.h"
 #include "cubefield/ReferenceRenderer.h"
 
 #include <QImage>
-#include <QThreadPool>
 
 #include <benchmark/benchmark.h>
+
+#ifdef __linux__
+#include <sched.h>
+#endif
 
 using namespace lumora::cubefield;
 
@@ -59,8 +62,14 @@ BENCHMARK(fastRenderer)->Apply(screenSizes);
 BENCHMARK(referenceRenderer)->Apply(screenSizes)->Iterations(6);
 
 int main(int argc, char** argv) {
-    // Qt may split large image conversions over its thread pool; keep everything on one core.
-    QThreadPool::globalInstance()->setMaxThreadCount(1);
+#ifdef __linux__
+    // QPainter splits large fills over a pool of threads. Pinning the process (and so every
+    // thread it starts) to the processor it runs on measures what one core does.
+    cpu_set_t one;
+    CPU_ZERO(&one);
+    CPU_SET(sched_getcpu(), &one);
+    sched_setaffinity(0, sizeof one, &one);
+#endif
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
         return 1;
