@@ -39,10 +39,8 @@ QImage clearFloatImage(int width, int height) {
     return image;
 }
 
+// `value` within 0...maximum as 0...255.
 std::uint8_t quantize(float value, float maximum) {
-    if (!(maximum > 0)) {
-        return 0;
-    }
     return std::uint8_t(std::clamp(std::lround(value / maximum * 255.0f), 0L, 255L));
 }
 
@@ -67,16 +65,21 @@ template <typename T> SpriteSpan nonEmptySpan(const T* row, int width, int quant
 } // namespace
 
 struct CubeFieldRenderer::PrismSprites {
+    // The largest value each part of a sprite pixel can take, premultiplied, which its byte's
+    // 255 stands for. Compositing keeps a premultiplied value within the largest of its layers:
+    // the metal follows the brightness m with a factor of at most 1 and adds at most 0.18
+    // (the top face's m + 0.18 stop); white and opacity stay within 1.
+    static constexpr float maximumA = 1.0f;
+    static constexpr float maximumB = 0.18f;
+    static constexpr float maximumWhite = 1.0f;
+    static constexpr float maximumAlpha = 1.0f;
+
     double prismSize = 0;
     QPointF anchor; // where the prism centre sits in the sprite of offset (0, 0)
     int width = 0;  // sprite bounds in pixels
     int height = 0;
     std::vector<SpriteSpan> rows; // spritePhases² sprites of `height` rows each
     std::vector<std::uint32_t> pixels;
-    float maximumA = 0;
-    float maximumB = 0;
-    float maximumWhite = 0;
-    float maximumAlpha = 0;
 
     const SpriteSpan* spriteRows(int sprite) const {
         return rows.data() + std::size_t(sprite) * height;
@@ -113,10 +116,9 @@ std::unique_ptr<PrismSprites> prepareSprites(double prismSize, int lanes) {
     sprites->height = int(std::ceil(shape.topHeight + shape.depth)) + 2 * margin + 1;
     const int width = sprites->width;
     const int height = sprites->height;
-    const std::size_t area = std::size_t(width) * height;
 
-    // a, b, white, alpha per pixel of every sprite, before quantization.
-    std::vector<std::array<float, 4>> parts(area * phases * phases);
+    sprites->rows.reserve(std::size_t(phases) * phases * height);
+    std::vector<std::uint32_t> packed(width);
     for (int py = 0; py < phases; ++py) {
         for (int px = 0; px < phases; ++px) {
             const QPointF centre =
@@ -135,7 +137,6 @@ std::unique_ptr<PrismSprites> prepareSprites(double prismSize, int lanes) {
                 painter.setRenderHint(QPainter::Antialiasing);
                 drawCubeEdges(painter, centre, shape);
             }
-            std::array<float, 4>* out = parts.data() + (std::size_t(py) * phases + px) * area;
             for (int y = 0; y < height; ++y) {
                 const FloatPixel* darkRow = floatRow(dark, y);
                 const FloatPixel* litRow = floatRow(lit, y);
@@ -144,37 +145,23 @@ std::unique_ptr<PrismSprites> prepareSprites(double prismSize, int lanes) {
                     // Red carries the metal untinted; the edges are white, so red = opacity.
                     const float under = 1 - edgeRow[x].alpha;
                     const float a = (litRow[x].red - darkRow[x].red) / float(referenceBrightness);
-                    out[std::size_t(y) * width + x] = {std::max(0.0f, under * a),
-                                                       under * darkRow[x].red, edgeRow[x].red,
-                                                       edgeRow[x].alpha + under * darkRow[x].alpha};
+                    const float b = darkRow[x].red;
+                    const float alpha = edgeRow[x].alpha + under * darkRow[x].alpha;
+                    packed[x] = std::uint32_t(quantize(under * a, PrismSprites::maximumA)) |
+                                std::uint32_t(quantize(under * b, PrismSprites::maximumB)) << 8 |
+                                std::uint32_t(quantize(edgeRow[x].red, PrismSprites::maximumWhite))
+                                    << 16 |
+                                std::uint32_t(quantize(alpha, PrismSprites::maximumAlpha)) << 24;
                 }
+                // Padded to whole vectors, so that the pixel loops rarely take their tail path.
+                SpriteSpan span = nonEmptySpan(packed.data(), width, lanes);
+                span.offset = sprites->pixels.size();
+                for (int x = span.first; x < span.first + span.count; ++x) {
+                    sprites->pixels.push_back(x < width ? packed[x] : 0);
+                }
+                sprites->rows.push_back(span);
             }
         }
-    }
-    for (const auto& part : parts) {
-        sprites->maximumA = std::max(sprites->maximumA, part[0]);
-        sprites->maximumB = std::max(sprites->maximumB, part[1]);
-        sprites->maximumWhite = std::max(sprites->maximumWhite, part[2]);
-        sprites->maximumAlpha = std::max(sprites->maximumAlpha, part[3]);
-    }
-
-    std::vector<std::uint32_t> packed(width);
-    sprites->rows.reserve(std::size_t(phases) * phases * height);
-    for (std::size_t row = 0; row < std::size_t(phases) * phases * height; ++row) {
-        const std::array<float, 4>* source = parts.data() + row * width;
-        for (int x = 0; x < width; ++x) {
-            packed[x] = std::uint32_t(quantize(source[x][0], sprites->maximumA)) |
-                        std::uint32_t(quantize(source[x][1], sprites->maximumB)) << 8 |
-                        std::uint32_t(quantize(source[x][2], sprites->maximumWhite)) << 16 |
-                        std::uint32_t(quantize(source[x][3], sprites->maximumAlpha)) << 24;
-        }
-        // Padded to whole vectors, so that the pixel loops rarely take their tail path.
-        SpriteSpan span = nonEmptySpan(packed.data(), width, lanes);
-        span.offset = sprites->pixels.size();
-        for (int x = span.first; x < span.first + span.count; ++x) {
-            sprites->pixels.push_back(x < width ? packed[x] : 0);
-        }
-        sprites->rows.push_back(span);
     }
     sprites->pixels.shrink_to_fit();
     return sprites;
@@ -229,7 +216,6 @@ struct FrameRows {
     uchar* bits;
     qsizetype bytesPerLine;
     int width;
-    int height;
 
     std::uint32_t* operator[](int y) const {
         return reinterpret_cast<std::uint32_t*>(bits + y * bytesPerLine);
@@ -282,7 +268,7 @@ void CubeFieldRenderer::render(QImage& frame, double phase) {
     const int width = frame.width();
     const int height = frame.height();
     const QSizeF canvas(width, height);
-    const FrameRows rows{frame.bits(), frame.bytesPerLine(), width, height};
+    const FrameRows rows{frame.bits(), frame.bytesPerLine(), width};
 
     const double size = prismSize(height);
     if (!m_sprites || m_sprites->prismSize != size) {
@@ -333,14 +319,14 @@ void CubeFieldRenderer::render(QImage& frame, double phase) {
     const double lengthSquared = double(width) * width + double(height) * height;
     kernels::BackdropRow backdrop{};
     backdrop.step = float(width / lengthSquared);
-    for (int c = 0; c < 3; ++c) {
-        const auto channel = [c](const Colour& colour) {
-            return float(255 * (c == 0 ? colour.red : c == 1 ? colour.green : colour.blue));
-        };
-        backdrop.low[c] = channel(backdropStops[0]);
-        backdrop.middle[c] = channel(backdropStops[1]);
-        backdrop.high[c] = channel(backdropStops[2]);
-    }
+    const auto setChannels = [](float* to, const Colour& stop) {
+        to[0] = float(255 * stop.red);
+        to[1] = float(255 * stop.green);
+        to[2] = float(255 * stop.blue);
+    };
+    setChannels(backdrop.low, backdropStops[0]);
+    setChannels(backdrop.middle, backdropStops[1]);
+    setChannels(backdrop.high, backdropStops[2]);
 
     kernels::PrismPaint paint{};
     paint.metalPerB = sprites.maximumB;
