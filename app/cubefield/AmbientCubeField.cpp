@@ -72,8 +72,14 @@ void AmbientCubeField::startFrame() {
     if (m_rendering || !isShown()) {
         return;
     }
-    const QSize size = canvasSize();
     const bool frozen = m_reduceMotion;
+    // Moving frames keep their distance even when the timer restarts (hidden and shown again);
+    // the next tick comes soon enough.
+    if (!frozen && m_sinceLastStart.isValid() && m_sinceLastStart.elapsed() < frameIntervalMs) {
+        return;
+    }
+    m_sinceLastStart.start();
+    const QSize size = canvasSize();
     const double phase = frozen ? 0.0 : cubefield::timePhase(QDateTime::currentDateTimeUtc());
     QImage target = std::move(m_spare);
     m_spare = QImage();
@@ -104,7 +110,6 @@ void AmbientCubeField::finishFrame(QImage frame, bool frozen) {
     m_frameIsFrozen = frozen;
     m_frameIsNew = true;
     update();
-    emit frameRendered();
     // Asked for a frozen frame (or a new size) while this one was being drawn.
     if (m_reduceMotion && (!frozen || m_frame.size() != canvasSize())) {
         startFrame();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QElapsedTimer>
 #include <QImage>
 #include <QMetaObject>
 #include <QQuickItem>
@@ -44,7 +45,6 @@ public:
 
 signals:
     void reduceMotionChanged();
-    void frameRendered();
 
 protected:
     QSGNode* updatePaintNode(QSGNode* oldNode, UpdatePaintNodeData* data) override;
@@ -63,6 +63,7 @@ private:
 
     bool m_reduceMotion = false;
     QTimer m_timer;
+    QElapsedTimer m_sinceLastStart;
     std::unique_ptr<cubefield::CubeFieldRenderer> m_renderer;
     // One worker thread; at most one frame is in flight.
     QThreadPool m_worker;
