@@ -72,15 +72,20 @@ void drawBackdrop(QPainter& painter, QSizeF size, double phase) {
     painter.fillRect(canvas, gradient);
 
     // The glow layer only needs to cover the ellipses plus the blur's reach, and only as far as
-    // the blur can carry light onto the canvas.
+    // the blur can carry light onto the canvas; what lands outside the canvas is cut off.
+    const QRect visible = canvas.toAlignedRect();
+    if (visible.isEmpty()) {
+        return;
+    }
     const GlowCentres centres = glowCentres(size, phase);
     const QRectF rectA = ellipseRect(centres.a, glowA().size);
     const QRectF rectB = ellipseRect(centres.b, glowB().size);
     const int reach = blurReach(glowBlurSigma) + 2;
     const QRect region =
         rectA.united(rectB).toAlignedRect().adjusted(-reach, -reach, reach, reach) &
-        canvas.toAlignedRect().adjusted(-reach, -reach, reach, reach);
-    if (region.isEmpty()) {
+        visible.adjusted(-reach, -reach, reach, reach);
+    const QRect drawn = region & visible;
+    if (drawn.isEmpty()) {
         return;
     }
     QImage layer(region.size(), QImage::Format_RGBA32FPx4_Premultiplied);
@@ -95,7 +100,7 @@ void drawBackdrop(QPainter& painter, QSizeF size, double phase) {
         layerPainter.setBrush(toQColor(glowB().colour));
         layerPainter.drawEllipse(rectB);
     }
-    painter.drawImage(region.topLeft(), blurred(layer, glowBlurSigma));
+    painter.drawImage(drawn, blurred(layer, glowBlurSigma), drawn.translated(-region.topLeft()));
 }
 
 void drawCubes(QPainter& painter, QSizeF size, double phase) {

@@ -133,7 +133,7 @@ TEST(FastRenderer, EveryInstructionSetDrawsTheSameFrame) {
     }
 }
 
-TEST(CubeFieldRenderers, AnEmptyCanvasGivesNoFrameAndZeroSizeDrawsNoPrisms) {
+TEST(CubeFieldRenderers, AnEmptyCanvasGivesNoFrameAndNothingLandsOutsideTheCanvas) {
     CubeFieldRenderer renderer;
     for (const QSize size : {QSize(0, 0), QSize(0, 900), QSize(1440, 0)}) {
         EXPECT_TRUE(renderReferenceFrame(size, 5).isNull());
@@ -143,17 +143,29 @@ TEST(CubeFieldRenderers, AnEmptyCanvasGivesNoFrameAndZeroSizeDrawsNoPrisms) {
     renderer.render(nothing, 5);
     EXPECT_TRUE(nothing.isNull());
 
-    // Painting steps on a real image, told the canvas has no width or no height.
-    QImage image(60, 40, QImage::Format_ARGB32_Premultiplied);
+    // Painting steps on a real image, told the canvas has no width or no height: nothing lands,
+    // not even the glows, whose blur reaches far beyond their ellipses.
+    QImage image(600, 400, QImage::Format_ARGB32_Premultiplied);
     image.fill(Qt::transparent);
     const QImage untouched = image;
     {
         QPainter painter(&image);
-        drawCubes(painter, QSizeF(0, 40), 5);
-        drawCubes(painter, QSizeF(60, 0), 5);
-        drawCubes(painter, QSizeF(0, 0), 5);
+        for (const QSizeF size : {QSizeF(0, 40), QSizeF(60, 0), QSizeF(0, 0)}) {
+            drawBackdrop(painter, size, 5);
+            drawCubes(painter, size, 5);
+        }
     }
     EXPECT_EQ(image, untouched);
+
+    // The glows stay within the canvas they were drawn for.
+    {
+        QPainter painter(&image);
+        painter.setRenderHint(QPainter::Antialiasing);
+        drawBackdrop(painter, QSizeF(300, 200), 5);
+    }
+    EXPECT_EQ(image.copy(300, 0, 300, 400), untouched.copy(300, 0, 300, 400));
+    EXPECT_EQ(image.copy(0, 200, 600, 200), untouched.copy(0, 200, 600, 200));
+    image.fill(Qt::transparent);
     {
         QPainter painter(&image);
         drawCubes(painter, QSizeF(60, 40), 5);
