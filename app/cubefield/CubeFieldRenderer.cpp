@@ -79,7 +79,8 @@ struct CubeFieldRenderer::PrismSprites {
     int width = 0;  // sprite bounds in pixels
     int height = 0;
     std::vector<SpriteSpan> rows; // spritePhases² sprites of `height` rows each
-    std::vector<std::uint32_t> pixels;
+    // The packed pixels of each sprite (small separate blocks, no large reallocations).
+    std::vector<std::vector<std::uint32_t>> pixels;
 
     const SpriteSpan* spriteRows(int sprite) const {
         return rows.data() + std::size_t(sprite) * height;
@@ -118,11 +119,13 @@ std::unique_ptr<PrismSprites> prepareSprites(double prismSize, int lanes) {
     const int height = sprites->height;
 
     sprites->rows.reserve(std::size_t(phases) * phases * height);
+    sprites->pixels.reserve(std::size_t(phases) * phases);
     std::vector<std::uint32_t> packed(width);
     for (int py = 0; py < phases; ++py) {
         for (int px = 0; px < phases; ++px) {
             const QPointF centre =
                 sprites->anchor + QPointF(double(px) / phases, double(py) / phases);
+            sprites->pixels.emplace_back();
             QImage dark = clearFloatImage(width, height);
             QImage lit = clearFloatImage(width, height);
             QImage edges = clearFloatImage(width, height);
@@ -155,15 +158,16 @@ std::unique_ptr<PrismSprites> prepareSprites(double prismSize, int lanes) {
                 }
                 // Padded to whole vectors, so that the pixel loops rarely take their tail path.
                 SpriteSpan span = nonEmptySpan(packed.data(), width, lanes);
-                span.offset = sprites->pixels.size();
+                std::vector<std::uint32_t>& pixels = sprites->pixels.back();
+                span.offset = pixels.size();
                 for (int x = span.first; x < span.first + span.count; ++x) {
-                    sprites->pixels.push_back(x < width ? packed[x] : 0);
+                    pixels.push_back(x < width ? packed[x] : 0);
                 }
                 sprites->rows.push_back(span);
             }
+            sprites->pixels.back().shrink_to_fit();
         }
     }
-    sprites->pixels.shrink_to_fit();
     return sprites;
 }
 
@@ -355,14 +359,14 @@ void CubeFieldRenderer::render(QImage& frame, double phase) {
             if (from >= to) {
                 continue;
             }
-            const kernels::PrismRows prismRows{
-                rows[from],
-                rows.bytesPerLine / qsizetype(sizeof(std::uint32_t)),
-                width,
-                placement.x,
-                sprites.spriteRows(placement.sprite) + (from - placement.y),
-                to - from,
-                sprites.pixels.data()};
+            const kernels::PrismRows prismRows{rows[from],
+                                               rows.bytesPerLine / qsizetype(sizeof(std::uint32_t)),
+                                               width,
+                                               placement.x,
+                                               sprites.spriteRows(placement.sprite) +
+                                                   (from - placement.y),
+                                               to - from,
+                                               sprites.pixels[placement.sprite].data()};
             m_kernels.blendPrism(prismRows, paint);
         }
     }
