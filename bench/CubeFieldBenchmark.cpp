@@ -1,11 +1,14 @@
 // Frames per second of the two cube-field renderers at common screen sizes, on one processor
 // core. Run: build/bin/bench_cubefield --benchmark_repetitions=5
+#include "cubefield/CubeFieldKernels.h"
 #include "cubefield/CubeFieldRenderer.h"
 #include "cubefield/ReferenceRenderer.h"
 
 #include <QImage>
 
 #include <benchmark/benchmark.h>
+
+#include <string>
 
 #ifdef __linux__
 #include <sched.h>
@@ -24,9 +27,9 @@ void reportFramesPerSecond(benchmark::State& state) {
         benchmark::Counter(double(state.iterations()), benchmark::Counter::kIsRate);
 }
 
-void fastRenderer(benchmark::State& state) {
+void fastRenderer(benchmark::State& state, const kernels::KernelSet* kernels) {
     const QSize size(int(state.range(0)), int(state.range(1)));
-    CubeFieldRenderer renderer;
+    CubeFieldRenderer renderer(*kernels);
     QImage frame(size, QImage::Format_ARGB32_Premultiplied);
     renderer.render(frame, firstPhase); // sprites are prepared once, outside the measurement
     double phase = firstPhase;
@@ -58,7 +61,6 @@ void screenSizes(benchmark::internal::Benchmark* benchmark) {
 
 } // namespace
 
-BENCHMARK(fastRenderer)->Apply(screenSizes);
 BENCHMARK(referenceRenderer)->Apply(screenSizes)->Iterations(6);
 
 int main(int argc, char** argv) {
@@ -70,6 +72,14 @@ int main(int argc, char** argv) {
     CPU_SET(sched_getcpu(), &one);
     sched_setaffinity(0, sizeof one, &one);
 #endif
+    // The fast renderer with the pixel loops the application picks here ("fastRenderer"), then
+    // with every other instruction set this processor runs, as slower processors would.
+    for (const kernels::KernelSet* set : kernels::supportedKernels()) {
+        const std::string name = set == &kernels::bestKernels()
+                                     ? std::string("fastRenderer")
+                                     : std::string("fastRenderer_") + set->name;
+        benchmark::RegisterBenchmark(name.c_str(), fastRenderer, set)->Apply(screenSizes);
+    }
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
         return 1;
