@@ -3,10 +3,8 @@
 #include "cubefield/CubeFieldRules.h"
 
 #include <QImage>
-#include <QPointF>
 #include <QSize>
 
-#include <cstdint>
 #include <memory>
 #include <vector>
 
@@ -51,6 +49,7 @@ public:
     // Rows composed together; a band of a 3840-pixel-wide frame is about half a megabyte.
     static constexpr int bandRows = 32;
 
+    // What is prepared once (defined with the renderer's code).
     struct PrismSprites;
     struct GlowSprite;
 
