@@ -56,7 +56,8 @@ FUZZ_SECONDS ?= 60
 FUZZ_TARGETS = fuzz_claude_cache fuzz_codex_transcript fuzz_snapshot fuzz_manifest \
 	fuzz_json_extract fuzz_installer
 FUZZ_FLAGS = -fsanitize=fuzzer-no-link,address,undefined -fno-omit-frame-pointer
-fuzz: setup
+fuzz:
+	@scripts/setup.sh fuzz
 	@cmake -S . -B build-fuzz -G $(GENERATOR) -DCMAKE_BUILD_TYPE=RelWithDebInfo \
 		-DCMAKE_CXX_COMPILER=clang++ -DCMAKE_CXX_FLAGS="$(FUZZ_FLAGS)" -DLUMORA_FUZZ=ON \
 		-DLUMORA_BUILD_TESTS=OFF -DLUMORA_BUILD_BENCH=OFF -DLUMORA_STATIC_HOOK_HELPER=OFF >/dev/null

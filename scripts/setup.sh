@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs what building, testing and running Lumora needs on Debian 12, when it is missing.
 # Idempotent and quick when everything is present: one dpkg query, no network.
+# `setup.sh fuzz` also installs clang with libFuzzer, for make fuzz.
 set -euo pipefail
 
 packages=(
@@ -18,6 +19,10 @@ packages=(
     # the break screen's typeface
     fonts-urw-base35
 )
+
+if [ "${1:-}" = fuzz ]; then
+    packages+=(clang libclang-rt-14-dev)
+fi
 
 # npm installs the real Codex CLI below; Debian's Node.js is enough when none is on the machine.
 if ! command -v npm >/dev/null 2>&1; then
