@@ -77,28 +77,26 @@ ClaudeStatusLineInstaller::statusLineScript(const std::optional<QString>& previo
     // POSIX sh, the way Claude Code itself runs a status-line command. printf and [ are shell
     // built-ins; every other program is called by absolute path, so the user's PATH plays no
     // part. Claude Code runs this on every status update, so the script starts as few programs as
-    // it can (no mkdir once the folder exists). The two messages are printf formats with a real
-    // line break before the closing quote.
+    // it can: no mkdir once the folder exists, and the helper replaces the cache file itself
+    // (temporary file with mode 0600, then a rename; nothing written when the input holds no
+    // rate limits), which saves a chmod and an mv per update. The two messages are printf
+    // formats with a real line break before the closing quote.
     const QStringList lines{
         QStringLiteral("#!/bin/sh"),
         QStringLiteral("set -u"),
         QString(),
         QStringLiteral("cache_directory=") + shellQuoted(dataFolderPath()),
         QStringLiteral("cache_file=") + shellQuoted(rateLimitCachePath()),
-        QStringLiteral("temporary_file=\"${cache_file}.tmp.$$\""),
         QStringLiteral("previous_command=") + shellQuoted(previousCommand),
         QStringLiteral("json_tool=") + shellQuoted(m_hookHelper),
         QStringLiteral("input=$(/bin/cat)"),
         QString(),
         QStringLiteral("[ -d \"${cache_directory}\" ] || /bin/mkdir -p \"${cache_directory}\" || "
                        "exit 0"),
-        QStringLiteral("if printf '%s' \"${input}\" | \"${json_tool}\" extract rate_limits json -o "
-                       "\"${temporary_file}\" - 2>/dev/null; then"),
-        QStringLiteral("    /bin/chmod 600 \"${temporary_file}\""),
-        QStringLiteral("    /bin/mv -f \"${temporary_file}\" \"${cache_file}\""),
-        QStringLiteral("else"),
-        QStringLiteral("    /bin/rm -f \"${temporary_file}\""),
-        QStringLiteral("fi"),
+        QStringLiteral("# Replaces the cache atomically with mode 0600; keeps it when there are no "
+                       "rate limits."),
+        QStringLiteral("printf '%s' \"${input}\" | \"${json_tool}\" extract rate_limits json -o "
+                       "\"${cache_file}\" - 2>/dev/null"),
         QString(),
         QStringLiteral("if [ -n \"${previous_command}\" ]; then"),
         QStringLiteral("    printf '%s' \"${input}\" | /bin/sh -c \"${previous_command}\""),

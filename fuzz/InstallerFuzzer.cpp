@@ -103,7 +103,7 @@ QJsonObject withoutStatusLine(QJsonObject object) {
 
 bool chainsItself(const ClaudeStatusLineInstaller& installer) {
     const QString script = QString::fromUtf8(read(installer.hookScriptPath()));
-    const QString previous = script.section('\n', 6, 6);
+    const QString previous = script.section('\n', 5, 5);
     return previous.contains(installer.hookScriptPath()) ||
            previous.contains(ClaudeStatusLineInstaller::legacyHookLocation);
 }

@@ -114,7 +114,7 @@ TEST_F(InstallerTest, InstallThenUninstallKeepsEveryOtherMemberAndRestoresTheSta
                 EXPECT_FALSE(backup.contains("status_line"));
             }
             // Our own hook, current or legacy, is never chained to itself.
-            const QString previous = scriptLine(subject, 7);
+            const QString previous = scriptLine(subject, 6);
             if (settingsCase.foreignStatusLine && original.value("statusLine").isObject()) {
                 EXPECT_EQ(previous, "previous_command='~/bin/my-line'");
             } else {
@@ -154,7 +154,7 @@ TEST_F(InstallerTest, FreshInstallCreatesFilesWithPrivateModes) {
     const QByteArray script = readFile(subject.hookScriptPath());
     EXPECT_TRUE(script.startsWith("#!/bin/sh\nset -u\n\ncache_directory='"));
     EXPECT_TRUE(script.endsWith("\nfi"));
-    EXPECT_EQ(scriptLine(subject, 8), "json_tool=" + ClaudeStatusLineInstaller::shellQuoted(
+    EXPECT_EQ(scriptLine(subject, 7), "json_tool=" + ClaudeStatusLineInstaller::shellQuoted(
                                                          builtExecutable("lumora-json")));
     // Only this folder's own files: no temporary files left behind.
     EXPECT_EQ(QDir(subject.dataFolderPath()).entryList(QDir::Files),
@@ -170,7 +170,7 @@ TEST_F(InstallerTest, ALaterForeignCommandIsChainedButTheFirstBackupIsKept) {
     EXPECT_FALSE(subject.isInstalled());
 
     subject.install();
-    EXPECT_EQ(scriptLine(subject, 7), R"(previous_command='echo '"'"'hi'"'"'')");
+    EXPECT_EQ(scriptLine(subject, 6), R"(previous_command='echo '"'"'hi'"'"'')");
     EXPECT_EQ(readObject(subject.backupPath()), QJsonObject({{"had_previous", false}}));
 
     // The first installation's state wins: the status line goes away rather than back to the
@@ -187,7 +187,7 @@ TEST_F(InstallerTest, TheFirstBackedUpCommandStaysChainedAcrossReinstalls) {
     settings.insert("statusLine", QJsonObject{{"type", "command"}, {"command", "second"}});
     writeSettings(subject, QJsonDocument(settings).toJson());
     subject.install();
-    EXPECT_EQ(scriptLine(subject, 7), "previous_command='first'");
+    EXPECT_EQ(scriptLine(subject, 6), "previous_command='first'");
     subject.uninstall();
     EXPECT_EQ(readObject(subject.settingsPath()).value("statusLine").toObject().value("command"),
               "first");
