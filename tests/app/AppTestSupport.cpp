@@ -79,6 +79,7 @@ UsageSnapshot ProviderScript::fetch(bool forceLive) {
 }
 
 LocalProviderReadiness ProviderScript::readiness() {
+    readinessGate.pass();
     ++m_readinessChecks;
     QMutexLocker locker(&m_mutex);
     const LocalProviderReadiness answer = m_readiness.front();

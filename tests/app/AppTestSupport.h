@@ -71,6 +71,7 @@ public:
     int readinessChecks() const { return m_readinessChecks; }
     std::optional<bool> lastForceLive() const;
     Gate fetchGate;
+    Gate readinessGate;
 
 private:
     mutable QMutex m_mutex;
