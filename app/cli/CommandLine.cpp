@@ -5,16 +5,17 @@
 #include "core/Errors.h"
 #include "core/MenuBarDisplayFormatter.h"
 #include "core/SnapshotCache.h"
+#include "platform/PreferencesStore.h"
+#include "platform/ProviderChoices.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 
+#include <memory>
+
 namespace lumora::cli {
 namespace {
-
-// The order of the panel when the user has not chosen one.
-const QStringList defaultProviderOrder{providers::codexID, providers::claudeCodeID};
 
 int usageError(QTextStream& err, const QString& problem) {
     err << "lumora: " << problem << "\n\n" << usageText();
@@ -22,9 +23,22 @@ int usageError(QTextStream& err, const QString& problem) {
     return 2;
 }
 
-UsageSnapshot codexSnapshot() {
-    return UsageSnapshot::unavailable(providers::codexID, providers::codexName,
-                                      QStringLiteral("Codex support is not available yet."));
+// Codex support arrives with its own provider; until then Codex reports that it is missing.
+class CodexNotYetSupported : public UsageProvider {
+public:
+    LocalProviderReadiness readiness() const override {
+        return LocalProviderReadiness::unavailable(message);
+    }
+    UsageSnapshot fetch(bool) const override {
+        return UsageSnapshot::unavailable(providers::codexID, providers::codexName, message);
+    }
+
+private:
+    static inline const QString message = QStringLiteral("Codex support is not available yet.");
+};
+
+std::unique_ptr<UsageProvider> codexProvider() {
+    return std::make_unique<CodexNotYetSupported>();
 }
 
 // Saves what a refresh produced, as the application does: only snapshots with a verdict.
@@ -39,31 +53,53 @@ void remember(const UsageSnapshot& snapshot) {
     }
 }
 
+// What the panel shows with both providers allowed in it: the enabled providers in the user's
+// order, or, with --all, both of them.
 int status(const QStringList& options, QTextStream& out, QTextStream& err) {
     bool json = false;
+    bool all = false;
     for (const QString& option : options) {
         if (option == QLatin1String("--json")) {
             json = true;
+        } else if (option == QLatin1String("--all")) {
+            all = true;
         } else {
             return usageError(err, QStringLiteral("unknown option for status: %1").arg(option));
         }
     }
 
-    const UsageSnapshot claude = ClaudeUsageProvider().fetch();
-    const UsageSnapshot codex = codexSnapshot();
-    remember(codex);
-    remember(claude);
+    const ProviderChoices choices = ProviderChoices::read(JsonFilePreferencesStore());
+    const bool showsClaude = all || choices.claudeEnabled;
+    const bool showsCodex = all || choices.codexEnabled;
+    const UsageSnapshot claude =
+        showsClaude ? ClaudeUsageProvider().fetch()
+                    : UsageSnapshot::unavailable(providers::claudeCodeID, providers::claudeCodeName,
+                                                 QStringLiteral("Claude Code is disconnected."));
+    const UsageSnapshot codex =
+        showsCodex ? codexProvider()->fetch()
+                   : UsageSnapshot::unavailable(providers::codexID, providers::codexName,
+                                                QStringLiteral("Codex is disconnected."));
+    if (showsCodex) {
+        remember(codex);
+    }
+    if (showsClaude) {
+        remember(claude);
+    }
 
     const QDateTime now = QDateTime::currentDateTimeUtc();
-    const QString title =
-        MenuBarDisplayFormatter().format(codex, claude, true, true, defaultProviderOrder, now);
+    const QString title = MenuBarDisplayFormatter().format(codex, claude, showsCodex, showsClaude,
+                                                           choices.providerOrder, now);
     if (!json) {
         out << title << "\n";
         return 0;
     }
     QJsonArray snapshots;
-    for (const QString& id : defaultProviderOrder) {
-        snapshots.append(id == providers::codexID ? codex.toJson() : claude.toJson());
+    for (const QString& id : choices.providerOrder) {
+        if (id == providers::codexID && showsCodex) {
+            snapshots.append(codex.toJson());
+        } else if (id == providers::claudeCodeID && showsClaude) {
+            snapshots.append(claude.toJson());
+        }
     }
     const QJsonObject document{{QStringLiteral("title"), title},
                                {QStringLiteral("snapshots"), snapshots}};
@@ -83,7 +119,35 @@ int connectClaude(QTextStream& out) {
         out << error.description() << "\n";
         return 1;
     }
+    JsonFilePreferencesStore().setValue(preferencekeys::claudeEnabled, true);
     out << ClaudeUsageProvider::sendMessageMessage << "\n";
+    return 0;
+}
+
+// What a Codex readiness that is not `ready` asks of the user.
+QString codexProblem(const LocalProviderReadiness& readiness) {
+    switch (readiness.kind()) {
+    case LocalProviderReadiness::Kind::executableMissing:
+        return QStringLiteral("Codex is not installed.");
+    case LocalProviderReadiness::Kind::loginRequired:
+        return QStringLiteral("Codex needs you to sign in: run codex login, then try again.");
+    case LocalProviderReadiness::Kind::setupRequired:
+        return QStringLiteral("Codex setup is incomplete.");
+    case LocalProviderReadiness::Kind::unavailable:
+    case LocalProviderReadiness::Kind::ready:
+        break;
+    }
+    return readiness.message();
+}
+
+int connectCodex(QTextStream& out) {
+    const LocalProviderReadiness readiness = codexProvider()->readiness();
+    if (readiness.kind() != LocalProviderReadiness::Kind::ready) {
+        out << codexProblem(readiness) << "\n";
+        return 1;
+    }
+    JsonFilePreferencesStore().setValue(preferencekeys::codexEnabled, true);
+    out << "Codex is connected.\n";
     return 0;
 }
 
@@ -94,18 +158,29 @@ int disconnectClaude(QTextStream& out) {
         out << error.description() << "\n";
         return 1;
     }
+    JsonFilePreferencesStore().setValue(preferencekeys::claudeEnabled, false);
     out << "Claude Code is disconnected.\n";
+    return 0;
+}
+
+int disconnectCodex(QTextStream& out) {
+    JsonFilePreferencesStore().setValue(preferencekeys::codexEnabled, false);
+    out << "Codex is disconnected.\n";
     return 0;
 }
 
 int connection(bool connect, const QStringList& words, QTextStream& out, QTextStream& err) {
     const QString command = connect ? QStringLiteral("connect") : QStringLiteral("disconnect");
     if (words.size() != 1) {
-        return usageError(err, QStringLiteral("%1 needs one provider: claude").arg(command));
+        return usageError(err,
+                          QStringLiteral("%1 needs one provider: claude or codex").arg(command));
     }
     const QString provider = words.first();
     if (provider == QLatin1String("claude")) {
         return connect ? connectClaude(out) : disconnectClaude(out);
+    }
+    if (provider == QLatin1String("codex")) {
+        return connect ? connectCodex(out) : disconnectCodex(out);
     }
     return usageError(err, QStringLiteral("unknown provider for %1: %2").arg(command, provider));
 }
@@ -119,13 +194,18 @@ QString usageText() {
         "Shows how much of your Claude Code and Codex usage allowance is left.\n"
         "\n"
         "Commands:\n"
-        "  status [--json]       Print the panel line, or the snapshots as JSON.\n"
-        "  connect claude        Install Lumora's Claude Code status line.\n"
-        "  disconnect claude     Remove it and restore the status line you had before.\n"
+        "  status [--all] [--json]  Print the panel line for the connected tools, or the\n"
+        "                           snapshots as JSON; --all shows both tools.\n"
+        "  connect claude           Install Lumora's Claude Code status line and show Claude "
+        "Code.\n"
+        "  connect codex            Show Codex once it is installed and signed in.\n"
+        "  disconnect claude        Remove the status line, restore the one you had before,\n"
+        "                           and stop showing Claude Code.\n"
+        "  disconnect codex         Stop showing Codex.\n"
         "\n"
         "Options:\n"
-        "  -h, --help            Show this help.\n"
-        "  -V, --version         Show the version.\n"
+        "  -h, --help               Show this help.\n"
+        "  -V, --version            Show the version.\n"
         "\n"
         "Without a command, lumora prints the status line.\n");
 }
