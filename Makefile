@@ -4,7 +4,7 @@ BUILD_DIR ?= build
 GENERATOR ?= Ninja
 JOBS ?= $(shell nproc)
 
-.PHONY: all setup configure build run test bench format format-check clean
+.PHONY: all setup configure build run test bench fuzz test-sanitize test-asan test-tsan format format-check clean
 
 all: build
 
@@ -25,6 +25,51 @@ test: build
 
 bench: build
 	@for b in $(BUILD_DIR)/bin/bench_*; do echo "== $$b"; $$b; done
+
+# The test suite under sanitizers, each in its own build folder: every test with AddressSanitizer
+# and UndefinedBehaviorSanitizer, and the tests of concurrent code (the process runner, the Codex
+# app-server session, the application model) with ThreadSanitizer.
+SANITIZER_CMAKE = -G $(GENERATOR) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DLUMORA_BUILD_BENCH=OFF \
+	-DLUMORA_STATIC_HOOK_HELPER=OFF
+ASAN_FLAGS = -fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer
+TSAN_FLAGS = -fsanitize=thread -fno-omit-frame-pointer
+TSAN_TESTS = ProcessRunner|AppServerSession|CodexProvider|AppModel|Refresh|Connection|Monitor
+test-sanitize: test-asan test-tsan
+
+test-asan: setup
+	@cmake -S . -B build-asan $(SANITIZER_CMAKE) -DCMAKE_CXX_FLAGS="$(ASAN_FLAGS)" >/dev/null
+	@cmake --build build-asan -j $(JOBS)
+	@ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 \
+		LSAN_OPTIONS=suppressions=$(CURDIR)/tests/sanitizers/lsan.supp:print_suppressions=0 \
+		UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
+		ctest --test-dir build-asan --output-on-failure -j $(JOBS)
+
+test-tsan: setup
+	@cmake -S . -B build-tsan $(SANITIZER_CMAKE) -DCMAKE_CXX_FLAGS="$(TSAN_FLAGS)" >/dev/null
+	@cmake --build build-tsan -j $(JOBS)
+	@TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1:suppressions=$(CURDIR)/tests/sanitizers/tsan.supp \
+		ctest --test-dir build-tsan --output-on-failure -j $(JOBS) -R '$(TSAN_TESTS)'
+
+# Fuzzing: every target for FUZZ_SECONDS each (default 60), starting from the seed corpora in
+# fuzz/corpus; new inputs land in fuzz-out/<target>/, problems in fuzz-out/<target>-findings/.
+FUZZ_SECONDS ?= 60
+FUZZ_TARGETS = fuzz_claude_cache fuzz_snapshot fuzz_json_extract fuzz_installer fuzz_manifest
+FUZZ_FLAGS = -fsanitize=fuzzer-no-link,address,undefined -fno-omit-frame-pointer
+fuzz: setup
+	@cmake -S . -B build-fuzz -G $(GENERATOR) -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+		-DCMAKE_CXX_COMPILER=clang++ -DCMAKE_CXX_FLAGS="$(FUZZ_FLAGS)" -DLUMORA_FUZZ=ON \
+		-DLUMORA_BUILD_TESTS=OFF -DLUMORA_BUILD_BENCH=OFF -DLUMORA_STATIC_HOOK_HELPER=OFF >/dev/null
+	@cmake --build build-fuzz -j $(JOBS) --target $(FUZZ_TARGETS) lumora-json
+	@failed=""; for t in $(FUZZ_TARGETS); do \
+		name=$${t#fuzz_}; findings=fuzz-out/$$name-findings; \
+		rm -rf $$findings; mkdir -p fuzz-out/$$name $$findings; \
+		echo "== $$t for $(FUZZ_SECONDS) s"; \
+		build-fuzz/bin/$$t -max_total_time=$(FUZZ_SECONDS) -print_final_stats=1 \
+			-artifact_prefix=$$findings/ fuzz-out/$$name fuzz/corpus/$$name 2>&1 \
+			| grep -E "^(stat::number_of_executed_units|SUMMARY|invariant)" || true; \
+		if [ -n "$$(ls -A $$findings)" ]; then \
+			echo "$$t found a problem: see $$findings/"; failed="$$failed $$t"; fi; \
+	done; [ -z "$$failed" ] || { echo "fuzzing found problems in:$$failed"; exit 1; }
 
 format:
 	@git ls-files '*.cpp' '*.h' | xargs clang-format -i

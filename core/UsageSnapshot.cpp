@@ -176,13 +176,14 @@ std::optional<QDateTime> parseIsoDateTime(const QString& text) {
 }
 
 QDateTime dateFromEpochSeconds(double seconds) {
-    // About 300,000 years either way: far beyond any real reset time, and safely inside what
-    // QDateTime and 64-bit millisecond arithmetic can hold.
-    constexpr double limit = 1e13;
+    // Years 1 to 9999: far beyond any real reset time, and what ISO 8601 text can hold, so a date
+    // read from a tool always survives a save and load of the snapshot.
+    constexpr double earliest = -62135596800.0; // 0001-01-01T00:00:00Z
+    constexpr double latest = 253402300799.0;   // 9999-12-31T23:59:59Z
     if (std::isnan(seconds)) {
         seconds = 0;
     }
-    seconds = std::clamp(seconds, -limit, limit);
+    seconds = std::clamp(seconds, earliest, latest);
     return QDateTime::fromMSecsSinceEpoch(std::llround(seconds * 1000.0), Qt::UTC);
 }
 

@@ -94,7 +94,7 @@ std::optional<UsageWindow::Kind> windowKindFromRaw(const QString& raw);
 // ISO 8601 internet date-time in UTC with whole seconds ("2026-03-01T14:05:09Z").
 QString isoDateTimeText(const QDateTime& dateTime);
 std::optional<QDateTime> parseIsoDateTime(const QString& text);
-// Seconds since the epoch (fractions kept to the millisecond), clamped to a sane range.
+// Seconds since the epoch (fractions kept to the millisecond), clamped to the years 1 to 9999.
 QDateTime dateFromEpochSeconds(double seconds);
 
 // Remaining share of a used ratio in whole percent: round((1 - ratio) * 100), halves away from

@@ -1,5 +1,6 @@
 #include "cli/CommandLine.h"
 
+#include "core/AppUpdate.h"
 #include "core/BuildInfo.h"
 #include "core/ClaudeUsageProvider.h"
 #include "core/Errors.h"
@@ -8,6 +9,7 @@
 #include "platform/PreferencesStore.h"
 #include "platform/ProviderChoices.h"
 
+#include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -185,6 +187,67 @@ int connection(bool connect, const QStringList& words, QTextStream& out, QTextSt
     return usageError(err, QStringLiteral("unknown provider for %1: %2").arg(command, provider));
 }
 
+// The feed given on the command line: an address with a scheme, or else the path of a file.
+QUrl feedFromArgument(const QString& argument) {
+    const QUrl url(argument, QUrl::StrictMode);
+    if (url.isValid() && !url.scheme().isEmpty()) {
+        return url;
+    }
+    return QUrl::fromLocalFile(QFileInfo(argument).absoluteFilePath());
+}
+
+// Text from a feed goes to a terminal; control characters in it could move the cursor or
+// rewrite the screen.
+QString printable(QString text) {
+    for (QChar& c : text) {
+        if (c.category() == QChar::Other_Control) {
+            c = QChar::ReplacementCharacter;
+        }
+    }
+    return text;
+}
+
+int checkUpdates(const QStringList& options, QTextStream& out, QTextStream& err) {
+    std::optional<QUrl> feed = configuredUpdateFeedURL(QString::fromUtf8(buildinfo::updateFeedUrl));
+    QString currentVersion = QString::fromUtf8(buildinfo::version);
+    for (qsizetype i = 0; i < options.size(); i += 2) {
+        const QString& option = options[i];
+        if (option != QLatin1String("--feed") && option != QLatin1String("--current-version")) {
+            return usageError(err,
+                              QStringLiteral("unknown option for check-updates: %1").arg(option));
+        }
+        if (i + 1 >= options.size()) {
+            return usageError(err, QStringLiteral("%1 needs a value").arg(option));
+        }
+        const QString& value = options[i + 1];
+        if (option == QLatin1String("--current-version")) {
+            currentVersion = value;
+        } else if (value.trimmed().isEmpty()) {
+            return usageError(err, QStringLiteral("--feed needs an address or a file"));
+        } else {
+            feed = feedFromArgument(value);
+        }
+    }
+    if (!feed) {
+        out << "The update channel is not configured in this build.\n";
+        return 1;
+    }
+    try {
+        const std::optional<AppUpdateManifest> update =
+            AppUpdateChecker(feed).check(currentVersion);
+        if (!update) {
+            out << "Lumora is up to date.\n";
+            return 0;
+        }
+        out << "Lumora " << printable(update->version) << " is available.\n"
+            << update->downloadURL.toString(QUrl::FullyEncoded) << "\n";
+        return 0;
+    } catch (const Error& error) {
+        out << error.description() << "\n";
+        return 1;
+    }
+}
+
 } // namespace
 
 QString usageText() {
@@ -196,12 +259,13 @@ QString usageText() {
         "Commands:\n"
         "  status [--all] [--json]  Print the panel line for the connected tools, or the\n"
         "                           snapshots as JSON; --all shows both tools.\n"
-        "  connect claude           Install Lumora's Claude Code status line and show Claude "
-        "Code.\n"
+        "  connect claude           Install Lumora's Claude Code status line, show Claude Code.\n"
         "  connect codex            Show Codex once it is installed and signed in.\n"
         "  disconnect claude        Remove the status line, restore the one you had before,\n"
         "                           and stop showing Claude Code.\n"
         "  disconnect codex         Stop showing Codex.\n"
+        "  check-updates [--feed URL-OR-PATH] [--current-version V]\n"
+        "                           Ask the update feed whether a newer Lumora is published.\n"
         "\n"
         "Options:\n"
         "  -h, --help               Show this help.\n"
@@ -223,6 +287,8 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err) {
         code = status(rest, out, err);
     } else if (command == QLatin1String("connect") || command == QLatin1String("disconnect")) {
         code = connection(command == QLatin1String("connect"), rest, out, err);
+    } else if (command == QLatin1String("check-updates")) {
+        code = checkUpdates(rest, out, err);
     } else if (command.startsWith(QLatin1Char('-'))) {
         code = usageError(err, QStringLiteral("unknown option: %1").arg(command));
     } else {

@@ -58,7 +58,6 @@ private:
 
 AppModel::Services AppModel::Services::standard(std::optional<QUrl> feedURL,
                                                 std::optional<QString> currentVersion) {
-    Q_UNUSED(feedURL);
     const QString home = currentHomeDirectory();
     Services services;
     services.claudeProvider = std::make_shared<ClaudeUsageProvider>();
@@ -72,6 +71,12 @@ AppModel::Services AppModel::Services::standard(std::optional<QUrl> feedURL,
     services.terminal = std::make_shared<SystemTerminalLauncher>();
     services.imageChooser = std::make_shared<FileDialogImageChooser>();
     services.windows = std::make_shared<NoWindows>();
+    if (!feedURL) {
+        feedURL = configuredUpdateFeedURL(QString::fromUtf8(buildinfo::updateFeedUrl));
+    }
+    if (feedURL) {
+        services.updateChecker = std::make_shared<FeedUpdateChecker>(*feedURL);
+    }
     const QString buildVersion = QString::fromLatin1(buildinfo::version);
     services.currentVersion =
         currentVersion.value_or(buildVersion.isEmpty() ? QStringLiteral("0.0.0") : buildVersion);

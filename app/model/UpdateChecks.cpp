@@ -7,7 +7,7 @@ namespace lumora {
 namespace {
 
 struct CheckOutcome {
-    std::optional<UpdateOffer> offer;
+    std::optional<AppUpdateManifest> offer;
     std::optional<QString> failure;
 };
 
@@ -97,7 +97,7 @@ void UpdateChecks::setStatusMessage(std::optional<QString> message) {
     }
 }
 
-void UpdateChecks::setAvailableUpdate(std::optional<UpdateOffer> offer) {
+void UpdateChecks::setAvailableUpdate(std::optional<AppUpdateManifest> offer) {
     if (m_availableUpdate != offer) {
         m_availableUpdate = std::move(offer);
         emit availableUpdateChanged();

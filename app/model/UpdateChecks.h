@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/AppUpdate.h"
 #include "model/AppTiming.h"
 #include "platform/DesktopServices.h"
 
@@ -13,19 +14,24 @@
 
 namespace lumora {
 
-// A newer version published on the update feed.
-struct UpdateOffer {
-    QString version;
-    QUrl downloadURL;
-    bool operator==(const UpdateOffer&) const = default;
-};
-
 // Asks the update feed whether a version newer than the running one is published. Blocking; safe
 // to call from any thread. Throws lumora::Error (with the text to show) when there is no answer.
 class UpdateChecking {
 public:
     virtual ~UpdateChecking() = default;
-    virtual std::optional<UpdateOffer> check(const QString& currentVersion) const = 0;
+    virtual std::optional<AppUpdateManifest> check(const QString& currentVersion) const = 0;
+};
+
+// The published feed, fetched over HTTPS by the core's checker.
+class FeedUpdateChecker : public UpdateChecking {
+public:
+    explicit FeedUpdateChecker(QUrl feedURL) : m_checker(std::move(feedURL)) {}
+    std::optional<AppUpdateManifest> check(const QString& currentVersion) const override {
+        return m_checker.check(currentVersion);
+    }
+
+private:
+    AppUpdateChecker m_checker;
 };
 
 // The application's side of update checks: a check at start and every few hours, checks the
@@ -55,7 +61,7 @@ public:
 
     bool updateFeedConfigured() const { return m_checker != nullptr; }
     const QString& currentVersion() const { return m_currentVersion; }
-    const std::optional<UpdateOffer>& availableUpdate() const { return m_availableUpdate; }
+    const std::optional<AppUpdateManifest>& availableUpdate() const { return m_availableUpdate; }
     bool hasAvailableUpdate() const { return m_availableUpdate.has_value(); }
     QString availableUpdateVersion() const;
     bool isCheckingForUpdates() const { return m_isChecking; }
@@ -78,13 +84,13 @@ private:
     void runLoopCheck();
     void setChecking(bool checking);
     void setStatusMessage(std::optional<QString> message);
-    void setAvailableUpdate(std::optional<UpdateOffer> offer);
+    void setAvailableUpdate(std::optional<AppUpdateManifest> offer);
 
     std::shared_ptr<UpdateChecking> m_checker;
     QString m_currentVersion;
     std::shared_ptr<UrlOpener> m_urlOpener;
     QTimer m_loopTimer;
-    std::optional<UpdateOffer> m_availableUpdate;
+    std::optional<AppUpdateManifest> m_availableUpdate;
     bool m_isChecking = false;
     std::optional<QString> m_statusMessage;
 };

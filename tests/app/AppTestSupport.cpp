@@ -134,7 +134,7 @@ void FakeDesktop::chooseImage(QWindow* over, std::function<void(const QString&)>
     }
 }
 
-std::optional<UpdateOffer> FakeUpdateChecker::check(const QString& currentVersion) const {
+std::optional<AppUpdateManifest> FakeUpdateChecker::check(const QString& currentVersion) const {
     ++checks;
     gate.pass();
     QMutexLocker locker(&mutex);
@@ -145,7 +145,7 @@ std::optional<UpdateOffer> FakeUpdateChecker::check(const QString& currentVersio
     return m_offer;
 }
 
-void FakeUpdateChecker::answer(std::optional<UpdateOffer> offer) {
+void FakeUpdateChecker::answer(std::optional<AppUpdateManifest> offer) {
     QMutexLocker locker(&mutex);
     m_offer = std::move(offer);
     m_failure.reset();

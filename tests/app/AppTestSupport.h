@@ -154,9 +154,9 @@ public:
 
 class FakeUpdateChecker : public UpdateChecking {
 public:
-    std::optional<UpdateOffer> check(const QString& currentVersion) const override;
+    std::optional<AppUpdateManifest> check(const QString& currentVersion) const override;
 
-    void answer(std::optional<UpdateOffer> offer);
+    void answer(std::optional<AppUpdateManifest> offer);
     void fail(QString description);
 
     mutable Gate gate;
@@ -165,7 +165,7 @@ public:
     mutable QString lastVersion;
 
 private:
-    std::optional<UpdateOffer> m_offer;
+    std::optional<AppUpdateManifest> m_offer;
     std::optional<QString> m_failure;
 };
 

@@ -105,3 +105,18 @@ TEST(ClaudeRateLimitCacheParser, NoUsageAndMalformedContent) {
     EXPECT_NO_THROW(parse(R"({"five_hour":{"used_percentage":4,"resets_at":1e300}})"));
     EXPECT_NO_THROW(parse(R"({"five_hour":{"used_percentage":4,"resets_at":-1e300}})"));
 }
+
+TEST(ClaudeRateLimitCacheParser, AbsurdResetTimesStillSurviveTheSnapshotCache) {
+    // A reset millions of years ahead (or a huge fraction) must not produce a snapshot that can
+    // be saved but never loaded again.
+    for (const QByteArray& resetsAt :
+         {QByteArray("190050000000000"), QByteArray("1e300"), QByteArray("253402300799.9")}) {
+        SCOPED_TRACE(resetsAt.toStdString());
+        const UsageSnapshot snapshot =
+            parse(R"({"five_hour":{"used_percentage":42,"resets_at":)" + resetsAt + "}}");
+        ASSERT_TRUE(snapshot.windows.first().resetsAt);
+        const auto reloaded = UsageSnapshot::decode(snapshot.encode());
+        ASSERT_TRUE(reloaded);
+        EXPECT_EQ(reloaded->windows.first().resetsAt->date().year(), 9999);
+    }
+}
