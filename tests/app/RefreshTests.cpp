@@ -275,3 +275,24 @@ TEST_F(RefreshTest, ALateResultNeverReachesADestroyedModel) {
     EXPECT_TRUE(pending.isFinished());
     EXPECT_FALSE(QFileInfo::exists(harness.claudeCachePath()));
 }
+
+TEST_F(RefreshTest, EveryChangeOfAnyPartReachesTheGeneralSignal) {
+    const auto model = harness.makeModel();
+    int changed = 0;
+    QObject::connect(model.get(), &AppModel::changed, [&] { ++changed; });
+    const auto changesBy = [&](const std::function<void()>& action) {
+        const int before = changed;
+        action();
+        return changed - before;
+    };
+    EXPECT_EQ(changesBy([&] { model->preferences()->setShowClaudeInMenuBar(true); }), 1);
+    EXPECT_EQ(changesBy([&] { model->preferences()->setShowClaudeInMenuBar(true); }), 0);
+    EXPECT_EQ(
+        changesBy([&] { model->handleCodexReadiness(LocalProviderReadiness::loginRequired()); }),
+        1);
+    EXPECT_EQ(changesBy([&] { model->photo()->importBreakBackgroundImage("/nonexistent"); }), 1);
+    EXPECT_EQ(changesBy([&] { waitFor(model->checkForUpdates(true)); }), 1);
+    // The title follows: Claude Code is shown once it is on (Codex, shown by default, is off).
+    model->preferences()->setClaudeEnabled(true);
+    EXPECT_EQ(model->menuBarDisplayText(), "Claude Code --%");
+}
