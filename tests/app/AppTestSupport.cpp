@@ -1,13 +1,13 @@
 #include "AppTestSupport.h"
 
 #include "core/Errors.h"
-#include "platform/PreferencesStore.h"
 
-#include <QDir>
+#include <QCoreApplication>
+#include <QDeadlineTimer>
+#include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
-
-#include <gtest/gtest.h>
+#include <QThreadPool>
 
 namespace lumora::test {
 
@@ -18,7 +18,6 @@ bool waitUntil(const std::function<bool()>& done, std::chrono::milliseconds time
             return false;
         }
         QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
-        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     }
     return true;
 }
@@ -56,10 +55,6 @@ int Gate::waiting() const {
     return m_waiting;
 }
 
-ProviderScript::ProviderScript(UsageSnapshot snapshot) : m_snapshot(std::move(snapshot)) {
-    m_readiness.push_back(LocalProviderReadiness::ready());
-}
-
 void ProviderScript::setSnapshot(UsageSnapshot snapshot) {
     QMutexLocker locker(&m_mutex);
     m_snapshot = std::move(snapshot);
@@ -94,23 +89,11 @@ std::optional<bool> ProviderScript::lastForceLive() const {
     return m_lastForceLive;
 }
 
-FakeCodexProvider::FakeCodexProvider()
-    : script(std::make_shared<ProviderScript>(
-          UsageSnapshot::unavailable("codex", "Codex", "Codex fake has no data."))) {}
-
-FakeClaudeProvider::FakeClaudeProvider()
-    : script(std::make_shared<ProviderScript>(
-          UsageSnapshot::unavailable("claude-code", "Claude Code", "Claude fake has no data."))) {}
-
 void FakeClaudeProvider::installStatusLineSync() const {
     ++installs;
-    if (installFails) {
-        throw InstallerError::invalidClaudeSettings();
-    }
 }
 
 void FakeClaudeProvider::uninstallStatusLineSync() const {
-    ++uninstalls;
     if (uninstallFails) {
         throw FileSystemError("The hook could not be removed.");
     }
@@ -122,7 +105,7 @@ QFuture<bool> FakeNotifier::requestAuthorization() {
 }
 
 QFuture<void> FakeNotifier::send(const QString& title, const QString& body) {
-    sent.append({title, body});
+    sent.append(title + " | " + body);
     return QtFuture::makeReadyFuture();
 }
 
@@ -139,26 +122,24 @@ std::optional<AppUpdateManifest> FakeUpdateChecker::check(const QString& current
     gate.pass();
     QMutexLocker locker(&mutex);
     lastVersion = currentVersion;
-    if (m_failure) {
-        throw Error(*m_failure);
+    if (failure) {
+        throw Error(*failure);
     }
-    return m_offer;
+    return offer;
 }
 
-void FakeUpdateChecker::answer(std::optional<AppUpdateManifest> offer) {
-    QMutexLocker locker(&mutex);
-    m_offer = std::move(offer);
-    m_failure.reset();
+ModelHarness::~ModelHarness() {
+    for (ProviderScript* script : {claude->script.get(), codex->script.get()}) {
+        script->fetchGate.open();
+        script->readinessGate.open();
+    }
+    if (updateChecker) {
+        updateChecker->gate.open();
+    }
+    settle();
 }
 
-void FakeUpdateChecker::fail(QString description) {
-    QMutexLocker locker(&mutex);
-    m_failure = std::move(description);
-}
-
-ModelHarness::ModelHarness() = default;
-
-AppModel::Services ModelHarness::services() const {
+AppModel::Services ModelHarness::services(const AppTiming& timing) const {
     AppModel::Services services;
     services.claudeProvider = claude;
     services.codexProvider = codex;
@@ -174,21 +155,20 @@ AppModel::Services ModelHarness::services() const {
     services.updateChecker = updateChecker;
     services.currentVersion = "1.0.0";
     services.breakBackgroundImagePath = data("break-background-image");
+    services.timing = timing;
     return services;
 }
 
 std::unique_ptr<AppModel> ModelHarness::makeModel(const AppTiming& timing) const {
-    AppModel::Services s = services();
-    s.timing = timing;
-    return std::make_unique<AppModel>(std::move(s));
+    return std::make_unique<AppModel>(services(timing));
 }
 
-QString ModelHarness::preferencesPath() const {
-    return home.filePath(".config/Lumora/preferences.json");
-}
-
-QString ModelHarness::data(const QString& name) const {
-    return home.filePath(".local/share/Lumora/" + name);
+std::shared_ptr<ClaudeUsageProvider> ModelHarness::realClaudeProvider() const {
+    writeScript(home.filePath(".local/bin/claude"), "exit 0\n");
+    ClaudeUsageProvider::Options options;
+    options.homeDirectory = home.path();
+    options.hookHelper = builtExecutable("lumora-json");
+    return std::make_shared<ClaudeUsageProvider>(options);
 }
 
 void ModelHarness::storePreference(const QString& key, const QJsonValue& value) const {
@@ -205,17 +185,14 @@ std::optional<QJsonValue> ModelHarness::storedPreference(const QString& key) con
         return std::nullopt;
     }
     const QJsonObject object = QJsonDocument::fromJson(readFile(preferencesPath())).object();
-    if (!object.contains(key)) {
-        return std::nullopt;
-    }
-    return object.value(key);
+    return object.contains(key) ? std::optional(object.value(key)) : std::nullopt;
 }
 
 UsageSnapshot usage(const QString& providerID, Availability availability,
                     std::optional<double> usedRatio, std::optional<QDateTime> resetsAt) {
     const bool codex = providerID == providers::codexID;
     QDateTime now = QDateTime::currentDateTimeUtc();
-    now = now.addMSecs(-(now.toMSecsSinceEpoch() % 1000)); // whole seconds survive a save
+    now = now.addMSecs(-(now.toMSecsSinceEpoch() % 1000));
     return UsageSnapshot{providerID,
                          codex ? providers::codexName : providers::claudeCodeName,
                          now,
@@ -225,37 +202,6 @@ UsageSnapshot usage(const QString& providerID, Availability availability,
                          Confidence::exact,
                          150,
                          std::nullopt};
-}
-
-PrivateSessionBus::PrivateSessionBus() {
-    m_daemon.setProgram("dbus-daemon");
-    m_daemon.setArguments({"--session", "--print-address", "--nofork"});
-    m_daemon.setProcessChannelMode(QProcess::SeparateChannels);
-    m_daemon.start();
-    if (!m_daemon.waitForStarted(5000)) {
-        ADD_FAILURE() << "dbus-daemon did not start (is the dbus package installed?)";
-        return;
-    }
-    QDeadlineTimer deadline(std::chrono::seconds(10));
-    QByteArray output;
-    while (!output.contains('\n') && !deadline.hasExpired()) {
-        m_daemon.waitForReadyRead(100);
-        output += m_daemon.readAllStandardOutput();
-    }
-    m_address = QString::fromUtf8(output.left(output.indexOf('\n'))).trimmed();
-    if (m_address.isEmpty()) {
-        ADD_FAILURE() << "dbus-daemon printed no address";
-    }
-}
-
-PrivateSessionBus::~PrivateSessionBus() {
-    if (m_daemon.state() != QProcess::NotRunning) {
-        m_daemon.terminate();
-        if (!m_daemon.waitForFinished(5000)) {
-            m_daemon.kill();
-            m_daemon.waitForFinished(5000);
-        }
-    }
 }
 
 } // namespace lumora::test

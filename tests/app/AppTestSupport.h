@@ -7,13 +7,9 @@
 #include "platform/Notifier.h"
 #include "support/TestSupport.h"
 
-#include <QCoreApplication>
-#include <QDeadlineTimer>
 #include <QFuture>
+#include <QJsonValue>
 #include <QMutex>
-#include <QProcess>
-#include <QSemaphore>
-#include <QThreadPool>
 #include <QWaitCondition>
 
 #include <atomic>
@@ -28,24 +24,18 @@ namespace lumora::test {
 // Runs the event loop until `done` holds or the time is up; returns whether it held.
 bool waitUntil(const std::function<bool()>& done,
                std::chrono::milliseconds timeout = std::chrono::seconds(10));
-
-template <typename T>
-bool waitFor(const QFuture<T>& future,
-             std::chrono::milliseconds timeout = std::chrono::seconds(10)) {
-    return waitUntil([&] { return future.isFinished(); }, timeout);
+template <typename T> bool waitFor(const QFuture<T>& future) {
+    return waitUntil([&] { return future.isFinished(); });
 }
-
-// Lets the event loop and the thread pool settle: every queued call and background task done.
+// Lets the thread pool and the event loop settle: every background task and queued call done.
 void settle();
 
-// A gate that background work can be held at until the test opens it.
+// Holds background work until the test opens it.
 class Gate {
 public:
     void close();
     void open();
-    // Blocks while closed; returns at once when open.
-    void pass();
-    // How many callers are waiting at the closed gate right now.
+    void pass(); // blocks while closed
     int waiting() const;
 
 private:
@@ -55,28 +45,27 @@ private:
     int m_waiting = 0;
 };
 
-// The scripted behaviour of a fake provider, safe to use from the pool threads. Readiness
-// answers are taken in order; the last one repeats.
+// What a fake provider answers, safe to use from pool threads. Readiness answers are given in
+// order; the last one repeats.
 class ProviderScript {
 public:
-    explicit ProviderScript(UsageSnapshot snapshot);
+    explicit ProviderScript(UsageSnapshot snapshot) : m_snapshot(std::move(snapshot)) {}
 
     void setSnapshot(UsageSnapshot snapshot);
     void setReadiness(std::deque<LocalProviderReadiness> answers);
-
     UsageSnapshot fetch(bool forceLive);
     LocalProviderReadiness readiness();
-
     int fetches() const { return m_fetches; }
     int readinessChecks() const { return m_readinessChecks; }
     std::optional<bool> lastForceLive() const;
+
     Gate fetchGate;
     Gate readinessGate;
 
 private:
     mutable QMutex m_mutex;
     UsageSnapshot m_snapshot;
-    std::deque<LocalProviderReadiness> m_readiness;
+    std::deque<LocalProviderReadiness> m_readiness{LocalProviderReadiness::ready()};
     std::optional<bool> m_lastForceLive;
     std::atomic<int> m_fetches{0};
     std::atomic<int> m_readinessChecks{0};
@@ -84,41 +73,34 @@ private:
 
 class FakeCodexProvider : public UsageProvider {
 public:
-    FakeCodexProvider();
     LocalProviderReadiness readiness() const override { return script->readiness(); }
     UsageSnapshot fetch(bool forceLive) const override { return script->fetch(forceLive); }
-    std::shared_ptr<ProviderScript> script;
+    std::shared_ptr<ProviderScript> script = std::make_shared<ProviderScript>(
+        UsageSnapshot::unavailable("codex", "Codex", "Codex fake has no data."));
 };
 
-// A Claude Code provider whose answers are scripted; installing and removing the hook succeed or
-// throw as told.
+// A Claude Code provider with scripted answers; the hook installs and uninstalls as told.
 class FakeClaudeProvider : public ClaudeUsageProvider {
 public:
-    FakeClaudeProvider();
     LocalProviderReadiness readiness() const override { return script->readiness(); }
     UsageSnapshot fetch(bool forceLive) const override { return script->fetch(forceLive); }
     void installStatusLineSync() const override;
     void uninstallStatusLineSync() const override;
 
-    std::shared_ptr<ProviderScript> script;
-    std::atomic<bool> installFails{false};
+    std::shared_ptr<ProviderScript> script = std::make_shared<ProviderScript>(
+        UsageSnapshot::unavailable("claude-code", "Claude Code", "Claude fake has no data."));
     std::atomic<bool> uninstallFails{false};
     mutable std::atomic<int> installs{0};
-    mutable std::atomic<int> uninstalls{0};
 };
 
 class FakeNotifier : public Notifier {
 public:
-    struct Sent {
-        QString title;
-        QString body;
-    };
     QFuture<bool> requestAuthorization() override;
     QFuture<void> send(const QString& title, const QString& body) override;
 
     bool authorizes = true;
     int authorizationRequests = 0;
-    QList<Sent> sent;
+    QStringList sent; // "title | body"
 };
 
 // Every desktop seam at once, recording what the model asked of it.
@@ -132,54 +114,50 @@ public:
     void setText(const QString& text) override { clipboard = text; }
     bool start() override {
         ++terminalsStarted;
-        return hasTerminal;
+        return true;
     }
     void chooseImage(QWindow* over, std::function<void(const QString&)> chosen) override;
-    void showBreakWindow() override { ++breakWindowsShown; }
-    void showSettingsWindow() override { ++settingsWindowsShown; }
+    void showBreakWindow() override {}
+    void showSettingsWindow() override {}
     QWindow* visibleSettingsWindow() const override { return settingsWindow; }
 
     QList<QUrl> openedUrls;
     std::optional<QString> clipboard;
-    bool hasTerminal = true;
     int terminalsStarted = 0;
-    // What the file dialog answers: a path, or nothing for a cancelled dialog.
-    std::optional<QString> chosenImage;
+    std::optional<QString> chosenImage; // what the file dialog answers; nothing: cancelled
     QWindow* settingsWindow = nullptr;
     QWindow* imageDialogParent = nullptr;
     int imageDialogsShown = 0;
-    int breakWindowsShown = 0;
-    int settingsWindowsShown = 0;
 };
 
 class FakeUpdateChecker : public UpdateChecking {
 public:
     std::optional<AppUpdateManifest> check(const QString& currentVersion) const override;
 
-    void answer(std::optional<AppUpdateManifest> offer);
-    void fail(QString description);
-
     mutable Gate gate;
     mutable std::atomic<int> checks{0};
     mutable QMutex mutex;
     mutable QString lastVersion;
-
-private:
-    std::optional<AppUpdateManifest> m_offer;
-    std::optional<QString> m_failure;
+    std::optional<AppUpdateManifest> offer; // set before checking
+    std::optional<QString> failure;         // thrown as an Error when set
 };
 
 // A temporary home with the real preferences file and snapshot caches in it, and fakes for the
 // providers and the desktop.
 class ModelHarness {
 public:
-    ModelHarness();
-
-    AppModel::Services services() const;
+    ModelHarness() = default;
+    ModelHarness(const ModelHarness&) = delete;
+    ModelHarness& operator=(const ModelHarness&) = delete;
+    // Opens every gate, so that no pool thread stays blocked after a failed test.
+    ~ModelHarness();
+    AppModel::Services services(const AppTiming& timing = {}) const;
     std::unique_ptr<AppModel> makeModel(const AppTiming& timing = {}) const;
+    // The real Claude Code provider in this home, with Claude Code installed (a script).
+    std::shared_ptr<ClaudeUsageProvider> realClaudeProvider() const;
 
-    QString preferencesPath() const;
-    QString data(const QString& name) const;
+    QString preferencesPath() const { return home.filePath(".config/Lumora/preferences.json"); }
+    QString data(const QString& name) const { return home.filePath(".local/share/Lumora/" + name); }
     QString claudeCachePath() const { return data("claude-code-snapshot.json"); }
     QString codexCachePath() const { return data("codex-snapshot.json"); }
     // Writes one key into the preferences file, as an earlier run would have.
@@ -194,25 +172,9 @@ public:
     std::shared_ptr<FakeUpdateChecker> updateChecker; // none: no update channel
 };
 
-// A usage snapshot with one session window, captured now.
+// A snapshot with one session window, captured now (whole seconds, as the caches store them).
 UsageSnapshot usage(const QString& providerID, Availability availability,
                     std::optional<double> usedRatio,
                     std::optional<QDateTime> resetsAt = std::nullopt);
-
-// A D-Bus daemon of the test's own, started as a child process and stopped with the object.
-class PrivateSessionBus {
-public:
-    PrivateSessionBus();
-    ~PrivateSessionBus();
-    PrivateSessionBus(const PrivateSessionBus&) = delete;
-    PrivateSessionBus& operator=(const PrivateSessionBus&) = delete;
-
-    bool isRunning() const { return !m_address.isEmpty(); }
-    const QString& address() const { return m_address; }
-
-private:
-    QProcess m_daemon;
-    QString m_address;
-};
 
 } // namespace lumora::test

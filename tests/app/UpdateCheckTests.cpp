@@ -13,11 +13,13 @@ class UpdateCheckTest : public ::testing::Test {
 protected:
     void SetUp() override { harness.updateChecker = std::make_shared<FakeUpdateChecker>(); }
     static AppUpdateManifest offer(const QString& version) {
-        return {version, QUrl("https://downloads.example/lumora-" + version + ".tar.gz"),
-                std::nullopt, std::nullopt};
+        return {version, QUrl("https://downloads.example/lumora-" + version), std::nullopt,
+                std::nullopt};
     }
-    void check(AppModel& model, bool userInitiated) const {
-        ASSERT_TRUE(waitFor(model.checkForUpdates(userInitiated)));
+    // Runs one check to its end and returns the status line.
+    static QString check(AppModel& model, bool userInitiated) {
+        EXPECT_TRUE(waitFor(model.checkForUpdates(userInitiated)));
+        return model.updates()->updateStatusMessage();
     }
 
     ModelHarness harness;
@@ -28,113 +30,79 @@ protected:
 TEST_F(UpdateCheckTest, WithoutAFeedOnlyTheUserHearsAboutIt) {
     harness.updateChecker.reset();
     const auto model = harness.makeModel();
-    UpdateChecks& updates = *model->updates();
-    EXPECT_FALSE(updates.updateFeedConfigured());
-
+    EXPECT_FALSE(model->updates()->updateFeedConfigured());
     check(*model, false);
-    EXPECT_EQ(updates.statusMessage(), std::nullopt);
-    check(*model, true);
-    EXPECT_EQ(updates.updateStatusMessage(), "The update channel is not configured in this build.");
-    EXPECT_FALSE(updates.isCheckingForUpdates());
+    EXPECT_EQ(model->updates()->statusMessage(), std::nullopt);
+    EXPECT_EQ(check(*model, true), "The update channel is not configured in this build.");
 }
 
-TEST_F(UpdateCheckTest, SuccessfulChecksReportTheOfferOrThatLumoraIsCurrent) {
+TEST_F(UpdateCheckTest, ResultsAndFailuresOfBackgroundAndUserChecks) {
     const auto model = harness.makeModel();
     UpdateChecks& updates = *model->updates();
-    EXPECT_TRUE(updates.updateFeedConfigured());
-
-    harness.updateChecker->answer(offer("1.2.0"));
-    check(*model, false); // the background check says so too
-    EXPECT_EQ(updates.updateStatusMessage(), "Lumora 1.2.0 is available.");
-    EXPECT_EQ(updates.availableUpdate(), offer("1.2.0"));
-    EXPECT_EQ(updates.availableUpdateVersion(), "1.2.0");
+    harness.updateChecker->offer = offer("1.2.0");
+    EXPECT_EQ(check(*model, false), "Lumora 1.2.0 is available."); // background checks say so
     EXPECT_EQ(harness.updateChecker->lastVersion, "1.0.0");
-
     model->openAvailableUpdate();
     EXPECT_EQ(harness.desktop->openedUrls,
-              QList<QUrl>({QUrl("https://downloads.example/lumora-1.2.0.tar.gz")}));
+              QList<QUrl>({QUrl("https://downloads.example/lumora-1.2.0")}));
 
-    // The version is shown as the feed spells it.
-    harness.updateChecker->answer(offer("1.10.0-beta.2"));
+    // A failed background check is silent and keeps the offer.
+    harness.updateChecker->failure = "The update server did not return a valid response.";
+    EXPECT_EQ(check(*model, false), "Lumora 1.2.0 is available.");
+    EXPECT_EQ(updates.availableUpdateVersion(), "1.2.0");
+    // The user's check clears the line first, then says why it failed.
+    QStringList lines;
+    QObject::connect(&updates, &UpdateChecks::updateStatusMessageChanged,
+                     [&] { lines << updates.updateStatusMessage(); });
     check(*model, true);
-    EXPECT_EQ(updates.updateStatusMessage(), "Lumora 1.10.0-beta.2 is available.");
+    EXPECT_EQ(lines, QStringList({"", "The update server did not return a valid response."}));
 
-    harness.updateChecker->answer(std::nullopt);
-    check(*model, false);
-    EXPECT_EQ(updates.updateStatusMessage(), "Lumora is up to date.");
-    EXPECT_FALSE(updates.hasAvailableUpdate()); // an earlier offer is cleared
+    harness.updateChecker->failure.reset();
+    harness.updateChecker->offer.reset();
+    EXPECT_EQ(check(*model, false), "Lumora is up to date.");
+    EXPECT_FALSE(updates.hasAvailableUpdate()); // the earlier offer is gone
     model->openAvailableUpdate();
     EXPECT_EQ(harness.desktop->openedUrls.size(), 1);
 }
 
-TEST_F(UpdateCheckTest, FailuresAreShownOnlyForTheUsersChecks) {
-    const auto model = harness.makeModel();
-    UpdateChecks& updates = *model->updates();
-    harness.updateChecker->answer(offer("2.0.0"));
-    check(*model, false);
-
-    harness.updateChecker->fail("The update server did not return a valid response.");
-    check(*model, false);
-    EXPECT_EQ(updates.updateStatusMessage(), "Lumora 2.0.0 is available.");
-    EXPECT_TRUE(updates.hasAvailableUpdate()); // kept through a failed background check
-
-    QStringList messages;
-    QObject::connect(&updates, &UpdateChecks::updateStatusMessageChanged,
-                     [&] { messages << updates.updateStatusMessage(); });
-    check(*model, true);
-    // The user's check clears the line first, then shows why it failed.
-    EXPECT_EQ(messages, QStringList({"", "The update server did not return a valid response."}));
-    EXPECT_TRUE(updates.hasAvailableUpdate());
-}
-
 TEST_F(UpdateCheckTest, OneCheckAtATime) {
-    harness.updateChecker->answer(std::nullopt);
     const auto model = harness.makeModel();
-    UpdateChecks& updates = *model->updates();
-    check(*model, false);
-    ASSERT_EQ(updates.updateStatusMessage(), "Lumora is up to date.");
-
+    EXPECT_EQ(check(*model, false), "Lumora is up to date.");
     harness.updateChecker->gate.close();
     const QFuture<void> background = model->checkForUpdates(false);
     ASSERT_TRUE(waitUntil([&] { return harness.updateChecker->gate.waiting() == 1; }));
-    EXPECT_TRUE(updates.isCheckingForUpdates());
+    EXPECT_TRUE(model->updates()->isCheckingForUpdates());
 
-    const QFuture<void> user = model->checkForUpdates(true);
-    EXPECT_TRUE(user.isFinished());                                    // dropped at once
-    EXPECT_EQ(updates.updateStatusMessage(), "Lumora is up to date."); // and left alone
-
+    EXPECT_TRUE(model->checkForUpdates(true).isFinished());                      // dropped at once
+    EXPECT_EQ(model->updates()->updateStatusMessage(), "Lumora is up to date."); // untouched
     harness.updateChecker->gate.open();
     ASSERT_TRUE(waitFor(background));
-    EXPECT_FALSE(updates.isCheckingForUpdates());
+    EXPECT_FALSE(model->updates()->isCheckingForUpdates());
     EXPECT_EQ(harness.updateChecker->checks, 2);
 }
 
-TEST_F(UpdateCheckTest, TheCoreCheckerReadsARealFeed) {
+TEST_F(UpdateCheckTest, TheCoreCheckerReadsARealFeedAndTheLoopRepeats) {
     const QString feed = harness.home.filePath("feed/manifest.json");
     writeFile(feed, R"({"version": "1.4.0", "downloadURL": "https://downloads.example/1.4.0"})");
-    AppModel::Services services = harness.services();
-    services.updateChecker = std::make_shared<FeedUpdateChecker>(QUrl::fromLocalFile(feed));
-    AppModel model(services);
-
-    ASSERT_TRUE(waitFor(model.checkForUpdates(true)));
-    EXPECT_EQ(model.updates()->updateStatusMessage(), "Lumora 1.4.0 is available.");
-    EXPECT_EQ(model.updates()->availableUpdate()->downloadURL,
-              QUrl("https://downloads.example/1.4.0"));
-
-    writeFile(feed, R"({"version": "1.5.0", "downloadURL": "http://downloads.example/1.5.0"})");
-    ASSERT_TRUE(waitFor(model.checkForUpdates(true)));
-    EXPECT_EQ(model.updates()->updateStatusMessage(), "The update download must use HTTPS.");
-}
-
-TEST_F(UpdateCheckTest, TheUpdateLoopChecksAtStartAndThenEveryInterval) {
-    harness.updateChecker->answer(std::nullopt);
     AppTiming timing;
     timing.updateCheckInterval = std::chrono::milliseconds(10);
     timing.refreshInterval = std::chrono::hours(1);
-    const auto model = harness.makeModel(timing);
-    model->start();
-    ASSERT_TRUE(waitUntil([&] { return harness.updateChecker->checks >= 3; }));
-    EXPECT_EQ(model->updates()->updateStatusMessage(), "Lumora is up to date.");
+    AppModel::Services services = harness.services(timing);
+    services.updateChecker = std::make_shared<FeedUpdateChecker>(QUrl::fromLocalFile(feed));
+    AppModel model(services);
+    model.start();
+    ASSERT_TRUE(waitUntil([&] { return model.updates()->hasAvailableUpdate(); }));
+    EXPECT_EQ(model.updates()->updateStatusMessage(), "Lumora 1.4.0 is available.");
+
+    // The loop checks again by itself and finds the new manifest.
+    writeFile(feed, R"({"version": "1.5.0", "downloadURL": "https://downloads.example/1.5.0"})");
+    ASSERT_TRUE(waitUntil([&] { return model.updates()->availableUpdateVersion() == "1.5.0"; }));
+
+    // The user's check shows what is wrong with the feed (a user check that meets a running loop
+    // check is dropped, hence the retries).
+    writeFile(feed, R"({"version": "1.6.0", "downloadURL": "http://downloads.example/1.6.0"})");
+    EXPECT_TRUE(
+        waitUntil([&] { return check(model, true) == "The update download must use HTTPS."; }));
 }
 
 TEST(StandardServices, TakeTheFeedAndVersionFromTheBuildUnlessGiven) {
@@ -148,7 +116,6 @@ TEST(StandardServices, TakeTheFeedAndVersionFromTheBuildUnlessGiven) {
         AppModel::Services::standard(QUrl("https://updates.example/lumora.json"), "2.5.0"));
     EXPECT_TRUE(given.updates()->updateFeedConfigured());
     EXPECT_EQ(given.updates()->currentVersion(), "2.5.0");
-    // Nothing was started or written by constructing either.
     settle();
     EXPECT_FALSE(QFile::exists(home.filePath(".config/Lumora/preferences.json")));
 }
