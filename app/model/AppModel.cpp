@@ -32,14 +32,13 @@ UsageSnapshot asLastKnown(UsageSnapshot snapshot) {
 // the refresh still completes with a snapshot that says the status is unavailable.
 QFuture<UsageSnapshot> fetchInBackground(std::shared_ptr<const UsageProvider> provider,
                                          bool forceLive, UsageSnapshot fallback) {
-    return QtConcurrent::run(
-        [provider = std::move(provider), forceLive, fallback = std::move(fallback)] {
-            try {
-                return provider->fetch(forceLive);
-            } catch (const std::exception&) {
-                return fallback;
-            }
-        });
+    return runOnPool([provider = std::move(provider), forceLive, fallback = std::move(fallback)] {
+        try {
+            return provider->fetch(forceLive);
+        } catch (const std::exception&) {
+            return fallback;
+        }
+    });
 }
 
 // Codex support arrives with its own provider; until then Codex reports that it is missing.
@@ -154,7 +153,7 @@ void AppModel::runRefreshLoopPass() {
 
 QFuture<void> AppModel::loadCache() {
     const auto load = [](std::shared_ptr<SnapshotCache> cache) {
-        return QtConcurrent::run([cache = std::move(cache)] { return cache->load(); });
+        return runOnPool([cache = std::move(cache)] { return cache->load(); });
     };
     using Loaded = QFuture<std::optional<UsageSnapshot>>;
     const Loaded claude = load(m_services.claudeCache);

@@ -31,44 +31,42 @@ void settle() {
 }
 
 void Gate::close() {
-    QMutexLocker locker(&m_mutex);
+    std::unique_lock locker(m_mutex);
     m_closed = true;
 }
 
 void Gate::open() {
-    QMutexLocker locker(&m_mutex);
+    std::unique_lock locker(m_mutex);
     m_closed = false;
-    m_opened.wakeAll();
+    m_opened.notify_all();
 }
 
 void Gate::pass() {
-    QMutexLocker locker(&m_mutex);
+    std::unique_lock locker(m_mutex);
     ++m_waiting;
-    while (m_closed) {
-        m_opened.wait(&m_mutex);
-    }
+    m_opened.wait(locker, [this] { return !m_closed; });
     --m_waiting;
 }
 
 int Gate::waiting() const {
-    QMutexLocker locker(&m_mutex);
+    std::unique_lock locker(m_mutex);
     return m_waiting;
 }
 
 void ProviderScript::setSnapshot(UsageSnapshot snapshot) {
-    QMutexLocker locker(&m_mutex);
+    std::unique_lock locker(m_mutex);
     m_snapshot = std::move(snapshot);
 }
 
 void ProviderScript::setReadiness(std::deque<LocalProviderReadiness> answers) {
-    QMutexLocker locker(&m_mutex);
+    std::unique_lock locker(m_mutex);
     m_readiness = std::move(answers);
 }
 
 UsageSnapshot ProviderScript::fetch(bool forceLive) {
     fetchGate.pass();
     ++m_fetches;
-    QMutexLocker locker(&m_mutex);
+    std::unique_lock locker(m_mutex);
     m_lastForceLive = forceLive;
     return m_snapshot;
 }
@@ -76,7 +74,7 @@ UsageSnapshot ProviderScript::fetch(bool forceLive) {
 LocalProviderReadiness ProviderScript::readiness() {
     readinessGate.pass();
     ++m_readinessChecks;
-    QMutexLocker locker(&m_mutex);
+    std::unique_lock locker(m_mutex);
     const LocalProviderReadiness answer = m_readiness.front();
     if (m_readiness.size() > 1) {
         m_readiness.pop_front();
@@ -85,7 +83,7 @@ LocalProviderReadiness ProviderScript::readiness() {
 }
 
 std::optional<bool> ProviderScript::lastForceLive() const {
-    QMutexLocker locker(&m_mutex);
+    std::unique_lock locker(m_mutex);
     return m_lastForceLive;
 }
 
@@ -120,7 +118,7 @@ void FakeDesktop::chooseImage(QWindow* over, std::function<void(const QString&)>
 std::optional<AppUpdateManifest> FakeUpdateChecker::check(const QString& currentVersion) const {
     ++checks;
     gate.pass();
-    QMutexLocker locker(&mutex);
+    std::unique_lock locker(mutex);
     lastVersion = currentVersion;
     if (failure) {
         throw Error(*failure);

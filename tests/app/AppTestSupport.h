@@ -9,14 +9,14 @@
 
 #include <QFuture>
 #include <QJsonValue>
-#include <QMutex>
-#include <QWaitCondition>
 
 #include <atomic>
 #include <chrono>
+#include <condition_variable>
 #include <deque>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <optional>
 
 namespace lumora::test {
@@ -39,8 +39,9 @@ public:
     int waiting() const;
 
 private:
-    mutable QMutex m_mutex;
-    QWaitCondition m_opened;
+    // Standard locks rather than Qt's: ThreadSanitizer follows them through the waits.
+    mutable std::mutex m_mutex;
+    std::condition_variable m_opened;
     bool m_closed = false;
     int m_waiting = 0;
 };
@@ -63,7 +64,7 @@ public:
     Gate readinessGate;
 
 private:
-    mutable QMutex m_mutex;
+    mutable std::mutex m_mutex;
     UsageSnapshot m_snapshot;
     std::deque<LocalProviderReadiness> m_readiness{LocalProviderReadiness::ready()};
     std::optional<bool> m_lastForceLive;
@@ -136,7 +137,7 @@ public:
 
     mutable Gate gate;
     mutable std::atomic<int> checks{0};
-    mutable QMutex mutex;
+    mutable std::mutex mutex;
     mutable QString lastVersion;
     std::optional<AppUpdateManifest> offer; // set before checking
     std::optional<QString> failure;         // thrown as an Error when set
