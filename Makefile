@@ -53,9 +53,11 @@ test-tsan: setup
 # Fuzzing: every target for FUZZ_SECONDS each (default 60), starting from the seed corpora in
 # fuzz/corpus; new inputs land in fuzz-out/<target>/, problems in fuzz-out/<target>-findings/.
 FUZZ_SECONDS ?= 60
-FUZZ_TARGETS = fuzz_claude_cache fuzz_snapshot fuzz_json_extract fuzz_installer fuzz_manifest
+FUZZ_TARGETS = fuzz_claude_cache fuzz_codex_transcript fuzz_snapshot fuzz_manifest \
+	fuzz_json_extract fuzz_installer
 FUZZ_FLAGS = -fsanitize=fuzzer-no-link,address,undefined -fno-omit-frame-pointer
-fuzz: setup
+fuzz:
+	@scripts/setup.sh fuzz
 	@cmake -S . -B build-fuzz -G $(GENERATOR) -DCMAKE_BUILD_TYPE=RelWithDebInfo \
 		-DCMAKE_CXX_COMPILER=clang++ -DCMAKE_CXX_FLAGS="$(FUZZ_FLAGS)" -DLUMORA_FUZZ=ON \
 		-DLUMORA_BUILD_TESTS=OFF -DLUMORA_BUILD_BENCH=OFF -DLUMORA_STATIC_HOOK_HELPER=OFF >/dev/null

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs what building, testing and running Lumora needs on Debian 12, when it is missing.
 # Idempotent and quick when everything is present: one dpkg query, no network.
+# `setup.sh fuzz` also installs clang with libFuzzer, for make fuzz.
 set -euo pipefail
 
 packages=(
@@ -11,13 +12,22 @@ packages=(
     qml6-module-qtquick qml6-module-qtquick-controls qml6-module-qtquick-dialogs
     qml6-module-qtquick-layouts qml6-module-qtquick-window qml6-module-qtquick-templates
     qml6-module-qtqml-workerscript
-    # tests and benchmarks
-    libgtest-dev libgmock-dev libbenchmark-dev xvfb xauth dbus openssl
+    # tests and benchmarks (unshare keeps the real Codex CLI off the network in tests)
+    libgtest-dev libgmock-dev libbenchmark-dev xvfb xauth dbus openssl util-linux
     # the hook runs under these
     dash coreutils mawk
     # the break screen's typeface
     fonts-urw-base35
 )
+
+if [ "${1:-}" = fuzz ]; then
+    packages+=(clang libclang-rt-14-dev)
+fi
+
+# npm installs the real Codex CLI below; Debian's Node.js is enough when none is on the machine.
+if ! command -v npm >/dev/null 2>&1; then
+    packages+=(nodejs npm)
+fi
 
 installed=" $(dpkg-query -W -f='${Package}=${db:Status-Status} ' "${packages[@]}" 2>/dev/null || true) "
 missing=()
@@ -35,4 +45,20 @@ if [ "${#missing[@]}" -gt 0 ]; then
     export DEBIAN_FRONTEND=noninteractive
     "${apt_get[@]}" update -qq
     "${apt_get[@]}" install -y -qq --no-install-recommends "${missing[@]}"
+fi
+
+# The real Codex CLI, for the tests that check Lumora against it: the npm package, installed
+# into the ignored folder .deps/codex of this checkout (never globally). Skipped when present.
+# Without the registry (offline) the build still works; those tests then say they skipped.
+codex_version=0.169.0
+codex_prefix="$(cd "$(dirname "$0")/.." && pwd)/.deps/codex"
+if [ ! -x "$codex_prefix/node_modules/.bin/codex" ]; then
+    echo "setup: installing the Codex CLI $codex_version into $codex_prefix"
+    mkdir -p "$codex_prefix"
+    if ! npm install --prefix "$codex_prefix" --no-audit --no-fund --no-save --loglevel=error \
+        --fetch-retries=1 --fetch-timeout=60000 \
+        "@openai/codex@$codex_version"; then
+        echo "setup: WARNING: could not install @openai/codex from the npm registry;" \
+            "the tests against the real Codex CLI will be skipped." >&2
+    fi
 fi

@@ -3,6 +3,7 @@
 #include "core/AppUpdate.h"
 #include "core/BuildInfo.h"
 #include "core/ClaudeUsageProvider.h"
+#include "core/CodexUsageProvider.h"
 #include "core/Errors.h"
 #include "core/MenuBarDisplayFormatter.h"
 #include "core/SnapshotCache.h"
@@ -14,7 +15,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
-#include <memory>
+#include <thread>
 
 namespace lumora::cli {
 namespace {
@@ -23,24 +24,6 @@ int usageError(QTextStream& err, const QString& problem) {
     err << "lumora: " << problem << "\n\n" << usageText();
     err.flush();
     return 2;
-}
-
-// Codex support arrives with its own provider; until then Codex reports that it is missing.
-class CodexNotYetSupported : public UsageProvider {
-public:
-    LocalProviderReadiness readiness() const override {
-        return LocalProviderReadiness::unavailable(message);
-    }
-    UsageSnapshot fetch(bool) const override {
-        return UsageSnapshot::unavailable(providers::codexID, providers::codexName, message);
-    }
-
-private:
-    static inline const QString message = QStringLiteral("Codex support is not available yet.");
-};
-
-std::unique_ptr<UsageProvider> codexProvider() {
-    return std::make_unique<CodexNotYetSupported>();
 }
 
 // Saves what a refresh produced, as the application does: only snapshots with a verdict.
@@ -73,14 +56,21 @@ int status(const QStringList& options, QTextStream& out, QTextStream& err) {
     const ProviderChoices choices = ProviderChoices::read(JsonFilePreferencesStore());
     const bool showsClaude = all || choices.claudeEnabled;
     const bool showsCodex = all || choices.codexEnabled;
-    const UsageSnapshot claude =
-        showsClaude ? ClaudeUsageProvider().fetch()
-                    : UsageSnapshot::unavailable(providers::claudeCodeID, providers::claudeCodeName,
-                                                 QStringLiteral("Claude Code is disconnected."));
-    const UsageSnapshot codex =
-        showsCodex ? codexProvider()->fetch()
-                   : UsageSnapshot::unavailable(providers::codexID, providers::codexName,
-                                                QStringLiteral("Codex is disconnected."));
+    UsageSnapshot codex = UsageSnapshot::unavailable(providers::codexID, providers::codexName,
+                                                     QStringLiteral("Codex is disconnected."));
+    UsageSnapshot claude =
+        UsageSnapshot::unavailable(providers::claudeCodeID, providers::claudeCodeName,
+                                   QStringLiteral("Claude Code is disconnected."));
+    {
+        // Codex runs child processes for up to seconds; read Claude Code's files meanwhile.
+        std::jthread codexFetch;
+        if (showsCodex) {
+            codexFetch = std::jthread([&codex] { codex = CodexUsageProvider().fetch(); });
+        }
+        if (showsClaude) {
+            claude = ClaudeUsageProvider().fetch();
+        }
+    }
     if (showsCodex) {
         remember(codex);
     }
@@ -126,31 +116,30 @@ int connectClaude(QTextStream& out) {
     return 0;
 }
 
-// What a Codex readiness that is not `ready` asks of the user.
-QString codexProblem(const LocalProviderReadiness& readiness) {
+// Connecting Codex switches it on once the tool is installed and signed in, as the tray does
+// when it finds Codex ready.
+int connectCodex(QTextStream& out) {
+    const LocalProviderReadiness readiness = CodexUsageProvider().readiness();
     switch (readiness.kind()) {
-    case LocalProviderReadiness::Kind::executableMissing:
-        return QStringLiteral("Codex is not installed.");
-    case LocalProviderReadiness::Kind::loginRequired:
-        return QStringLiteral("Codex needs you to sign in: run codex login, then try again.");
-    case LocalProviderReadiness::Kind::setupRequired:
-        return QStringLiteral("Codex setup is incomplete.");
-    case LocalProviderReadiness::Kind::unavailable:
     case LocalProviderReadiness::Kind::ready:
+        JsonFilePreferencesStore().setValue(preferencekeys::codexEnabled, true);
+        out << "Codex is connected.\n";
+        return 0;
+    case LocalProviderReadiness::Kind::executableMissing:
+        out << CodexUsageProvider::notInstalledMessage << "\n";
+        break;
+    case LocalProviderReadiness::Kind::loginRequired:
+        out << CodexUsageProvider::signInMessage << "\n"
+            << "Run `codex login` in a terminal, then try again.\n";
+        break;
+    case LocalProviderReadiness::Kind::setupRequired:
+        out << CodexUsageProvider::setupIncompleteMessage << "\n";
+        break;
+    case LocalProviderReadiness::Kind::unavailable:
+        out << readiness.message() << "\n";
         break;
     }
-    return readiness.message();
-}
-
-int connectCodex(QTextStream& out) {
-    const LocalProviderReadiness readiness = codexProvider()->readiness();
-    if (readiness.kind() != LocalProviderReadiness::Kind::ready) {
-        out << codexProblem(readiness) << "\n";
-        return 1;
-    }
-    JsonFilePreferencesStore().setValue(preferencekeys::codexEnabled, true);
-    out << "Codex is connected.\n";
-    return 0;
+    return 1;
 }
 
 int disconnectClaude(QTextStream& out) {

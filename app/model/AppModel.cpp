@@ -1,6 +1,7 @@
 #include "model/AppModel.h"
 
 #include "core/BuildInfo.h"
+#include "core/CodexUsageProvider.h"
 #include "core/DataFolder.h"
 #include "core/Errors.h"
 #include "core/MenuBarDisplayFormatter.h"
@@ -41,18 +42,6 @@ QFuture<UsageSnapshot> fetchInBackground(std::shared_ptr<const UsageProvider> pr
     });
 }
 
-// Codex support arrives with its own provider; until then Codex reports that it is missing.
-class CodexNotYetSupported : public UsageProvider {
-public:
-    LocalProviderReadiness readiness() const override {
-        return LocalProviderReadiness::unavailable(message);
-    }
-    UsageSnapshot fetch(bool) const override { return codexUnavailable(message); }
-
-private:
-    static inline const QString message = QStringLiteral("Codex support is not available yet.");
-};
-
 } // namespace
 
 AppModel::Services AppModel::Services::standard(std::optional<QUrl> feedURL,
@@ -60,7 +49,7 @@ AppModel::Services AppModel::Services::standard(std::optional<QUrl> feedURL,
     const QString home = currentHomeDirectory();
     Services services;
     services.claudeProvider = std::make_shared<ClaudeUsageProvider>();
-    services.codexProvider = std::make_shared<CodexNotYetSupported>();
+    services.codexProvider = std::make_shared<CodexUsageProvider>();
     services.claudeCache = std::make_shared<SnapshotCache>(providers::claudeCodeID);
     services.codexCache = std::make_shared<SnapshotCache>(providers::codexID);
     services.preferences = std::make_shared<JsonFilePreferencesStore>();

@@ -137,13 +137,6 @@ TEST_F(CommandLineTest, StatusFollowsTheStoredOrderAndSwitchesLikeThePanel) {
     EXPECT_EQ(lumora({"status"}).out, "Claude Code 90%\n");
 }
 
-TEST_F(CommandLineTest, ConnectingCodexNeedsAReadyCodex) {
-    const Outcome run = lumora({"connect", "codex"});
-    EXPECT_EQ(run.exitCode, 1);
-    EXPECT_FALSE(run.out.isEmpty());
-    EXPECT_FALSE(QFileInfo::exists(preferencesFile()));
-}
-
 TEST_F(CommandLineTest, InstallerErrorsAreReportedAndTheSettingsKept) {
     installClaude();
     const QByteArray array = "[1, 2, 3]\n";

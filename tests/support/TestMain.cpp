@@ -1,7 +1,14 @@
-// Entry point of the core test executables. Before anything else runs it gives the process a
+// Entry point of the test executables. Before anything else runs it gives the process a
 // private HOME and private XDG folders inside a temporary folder, so that nothing a test does
 // (or a child process it starts) can read or write the real home folder.
+//
+// Built with LUMORA_TEST_GUI_APPLICATION it starts a QGuiApplication instead, on the offscreen
+// platform unless QT_QPA_PLATFORM says otherwise, so that tests of app/ need no display.
+#ifdef LUMORA_TEST_GUI_APPLICATION
+#include <QGuiApplication>
+#else
 #include <QCoreApplication>
+#endif
 #include <QDir>
 #include <QTemporaryDir>
 
@@ -21,7 +28,19 @@ int main(int argc, char** argv) {
     qunsetenv("LUMORA_CLAUDE_PATH");
     qunsetenv("LUMORA_CODEX_PATH");
 
+#ifdef LUMORA_TEST_GUI_APPLICATION
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    }
+    // No notification, clipboard or terminal of the real desktop: the session bus points
+    // nowhere (tests that need D-Bus start a private bus) and no preferred terminal is set.
+    qputenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=" + root + "/no-session-bus");
+    qputenv("XDG_RUNTIME_DIR", root);
+    qunsetenv("TERMINAL");
+    QGuiApplication app(argc, argv);
+#else
     QCoreApplication app(argc, argv);
+#endif
     ::testing::InitGoogleTest(&argc, argv);
     return RUN_ALL_TESTS();
 }

@@ -1,0 +1,188 @@
+#include "cubefield/AmbientCubeField.h"
+
+#include "cubefield/CubeFieldRenderer.h"
+#include "cubefield/CubeFieldRules.h"
+
+#include <QDateTime>
+#include <QQuickWindow>
+#include <QSGSimpleTextureNode>
+#include <QtQml/qqml.h>
+
+#include <cmath>
+
+namespace lumora {
+
+AmbientCubeField::AmbientCubeField(QQuickItem* parent)
+    : QQuickItem(parent), m_renderer(std::make_unique<cubefield::CubeFieldRenderer>()) {
+    setFlag(ItemHasContents);
+    m_worker.setMaxThreadCount(1);
+    m_timer.setTimerType(Qt::PreciseTimer);
+    m_timer.setInterval(frameIntervalMs);
+    connect(&m_timer, &QTimer::timeout, this, &AmbientCubeField::startFrame);
+    // Created with a parent already in a window, the scene change happened before this class
+    // was constructed.
+    watchWindow(window());
+}
+
+AmbientCubeField::~AmbientCubeField() {
+    // The worker uses the renderer; let a frame in flight finish before either goes away. Its
+    // queued result dies with this object.
+    m_worker.waitForDone();
+}
+
+void AmbientCubeField::setReduceMotion(bool reduceMotion) {
+    if (m_reduceMotion == reduceMotion) {
+        return;
+    }
+    m_reduceMotion = reduceMotion;
+    emit reduceMotionChanged();
+    updateSchedule();
+}
+
+bool AmbientCubeField::isShown() const {
+    const QQuickWindow* shownIn = window();
+    return shownIn && shownIn->isVisible() && shownIn->visibility() != QWindow::Minimized &&
+           isVisible() && !canvasSize().isEmpty();
+}
+
+QSize AmbientCubeField::canvasSize() const {
+    return {int(std::ceil(width())), int(std::ceil(height()))};
+}
+
+void AmbientCubeField::updateSchedule() {
+    if (!isShown()) {
+        m_timer.stop();
+        releaseFrames();
+        return;
+    }
+    if (m_reduceMotion) {
+        m_timer.stop();
+        if (!m_frameIsFrozen || m_frame.size() != canvasSize()) {
+            startFrame();
+        }
+        return;
+    }
+    if (!m_timer.isActive()) {
+        m_timer.start();
+        startFrame();
+    }
+}
+
+void AmbientCubeField::startFrame() {
+    if (m_rendering || !isShown()) {
+        return;
+    }
+    const bool frozen = m_reduceMotion;
+    // Moving frames keep their distance even when the timer restarts (hidden and shown again);
+    // the next tick comes soon enough.
+    if (!frozen && m_sinceLastStart.isValid() && m_sinceLastStart.elapsed() < frameIntervalMs) {
+        return;
+    }
+    m_sinceLastStart.start();
+    const QSize size = canvasSize();
+    const double phase = frozen ? 0.0 : cubefield::timePhase(QDateTime::currentDateTimeUtc());
+    QImage target = std::move(m_spare);
+    m_spare = QImage();
+    if (target.size() != size) {
+        target = QImage(size, QImage::Format_ARGB32_Premultiplied);
+    }
+    m_rendering = true;
+    cubefield::CubeFieldRenderer* renderer = m_renderer.get();
+    m_worker.start([this, renderer, target = std::move(target), phase, frozen]() mutable {
+        renderer->render(target, phase);
+        QMetaObject::invokeMethod(
+            this,
+            [this, frame = std::move(target), frozen]() mutable {
+                finishFrame(std::move(frame), frozen);
+            },
+            Qt::QueuedConnection);
+    });
+}
+
+void AmbientCubeField::finishFrame(QImage frame, bool frozen) {
+    m_rendering = false;
+    ++m_framesRendered;
+    if (!isShown()) {
+        return; // hidden while it was drawn; a new frame follows when shown again
+    }
+    m_spare = std::move(m_frame);
+    m_frame = std::move(frame);
+    m_frameIsFrozen = frozen;
+    m_frameIsNew = true;
+    update();
+    // Asked for a frozen frame (or a new size) while this one was being drawn.
+    if (m_reduceMotion && (!frozen || m_frame.size() != canvasSize())) {
+        startFrame();
+    }
+}
+
+QSGNode* AmbientCubeField::updatePaintNode(QSGNode* oldNode, UpdatePaintNodeData*) {
+    auto* node = static_cast<QSGSimpleTextureNode*>(oldNode);
+    if (canvasSize().isEmpty() || m_frame.isNull()) {
+        delete node;
+        return nullptr;
+    }
+    if (!node) {
+        node = new QSGSimpleTextureNode;
+        node->setOwnsTexture(true);
+        node->setFiltering(QSGTexture::Linear);
+        m_frameIsNew = true;
+    }
+    if (m_frameIsNew) {
+        // The GUI thread waits while this runs, so reading m_frame is safe. The texture keeps its
+        // own reference to the pixels until they are uploaded.
+        QSGTexture* texture =
+            window()->createTextureFromImage(m_frame, QQuickWindow::TextureIsOpaque);
+        if (!texture) {
+            delete node;
+            return nullptr;
+        }
+        node->setTexture(texture); // the node deletes the texture it replaces
+        m_frameIsNew = false;
+    }
+    node->setRect(boundingRect());
+    return node;
+}
+
+void AmbientCubeField::geometryChange(const QRectF& newGeometry, const QRectF& oldGeometry) {
+    QQuickItem::geometryChange(newGeometry, oldGeometry);
+    if (newGeometry.size() != oldGeometry.size()) {
+        update();
+        updateSchedule();
+    }
+}
+
+void AmbientCubeField::itemChange(ItemChange change, const ItemChangeData& value) {
+    QQuickItem::itemChange(change, value);
+    if (change == ItemSceneChange) {
+        watchWindow(value.window);
+    }
+    if (change == ItemSceneChange || change == ItemVisibleHasChanged) {
+        updateSchedule();
+    }
+}
+
+void AmbientCubeField::watchWindow(QQuickWindow* window) {
+    disconnect(m_windowVisibility);
+    if (window) {
+        m_windowVisibility =
+            connect(window, &QWindow::visibilityChanged, this, &AmbientCubeField::updateSchedule);
+    }
+}
+
+void AmbientCubeField::releaseResources() {
+    releaseFrames();
+}
+
+void AmbientCubeField::releaseFrames() {
+    // A full-screen frame is tens of megabytes; nothing is kept while nothing is shown.
+    m_frame = QImage();
+    m_spare = QImage();
+    m_frameIsFrozen = false;
+}
+
+void registerAmbientCubeField() {
+    qmlRegisterType<AmbientCubeField>("Lumora", 1, 0, "AmbientCubeField");
+}
+
+} // namespace lumora

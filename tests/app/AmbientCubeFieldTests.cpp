@@ -1,0 +1,207 @@
+#include "cubefield/AmbientCubeField.h"
+#include "support/TestSupport.h"
+
+#include <QElapsedTimer>
+#include <QEventLoop>
+#include <QProcess>
+#include <QQmlComponent>
+#include <QQmlEngine>
+#include <QQuickItem>
+#include <QQuickWindow>
+#include <QSGRendererInterface>
+#include <QTimer>
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <functional>
+#include <memory>
+
+using lumora::AmbientCubeField;
+
+namespace {
+
+// Runs the event loop for `ms` milliseconds.
+void runEvents(int ms) {
+    QEventLoop loop;
+    QTimer::singleShot(ms, &loop, &QEventLoop::quit);
+    loop.exec();
+}
+
+// Runs the event loop until `done` holds or `timeoutMs` pass; returns whether it held.
+bool runEventsUntil(const std::function<bool()>& done, int timeoutMs = 10000) {
+    QElapsedTimer clock;
+    clock.start();
+    while (!done()) {
+        if (clock.elapsed() > timeoutMs) {
+            return false;
+        }
+        runEvents(5);
+    }
+    return true;
+}
+
+class AmbientCubeFieldItem : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() {
+        // The offscreen platform has no GPU; Qt Quick's software renderer still calls
+        // updatePaintNode and can grab the window.
+        QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
+        lumora::registerAmbientCubeField();
+    }
+
+    void SetUp() override {
+        window = std::make_unique<QQuickWindow>();
+        window->resize(320, 200);
+        field = new AmbientCubeField(window->contentItem());
+        field->setSize(QSizeF(320, 200));
+    }
+
+    void showAndWaitForFirstFrame() {
+        window->show();
+        ASSERT_TRUE(runEventsUntil([&] { return field->framesRendered() >= 1; }));
+    }
+
+    std::unique_ptr<QQuickWindow> window;
+    AmbientCubeField* field = nullptr; // owned by the window's content item
+};
+
+} // namespace
+
+TEST_F(AmbientCubeFieldItem, AnimatesAtMost45FramesASecond) {
+    showAndWaitForFirstFrame();
+    QElapsedTimer clock;
+    clock.start();
+    const quint64 start = field->framesRendered();
+    ASSERT_TRUE(runEventsUntil([&] { return field->framesRendered() >= start + 12; }));
+    runEvents(300);
+    const double seconds = clock.elapsed() / 1000.0;
+    const quint64 frames = field->framesRendered() - start;
+    EXPECT_LE(double(frames), std::ceil(seconds * 45) + 1) << frames << " frames in " << seconds;
+
+    // The frames move.
+    const QImage before = window->grabWindow();
+    const quint64 now = field->framesRendered();
+    ASSERT_TRUE(runEventsUntil([&] { return field->framesRendered() >= now + 3; }));
+    EXPECT_NE(window->grabWindow(), before);
+}
+
+TEST_F(AmbientCubeFieldItem, DrawsNothingWhileHiddenOrWithoutSize) {
+    // Never shown: no frames at all.
+    runEvents(200);
+    EXPECT_EQ(field->framesRendered(), 0u);
+
+    showAndWaitForFirstFrame();
+    field->setVisible(false);
+    runEvents(60); // a frame in flight may still land
+    quint64 frames = field->framesRendered();
+    runEvents(300);
+    EXPECT_EQ(field->framesRendered(), frames);
+
+    field->setVisible(true);
+    ASSERT_TRUE(runEventsUntil([&] { return field->framesRendered() > frames; }));
+
+    window->hide();
+    runEvents(60);
+    frames = field->framesRendered();
+    runEvents(300);
+    EXPECT_EQ(field->framesRendered(), frames);
+
+    window->show();
+    ASSERT_TRUE(runEventsUntil([&] { return field->framesRendered() > frames; }));
+
+    field->setSize(QSizeF(320, 0));
+    runEvents(60);
+    frames = field->framesRendered();
+    runEvents(300);
+    EXPECT_EQ(field->framesRendered(), frames);
+    // Nothing on screen either: the window shows its own (black) background.
+    const QImage grabbed = window->grabWindow();
+    EXPECT_EQ(grabbed.pixelColor(160, 100), window->color());
+}
+
+TEST_F(AmbientCubeFieldItem, ReducedMotionDrawsOneFrozenFrame) {
+    field->setReduceMotion(true);
+    showAndWaitForFirstFrame();
+    const QImage first = window->grabWindow();
+    runEvents(400);
+    EXPECT_EQ(field->framesRendered(), 1u);
+    EXPECT_EQ(window->grabWindow(), first);
+
+    // A new size draws one new frozen frame; the same phase-0 picture at that size.
+    field->setSize(QSizeF(300, 200));
+    ASSERT_TRUE(runEventsUntil([&] { return field->framesRendered() == 2; }));
+    runEvents(300);
+    EXPECT_EQ(field->framesRendered(), 2u);
+
+    // Switching motion on animates; switching it off again freezes once more.
+    field->setReduceMotion(false);
+    ASSERT_TRUE(runEventsUntil([&] { return field->framesRendered() >= 5; }));
+    field->setReduceMotion(true);
+    runEvents(100);
+    const quint64 frozenAt = field->framesRendered();
+    runEvents(300);
+    EXPECT_EQ(field->framesRendered(), frozenAt);
+    field->setSize(QSizeF(320, 200));
+    ASSERT_TRUE(runEventsUntil([&] { return field->framesRendered() == frozenAt + 1; }));
+    runEvents(100);
+    EXPECT_EQ(window->grabWindow(), first);
+}
+
+TEST_F(AmbientCubeFieldItem, CanBeDestroyedWithAFrameInFlight) {
+    window->resize(1920, 1080);
+    field->setSize(QSizeF(1920, 1080));
+    window->show();
+    for (int k = 0; k < 5; ++k) {
+        runEvents(7 * k);
+        delete field;
+        field = new AmbientCubeField(window->contentItem());
+        field->setSize(QSizeF(1920, 1080));
+    }
+    ASSERT_TRUE(runEventsUntil([&] { return field->framesRendered() >= 1; }));
+}
+
+TEST(AmbientCubeFieldQml, IsAvailableAsLumoraAmbientCubeField) {
+    lumora::registerAmbientCubeField();
+    QQmlEngine engine;
+    QQmlComponent component(&engine);
+    component.setData("import QtQuick\nimport Lumora 1.0\n"
+                      "AmbientCubeField { width: 10; height: 10; reduceMotion: true }",
+                      QUrl());
+    std::unique_ptr<QObject> object(component.create());
+    ASSERT_TRUE(object) << component.errorString().toStdString();
+    auto* field = qobject_cast<AmbientCubeField*>(object.get());
+    ASSERT_NE(field, nullptr);
+    EXPECT_TRUE(field->reduceMotion());
+    EXPECT_TRUE(field->flags() & QQuickItem::ItemHasContents);
+    EXPECT_EQ(field->acceptedMouseButtons(), Qt::NoButton);
+}
+
+TEST(CubeFieldFrameTool, WritesAPngOfEitherRendererAndRefusesBadArguments) {
+    const QString tool = lumora::test::builtExecutable(QStringLiteral("cubefield_frame"));
+    if (!QFileInfo::exists(tool)) {
+        GTEST_SKIP() << "cubefield_frame is not built (benchmarks are off)";
+    }
+    lumora::test::TemporaryHome home;
+    const auto run = [&](const QStringList& arguments) {
+        QProcess process;
+        process.start(tool, arguments);
+        EXPECT_TRUE(process.waitForFinished(60000));
+        return process.exitCode();
+    };
+    for (const QString& renderer : {QStringLiteral("fast"), QStringLiteral("reference")}) {
+        const QString png = home.filePath(renderer + QStringLiteral(".png"));
+        EXPECT_EQ(
+            run({"--renderer", renderer, "--size", "160x90", "--phase", "12.5", "--output", png}),
+            0);
+        const QImage image(png);
+        EXPECT_EQ(image.size(), QSize(160, 90)) << renderer.toStdString();
+    }
+    EXPECT_EQ(run({"--size", "0x90", "--output", home.filePath("a.png")}), 2);
+    EXPECT_EQ(run({"--size", "wide", "--output", home.filePath("a.png")}), 2);
+    EXPECT_EQ(run({"--renderer", "other", "--output", home.filePath("a.png")}), 2);
+    EXPECT_EQ(run({"--phase", "soon", "--output", home.filePath("a.png")}), 2);
+    EXPECT_EQ(run({"--date", "2025-13-40", "--output", home.filePath("a.png")}), 2);
+    EXPECT_EQ(run({"--size", "10x10"}), 2);
+    EXPECT_FALSE(QFileInfo::exists(home.filePath("a.png")));
+}

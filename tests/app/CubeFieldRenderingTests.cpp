@@ -1,0 +1,230 @@
+#include "cubefield/CubeFieldKernels.h"
+#include "cubefield/CubeFieldRenderer.h"
+#include "cubefield/CubeFieldRules.h"
+#include "cubefield/ReferenceRenderer.h"
+
+#include <QImage>
+#include <QLinearGradient>
+#include <QPainter>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+
+using namespace lumora::cubefield;
+
+namespace {
+
+// How two frames of the same size differ, channel by channel, in 0...255 units.
+struct Difference {
+    double meanRed = 0;
+    double meanGreen = 0;
+    double meanBlue = 0;
+    double fractionBeyond8 = 0; // pixels with some channel more than 8 apart
+    int largest = 0;
+    bool bothOpaque = true;
+};
+
+Difference compare(const QImage& a, const QImage& b) {
+    EXPECT_EQ(a.size(), b.size());
+    Difference result;
+    double red = 0;
+    double green = 0;
+    double blue = 0;
+    long long beyond = 0;
+    for (int y = 0; y < a.height(); ++y) {
+        const auto* rowA = reinterpret_cast<const QRgb*>(a.constScanLine(y));
+        const auto* rowB = reinterpret_cast<const QRgb*>(b.constScanLine(y));
+        for (int x = 0; x < a.width(); ++x) {
+            const int dr = std::abs(qRed(rowA[x]) - qRed(rowB[x]));
+            const int dg = std::abs(qGreen(rowA[x]) - qGreen(rowB[x]));
+            const int db = std::abs(qBlue(rowA[x]) - qBlue(rowB[x]));
+            red += dr;
+            green += dg;
+            blue += db;
+            const int worst = std::max({dr, dg, db});
+            beyond += worst > 8;
+            result.largest = std::max(result.largest, worst);
+            result.bothOpaque =
+                result.bothOpaque && qAlpha(rowA[x]) == 255 && qAlpha(rowB[x]) == 255;
+        }
+    }
+    const double pixels = double(a.width()) * a.height();
+    result.meanRed = red / pixels;
+    result.meanGreen = green / pixels;
+    result.meanBlue = blue / pixels;
+    result.fractionBeyond8 = double(beyond) / pixels;
+    return result;
+}
+
+void expectSamePicture(const QImage& fast, const QImage& reference, const std::string& what) {
+    const Difference d = compare(fast, reference);
+    EXPECT_LE(d.meanRed, 1.0) << what;
+    EXPECT_LE(d.meanGreen, 1.0) << what;
+    EXPECT_LE(d.meanBlue, 1.0) << what;
+    EXPECT_LE(d.fractionBeyond8, 0.001) << what << ", largest difference " << d.largest;
+    EXPECT_TRUE(d.bothOpaque) << what;
+}
+
+std::string describe(QSize size, double phase) {
+    return std::to_string(size.width()) + "x" + std::to_string(size.height()) + " at phase " +
+           std::to_string(phase);
+}
+
+class FastRendererFidelity : public ::testing::TestWithParam<QSize> {};
+
+} // namespace
+
+TEST_P(FastRendererFidelity, MatchesTheReferencePixelByPixel) {
+    const QSize size = GetParam();
+    CubeFieldRenderer renderer;
+    for (const double phase : {0.0, 217.3, -604.9}) {
+        expectSamePicture(renderer.render(size, phase), renderReferenceFrame(size, phase),
+                          describe(size, phase));
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(ScreenSizes, FastRendererFidelity,
+                         ::testing::Values(QSize(800, 600), QSize(1440, 900), QSize(3840, 2160)),
+                         [](const auto& info) {
+                             return std::to_string(info.param.width()) + "x" +
+                                    std::to_string(info.param.height());
+                         });
+
+TEST(FastRenderer, MatchesTheReferenceOnCanvasesThatCutPrismsAndVectorsShort) {
+    // Widths that are no multiple of any vector length, prisms larger than the canvas.
+    CubeFieldRenderer renderer;
+    for (const QSize size : {QSize(1, 1), QSize(37, 23), QSize(3001, 7), QSize(9, 1201)}) {
+        expectSamePicture(renderer.render(size, 33.3), renderReferenceFrame(size, 33.3),
+                          describe(size, 33.3));
+    }
+}
+
+TEST(FastRenderer, TheComparisonNoticesAWaveHalfASecondOff) {
+    const QSize size(800, 600);
+    const Difference d =
+        compare(CubeFieldRenderer().render(size, 100), renderReferenceFrame(size, 100.5));
+    EXPECT_GT(d.fractionBeyond8, 0.01);
+}
+
+TEST(FastRenderer, KeepsNothingFromOneFrameToTheNext) {
+    CubeFieldRenderer renderer;
+    const QImage first = renderer.render({640, 480}, 0);
+    renderer.render({1280, 1200}, 300); // other sprites, other band count
+    QImage again(640, 480, QImage::Format_RGB32);
+    renderer.render(again, 300);
+    renderer.render(again, 0);
+    EXPECT_EQ(again.convertToFormat(QImage::Format_ARGB32_Premultiplied), first);
+}
+
+TEST(FastRenderer, EveryInstructionSetDrawsTheSameFrame) {
+    const QSize size(1443, 901); // rows that end in a partial vector for every set
+    const QImage portable = CubeFieldRenderer(kernels::portableKernels()).render(size, 77);
+    const std::vector<const kernels::KernelSet*> sets = kernels::supportedKernels();
+    EXPECT_EQ(sets.front(), &kernels::bestKernels());
+    EXPECT_EQ(sets.back(), &kernels::portableKernels());
+    for (const kernels::KernelSet* set : sets) {
+        CubeFieldRenderer renderer(*set);
+        EXPECT_STREQ(renderer.instructionSet(), set->name);
+        // Fused multiply-adds may round the last bit differently.
+        EXPECT_LE(compare(renderer.render(size, 77), portable).largest, 1) << set->name;
+    }
+}
+
+TEST(CubeFieldRenderers, AnEmptyCanvasGivesNoFrameAndNothingLandsOutsideTheCanvas) {
+    CubeFieldRenderer renderer;
+    for (const QSize size : {QSize(0, 0), QSize(0, 900), QSize(1440, 0)}) {
+        EXPECT_TRUE(renderReferenceFrame(size, 5).isNull());
+        EXPECT_TRUE(renderer.render(size, 5).isNull());
+    }
+    QImage nothing;
+    renderer.render(nothing, 5);
+    EXPECT_TRUE(nothing.isNull());
+
+    // Painting steps on a real image, told the canvas has no width or no height: nothing lands,
+    // not even the glows, whose blur reaches far beyond their ellipses.
+    QImage image(600, 400, QImage::Format_ARGB32_Premultiplied);
+    image.fill(Qt::transparent);
+    const QImage untouched = image;
+    {
+        QPainter painter(&image);
+        for (const QSizeF size : {QSizeF(0, 40), QSizeF(60, 0), QSizeF(0, 0)}) {
+            drawBackdrop(painter, size, 5);
+            drawCubes(painter, size, 5);
+        }
+    }
+    EXPECT_EQ(image, untouched);
+
+    // The glows stay within the canvas they were drawn for.
+    {
+        QPainter painter(&image);
+        painter.setRenderHint(QPainter::Antialiasing);
+        drawBackdrop(painter, QSizeF(300, 200), 5);
+    }
+    EXPECT_EQ(image.copy(300, 0, 300, 400), untouched.copy(300, 0, 300, 400));
+    EXPECT_EQ(image.copy(0, 200, 600, 200), untouched.copy(0, 200, 600, 200));
+    image.fill(Qt::transparent);
+    {
+        QPainter painter(&image);
+        drawCubes(painter, QSizeF(60, 40), 5);
+    }
+    EXPECT_NE(image, untouched);
+}
+
+TEST(ReferenceRenderer, GlowsSitWhereTheRulesPutThem) {
+    // The backdrop minus its plain gradient leaves the two glows; the part of each glow above
+    // half its peak is symmetric about its centre. A canvas this large keeps the two apart.
+    const QSize size(2400, 1800);
+    QImage backdrop(size, QImage::Format_ARGB32_Premultiplied);
+    QImage gradientOnly(size, QImage::Format_ARGB32_Premultiplied);
+    {
+        QPainter painter(&backdrop);
+        painter.setRenderHint(QPainter::Antialiasing);
+        drawBackdrop(painter, QSizeF(size), 0);
+    }
+    {
+        QPainter painter(&gradientOnly);
+        QLinearGradient gradient(0, 0, size.width(), size.height());
+        for (int k = 0; k < 3; ++k) {
+            const Colour& c = backdropStops[k];
+            gradient.setColorAt(k * 0.5, QColor::fromRgbF(c.red, c.green, c.blue));
+        }
+        painter.fillRect(QRect(QPoint(0, 0), size), gradient);
+    }
+    const auto glowAt = [&](int x, int y) {
+        const QRgb a = backdrop.pixel(x, y);
+        const QRgb b = gradientOnly.pixel(x, y);
+        return (qRed(a) + qGreen(a) + qBlue(a)) - (qRed(b) + qGreen(b) + qBlue(b));
+    };
+    const GlowCentres expected = glowCentres(QSizeF(size), 0);
+    const auto centreWithin = [&](QRect area) {
+        int peak = 0;
+        for (int y = area.top(); y <= area.bottom(); ++y) {
+            for (int x = area.left(); x <= area.right(); ++x) {
+                peak = std::max(peak, glowAt(x, y));
+            }
+        }
+        double sumX = 0;
+        double sumY = 0;
+        double count = 0;
+        for (int y = area.top(); y <= area.bottom(); ++y) {
+            for (int x = area.left(); x <= area.right(); ++x) {
+                if (2 * glowAt(x, y) >= peak) {
+                    sumX += x + 0.5;
+                    sumY += y + 0.5;
+                    count += 1;
+                }
+            }
+        }
+        EXPECT_GT(peak, 10);
+        return QPointF(sumX / count, sumY / count);
+    };
+    const QPointF a = centreWithin(QRect(1100, 0, 1300, 940));
+    const QPointF b = centreWithin(QRect(0, 940, 1100, 860));
+    EXPECT_NEAR(a.x(), expected.a.x(), 4);
+    EXPECT_NEAR(a.y(), expected.a.y(), 4);
+    EXPECT_NEAR(b.x(), expected.b.x(), 4);
+    EXPECT_NEAR(b.y(), expected.b.y(), 4);
+}

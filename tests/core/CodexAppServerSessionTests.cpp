@@ -1,0 +1,258 @@
+#include "core/BuildInfo.h"
+#include "core/CodexAppServerSession.h"
+#include "core/ProcessRunner.h"
+#include "support/ProcessInspection.h"
+#include "support/TestSupport.h"
+
+#include <QElapsedTimer>
+#include <QFileInfo>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+#include <gtest/gtest.h>
+
+using namespace lumora;
+using namespace lumora::test;
+using SessionError = CodexAppServerSession::SessionError;
+
+namespace {
+
+const QByteArray initializeAnswer =
+    R"({"id":1,"result":{"userAgent":"codex/0.1","platformFamily":"unix"}})";
+const QByteArray notification = R"({"method":"remoteControl/status/changed","params":{}})";
+const QByteArray rateLimitAnswer =
+    R"({"id":2,"result":{"rateLimits":{"primary":{"usedPercent":42,"windowDurationMins":300}}}})";
+
+// A fake `codex app-server`: a shell script that logs every line it receives to "received" and
+// talks as the body says. `take N` reads N requests; `drain` also logs whatever else arrives
+// within a moment (to catch requests sent twice).
+class AppServerSessionTest : public ::testing::Test {
+protected:
+    QString server(const QByteArray& body) const {
+        const QString path = home.filePath("bin/codex");
+        writeScript(path, "log='" + received().toUtf8() + "'\n" +
+                              "take() { for _ in $(seq \"$1\"); do IFS= read -r line || exit 0; "
+                              "printf '%s\\n' \"$line\" >> \"$log\"; done; }\n"
+                              "drain() { timeout 0.3 cat >> \"$log\"; }\n" +
+                              body);
+        return path;
+    }
+    QString received() const { return home.filePath("received"); }
+    QList<QJsonObject> receivedMessages() const {
+        QList<QJsonObject> messages;
+        if (!QFileInfo::exists(received())) {
+            return messages;
+        }
+        for (const QByteArray& line : readFile(received()).split('\n')) {
+            if (!line.isEmpty()) {
+                messages.append(QJsonDocument::fromJson(line).object());
+            }
+        }
+        return messages;
+    }
+    static CodexAppServerSession::Limits quick(int milliseconds) {
+        CodexAppServerSession::Limits limits;
+        limits.timeoutMilliseconds = milliseconds;
+        return limits;
+    }
+    // Runs a conversation that must fail with a SessionError and returns that error.
+    static SessionError sessionFailure(const CodexAppServerSession& session) {
+        try {
+            const QString transcript = session.readRateLimits();
+            ADD_FAILURE() << "unexpected success: " << transcript.toStdString();
+        } catch (const SessionError& error) {
+            return error;
+        } catch (const Error& error) {
+            ADD_FAILURE() << "unexpected error: " << error.what();
+        }
+        return SessionError::timedOut();
+    }
+
+    TemporaryHome home;
+};
+
+} // namespace
+
+TEST_F(AppServerSessionTest, SendsTheHandshakeAndCollectsEveryLineHoweverTheOutputIsChunked) {
+    const QString expected = QString::fromUtf8(initializeAnswer + "\n" + notification + "\n" +
+                                               "not json at all\n" + rateLimitAnswer + "\n");
+    const QList<QByteArray> bodies{
+        // One line at a time, with blank and padded lines that are trimmed or dropped.
+        "take 1\nprintf '%s\\n\\n' '" + initializeAnswer + "'\ntake 2\nprintf '  %s \\r\\n' '" +
+            notification + "'\necho 'not json at all'\nprintf '%s\\n' '" + rateLimitAnswer +
+            "'\nexec sleep 30\n",
+        // Split at arbitrary points, the line feeds in separate writes.
+        "take 1\nprintf '{\"id\":1,\"res'; sleep 0.05; printf '%s' '" + initializeAnswer.mid(12) +
+            "'; sleep 0.05; printf '\\n%s\\nnot json' '" + notification +
+            "'\ntake 2\nsleep 0.05; printf ' at all\\n{\"id\"'; sleep 0.05\nprintf '%s\\n' '" +
+            rateLimitAnswer.mid(5) + "'\nexec sleep 30\n",
+        // Everything in one chunk, answered before the request was even read.
+        "take 1\nprintf '%s\\n%s\\nnot json at all\\n%s\\n' '" + initializeAnswer + "' '" +
+            notification + "' '" + rateLimitAnswer + "'\ntake 2\nexec sleep 30\n",
+    };
+    QList<QJsonObject> messages;
+    for (const QByteArray& body : bodies) {
+        QFile::remove(received());
+        const QString transcript =
+            CodexAppServerSession(server(body), quick(5000)).readRateLimits();
+        EXPECT_EQ(transcript, expected) << body.toStdString();
+        if (messages.isEmpty()) {
+            messages = receivedMessages(); // the first server reads every request it gets
+        }
+    }
+
+    // The three requests, in order.
+    ASSERT_EQ(messages.size(), 3);
+    const QJsonObject clientInfo{
+        {"name", "lumora"}, {"title", "Lumora"}, {"version", QString(buildinfo::version)}};
+    EXPECT_EQ(messages[0], (QJsonObject{{"id", 1},
+                                        {"method", "initialize"},
+                                        {"params", QJsonObject{{"clientInfo", clientInfo}}}}));
+    EXPECT_EQ(messages[1], (QJsonObject{{"method", "initialized"}}));
+    EXPECT_EQ(messages[2], (QJsonObject{{"id", 2}, {"method", "account/rateLimits/read"}}));
+}
+
+TEST_F(AppServerSessionTest, ResponsesThatDoNotEndTheConversation) {
+    // A repeated id 1 does not send the request again; an error answer to id 2 still ends it.
+    const QByteArray errorAnswer = R"({"id":2,"error":{"code":-32600,"message":"no"}})";
+    const QString transcript =
+        CodexAppServerSession(server("take 1\nprintf '%s\\n%s\\n' '" + initializeAnswer + "' '" +
+                                     initializeAnswer + "'\ntake 2\ndrain\nprintf '%s\\n' '" +
+                                     errorAnswer + "'\nexec sleep 30\n"),
+                              quick(5000))
+            .readRateLimits();
+    EXPECT_EQ(transcript, initializeAnswer + "\n" + initializeAnswer + "\n" + errorAnswer + "\n");
+    EXPECT_EQ(receivedMessages().size(), 3);
+
+    // A string id "2", an id 2.5, and an id-2 answer without its final line feed: the
+    // conversation runs into its time limit.
+    for (const QByteArray& ending : {QByteArray(R"(printf '{"id":"2","result":{}}\n')"),
+                                     QByteArray(R"(printf '{"id":2.5,"result":{}}\n')"),
+                                     "printf '%s' '" + rateLimitAnswer + "'"}) {
+        const SessionError error = sessionFailure(
+            CodexAppServerSession(server("take 1\nprintf '%s\\n' '" + initializeAnswer +
+                                         "'\ntake 2\n" + ending + "\nexec sleep 30\n"),
+                                  quick(400)));
+        EXPECT_EQ(error, SessionError::timedOut()) << ending.toStdString();
+    }
+}
+
+TEST_F(AppServerSessionTest, AServerThatNeverAnswersIsTerminatedAtTheTimeLimit) {
+    const QString pidFile = home.filePath("server.pid");
+    const QString codex = server("echo $$ > '" + pidFile.toUtf8() + "'\nexec sleep 30\n");
+    QElapsedTimer clock;
+    clock.start();
+    const SessionError error = sessionFailure(CodexAppServerSession(codex, quick(500)));
+    EXPECT_EQ(error.kind(), SessionError::Case::timedOut);
+    EXPECT_EQ(error.description(), "Codex usage check timed out.");
+    EXPECT_GE(clock.elapsed(), 500);
+    EXPECT_LT(clock.elapsed(), 5000);
+    const QByteArray pid = readFile(pidFile).trimmed();
+    ASSERT_FALSE(pid.isEmpty());
+    EXPECT_FALSE(QFileInfo::exists("/proc/" + pid)) << "the server is still running or a zombie";
+    EXPECT_EQ(childProcesses(), QList<ChildProcess>{});
+}
+
+TEST_F(AppServerSessionTest, AServerThatExitsEndsTheConversationWithItsStatus) {
+    // Before answering, after reading the first request or without reading anything.
+    for (const QByteArray& body : {QByteArray("take 1\nexit 3\n"), QByteArray("exit 3\n")}) {
+        const SessionError error = sessionFailure(CodexAppServerSession(server(body), quick(5000)));
+        EXPECT_EQ(error, SessionError::serverExited(3)) << body.toStdString();
+        EXPECT_EQ(error.description(), "Codex app-server exited with code 3.");
+    }
+    // Killed by a signal: the signal number is the status.
+    EXPECT_EQ(sessionFailure(CodexAppServerSession(server("take 1\nkill -9 $$\n"), quick(5000))),
+              SessionError::serverExited(9));
+    // Exiting cleanly without an answer is not an answer: the time limit decides.
+    QElapsedTimer clock;
+    clock.start();
+    EXPECT_EQ(sessionFailure(CodexAppServerSession(
+                  server("take 1\nprintf '%s\\n' '" + initializeAnswer + "'\ntake 2\nexit 0\n"),
+                  quick(600))),
+              SessionError::timedOut());
+    EXPECT_GE(clock.elapsed(), 600);
+    // An answer followed at once by an error exit is an answer.
+    for (int round = 0; round < 10; ++round) {
+        EXPECT_EQ(CodexAppServerSession(server("take 1\nprintf '%s\\n' '" + initializeAnswer +
+                                               "'\ntake 2\nprintf '%s\\n' '" + rateLimitAnswer +
+                                               "'\nexit 3\n"),
+                                        quick(5000))
+                      .readRateLimits(),
+                  initializeAnswer + "\n" + rateLimitAnswer + "\n");
+    }
+}
+
+TEST_F(AppServerSessionTest, AnswerExitAndTimeLimitRacingEndTheConversationOnce) {
+    // The answer and an error exit land right around the time limit, one after the other in
+    // either order. Whatever wins, the call ends once with one of the three outcomes, the
+    // request was sent once and the server is gone.
+    const QByteArray answerThenExit = "printf '%s\\n' '" + rateLimitAnswer + "'; exit 3";
+    const QByteArray exitOnly = "exit 3";
+    int answers = 0;
+    int exits = 0;
+    int timeouts = 0;
+    for (const char* delay : {"0.15", "0.19", "0.2", "0.21", "0.25"}) {
+        for (const QByteArray& ending : {answerThenExit, exitOnly}) {
+            QFile::remove(received());
+            const QString codex =
+                server("take 1\nprintf '%s\\n' '" + initializeAnswer + "'\ntake 2\nsleep " +
+                       QByteArray(delay) + "\n" + ending + "\n");
+            try {
+                EXPECT_EQ(CodexAppServerSession(codex, quick(200)).readRateLimits(),
+                          initializeAnswer + "\n" + rateLimitAnswer + "\n");
+                EXPECT_EQ(ending, answerThenExit);
+                ++answers;
+            } catch (const SessionError& error) {
+                if (error.kind() == SessionError::Case::serverExited) {
+                    EXPECT_EQ(error.exitCode(), 3);
+                    ++exits;
+                } else {
+                    ++timeouts;
+                }
+            }
+            EXPECT_EQ(receivedMessages().size(), 3);
+            EXPECT_EQ(childProcesses(), QList<ChildProcess>{});
+        }
+    }
+    EXPECT_EQ(answers + exits + timeouts, 10);
+    EXPECT_GT(timeouts, 0); // the late ones
+}
+
+TEST_F(AppServerSessionTest, AServerThatCannotStartIsAProcessError) {
+    writeFile(home.filePath("bin/not-executable"), "#!/bin/sh\n");
+    EXPECT_THROW(CodexAppServerSession(home.filePath("bin/not-executable")).readRateLimits(),
+                 ProcessError);
+}
+
+TEST_F(AppServerSessionTest, OversizedLinesAreDroppedAndTheTranscriptIsCapped) {
+    CodexAppServerSession::Limits limits = quick(5000);
+    limits.maxLineBytes = 1000;
+    limits.maxTranscriptBytes = 2000;
+    // A 5000-byte line, then 100 notifications of about 60 bytes, then the answer.
+    const QString codex =
+        server("take 1\nhead -c 5000 /dev/zero | tr '\\0' x; echo\nprintf '%s\\n' '" +
+               initializeAnswer + "'\ntake 2\nfor i in $(seq 100); do printf '%s\\n' '" +
+               notification + "'; done\nprintf '%s\\n' '" + rateLimitAnswer + "'\nexec sleep 30\n");
+    const QString transcript = CodexAppServerSession(codex, limits).readRateLimits();
+    EXPECT_TRUE(transcript.startsWith(initializeAnswer + "\n" + notification + "\n"));
+    EXPECT_TRUE(transcript.endsWith(notification + "\n" + rateLimitAnswer + "\n"));
+    EXPECT_FALSE(transcript.contains("xxx"));
+    EXPECT_LE(transcript.toUtf8().size(), 2000 + rateLimitAnswer.size() + 1);
+}
+
+TEST_F(AppServerSessionTest, AnEndlessLineKeepsMemoryBoundedAndEndsByTheTimeLimit) {
+    // The server floods its output with one line that never ends.
+    const QString codex = server("take 1\nexec tr -d '\\n' < /dev/zero\n");
+    const CodexAppServerSession::Limits limits = quick(1500);
+    resetPeakMemory();
+    const qint64 before = peakMemoryBytes();
+    EXPECT_EQ(sessionFailure(CodexAppServerSession(codex, limits)), SessionError::timedOut());
+    EXPECT_EQ(childProcesses(), QList<ChildProcess>{});
+    if (!residentMemoryIsMeaningful) {
+        GTEST_SKIP() << "AddressSanitizer keeps freed memory in quarantine; peak not checked";
+    }
+    const qint64 growth = peakMemoryBytes() - before;
+    // The documented bound, plus room for one pipe read and the allocator.
+    EXPECT_LT(growth, limits.maxLineBytes + limits.maxTranscriptBytes + 8 * 1024 * 1024)
+        << growth << " bytes";
+}

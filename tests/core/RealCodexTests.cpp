@@ -1,0 +1,104 @@
+// The provider against the real Codex CLI (the npm package that scripts/setup.sh installs into
+// the project's .deps folder), run under a temporary home and cut off from the network: each
+// call goes through `unshare --net`, so the tool sees only a loopback device that is down.
+#include "core/CodexAppServerSession.h"
+#include "core/CodexUsageProvider.h"
+#include "support/ProcessInspection.h"
+#include "support/TestSupport.h"
+
+#include <QFileInfo>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+#include <gtest/gtest.h>
+
+using namespace lumora;
+using namespace lumora::test;
+
+namespace {
+
+const QString realCodex = QStringLiteral(LUMORA_REAL_CODEX_PATH);
+
+class RealCodexTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        if (!QFileInfo(realCodex).isExecutable()) {
+            const std::string missing =
+                "the real Codex CLI is not installed at " + realCodex.toStdString() +
+                " (scripts/setup.sh installs the npm package @openai/codex there; it could not "
+                "reach the npm registry?)";
+            if (qEnvironmentVariable("CI") == QLatin1String("true")) {
+                FAIL() << missing; // continuous integration must run these tests
+            }
+            GTEST_SKIP() << "SKIPPED: " << missing;
+        }
+        const QString unshare = QStringLiteral("/usr/bin/unshare");
+        if (!canIsolate(unshare)) {
+            GTEST_SKIP() << "SKIPPED: cannot give the real Codex CLI a network namespace of its "
+                            "own here (unshare --net failed), and it must not reach the network";
+        }
+        // Nothing from the developer's own Codex set-up may reach the tool (this test process's
+        // environment is its own; nothing else in it needs these).
+        for (const char* name :
+             {"CODEX_HOME", "OPENAI_API_KEY", "CODEX_API_KEY", "OPENAI_BASE_URL"}) {
+            qunsetenv(name);
+        }
+        writeScript(codex(), "exec " + unshare.toUtf8() + " " + isolation.join(' ').toUtf8() +
+                                 " '" + realCodex.toUtf8() + "' \"$@\"\n");
+    }
+    bool canIsolate(const QString& unshare) const {
+        try {
+            return QtProcessRunner()
+                       .run(unshare, isolation + QStringList{"true"}, {}, 10)
+                       .exitCode == 0;
+        } catch (const Error&) {
+            return false; // no unshare at all
+        }
+    }
+    QString codex() const { return home.filePath("bin/codex"); }
+    CodexUsageProvider provider() const {
+        CodexUsageProvider::Options options;
+        options.homeDirectory = home.path();
+        options.executableOverride = codex();
+        return CodexUsageProvider(options);
+    }
+
+    const QStringList isolation{"--net", "--map-root-user"};
+    TemporaryHome home;
+};
+
+} // namespace
+
+TEST_F(RealCodexTest, SignInStatusAndTheAppServerHandshake) {
+    // A fresh home: not signed in.
+    EXPECT_EQ(provider().readiness(), LocalProviderReadiness::loginRequired());
+    EXPECT_EQ(provider().fetch().statusMessage, "Sign in to Codex to continue.");
+
+    // Sign in with a key on standard input; Codex does not check it before the first request.
+    const ProcessResult login = QtProcessRunner().run(codex(), {"login", "--with-api-key"},
+                                                      "sk-lumora-test-not-a-real-key\n", 30);
+    ASSERT_EQ(login.exitCode, 0) << login.output.toStdString();
+    EXPECT_TRUE(QFileInfo::exists(home.filePath(".codex/auth.json")));
+    EXPECT_EQ(provider().readiness(), LocalProviderReadiness::ready());
+
+    // The whole conversation runs; an API-key account may not read rate limits, so the server
+    // answers the request with an error and the parser finds no usage in it.
+    const QString transcript = CodexAppServerSession(codex()).readRateLimits();
+    QList<QJsonObject> responses;
+    const QStringList lines = transcript.split('\n', Qt::SkipEmptyParts);
+    for (const QString& line : lines) {
+        const QJsonObject message = QJsonDocument::fromJson(line.toUtf8()).object();
+        if (message.contains("id")) {
+            responses.append(message);
+        }
+    }
+    ASSERT_EQ(responses.size(), 2) << transcript.toStdString();
+    EXPECT_EQ(responses[0]["id"], 1);
+    EXPECT_TRUE(responses[0]["result"].isObject());
+    EXPECT_EQ(QJsonDocument::fromJson(lines.last().toUtf8()).object()["id"], 2);
+
+    const UsageSnapshot snapshot = provider().fetch();
+    EXPECT_EQ(snapshot.statusMessage, "The Codex app-server did not return usage data.");
+    EXPECT_EQ(snapshot.source, SnapshotSource::unavailable);
+    EXPECT_EQ(childProcesses(), QList<ChildProcess>{});
+}
