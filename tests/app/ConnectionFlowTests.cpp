@@ -1,5 +1,7 @@
 #include "AppTestSupport.h"
 
+#include "core/CodexUsageProvider.h"
+
 #include <QJsonDocument>
 #include <QJsonObject>
 
@@ -256,4 +258,35 @@ TEST_F(ConnectionFlowTest, DisconnectingClaudeRemovesTheHookAndSwitchesItOff) {
     EXPECT_TRUE(failing->preferences()->claudeEnabled());
     EXPECT_EQ(failing->connections()->claudeConnectionState(),
               State::failed("The hook could not be removed."));
+}
+
+TEST_F(ConnectionFlowTest, CodexSignInIsWatchedUntilTheRealToolIsReady) {
+    // A fake codex: signed out until a file appears, then it answers the app-server handshake.
+    const QString codex = harness.home.filePath("tools/codex");
+    const QString signedIn = harness.home.filePath("signed-in");
+    writeScript(codex, "case \"$1\" in\nlogin) [ -e '" + signedIn.toUtf8() +
+                           "' ];;\napp-server) read -r _; echo '{\"id\":1,\"result\":{}}'; "
+                           "read -r _; read -r _; echo '{\"id\":2,\"result\":{\"rateLimits\":"
+                           "{\"primary\":{\"usedPercent\":42,\"windowDurationMins\":300}}}}'; "
+                           "exec cat > /dev/null;;\nesac\n");
+    CodexUsageProvider::Options options;
+    options.homeDirectory = harness.home.path();
+    options.executableOverride = codex;
+    AppTiming timing;
+    timing.connectionCheckInterval = std::chrono::milliseconds(20);
+    AppModel::Services services = harness.services(timing);
+    services.codexProvider = std::make_shared<CodexUsageProvider>(options);
+    AppModel m(services);
+
+    m.continueCodexSetup();
+    ASSERT_TRUE(waitUntil([&] { return codexState(m) == Kind::loginRequired; }));
+    m.continueCodexSetup();
+    EXPECT_EQ(harness.desktop->clipboard, "codex login");
+    EXPECT_TRUE(m.connections()->isCodexMonitorRunning());
+
+    writeFile(signedIn, "yes"); // the user signs in in the terminal
+    ASSERT_TRUE(waitUntil([&] { return m.preferences()->codexEnabled(); }));
+    ASSERT_TRUE(waitUntil([&] { return m.codexSnapshot().availability == Availability::ready; }));
+    EXPECT_EQ(codexState(m), Kind::disconnected);
+    EXPECT_EQ(m.menuBarDisplayText(), "Codex 58%");
 }
