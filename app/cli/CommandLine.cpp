@@ -7,6 +7,8 @@
 #include "core/Errors.h"
 #include "core/MenuBarDisplayFormatter.h"
 #include "core/SnapshotCache.h"
+#include "platform/PreferencesStore.h"
+#include "platform/ProviderChoices.h"
 
 #include <QFileInfo>
 #include <QJsonArray>
@@ -17,9 +19,6 @@
 
 namespace lumora::cli {
 namespace {
-
-// The order of the panel when the user has not chosen one.
-const QStringList defaultProviderOrder{providers::codexID, providers::claudeCodeID};
 
 int usageError(QTextStream& err, const QString& problem) {
     err << "lumora: " << problem << "\n\n" << usageText();
@@ -39,36 +38,60 @@ void remember(const UsageSnapshot& snapshot) {
     }
 }
 
+// What the panel shows with both providers allowed in it: the enabled providers in the user's
+// order, or, with --all, both of them.
 int status(const QStringList& options, QTextStream& out, QTextStream& err) {
     bool json = false;
+    bool all = false;
     for (const QString& option : options) {
         if (option == QLatin1String("--json")) {
             json = true;
+        } else if (option == QLatin1String("--all")) {
+            all = true;
         } else {
             return usageError(err, QStringLiteral("unknown option for status: %1").arg(option));
         }
     }
 
-    UsageSnapshot codex;
-    UsageSnapshot claude;
+    const ProviderChoices choices = ProviderChoices::read(JsonFilePreferencesStore());
+    const bool showsClaude = all || choices.claudeEnabled;
+    const bool showsCodex = all || choices.codexEnabled;
+    UsageSnapshot codex = UsageSnapshot::unavailable(providers::codexID, providers::codexName,
+                                                     QStringLiteral("Codex is disconnected."));
+    UsageSnapshot claude =
+        UsageSnapshot::unavailable(providers::claudeCodeID, providers::claudeCodeName,
+                                   QStringLiteral("Claude Code is disconnected."));
     {
         // Codex runs child processes for up to seconds; read Claude Code's files meanwhile.
-        const std::jthread codexFetch([&codex] { codex = CodexUsageProvider().fetch(); });
-        claude = ClaudeUsageProvider().fetch();
+        std::jthread codexFetch;
+        if (showsCodex) {
+            codexFetch = std::jthread([&codex] { codex = CodexUsageProvider().fetch(); });
+        }
+        if (showsClaude) {
+            claude = ClaudeUsageProvider().fetch();
+        }
     }
-    remember(codex);
-    remember(claude);
+    if (showsCodex) {
+        remember(codex);
+    }
+    if (showsClaude) {
+        remember(claude);
+    }
 
     const QDateTime now = QDateTime::currentDateTimeUtc();
-    const QString title =
-        MenuBarDisplayFormatter().format(codex, claude, true, true, defaultProviderOrder, now);
+    const QString title = MenuBarDisplayFormatter().format(codex, claude, showsCodex, showsClaude,
+                                                           choices.providerOrder, now);
     if (!json) {
         out << title << "\n";
         return 0;
     }
     QJsonArray snapshots;
-    for (const QString& id : defaultProviderOrder) {
-        snapshots.append(id == providers::codexID ? codex.toJson() : claude.toJson());
+    for (const QString& id : choices.providerOrder) {
+        if (id == providers::codexID && showsCodex) {
+            snapshots.append(codex.toJson());
+        } else if (id == providers::claudeCodeID && showsClaude) {
+            snapshots.append(claude.toJson());
+        }
     }
     const QJsonObject document{{QStringLiteral("title"), title},
                                {QStringLiteral("snapshots"), snapshots}};
@@ -88,14 +111,18 @@ int connectClaude(QTextStream& out) {
         out << error.description() << "\n";
         return 1;
     }
+    JsonFilePreferencesStore().setValue(preferencekeys::claudeEnabled, true);
     out << ClaudeUsageProvider::sendMessageMessage << "\n";
     return 0;
 }
 
+// Connecting Codex switches it on once the tool is installed and signed in, as the tray does
+// when it finds Codex ready.
 int connectCodex(QTextStream& out) {
     const LocalProviderReadiness readiness = CodexUsageProvider().readiness();
     switch (readiness.kind()) {
     case LocalProviderReadiness::Kind::ready:
+        JsonFilePreferencesStore().setValue(preferencekeys::codexEnabled, true);
         out << "Codex is connected.\n";
         return 0;
     case LocalProviderReadiness::Kind::executableMissing:
@@ -122,23 +149,29 @@ int disconnectClaude(QTextStream& out) {
         out << error.description() << "\n";
         return 1;
     }
+    JsonFilePreferencesStore().setValue(preferencekeys::claudeEnabled, false);
     out << "Claude Code is disconnected.\n";
+    return 0;
+}
+
+int disconnectCodex(QTextStream& out) {
+    JsonFilePreferencesStore().setValue(preferencekeys::codexEnabled, false);
+    out << "Codex is disconnected.\n";
     return 0;
 }
 
 int connection(bool connect, const QStringList& words, QTextStream& out, QTextStream& err) {
     const QString command = connect ? QStringLiteral("connect") : QStringLiteral("disconnect");
     if (words.size() != 1) {
-        return usageError(err, QStringLiteral("%1 needs one provider: %2")
-                                   .arg(command, connect ? QStringLiteral("claude or codex")
-                                                         : QStringLiteral("claude")));
+        return usageError(err,
+                          QStringLiteral("%1 needs one provider: claude or codex").arg(command));
     }
     const QString provider = words.first();
     if (provider == QLatin1String("claude")) {
         return connect ? connectClaude(out) : disconnectClaude(out);
     }
-    if (provider == QLatin1String("codex") && connect) {
-        return connectCodex(out);
+    if (provider == QLatin1String("codex")) {
+        return connect ? connectCodex(out) : disconnectCodex(out);
     }
     return usageError(err, QStringLiteral("unknown provider for %1: %2").arg(command, provider));
 }
@@ -213,16 +246,19 @@ QString usageText() {
         "Shows how much of your Claude Code and Codex usage allowance is left.\n"
         "\n"
         "Commands:\n"
-        "  status [--json]       Print the panel line, or the snapshots as JSON.\n"
-        "  connect codex         Check that Codex is installed and signed in.\n"
-        "  connect claude        Install Lumora's Claude Code status line.\n"
-        "  disconnect claude     Remove it and restore the status line you had before.\n"
+        "  status [--all] [--json]  Print the panel line for the connected tools, or the\n"
+        "                           snapshots as JSON; --all shows both tools.\n"
+        "  connect claude           Install Lumora's Claude Code status line, show Claude Code.\n"
+        "  connect codex            Show Codex once it is installed and signed in.\n"
+        "  disconnect claude        Remove the status line, restore the one you had before,\n"
+        "                           and stop showing Claude Code.\n"
+        "  disconnect codex         Stop showing Codex.\n"
         "  check-updates [--feed URL-OR-PATH] [--current-version V]\n"
-        "                        Ask the update feed whether a newer Lumora is published.\n"
+        "                           Ask the update feed whether a newer Lumora is published.\n"
         "\n"
         "Options:\n"
-        "  -h, --help            Show this help.\n"
-        "  -V, --version         Show the version.\n"
+        "  -h, --help               Show this help.\n"
+        "  -V, --version            Show the version.\n"
         "\n"
         "Without a command, lumora prints the status line.\n");
 }

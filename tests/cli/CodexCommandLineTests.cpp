@@ -1,4 +1,5 @@
-// `lumora status` and `lumora connect codex` with a fake codex named by LUMORA_CODEX_PATH.
+// `lumora status`, `lumora connect codex` and `lumora disconnect codex` with a fake codex named by
+// LUMORA_CODEX_PATH.
 #include "core/ExecutableSearch.h"
 #include "core/UsageSnapshot.h"
 #include "support/TestSupport.h"
@@ -54,6 +55,13 @@ protected:
                                  usageAnswer + "'; exec cat > /dev/null;;\nesac\n");
     }
     QString codex() const { return home.filePath("tools/codex"); }
+    std::optional<bool> codexEnabled() const {
+        const QJsonObject stored =
+            QJsonDocument::fromJson(readFile(home.filePath(".config/Lumora/preferences.json")))
+                .object();
+        return stored.contains("codexEnabled") ? std::optional(stored["codexEnabled"].toBool())
+                                               : std::nullopt;
+    }
 
     TemporaryHome home;
 };
@@ -72,23 +80,27 @@ TEST_F(CodexCommandLineTest, ConnectTellsWhatIsMissing) {
     EXPECT_EQ(signedOut.exitCode, 1);
     EXPECT_EQ(signedOut.out,
               "Sign in to Codex to continue.\nRun `codex login` in a terminal, then try again.\n");
+    EXPECT_FALSE(QFile::exists(home.filePath(".config/Lumora/preferences.json")));
 
+    // Ready: Codex is switched on, as the tray does when it finds Codex ready; and off again.
     installCodex("exit 0");
     const Outcome connected = lumora({"connect", "codex"});
     EXPECT_EQ(connected.exitCode, 0);
     EXPECT_EQ(connected.out, "Codex is connected.\n");
-
-    // Disconnecting Codex is not a command yet.
-    EXPECT_EQ(lumora({"disconnect", "codex"}).exitCode, 2);
+    EXPECT_EQ(codexEnabled(), true);
+    EXPECT_EQ(lumora({"status"}).out, "Codex 58%\n");
+    EXPECT_EQ(lumora({"disconnect", "codex"}).exitCode, 0);
+    EXPECT_EQ(codexEnabled(), false);
+    EXPECT_EQ(lumora({"status"}).out, "Lumora\n");
 }
 
 TEST_F(CodexCommandLineTest, StatusReadsCodexAndRemembersIt) {
     installCodex("exit 0");
-    const Outcome plain = lumora({"status"});
+    const Outcome plain = lumora({"status", "--all"});
     EXPECT_EQ(plain.exitCode, 0);
     EXPECT_EQ(plain.out, "Codex 58% \u00B7 Claude Code --%\n");
 
-    const Outcome json = lumora({"status", "--json"});
+    const Outcome json = lumora({"status", "--json", "--all"});
     const QJsonArray snapshots =
         QJsonDocument::fromJson(json.out.toUtf8()).object()["snapshots"].toArray();
     ASSERT_EQ(snapshots.size(), 2);
@@ -102,7 +114,7 @@ TEST_F(CodexCommandLineTest, StatusReadsCodexAndRemembersIt) {
 
     // Signed out: the status says so and nothing new is remembered.
     installCodex("exit 1");
-    const Outcome signedOut = lumora({"status", "--json"});
+    const Outcome signedOut = lumora({"status", "--json", "--all"});
     const QJsonArray unavailable =
         QJsonDocument::fromJson(signedOut.out.toUtf8()).object()["snapshots"].toArray();
     EXPECT_EQ(unavailable[0].toObject()["statusMessage"].toString(),

@@ -42,19 +42,31 @@ protected:
     }
     void installClaude() const { writeScript(home.filePath(".local/bin/claude"), "exit 0\n"); }
     QString data(const QString& name) const { return home.path() + "/.local/share/Lumora/" + name; }
+    QString preferencesFile() const { return home.path() + "/.config/Lumora/preferences.json"; }
+    QJsonObject preferences() const {
+        return QJsonDocument::fromJson(readFile(preferencesFile())).object();
+    }
 
     TemporaryHome home;
 };
 
 } // namespace
 
-TEST_F(CommandLineTest, StatusWithoutAnyToolShowsPlaceholders) {
+TEST_F(CommandLineTest, AFreshUserSeesNoProviderUnlessAllAreAskedFor) {
     const Outcome plain = lumora({});
     EXPECT_EQ(plain.exitCode, 0);
-    EXPECT_EQ(plain.out, "Codex --% \u00B7 Claude Code --%\n");
+    EXPECT_EQ(plain.out, "Lumora\n");
     EXPECT_EQ(lumora({"status"}).out, plain.out);
+    const QJsonObject none =
+        QJsonDocument::fromJson(lumora({"status", "--json"}).out.toUtf8()).object();
+    EXPECT_EQ(none["title"].toString(), "Lumora");
+    EXPECT_TRUE(none["snapshots"].toArray().isEmpty());
 
-    const Outcome json = lumora({"status", "--json"});
+    const Outcome all = lumora({"status", "--all"});
+    EXPECT_EQ(all.exitCode, 0);
+    EXPECT_EQ(all.out, "Codex --% \u00B7 Claude Code --%\n");
+
+    const Outcome json = lumora({"status", "--json", "--all"});
     EXPECT_EQ(json.exitCode, 0);
     const QJsonObject document = QJsonDocument::fromJson(json.out.toUtf8()).object();
     EXPECT_EQ(document["title"].toString(), "Codex --% \u00B7 Claude Code --%");
@@ -63,24 +75,27 @@ TEST_F(CommandLineTest, StatusWithoutAnyToolShowsPlaceholders) {
     EXPECT_EQ(snapshots[0].toObject()["providerID"].toString(), "codex");
     const auto claude = UsageSnapshot::fromJson(snapshots[1].toObject());
     EXPECT_EQ(claude.statusMessage, "Claude Code is not installed.");
-    // Snapshots without a verdict are not remembered.
+    // Snapshots without a verdict are not remembered, and status writes no preferences.
     EXPECT_FALSE(QFileInfo::exists(data("claude-code-snapshot.json")));
+    EXPECT_FALSE(QFileInfo::exists(preferencesFile()));
 }
 
 TEST_F(CommandLineTest, ConnectThenStatusReadsTheHookCacheAndRemembersIt) {
     const Outcome missing = lumora({"connect", "claude"});
     EXPECT_EQ(missing.exitCode, 1);
     EXPECT_EQ(missing.out, "Claude Code is not installed.\n");
+    EXPECT_FALSE(QFileInfo::exists(preferencesFile()));
 
     installClaude();
     const Outcome connected = lumora({"connect", "claude"});
     EXPECT_EQ(connected.exitCode, 0) << connected.err.toStdString();
     EXPECT_EQ(connected.out, "Open Claude Code and send a message once to sync usage.\n");
     EXPECT_TRUE(QFileInfo::exists(data("claude-statusline.sh")));
+    EXPECT_EQ(preferences()["providerEnabled"], QJsonValue(true));
 
     writeFile(data("claude-rate-limits.json"), R"({"five_hour":{"used_percentage":42}})");
     const Outcome status = lumora({"status"});
-    EXPECT_EQ(status.out, "Codex --% \u00B7 Claude Code 58%\n");
+    EXPECT_EQ(status.out, "Claude Code 58%\n");
     const auto saved = UsageSnapshot::decode(readFile(data("claude-code-snapshot.json")));
     ASSERT_TRUE(saved);
     EXPECT_EQ(saved->windows.first().usedRatio, 0.42);
@@ -88,7 +103,38 @@ TEST_F(CommandLineTest, ConnectThenStatusReadsTheHookCacheAndRemembersIt) {
     const Outcome disconnected = lumora({"disconnect", "claude"});
     EXPECT_EQ(disconnected.exitCode, 0);
     EXPECT_FALSE(QFileInfo::exists(data("claude-statusline.sh")));
-    EXPECT_TRUE(lumora({"status"}).out.endsWith("Claude Code --%\n"));
+    EXPECT_EQ(preferences()["providerEnabled"], QJsonValue(false));
+    EXPECT_EQ(lumora({"status"}).out, "Lumora\n");
+    EXPECT_TRUE(lumora({"status", "--all"}).out.endsWith("Claude Code --%\n"));
+}
+
+TEST_F(CommandLineTest, StatusFollowsTheStoredOrderAndSwitchesLikeThePanel) {
+    installClaude();
+    ASSERT_EQ(lumora({"connect", "claude"}).exitCode, 0);
+    writeFile(data("claude-rate-limits.json"), R"({"five_hour":{"used_percentage":10}})");
+    // Choices the tray stored: Claude Code first, Codex on, and the panel switches, which the
+    // command line ignores (it shows what the panel would with both allowed).
+    QJsonObject stored = preferences();
+    stored["providerOrder"] = QJsonArray{"claude-code", "codex"};
+    stored["codexEnabled"] = true;
+    stored["showCodexInMenuBar"] = false;
+    stored["showClaudeInMenuBar"] = false;
+    writeFile(preferencesFile(), QJsonDocument(stored).toJson());
+
+    EXPECT_EQ(lumora({"status"}).out, "Claude Code 90% \u00B7 Codex --%\n");
+    const QJsonObject document =
+        QJsonDocument::fromJson(lumora({"status", "--json"}).out.toUtf8()).object();
+    const QJsonArray snapshots = document["snapshots"].toArray();
+    ASSERT_EQ(snapshots.size(), 2);
+    EXPECT_EQ(snapshots[0].toObject()["providerID"].toString(), "claude-code");
+
+    // Codex switched off from the terminal; the other choices stay as they were.
+    const Outcome off = lumora({"disconnect", "codex"});
+    EXPECT_EQ(off.exitCode, 0);
+    EXPECT_EQ(off.out, "Codex is disconnected.\n");
+    EXPECT_EQ(preferences()["codexEnabled"], QJsonValue(false));
+    EXPECT_EQ(preferences()["providerOrder"], QJsonValue(QJsonArray{"claude-code", "codex"}));
+    EXPECT_EQ(lumora({"status"}).out, "Claude Code 90%\n");
 }
 
 TEST_F(CommandLineTest, InstallerErrorsAreReportedAndTheSettingsKept) {
@@ -111,7 +157,8 @@ TEST_F(CommandLineTest, VersionHelpAndWrongUsage) {
 
     for (const QStringList& wrong :
          {QStringList{"frobnicate"}, QStringList{"--frobnicate"}, QStringList{"status", "--xml"},
-          QStringList{"connect"}, QStringList{"connect", "gemini"}}) {
+          QStringList{"connect"}, QStringList{"connect", "gemini"}, QStringList{"disconnect"},
+          QStringList{"disconnect", "claude", "codex"}}) {
         const Outcome run = lumora(wrong);
         EXPECT_EQ(run.exitCode, 2) << wrong.join(' ').toStdString();
         EXPECT_TRUE(run.out.isEmpty());

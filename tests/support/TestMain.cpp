@@ -32,6 +32,11 @@ int main(int argc, char** argv) {
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
         qputenv("QT_QPA_PLATFORM", "offscreen");
     }
+    // No notification, clipboard or terminal of the real desktop: the session bus points
+    // nowhere (tests that need D-Bus start a private bus) and no preferred terminal is set.
+    qputenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=" + root + "/no-session-bus");
+    qputenv("XDG_RUNTIME_DIR", root);
+    qunsetenv("TERMINAL");
     QGuiApplication app(argc, argv);
 #else
     QCoreApplication app(argc, argv);

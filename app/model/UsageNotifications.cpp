@@ -1,0 +1,74 @@
+#include "model/UsageNotifications.h"
+
+#include "model/Background.h"
+
+namespace lumora {
+namespace {
+
+constexpr double warningRatio = 0.8;
+
+std::optional<double> primaryRatio(const UsageSnapshot& snapshot) {
+    const auto window = snapshot.primaryWindow();
+    return window ? window->usedRatio : std::nullopt;
+}
+
+} // namespace
+
+std::optional<UsageNotification>
+usageNotification(const UsageSnapshot& previous, const UsageSnapshot& next, const QLocale& locale) {
+    const auto previousRatio = primaryRatio(previous);
+    const auto nextRatio = primaryRatio(next);
+    const bool wasBelow = !previousRatio || *previousRatio < warningRatio;
+    const bool isAtOrAbove = nextRatio && *nextRatio >= warningRatio;
+    const bool crossed = wasBelow && isAtOrAbove;
+    const QString& name = next.providerName;
+
+    if (previous.availability != Availability::blocked) {
+        if (!crossed && next.availability == Availability::blocked) {
+            return UsageNotification{name + QStringLiteral(" is resting"),
+                                     resetDescription(next, locale)};
+        }
+    } else if (next.availability == Availability::ready) {
+        return UsageNotification{name + QStringLiteral(" is ready"),
+                                 QStringLiteral("You can use %1 again.").arg(name)};
+    }
+    if (crossed) {
+        return UsageNotification{name + QStringLiteral(" usage reached 80%"),
+                                 resetDescription(next, locale)};
+    }
+    return std::nullopt;
+}
+
+QString resetDescription(const UsageSnapshot& snapshot, const QLocale& locale) {
+    const auto window = snapshot.primaryWindow();
+    if (!window || !window->resetsAt) {
+        return QStringLiteral("Reset time is unavailable.");
+    }
+    return QStringLiteral("Expected reset: ") +
+           locale.toString(window->resetsAt->toLocalTime().time(), QLocale::ShortFormat);
+}
+
+UsageNotifications::UsageNotifications(std::shared_ptr<Notifier> notifier, QObject* parent)
+    : QObject(parent), m_notifier(std::move(notifier)) {}
+
+QFuture<void> UsageNotifications::notifyIfNeeded(const UsageSnapshot& previous,
+                                                 const UsageSnapshot& next) {
+    const auto notification = usageNotification(previous, next);
+    if (!notification) {
+        return finishedFuture();
+    }
+    return sendNotification(notification->title, notification->body);
+}
+
+QFuture<void> UsageNotifications::sendNotification(const QString& title, const QString& body) {
+    return m_notifier->send(title, body);
+}
+
+void UsageNotifications::requestPermission(std::function<void(bool granted)> answered) {
+    whenFinished(this, m_notifier->requestAuthorization(),
+                 [answered = std::move(answered)](const QFuture<bool>& answer) {
+                     answered(answer.isValid() && answer.resultCount() > 0 && answer.result());
+                 });
+}
+
+} // namespace lumora

@@ -1,0 +1,181 @@
+#pragma once
+
+#include "core/ClaudeUsageProvider.h"
+#include "core/UsageProvider.h"
+#include "model/AppModel.h"
+#include "platform/DesktopServices.h"
+#include "platform/Notifier.h"
+#include "support/TestSupport.h"
+
+#include <QFuture>
+#include <QJsonValue>
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+
+namespace lumora::test {
+
+// Runs the event loop until `done` holds or the time is up; returns whether it held.
+bool waitUntil(const std::function<bool()>& done,
+               std::chrono::milliseconds timeout = std::chrono::seconds(10));
+template <typename T> bool waitFor(const QFuture<T>& future) {
+    return waitUntil([&] { return future.isFinished(); });
+}
+// Lets the thread pool and the event loop settle: every background task and queued call done.
+void settle();
+
+// Holds background work until the test opens it.
+class Gate {
+public:
+    void close();
+    void open();
+    void pass(); // blocks while closed
+    int waiting() const;
+
+private:
+    // Standard locks rather than Qt's: ThreadSanitizer follows them through the waits.
+    mutable std::mutex m_mutex;
+    std::condition_variable m_opened;
+    bool m_closed = false;
+    int m_waiting = 0;
+};
+
+// What a fake provider answers, safe to use from pool threads. Readiness answers are given in
+// order; the last one repeats.
+class ProviderScript {
+public:
+    explicit ProviderScript(UsageSnapshot snapshot) : m_snapshot(std::move(snapshot)) {}
+
+    void setSnapshot(UsageSnapshot snapshot);
+    void setReadiness(std::deque<LocalProviderReadiness> answers);
+    UsageSnapshot fetch(bool forceLive);
+    LocalProviderReadiness readiness();
+    int fetches() const { return m_fetches; }
+    int readinessChecks() const { return m_readinessChecks; }
+    std::optional<bool> lastForceLive() const;
+
+    Gate fetchGate;
+    Gate readinessGate;
+
+private:
+    mutable std::mutex m_mutex;
+    UsageSnapshot m_snapshot;
+    std::deque<LocalProviderReadiness> m_readiness{LocalProviderReadiness::ready()};
+    std::optional<bool> m_lastForceLive;
+    std::atomic<int> m_fetches{0};
+    std::atomic<int> m_readinessChecks{0};
+};
+
+class FakeCodexProvider : public UsageProvider {
+public:
+    LocalProviderReadiness readiness() const override { return script->readiness(); }
+    UsageSnapshot fetch(bool forceLive) const override { return script->fetch(forceLive); }
+    std::shared_ptr<ProviderScript> script = std::make_shared<ProviderScript>(
+        UsageSnapshot::unavailable("codex", "Codex", "Codex fake has no data."));
+};
+
+// A Claude Code provider with scripted answers; the hook installs and uninstalls as told.
+class FakeClaudeProvider : public ClaudeUsageProvider {
+public:
+    LocalProviderReadiness readiness() const override { return script->readiness(); }
+    UsageSnapshot fetch(bool forceLive) const override { return script->fetch(forceLive); }
+    void installStatusLineSync() const override;
+    void uninstallStatusLineSync() const override;
+
+    std::shared_ptr<ProviderScript> script = std::make_shared<ProviderScript>(
+        UsageSnapshot::unavailable("claude-code", "Claude Code", "Claude fake has no data."));
+    std::atomic<bool> uninstallFails{false};
+    mutable std::atomic<int> installs{0};
+};
+
+class FakeNotifier : public Notifier {
+public:
+    QFuture<bool> requestAuthorization() override;
+    QFuture<void> send(const QString& title, const QString& body) override;
+
+    bool authorizes = true;
+    int authorizationRequests = 0;
+    QStringList sent; // "title | body"
+};
+
+// Every desktop seam at once, recording what the model asked of it.
+class FakeDesktop : public UrlOpener,
+                    public Clipboard,
+                    public TerminalLauncher,
+                    public ImageChooser,
+                    public WindowPresentation {
+public:
+    void open(const QUrl& url) override { openedUrls.append(url); }
+    void setText(const QString& text) override { clipboard = text; }
+    bool start() override {
+        ++terminalsStarted;
+        return true;
+    }
+    void chooseImage(QWindow* over, std::function<void(const QString&)> chosen) override;
+    void showBreakWindow() override {}
+    void showSettingsWindow() override {}
+    QWindow* visibleSettingsWindow() const override { return settingsWindow; }
+
+    QList<QUrl> openedUrls;
+    std::optional<QString> clipboard;
+    int terminalsStarted = 0;
+    std::optional<QString> chosenImage; // what the file dialog answers; nothing: cancelled
+    QWindow* settingsWindow = nullptr;
+    QWindow* imageDialogParent = nullptr;
+    int imageDialogsShown = 0;
+};
+
+class FakeUpdateChecker : public UpdateChecking {
+public:
+    std::optional<AppUpdateManifest> check(const QString& currentVersion) const override;
+
+    mutable Gate gate;
+    mutable std::atomic<int> checks{0};
+    mutable std::mutex mutex;
+    mutable QString lastVersion;
+    std::optional<AppUpdateManifest> offer; // set before checking
+    std::optional<QString> failure;         // thrown as an Error when set
+};
+
+// A temporary home with the real preferences file and snapshot caches in it, and fakes for the
+// providers and the desktop.
+class ModelHarness {
+public:
+    ModelHarness() = default;
+    ModelHarness(const ModelHarness&) = delete;
+    ModelHarness& operator=(const ModelHarness&) = delete;
+    // Opens every gate, so that no pool thread stays blocked after a failed test.
+    ~ModelHarness();
+    AppModel::Services services(const AppTiming& timing = {}) const;
+    std::unique_ptr<AppModel> makeModel(const AppTiming& timing = {}) const;
+    // The real Claude Code provider in this home, with Claude Code installed (a script).
+    std::shared_ptr<ClaudeUsageProvider> realClaudeProvider() const;
+
+    QString preferencesPath() const { return home.filePath(".config/Lumora/preferences.json"); }
+    QString data(const QString& name) const { return home.filePath(".local/share/Lumora/" + name); }
+    QString claudeCachePath() const { return data("claude-code-snapshot.json"); }
+    QString codexCachePath() const { return data("codex-snapshot.json"); }
+    // Writes one key into the preferences file, as an earlier run would have.
+    void storePreference(const QString& key, const QJsonValue& value) const;
+    std::optional<QJsonValue> storedPreference(const QString& key) const;
+
+    TemporaryHome home;
+    std::shared_ptr<FakeClaudeProvider> claude = std::make_shared<FakeClaudeProvider>();
+    std::shared_ptr<FakeCodexProvider> codex = std::make_shared<FakeCodexProvider>();
+    std::shared_ptr<FakeNotifier> notifier = std::make_shared<FakeNotifier>();
+    std::shared_ptr<FakeDesktop> desktop = std::make_shared<FakeDesktop>();
+    std::shared_ptr<FakeUpdateChecker> updateChecker; // none: no update channel
+};
+
+// A snapshot with one session window, captured now (whole seconds, as the caches store them).
+UsageSnapshot usage(const QString& providerID, Availability availability,
+                    std::optional<double> usedRatio,
+                    std::optional<QDateTime> resetsAt = std::nullopt);
+
+} // namespace lumora::test

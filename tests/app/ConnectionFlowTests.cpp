@@ -1,0 +1,298 @@
+#include "AppTestSupport.h"
+
+#include "core/CodexUsageProvider.h"
+
+#include <QJsonDocument>
+#include <QJsonObject>
+
+#include <gtest/gtest.h>
+
+using namespace lumora;
+using namespace lumora::test;
+using Kind = ProviderConnectionState::Kind;
+using Readiness = LocalProviderReadiness;
+using State = ProviderConnectionState;
+
+namespace {
+
+class ConnectionFlowTest : public ::testing::Test {
+protected:
+    std::unique_ptr<AppModel> model(int checks = 90) const {
+        AppTiming timing;
+        timing.connectionCheckInterval = std::chrono::milliseconds(1);
+        timing.connectionChecks = checks;
+        return harness.makeModel(timing);
+    }
+    static Kind claudeState(const AppModel& m) {
+        return m.connections()->claudeConnectionState().kind();
+    }
+    static Kind codexState(const AppModel& m) {
+        return m.connections()->codexConnectionState().kind();
+    }
+    QJsonObject claudeSettings() const {
+        return QJsonDocument::fromJson(readFile(harness.home.filePath(".claude/settings.json")))
+            .object();
+    }
+
+    ModelHarness harness;
+};
+
+} // namespace
+
+TEST_F(ConnectionFlowTest, ReadinessVerdictsSetTheStatesOfBothProviders) {
+    const auto m = model();
+    const struct {
+        Readiness readiness;
+        State claude;
+        State codex;
+    } table[] = {
+        {Readiness::executableMissing(), State::executableMissing(), State::executableMissing()},
+        {Readiness::loginRequired(), State::loginRequired(), State::loginRequired()},
+        {Readiness::setupRequired(), State::setupRequired(),
+         State::failed("Codex setup is incomplete.")},
+        {Readiness::unavailable("timed out"), State::failed("timed out"),
+         State::failed("timed out")},
+    };
+    for (const auto& row : table) {
+        m->handleClaudeReadiness(row.readiness);
+        m->handleCodexReadiness(row.readiness);
+        EXPECT_EQ(m->connections()->claudeConnectionState(), row.claude);
+        EXPECT_EQ(m->connections()->codexConnectionState(), row.codex);
+    }
+    settle();
+    EXPECT_FALSE(harness.storedPreference("providerEnabled")); // none of these connects
+
+    // Ready connects: state back to rest, the switch on and stored, and a refresh of both.
+    harness.codex->script->setSnapshot(usage("codex", Availability::ready, 0.25));
+    m->handleClaudeReadiness(Readiness::ready());
+    m->handleCodexReadiness(Readiness::ready());
+    EXPECT_EQ(claudeState(*m), Kind::disconnected);
+    EXPECT_EQ(codexState(*m), Kind::disconnected);
+    EXPECT_EQ(harness.storedPreference("providerEnabled"), QJsonValue(true));
+    EXPECT_EQ(harness.storedPreference("codexEnabled"), QJsonValue(true));
+    ASSERT_TRUE(waitUntil([&] { return m->codexSnapshot().availability == Availability::ready; }));
+    EXPECT_EQ(harness.claude->script->fetches(), 1);
+}
+
+TEST_F(ConnectionFlowTest, ClaudeSetUpChecksThenInstallsTheHookAndForcesLiveData) {
+    AppModel m(harness.services());
+    harness.claude->script->setReadiness({Readiness::setupRequired()});
+    m.continueClaudeSetup(); // resting state: the button checks first
+    EXPECT_EQ(claudeState(m), Kind::checking);
+    ASSERT_TRUE(waitUntil([&] { return claudeState(m) == Kind::setupRequired; }));
+    EXPECT_EQ(harness.claude->installs, 0);
+
+    QList<Kind> states;
+    QObject::connect(m.connections(), &ProviderConnections::claudeConnectionStateChanged,
+                     [&] { states << claudeState(m); });
+    m.continueClaudeSetup();
+    ASSERT_TRUE(waitUntil([&] { return harness.claude->script->fetches() == 1; }));
+    settle();
+    EXPECT_EQ(states, QList<Kind>({Kind::waiting, Kind::disconnected}));
+    EXPECT_EQ(harness.claude->installs, 1);
+    EXPECT_TRUE(m.preferences()->claudeEnabled());
+    // The forced refresh ran; the switch's own refresh came second and was dropped.
+    EXPECT_EQ(harness.claude->script->lastForceLive(), true);
+    EXPECT_EQ(harness.claude->script->fetches(), 1);
+}
+
+TEST_F(ConnectionFlowTest, TheRealHookIsInstalledAndAFailureKeepsTheSettings) {
+    AppModel::Services services = harness.services();
+    const auto real = harness.realClaudeProvider();
+    services.claudeProvider = real;
+    AppModel m(services);
+
+    const QByteArray foreign = "[\"not\", \"an object\"]\n";
+    writeFile(harness.home.filePath(".claude/settings.json"), foreign);
+    m.handleClaudeReadiness(Readiness::setupRequired());
+    m.continueClaudeSetup();
+    ASSERT_TRUE(waitUntil([&] { return claudeState(m) == Kind::failed; }));
+    EXPECT_EQ(m.connections()->claudeConnectionState().message(),
+              "Claude Code settings could not be updated safely.");
+    EXPECT_EQ(readFile(harness.home.filePath(".claude/settings.json")), foreign);
+    EXPECT_FALSE(m.preferences()->claudeEnabled());
+
+    // From the failed state the button checks readiness again instead of installing.
+    writeFile(harness.home.filePath(".claude/settings.json"), R"({"theme": "dark"})");
+    m.continueClaudeSetup();
+    ASSERT_TRUE(waitUntil([&] { return claudeState(m) == Kind::setupRequired; }));
+    EXPECT_FALSE(real->statusLineInstaller().isInstalled());
+
+    m.continueClaudeSetup();
+    ASSERT_TRUE(waitUntil([&] { return m.preferences()->claudeEnabled(); }));
+    ASSERT_TRUE(waitUntil([&] { return !m.isRefreshing(); }));
+    EXPECT_TRUE(real->statusLineInstaller().isInstalled());
+    EXPECT_TRUE(claudeSettings()
+                    .value("statusLine")
+                    .toObject()
+                    .value("command")
+                    .toString()
+                    .contains("claude-statusline.sh"));
+    EXPECT_EQ(claudeSettings().value("theme"), "dark");
+    EXPECT_EQ(m.snapshot().statusMessage,
+              "Open Claude Code and send a message once to sync usage.");
+}
+
+TEST_F(ConnectionFlowTest, SetUpSendsTheUserToTheRightPlaceAndWatches) {
+    const auto m = model();
+    harness.claude->script->setReadiness({Readiness::executableMissing()});
+    harness.codex->script->setReadiness({Readiness::executableMissing()});
+    harness.codex->script->readinessGate.close(); // keep the Codex monitor waiting
+
+    m->handleClaudeReadiness(Readiness::loginRequired());
+    m->continueClaudeSetup();
+    EXPECT_EQ(claudeState(*m), Kind::waiting);
+    EXPECT_TRUE(m->connections()->isClaudeMonitorRunning());
+    m->handleClaudeReadiness(Readiness::executableMissing());
+    m->continueClaudeSetup();
+    m->handleCodexReadiness(Readiness::executableMissing());
+    m->continueCodexSetup();
+    EXPECT_EQ(codexState(*m), Kind::waiting);
+    EXPECT_EQ(harness.desktop->openedUrls,
+              QList<QUrl>({QUrl("https://code.claude.com/docs/en/authentication"),
+                           QUrl("https://code.claude.com/docs/en/setup"),
+                           QUrl("https://openai.com/codex/")}));
+    EXPECT_FALSE(harness.desktop->clipboard.has_value());
+    EXPECT_EQ(harness.desktop->terminalsStarted, 0);
+
+    // Signing in to Codex happens in a terminal, with the command on the clipboard.
+    m->handleCodexReadiness(Readiness::loginRequired());
+    m->continueCodexSetup();
+    EXPECT_EQ(harness.desktop->clipboard, "codex login");
+    EXPECT_EQ(harness.desktop->terminalsStarted, 1);
+    EXPECT_EQ(codexState(*m), Kind::waiting);
+    EXPECT_TRUE(m->connections()->isCodexMonitorRunning());
+    EXPECT_EQ(harness.desktop->openedUrls.size(), 3);
+    harness.codex->script->readinessGate.open();
+}
+
+TEST_F(ConnectionFlowTest, OtherStatesRunAReadinessCheck) {
+    const auto m = model();
+    m->handleClaudeReadiness(Readiness::unavailable("broken"));
+    m->handleCodexReadiness(Readiness::setupRequired()); // failed: incomplete set-up
+    harness.claude->script->setReadiness({Readiness::loginRequired()});
+    harness.codex->script->setReadiness({Readiness::ready()});
+    m->continueClaudeSetup();
+    m->continueCodexSetup();
+    EXPECT_EQ(claudeState(*m), Kind::checking);
+    EXPECT_EQ(codexState(*m), Kind::checking);
+    ASSERT_TRUE(waitUntil([&] { return claudeState(*m) == Kind::loginRequired; }));
+    ASSERT_TRUE(waitUntil([&] { return m->preferences()->codexEnabled(); }));
+    EXPECT_EQ(codexState(*m), Kind::disconnected);
+    EXPECT_TRUE(harness.desktop->openedUrls.isEmpty());
+    EXPECT_FALSE(m->connections()->isClaudeMonitorRunning());
+}
+
+TEST_F(ConnectionFlowTest, MonitorsEndOnTheirOwnVerdictOrAfterTheLastCheck) {
+    const auto m = model();
+    // Claude Code: anything but a missing tool ends the watch.
+    harness.claude->script->setReadiness({Readiness::executableMissing(),
+                                          Readiness::executableMissing(),
+                                          Readiness::setupRequired()});
+    // Codex: only ready does.
+    harness.codex->script->setReadiness(
+        {Readiness::loginRequired(), Readiness::unavailable("not yet"), Readiness::ready()});
+    m->beginClaudeConnectionMonitoring();
+    m->beginCodexConnectionMonitoring();
+    ASSERT_TRUE(waitUntil([&] {
+        return !m->connections()->isClaudeMonitorRunning() &&
+               !m->connections()->isCodexMonitorRunning();
+    }));
+    EXPECT_EQ(harness.claude->script->readinessChecks(), 3);
+    EXPECT_EQ(claudeState(*m), Kind::setupRequired);
+    EXPECT_EQ(harness.codex->script->readinessChecks(), 3);
+    EXPECT_TRUE(m->preferences()->codexEnabled());
+
+    // Waiting for nothing: after 90 checks the state returns to rest.
+    const auto patient = model(90);
+    harness.codex->script->setReadiness({Readiness::loginRequired()});
+    patient->handleCodexReadiness(Readiness::loginRequired());
+    patient->continueCodexSetup();
+    ASSERT_TRUE(waitUntil([&] { return !patient->connections()->isCodexMonitorRunning(); }));
+    EXPECT_EQ(harness.codex->script->readinessChecks(), 3 + 90);
+    EXPECT_EQ(codexState(*patient), Kind::disconnected);
+}
+
+TEST_F(ConnectionFlowTest, SwitchingAProviderOffCancelsItsMonitor) {
+    const auto m = model();
+    harness.codex->script->setReadiness({Readiness::loginRequired()});
+    harness.codex->script->readinessGate.close();
+    m->handleCodexReadiness(Readiness::loginRequired());
+    m->continueCodexSetup();
+    ASSERT_TRUE(waitUntil([&] { return harness.codex->script->readinessGate.waiting() == 1; }));
+
+    // The user gives up while a check runs; that check then answers "ready".
+    harness.codex->script->setReadiness({Readiness::ready()});
+    m->preferences()->setCodexEnabled(false);
+    EXPECT_FALSE(m->connections()->isCodexMonitorRunning());
+    EXPECT_EQ(codexState(*m), Kind::disconnected);
+    harness.codex->script->readinessGate.open();
+    settle();
+    EXPECT_EQ(harness.codex->script->readinessChecks(), 1);
+    EXPECT_FALSE(m->preferences()->codexEnabled()); // the late answer does not switch it on
+}
+
+TEST_F(ConnectionFlowTest, DisconnectingClaudeRemovesTheHookAndSwitchesItOff) {
+    writeFile(harness.home.filePath(".claude/settings.json"),
+              R"({"statusLine": {"type": "command", "command": "echo mine"}})");
+    const auto real = harness.realClaudeProvider();
+    real->installStatusLineSync();
+    harness.storePreference("providerEnabled", true);
+    AppModel::Services services = harness.services();
+    services.claudeProvider = real;
+    AppModel m(services);
+    ASSERT_TRUE(waitFor(m.refresh(false)));
+
+    ASSERT_TRUE(waitFor(m.disconnectClaude()));
+    EXPECT_FALSE(m.preferences()->claudeEnabled());
+    EXPECT_EQ(harness.storedPreference("providerEnabled"), QJsonValue(false));
+    EXPECT_EQ(claudeState(m), Kind::disconnected);
+    EXPECT_EQ(m.snapshot().statusMessage, "Claude Code is disconnected.");
+    EXPECT_EQ(claudeSettings().value("statusLine").toObject().value("command"), "echo mine");
+
+    // A removal that fails keeps the switch on and says why.
+    harness.storePreference("providerEnabled", true);
+    harness.claude->uninstallFails = true;
+    const auto failing = model();
+    ASSERT_TRUE(waitFor(failing->disconnectClaude()));
+    EXPECT_TRUE(failing->preferences()->claudeEnabled());
+    EXPECT_EQ(failing->connections()->claudeConnectionState(),
+              State::failed("The hook could not be removed."));
+}
+
+// With the real provider, whose readiness checks start `codex` from the thread pool. Qt starts
+// child processes with vfork semantics, which ThreadSanitizer cannot follow (the child shares the
+// thread's sanitizer state); the test has a fixture of its own so that the sanitizer run, which
+// selects tests by name, leaves it out.
+using RealCodexSignInTest = ConnectionFlowTest;
+
+TEST_F(RealCodexSignInTest, IsWatchedUntilTheToolIsReady) {
+    // A fake codex: signed out until a file appears, then it answers the app-server handshake.
+    const QString codex = harness.home.filePath("tools/codex");
+    const QString signedIn = harness.home.filePath("signed-in");
+    writeScript(codex, "case \"$1\" in\nlogin) [ -e '" + signedIn.toUtf8() +
+                           "' ];;\napp-server) read -r _; echo '{\"id\":1,\"result\":{}}'; "
+                           "read -r _; read -r _; echo '{\"id\":2,\"result\":{\"rateLimits\":"
+                           "{\"primary\":{\"usedPercent\":42,\"windowDurationMins\":300}}}}'; "
+                           "exec cat > /dev/null;;\nesac\n");
+    CodexUsageProvider::Options options;
+    options.homeDirectory = harness.home.path();
+    options.executableOverride = codex;
+    AppTiming timing;
+    timing.connectionCheckInterval = std::chrono::milliseconds(20);
+    AppModel::Services services = harness.services(timing);
+    services.codexProvider = std::make_shared<CodexUsageProvider>(options);
+    AppModel m(services);
+
+    m.continueCodexSetup();
+    ASSERT_TRUE(waitUntil([&] { return codexState(m) == Kind::loginRequired; }));
+    m.continueCodexSetup();
+    EXPECT_EQ(harness.desktop->clipboard, "codex login");
+    EXPECT_TRUE(m.connections()->isCodexMonitorRunning());
+
+    writeFile(signedIn, "yes"); // the user signs in in the terminal
+    ASSERT_TRUE(waitUntil([&] { return m.preferences()->codexEnabled(); }));
+    ASSERT_TRUE(waitUntil([&] { return m.codexSnapshot().availability == Availability::ready; }));
+    EXPECT_EQ(codexState(m), Kind::disconnected);
+    EXPECT_EQ(m.menuBarDisplayText(), "Codex 58%");
+}
