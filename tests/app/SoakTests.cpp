@@ -6,31 +6,12 @@
 #include "core/CodexUsageProvider.h"
 #include "support/ProcessInspection.h"
 
-#include <QFile>
-
 #include <gtest/gtest.h>
 
 #include <cstdio>
 
 using namespace lumora;
 using namespace lumora::test;
-
-namespace {
-
-qint64 residentMemoryBytes() {
-    QFile status(QStringLiteral("/proc/self/status"));
-    if (!status.open(QIODevice::ReadOnly)) {
-        return -1;
-    }
-    for (const QByteArray& line : status.readAll().split('\n')) {
-        if (line.startsWith("VmRSS:")) {
-            return line.mid(6).trimmed().split(' ').first().toLongLong() * 1024;
-        }
-    }
-    return -1;
-}
-
-} // namespace
 
 TEST(ModelSoak, AThousandRefreshesKeepMemoryAndFileDescriptorsFlat) {
     ModelHarness harness;

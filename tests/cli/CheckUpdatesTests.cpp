@@ -3,7 +3,6 @@
 #include "core/BuildInfo.h"
 #include "support/TestSupport.h"
 
-#include <QProcess>
 #include <QUrl>
 
 #include <gtest/gtest.h>
@@ -15,25 +14,9 @@ namespace {
 
 class CheckUpdatesCommand : public ::testing::Test {
 protected:
-    struct Result {
-        int exitCode = -1;
-        QString out;
-        QString err;
-    };
+    using Result = CommandOutcome;
     Result checkUpdates(const QStringList& options) const {
-        QProcess process;
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert("HOME", home.path());
-        process.setProcessEnvironment(environment);
-        process.setWorkingDirectory(home.path());
-        process.start(builtExecutable("lumora"), QStringList{"check-updates"} + options);
-        if (!process.waitForFinished(30000)) {
-            ADD_FAILURE() << "lumora did not finish";
-            process.kill();
-            process.waitForFinished();
-        }
-        return {process.exitCode(), QString::fromUtf8(process.readAllStandardOutput()),
-                QString::fromUtf8(process.readAllStandardError())};
+        return runLumora(home.path(), QStringList{"check-updates"} + options);
     }
     QString writeFeed(const QByteArray& version) const {
         writeFile(home.filePath("feed.json"),

@@ -7,7 +7,6 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QProcess>
 
 #include <gtest/gtest.h>
 
@@ -16,10 +15,7 @@ using namespace lumora::test;
 
 namespace {
 
-struct Outcome {
-    int exitCode = -1;
-    QString out;
-};
+using Outcome = CommandOutcome;
 
 const QByteArray usageAnswer =
     R"({"id":2,"result":{"rateLimits":{"primary":{"usedPercent":42,"windowDurationMins":300}}}})";
@@ -27,25 +23,10 @@ const QByteArray usageAnswer =
 class CodexCommandLineTest : public ::testing::Test {
 protected:
     Outcome lumora(const QStringList& arguments, bool withCodex = true) const {
-        QProcess process;
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert("HOME", home.path());
-        environment.remove("XDG_DATA_HOME");
-        environment.remove("XDG_CONFIG_HOME");
-        environment.remove("LUMORA_CLAUDE_PATH");
-        if (withCodex) {
-            environment.insert("LUMORA_CODEX_PATH", codex());
-        } else {
-            environment.remove("LUMORA_CODEX_PATH");
+        if (!withCodex) {
+            return runLumora(home.path(), arguments);
         }
-        process.setProcessEnvironment(environment);
-        process.start(builtExecutable("lumora"), arguments);
-        if (!process.waitForFinished(30000)) {
-            ADD_FAILURE() << "lumora did not finish";
-            process.kill();
-            process.waitForFinished();
-        }
-        return {process.exitCode(), QString::fromUtf8(process.readAllStandardOutput())};
+        return runLumora(home.path(), arguments, {{"LUMORA_CODEX_PATH", codex()}});
     }
     // A fake codex: `login status` runs `login`, `app-server` answers the handshake.
     void installCodex(const QByteArray& login) const {

@@ -6,7 +6,6 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QProcess>
 
 #include <gtest/gtest.h>
 
@@ -15,31 +14,11 @@ using namespace lumora::test;
 
 namespace {
 
-struct Outcome {
-    int exitCode = -1;
-    QString out;
-    QString err;
-};
+using Outcome = CommandOutcome;
 
 class CommandLineTest : public ::testing::Test {
 protected:
-    Outcome lumora(const QStringList& arguments) const {
-        QProcess process;
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert("HOME", home.path());
-        environment.remove("XDG_DATA_HOME");
-        environment.remove("XDG_CONFIG_HOME");
-        environment.remove("LUMORA_CLAUDE_PATH");
-        process.setProcessEnvironment(environment);
-        process.start(builtExecutable("lumora"), arguments);
-        if (!process.waitForFinished(30000)) {
-            ADD_FAILURE() << "lumora did not finish";
-            process.kill();
-            process.waitForFinished();
-        }
-        return {process.exitCode(), QString::fromUtf8(process.readAllStandardOutput()),
-                QString::fromUtf8(process.readAllStandardError())};
-    }
+    Outcome lumora(const QStringList& arguments) const { return runLumora(home.path(), arguments); }
     void installClaude() const { writeScript(home.filePath(".local/bin/claude"), "exit 0\n"); }
     QString data(const QString& name) const { return home.path() + "/.local/share/Lumora/" + name; }
     QString preferencesFile() const { return home.path() + "/.config/Lumora/preferences.json"; }

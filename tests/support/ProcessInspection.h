@@ -76,18 +76,28 @@ inline constexpr bool residentMemoryIsMeaningful = true;
 inline constexpr bool residentMemoryIsMeaningful = true;
 #endif
 
-// The peak resident memory (VmHWM) of this process, in bytes.
-inline qint64 peakMemoryBytes() {
+// A memory figure of this process from /proc/self/status ("VmHWM", "VmRSS"), in bytes.
+inline qint64 memoryStatusBytes(const QByteArray& field) {
     QFile file(QStringLiteral("/proc/self/status"));
     if (!file.open(QIODevice::ReadOnly)) {
         return -1;
     }
     for (const QByteArray& line : file.readAll().split('\n')) {
-        if (line.startsWith("VmHWM:")) {
-            return line.mid(6).trimmed().split(' ').first().toLongLong() * 1024;
+        if (line.startsWith(field + ':')) {
+            return line.mid(field.size() + 1).trimmed().split(' ').first().toLongLong() * 1024;
         }
     }
     return -1;
+}
+
+// The peak resident memory (VmHWM) of this process, in bytes.
+inline qint64 peakMemoryBytes() {
+    return memoryStatusBytes("VmHWM");
+}
+
+// The resident memory (VmRSS) of this process now, in bytes.
+inline qint64 residentMemoryBytes() {
+    return memoryStatusBytes("VmRSS");
 }
 
 // Starts a new peak: VmHWM drops to the current resident size.

@@ -3,6 +3,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QProcess>
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -70,6 +71,30 @@ void setModificationTime(const QString& path, const QDateTime& when) {
         !file.setFileTime(when, QFileDevice::FileModificationTime)) {
         ADD_FAILURE() << "cannot set the modification time of " << path.toStdString();
     }
+}
+
+CommandOutcome runLumora(const QString& home, const QStringList& arguments,
+                         const QList<QPair<QString, QString>>& environment) {
+    QProcess process;
+    QProcessEnvironment variables = QProcessEnvironment::systemEnvironment();
+    variables.insert("HOME", home);
+    for (const char* name :
+         {"XDG_DATA_HOME", "XDG_CONFIG_HOME", "LUMORA_CLAUDE_PATH", "LUMORA_CODEX_PATH"}) {
+        variables.remove(QString::fromLatin1(name));
+    }
+    for (const auto& [name, value] : environment) {
+        variables.insert(name, value);
+    }
+    process.setProcessEnvironment(variables);
+    process.setWorkingDirectory(home);
+    process.start(builtExecutable("lumora"), arguments);
+    if (!process.waitForFinished(30000)) {
+        ADD_FAILURE() << "lumora did not finish";
+        process.kill();
+        process.waitForFinished();
+    }
+    return {process.exitCode(), QString::fromUtf8(process.readAllStandardOutput()),
+            QString::fromUtf8(process.readAllStandardError())};
 }
 
 QString builtExecutable(const QString& name) {

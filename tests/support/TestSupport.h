@@ -53,6 +53,18 @@ void writeScript(const QString& path, const QByteArray& body);
 int fileMode(const QString& path); // permission bits, e.g. 0600
 void setModificationTime(const QString& path, const QDateTime& when);
 
+// What one run of the built lumora printed, and its exit code.
+struct CommandOutcome {
+    int exitCode = -1;
+    QString out;
+    QString err;
+};
+// Runs the built lumora as a user would, in `home` as its HOME and working folder, with the XDG
+// folders and the tool overrides (LUMORA_CLAUDE_PATH, LUMORA_CODEX_PATH) cleared; `environment`
+// sets more variables.
+CommandOutcome runLumora(const QString& home, const QStringList& arguments,
+                         const QList<QPair<QString, QString>>& environment = {});
+
 // Absolute path of an executable produced by this build (lumora, the hook helper).
 QString builtExecutable(const QString& name);
 QString fixturePath(const QString& relative);
