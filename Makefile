@@ -51,7 +51,8 @@ test-tsan: setup
 		ctest --test-dir build-tsan --output-on-failure -j $(JOBS) -R '$(TSAN_TESTS)'
 
 # Fuzzing: every target for FUZZ_SECONDS each (default 60), starting from the seed corpora in
-# fuzz/corpus; new inputs land in fuzz-out/<target>/, problems in fuzz-out/<target>-findings/.
+# fuzz/corpus; new inputs land in fuzz-out/<target>/, problems in fuzz-out/<target>-findings/
+# (crashes, leaks, time-outs and memory blow-ups fail the run; slow-unit reports only inform).
 FUZZ_SECONDS ?= 60
 FUZZ_TARGETS = fuzz_claude_cache fuzz_codex_transcript fuzz_snapshot fuzz_manifest \
 	fuzz_json_extract fuzz_installer
@@ -69,7 +70,7 @@ fuzz:
 		build-fuzz/bin/$$t -max_total_time=$(FUZZ_SECONDS) -print_final_stats=1 \
 			-artifact_prefix=$$findings/ fuzz-out/$$name fuzz/corpus/$$name 2>&1 \
 			| grep -E "^(stat::number_of_executed_units|SUMMARY|invariant)" || true; \
-		if [ -n "$$(ls -A $$findings)" ]; then \
+		if [ -n "$$(find $$findings -name 'crash-*' -o -name 'leak-*' -o -name 'timeout-*' -o -name 'oom-*')" ]; then \
 			echo "$$t found a problem: see $$findings/"; failed="$$failed $$t"; fi; \
 	done; [ -z "$$failed" ] || { echo "fuzzing found problems in:$$failed"; exit 1; }
 
