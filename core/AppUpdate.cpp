@@ -219,6 +219,12 @@ QByteArray AppUpdateChecker::fetch(const QUrl& url) const {
     idle.setSingleShot(true);
     idle.setInterval(m_transport.timeout);
     QObject::connect(&idle, &QTimer::timeout, &loop, [&] { halt(Stop::timedOut); });
+    // And a limit for the whole request, so that a server trickling a byte now and then cannot
+    // hold a worker thread for hours.
+    QTimer whole;
+    whole.setSingleShot(true);
+    whole.setInterval(m_transport.timeout * AppUpdateChecker::wholeRequestTimeouts);
+    QObject::connect(&whole, &QTimer::timeout, &loop, [&] { halt(Stop::timedOut); });
 
     const auto take = [&] {
         idle.start();
@@ -247,6 +253,7 @@ QByteArray AppUpdateChecker::fetch(const QUrl& url) const {
     QObject::connect(reply.get(), &QNetworkReply::finished, &loop, &QEventLoop::quit);
     if (!reply->isFinished()) {
         idle.start();
+        whole.start();
         loop.exec();
     }
     if (reply->bytesAvailable() > 0) {

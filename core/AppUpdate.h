@@ -87,9 +87,11 @@ std::optional<QUrl> configuredUpdateFeedURL(const QString& setting);
 class AppUpdateChecker {
 public:
     static constexpr std::chrono::milliseconds defaultTimeout{15000};
+    static constexpr int wholeRequestTimeouts = 4;
 
     struct Transport {
-        // A request is given up when nothing arrives for this long.
+        // A request is given up when nothing arrives for this long, or when it has not finished
+        // after `wholeRequestTimeouts` times this long.
         std::chrono::milliseconds timeout = defaultTimeout;
         // Certificate authorities trusted in addition to the system's, by this checker only.
         QList<QSslCertificate> extraCaCertificates;

@@ -12,6 +12,7 @@
 #include <QSslSocket>
 #include <QTcpServer>
 #include <QThread>
+#include <QTimer>
 #include <QWaitCondition>
 
 #include <gtest/gtest.h>
@@ -39,6 +40,7 @@ public:
         QByteArray body;
         qint64 streamedSize = 0; // instead of `body`: this many blanks, as fast as they are read
         bool silent = false;     // read the request, never answer
+        bool trickle = false;    // announce `streamedSize` bytes, then send one every 50 ms
     };
 
     LocalHttpsServer(const QSslCertificate& certificate, const QSslKey& key) {
@@ -115,6 +117,12 @@ private:
             socket->write("HTTP/1.1 " + answer.status +
                           "\r\nContent-Length: " + QByteArray::number(size) +
                           "\r\nConnection: close\r\n" + answer.headers + "\r\n" + answer.body);
+            if (answer.trickle) {
+                auto* drip = new QTimer(socket);
+                QObject::connect(drip, &QTimer::timeout, socket, [=] { socket->write(" "); });
+                drip->start(50);
+                return;
+            }
             if (!answer.streamedSize) {
                 socket->disconnectFromHost();
                 return;
@@ -298,6 +306,13 @@ TEST_F(UpdateFeedOverHttps, SilentServersTimeOut) {
         EXPECT_EQ(outcome(checker(feed, 300ms)), "network: The request timed out.")
             << feed.toString().toStdString();
     }
+}
+
+TEST_F(UpdateFeedOverHttps, AServerThatTricklesIsGivenUpOnAsAWhole) {
+    // Every byte arrives well within the idle limit, but the whole body would take an hour.
+    server->answer("/trickle.json", {"200 OK", {}, {}, 65536, false, true});
+    EXPECT_EQ(outcome(checker(server->url("/trickle.json"), 300ms)),
+              "network: The request timed out.");
 }
 
 TEST_F(UpdateFeedOverHttps, TestCertificateIsTrustedOnlyByTheCheckerGivenIt) {
