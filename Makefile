@@ -28,12 +28,14 @@ bench: build
 
 # The test suite under sanitizers, each in its own build folder: every test with AddressSanitizer
 # and UndefinedBehaviorSanitizer, and the tests of concurrent code (the process runner, the Codex
-# app-server session, the application model) with ThreadSanitizer.
+# app-server session, the application model, the cube field's render thread) with ThreadSanitizer.
+# QProcess forks from worker threads and the child only calls exec, hence die_after_fork=0.
 SANITIZER_CMAKE = -G $(GENERATOR) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DLUMORA_BUILD_BENCH=OFF \
 	-DLUMORA_STATIC_HOOK_HELPER=OFF
 ASAN_FLAGS = -fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer
 TSAN_FLAGS = -fsanitize=thread -fno-omit-frame-pointer
-TSAN_TESTS = ProcessRunner|AppServerSession|CodexProvider|AppModel|Refresh|Connection|Monitor
+TSAN_TESTS = ^(ProcessRunnerTest|AppServerSessionTest|CodexProviderTest|RefreshTest|ConnectionFlowTest|\
+	UpdateCheckTest|NotificationBusTest|PreferencesTest|BreakBackgroundPhotoTest|AmbientCubeFieldItem)\.
 test-sanitize: test-asan test-tsan
 
 test-asan: setup
@@ -47,7 +49,7 @@ test-asan: setup
 test-tsan: setup
 	@cmake -S . -B build-tsan $(SANITIZER_CMAKE) -DCMAKE_CXX_FLAGS="$(TSAN_FLAGS)" >/dev/null
 	@cmake --build build-tsan -j $(JOBS)
-	@TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1:suppressions=$(CURDIR)/tests/sanitizers/tsan.supp \
+	@TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1:die_after_fork=0:suppressions=$(CURDIR)/tests/sanitizers/tsan.supp \
 		ctest --test-dir build-tsan --output-on-failure -j $(JOBS) -R '$(TSAN_TESTS)'
 
 # Fuzzing: every target for FUZZ_SECONDS each (default 60), starting from the seed corpora in

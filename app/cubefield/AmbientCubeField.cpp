@@ -1,5 +1,7 @@
 #include "cubefield/AmbientCubeField.h"
 
+#include "ThreadHandOver.h"
+
 #include "cubefield/CubeFieldRenderer.h"
 #include "cubefield/CubeFieldRules.h"
 
@@ -7,6 +9,8 @@
 #include <QQuickWindow>
 #include <QSGSimpleTextureNode>
 #include <QtQml/qqml.h>
+
+#include <functional>
 
 #include <cmath>
 
@@ -28,6 +32,7 @@ AmbientCubeField::~AmbientCubeField() {
     // The worker uses the renderer; let a frame in flight finish before either goes away. Its
     // queued result dies with this object.
     m_worker.waitForDone();
+    takeOver();
 }
 
 void AmbientCubeField::setReduceMotion(bool reduceMotion) {
@@ -88,15 +93,22 @@ void AmbientCubeField::startFrame() {
     }
     m_rendering = true;
     cubefield::CubeFieldRenderer* renderer = m_renderer.get();
-    m_worker.start([this, renderer, target = std::move(target), phase, frozen]() mutable {
+    std::function<void()> task = [this, renderer, target = std::move(target), phase,
+                                  frozen]() mutable {
+        takeOver();
         renderer->render(target, phase);
+        handOver(); // the frame and the renderer's caches, back to the item
         QMetaObject::invokeMethod(
             this,
             [this, frame = std::move(target), frozen]() mutable {
+                takeOver();
                 finishFrame(std::move(frame), frozen);
             },
             Qt::QueuedConnection);
-    });
+        handOver(); // the posted call as well, for a destructor that drops it unrun
+    };
+    handOver(); // the renderer, the image and the task itself, to the worker
+    m_worker.start(std::move(task));
 }
 
 void AmbientCubeField::finishFrame(QImage frame, bool frozen) {

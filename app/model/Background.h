@@ -6,33 +6,14 @@
 #include <QPromise>
 #include <QThreadPool>
 
+#include "ThreadHandOver.h"
+
 #include <functional>
 #include <memory>
 #include <type_traits>
 #include <utility>
 
-#if defined(__SANITIZE_THREAD__)
-#include <sanitizer/tsan_interface.h>
-#endif
-
 namespace lumora {
-
-namespace detail {
-// Qt's thread pool and futures pass work and results between threads through locks inside Qt,
-// which ThreadSanitizer cannot see unless Qt itself is built for it. These two calls mark each
-// hand-over for it; they compile to nothing otherwise.
-inline char handOverToken;
-inline void handOver() {
-#if defined(__SANITIZE_THREAD__)
-    __tsan_release(&handOverToken);
-#endif
-}
-inline void takeOver() {
-#if defined(__SANITIZE_THREAD__)
-    __tsan_acquire(&handOverToken);
-#endif
-}
-} // namespace detail
 
 // Runs the blocking `work` on Qt's global thread pool. `work` must not throw, and must own, or
 // share ownership of, everything it touches: it may outlive whoever started it.
@@ -42,16 +23,16 @@ template <typename Work> QFuture<std::invoke_result_t<Work>> runOnPool(Work work
     QFuture<Result> future = promise->future();
     promise->start();
     std::function<void()> task = [promise, work = std::move(work)]() mutable {
-        detail::takeOver();
+        takeOver();
         if constexpr (std::is_void_v<Result>) {
             work();
         } else {
             promise->addResult(work());
         }
-        detail::handOver();
+        handOver();
         promise->finish();
     };
-    detail::handOver(); // everything the task sees is in place
+    handOver(); // everything the task sees is in place
     QThreadPool::globalInstance()->start(std::move(task));
     return future;
 }
@@ -64,7 +45,7 @@ void whenFinished(QObject* context, const QFuture<T>& future, Done done) {
     auto* watcher = new QFutureWatcher<T>(context);
     QObject::connect(watcher, &QFutureWatcherBase::finished, context,
                      [watcher, done = std::move(done)]() mutable {
-                         detail::takeOver();
+                         takeOver();
                          watcher->deleteLater();
                          done(watcher->future());
                      });
