@@ -10,9 +10,6 @@
 #include <QProcess>
 #include <QThread>
 
-#include <algorithm>
-#include <climits>
-
 namespace lumora {
 namespace {
 
@@ -30,10 +27,6 @@ QJsonObject initializeMessage() {
         {QStringLiteral("id"), initializeID},
         {QStringLiteral("method"), QStringLiteral("initialize")},
         {QStringLiteral("params"), QJsonObject{{QStringLiteral("clientInfo"), clientInfo}}}};
-}
-
-int remainingMilliseconds(const QDeadlineTimer& deadline) {
-    return static_cast<int>(std::clamp<qint64>(deadline.remainingTime(), 0, INT_MAX));
 }
 
 // The state of one conversation. Lives on the stack of readRateLimits(); the QProcess is reaped
@@ -90,22 +83,19 @@ private:
     // Sends one message: compact JSON and a line feed. A server that already exited with an
     // error is reported as such rather than as the broken pipe it left behind.
     void write(const QJsonObject& message, const QDeadlineTimer& deadline) {
-        m_process.write(QJsonDocument(message).toJson(QJsonDocument::Compact) + '\n');
-        while (m_process.bytesToWrite() > 0) {
-            if (m_process.waitForBytesWritten(remainingMilliseconds(deadline))) {
-                continue;
+        const QByteArray line = QJsonDocument(message).toJson(QJsonDocument::Compact) + '\n';
+        switch (writeToChild(m_process, line, deadline)) {
+        case ChildWrite::written:
+            return;
+        case ChildWrite::broken: {
+            const QString reason = m_process.errorString();
+            if (m_process.waitForFinished(exitReportMilliseconds)) {
+                failIfExitedWithError();
             }
-            if (m_process.error() == QProcess::WriteError ||
-                m_process.state() == QProcess::NotRunning) {
-                const QString reason = m_process.errorString();
-                if (m_process.waitForFinished(exitReportMilliseconds)) {
-                    failIfExitedWithError();
-                }
-                throw ProcessError(reason);
-            }
-            if (deadline.hasExpired()) {
-                throw CodexAppServerSession::SessionError::timedOut();
-            }
+            throw ProcessError(reason);
+        }
+        case ChildWrite::timedOut:
+            throw CodexAppServerSession::SessionError::timedOut();
         }
     }
 

@@ -20,13 +20,30 @@ qint64 milliseconds(double seconds) {
     return static_cast<qint64>(std::min(std::ceil(seconds * 1000), longest));
 }
 
-// Waits are given in whole milliseconds; a QDeadlineTimer's remaining time is -1 when it never
-// expires, which these timers never are.
+} // namespace
+
+// A QDeadlineTimer's remaining time is -1 when it never expires, which the deadlines here never
+// are.
 int remainingMilliseconds(const QDeadlineTimer& deadline) {
     return static_cast<int>(std::clamp<qint64>(deadline.remainingTime(), 0, INT_MAX));
 }
 
-} // namespace
+ChildWrite writeToChild(QProcess& process, const QByteArray& bytes,
+                        const QDeadlineTimer& deadline) {
+    process.write(bytes);
+    while (process.bytesToWrite() > 0) {
+        if (process.waitForBytesWritten(remainingMilliseconds(deadline))) {
+            continue;
+        }
+        if (process.error() == QProcess::WriteError || process.state() == QProcess::NotRunning) {
+            return ChildWrite::broken;
+        }
+        if (deadline.hasExpired()) {
+            return ChildWrite::timedOut;
+        }
+    }
+    return ChildWrite::written;
+}
 
 QString programPath(const QString& executable) {
     return QFileInfo(executable).absoluteFilePath();
@@ -69,24 +86,18 @@ ProcessResult QtProcessRunner::run(const QString& executable, const QStringList&
 
     const QDeadlineTimer writeDeadline(milliseconds(timeoutSeconds));
     const QByteArray input = standardInput.toUtf8();
-    if (!input.isEmpty()) {
-        process.write(input);
-        while (process.bytesToWrite() > 0) {
-            if (process.waitForBytesWritten(remainingMilliseconds(writeDeadline))) {
-                continue;
-            }
-            if (process.error() == QProcess::WriteError ||
-                process.state() == QProcess::NotRunning) {
-                const QString reason = process.errorString();
-                terminateAndReap(process);
-                throw ProcessError(reason);
-            }
-            if (writeDeadline.hasExpired()) {
-                // A child that never reads its input is as stuck as one that never exits.
-                terminateAndReap(process);
-                throw RunnerError::timedOut();
-            }
-        }
+    switch (input.isEmpty() ? ChildWrite::written : writeToChild(process, input, writeDeadline)) {
+    case ChildWrite::written:
+        break;
+    case ChildWrite::broken: {
+        const QString reason = process.errorString();
+        terminateAndReap(process);
+        throw ProcessError(reason);
+    }
+    case ChildWrite::timedOut:
+        // A child that never reads its input is as stuck as one that never exits.
+        terminateAndReap(process);
+        throw RunnerError::timedOut();
     }
     process.closeWriteChannel();
 

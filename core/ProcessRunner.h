@@ -2,6 +2,7 @@
 
 #include "core/Errors.h"
 
+#include <QDeadlineTimer>
 #include <QProcessEnvironment>
 #include <QString>
 #include <QStringList>
@@ -85,5 +86,15 @@ void terminateAndReap(QProcess& process, int graceMilliseconds = 2000);
 
 // The path to hand to QProcess: absolute, so that a bare name is never looked up along PATH.
 QString programPath(const QString& executable);
+
+// The time left before `deadline` in whole milliseconds, the unit of QProcess's waits; never
+// negative.
+int remainingMilliseconds(const QDeadlineTimer& deadline);
+
+// Writes `bytes` to a running child's standard input and waits until the child has taken all of
+// them. `broken` means the pipe failed (the child closed its input or exited); `timedOut` means
+// the child stopped reading and `deadline` passed first. The child is left as it is.
+enum class ChildWrite { written, broken, timedOut };
+ChildWrite writeToChild(QProcess& process, const QByteArray& bytes, const QDeadlineTimer& deadline);
 
 } // namespace lumora
