@@ -29,6 +29,25 @@ template <typename Step> std::optional<QString> attempt(Step step) {
     }
 }
 
+// The connection state a readiness verdict leads to. A ready provider shows as disconnected
+// until its first refresh; what `setupRequired` means differs between the providers.
+ProviderConnectionState stateAfter(const LocalProviderReadiness& readiness,
+                                   const ProviderConnectionState& whenSetupRequired) {
+    switch (readiness.kind()) {
+    case Kind::ready:
+        return ProviderConnectionState::disconnected();
+    case Kind::executableMissing:
+        return ProviderConnectionState::executableMissing();
+    case Kind::loginRequired:
+        return ProviderConnectionState::loginRequired();
+    case Kind::setupRequired:
+        return whenSetupRequired;
+    case Kind::unavailable:
+        return ProviderConnectionState::failed(readiness.message());
+    }
+    return ProviderConnectionState::failed(readiness.message());
+}
+
 } // namespace
 
 ConnectionMonitor::ConnectionMonitor(QObject* parent) : QObject(parent) {
@@ -185,45 +204,18 @@ void ProviderConnections::checkCodexReadiness() {
 }
 
 void ProviderConnections::handleClaudeReadiness(const LocalProviderReadiness& readiness) {
-    switch (readiness.kind()) {
-    case Kind::ready:
-        setClaudeState(ProviderConnectionState::disconnected());
+    // Claude Code's set-up is Lumora's hook, which the connect button installs.
+    setClaudeState(stateAfter(readiness, ProviderConnectionState::setupRequired()));
+    if (readiness.kind() == Kind::ready) {
         m_preferences->setClaudeEnabled(true);
-        return;
-    case Kind::executableMissing:
-        setClaudeState(ProviderConnectionState::executableMissing());
-        return;
-    case Kind::loginRequired:
-        setClaudeState(ProviderConnectionState::loginRequired());
-        return;
-    case Kind::setupRequired:
-        setClaudeState(ProviderConnectionState::setupRequired());
-        return;
-    case Kind::unavailable:
-        setClaudeState(ProviderConnectionState::failed(readiness.message()));
-        return;
     }
 }
 
 void ProviderConnections::handleCodexReadiness(const LocalProviderReadiness& readiness) {
-    switch (readiness.kind()) {
-    case Kind::ready:
-        setCodexState(ProviderConnectionState::disconnected());
+    // Codex has no hook to install: an incomplete set-up is for the user to finish.
+    setCodexState(stateAfter(readiness, ProviderConnectionState::failed(codexSetupIncomplete)));
+    if (readiness.kind() == Kind::ready) {
         m_preferences->setCodexEnabled(true);
-        return;
-    case Kind::executableMissing:
-        setCodexState(ProviderConnectionState::executableMissing());
-        return;
-    case Kind::loginRequired:
-        setCodexState(ProviderConnectionState::loginRequired());
-        return;
-    case Kind::setupRequired:
-        // Codex has no hook to install: an incomplete set-up is for the user to finish.
-        setCodexState(ProviderConnectionState::failed(codexSetupIncomplete));
-        return;
-    case Kind::unavailable:
-        setCodexState(ProviderConnectionState::failed(readiness.message()));
-        return;
     }
 }
 
