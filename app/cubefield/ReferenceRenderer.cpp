@@ -61,6 +61,22 @@ QImage blurred(const QImage& layer, double sigma) {
     return result;
 }
 
+// The four corners of a prism's top face, a rhombus around `centre`; the side faces hang
+// `depth` below the left, front and right ones.
+struct TopCorners {
+    QPointF left;
+    QPointF right;
+    QPointF top;
+    QPointF front;
+};
+
+TopCorners topCorners(QPointF centre, PrismShape shape) {
+    const double cx = centre.x();
+    const double cy = centre.y();
+    return {QPointF(cx - shape.width / 2, cy), QPointF(cx + shape.width / 2, cy),
+            QPointF(cx, cy - shape.topHeight / 2), QPointF(cx, cy + shape.topHeight / 2)};
+}
+
 } // namespace
 
 void drawBackdrop(QPainter& painter, QSizeF size, double phase) {
@@ -122,16 +138,10 @@ void drawCube(QPainter& painter, QPointF centre, double width, double topHeight,
 }
 
 void drawCubeFaces(QPainter& painter, QPointF centre, PrismShape shape, double m) {
-    const double cx = centre.x();
-    const double cy = centre.y();
-    const double w = shape.width;
-    const double t = shape.topHeight;
-    const double d = shape.depth;
-    const QPointF left(cx - w / 2, cy);
-    const QPointF right(cx + w / 2, cy);
-    const QPointF top(cx, cy - t / 2);
-    const QPointF front(cx, cy + t / 2);
-    const QPointF bottom(cx, cy + t / 2 + d);
+    const auto [left, right, top, front] = topCorners(centre, shape);
+    const QPointF bottom = front + QPointF(0, shape.depth);
+    const QPointF leftBottom = left + QPointF(0, shape.depth);
+    const QPointF rightBottom = right + QPointF(0, shape.depth);
 
     painter.setPen(Qt::NoPen);
 
@@ -141,7 +151,7 @@ void drawCubeFaces(QPainter& painter, QPointF centre, PrismShape shape, double m
     leftShade.setColorAt(0.54, metalColour(0.32 * m));
     leftShade.setColorAt(1, metalColour(0.20 * m));
     painter.setBrush(leftShade);
-    const std::array leftFace{left, front, bottom, QPointF(cx - w / 2, cy + d)};
+    const std::array leftFace{left, front, bottom, leftBottom};
     painter.drawPolygon(leftFace.data(), int(leftFace.size()));
 
     QLinearGradient rightShade(right, bottom);
@@ -149,7 +159,7 @@ void drawCubeFaces(QPainter& painter, QPointF centre, PrismShape shape, double m
     rightShade.setColorAt(0.42, metalColour(0.25 * m));
     rightShade.setColorAt(1, metalColour(0.20 * m));
     painter.setBrush(rightShade);
-    const std::array rightFace{right, front, bottom, QPointF(cx + w / 2, cy + d)};
+    const std::array rightFace{right, front, bottom, rightBottom};
     painter.drawPolygon(rightFace.data(), int(rightFace.size()));
 
     QLinearGradient topShade(left, right);
@@ -165,14 +175,7 @@ void drawCubeFaces(QPainter& painter, QPointF centre, PrismShape shape, double m
 }
 
 void drawCubeEdges(QPainter& painter, QPointF centre, PrismShape shape) {
-    const double cx = centre.x();
-    const double cy = centre.y();
-    const double w = shape.width;
-    const double t = shape.topHeight;
-    const QPointF left(cx - w / 2, cy);
-    const QPointF right(cx + w / 2, cy);
-    const QPointF top(cx, cy - t / 2);
-    const QPointF front(cx, cy + t / 2);
+    const auto [left, right, top, front] = topCorners(centre, shape);
 
     painter.setBrush(Qt::NoBrush);
 
