@@ -17,6 +17,7 @@
 
 #include <gtest/gtest.h>
 #include <memory>
+#include <optional>
 #include <sys/resource.h>
 
 using namespace lumora;
@@ -202,17 +203,19 @@ protected:
         key = QSslKey(readFile(folder.filePath("key.pem")), QSsl::Ec);
     }
     void SetUp() override {
-        ASSERT_FALSE(certificate.isNull() || key.isNull()) << "no test certificate";
-        server = std::make_unique<LocalHttpsServer>(certificate, key);
+        ASSERT_FALSE(certificate->isNull() || key->isNull()) << "no test certificate";
+        server = std::make_unique<LocalHttpsServer>(*certificate, *key);
     }
 
     AppUpdateChecker checker(const QUrl& feed, std::chrono::milliseconds timeout = 15s) const {
-        return AppUpdateChecker(feed, {timeout, {certificate}});
+        return AppUpdateChecker(feed, {timeout, {*certificate}});
     }
     AppUpdateChecker checker(const QString& path) const { return checker(server->url(path)); }
 
-    static inline QSslCertificate certificate{QByteArray()};
-    static inline QSslKey key;
+    // Made in SetUpTestSuite: Qt's TLS classes must not be touched before the application
+    // object exists, which rules out static construction.
+    static inline std::optional<QSslCertificate> certificate;
+    static inline std::optional<QSslKey> key;
     std::unique_ptr<LocalHttpsServer> server;
 };
 
