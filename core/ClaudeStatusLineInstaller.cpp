@@ -74,13 +74,20 @@ QString ClaudeStatusLineInstaller::shellQuoted(const std::optional<QString>& tex
 
 QString
 ClaudeStatusLineInstaller::statusLineScript(const std::optional<QString>& previousCommand) const {
-    // POSIX sh, the way Claude Code itself runs a status-line command. printf and [ are shell
-    // built-ins; every other program is called by absolute path, so the user's PATH plays no
-    // part. Claude Code runs this on every status update, so the script starts as few programs as
-    // it can: no mkdir once the folder exists, and the helper replaces the cache file itself
-    // (temporary file with mode 0600, then a rename; nothing written when the input holds no
-    // rate limits), which saves a chmod and an mv per update. The two messages are printf
-    // formats with a real line break before the closing quote.
+    // POSIX sh, the way Claude Code itself runs a status-line command. Claude Code runs this on
+    // every status update, and on a small machine each program started costs about a
+    // millisecond, so the script starts only the helper, twice:
+    // - the input is read with the shell's own read, not cat, and handed to the helper as a
+    //   here-document (dash writes one of up to 4 KiB straight into a pipe, with no extra
+    //   process), never through a printf pipeline;
+    // - the helper replaces the cache file itself (temporary file with mode 0600, then a rename;
+    //   nothing written when the input holds no rate limits), so no chmod and no mv;
+    // - a whole percentage is subtracted by the shell; awk only sees fractions and oddities;
+    // - mkdir only runs while the folder is missing.
+    // printf, read and [ are shell built-ins; every program is called by absolute path, so the
+    // user's PATH plays no part. The chained command gets the input exactly as it came. The two
+    // messages are printf formats with a real line break before the closing quote.
+    const QString hereDocument = QStringLiteral("LUMORA_STATUS_INPUT");
     const QStringList lines{
         QStringLiteral("#!/bin/sh"),
         QStringLiteral("set -u"),
@@ -89,24 +96,43 @@ ClaudeStatusLineInstaller::statusLineScript(const std::optional<QString>& previo
         QStringLiteral("cache_file=") + shellQuoted(rateLimitCachePath()),
         QStringLiteral("previous_command=") + shellQuoted(previousCommand),
         QStringLiteral("json_tool=") + shellQuoted(m_hookHelper),
-        QStringLiteral("input=$(/bin/cat)"),
+        QStringLiteral("input="),
+        QStringLiteral("while IFS= read -r line; do input=\"${input}${line}"),
+        QStringLiteral("\"; done"),
+        QStringLiteral("input=\"${input}${line}\""),
         QString(),
         QStringLiteral("[ -d \"${cache_directory}\" ] || /bin/mkdir -p \"${cache_directory}\" || "
                        "exit 0"),
         QStringLiteral("# Replaces the cache atomically with mode 0600; keeps it when there are no "
                        "rate limits."),
-        QStringLiteral("printf '%s' \"${input}\" | \"${json_tool}\" extract rate_limits json -o "
-                       "\"${cache_file}\" - 2>/dev/null"),
+        QStringLiteral("\"${json_tool}\" extract rate_limits json -o \"${cache_file}\" - "
+                       "2>/dev/null <<") +
+            hereDocument,
+        QStringLiteral("${input}"),
+        hereDocument,
         QString(),
         QStringLiteral("if [ -n \"${previous_command}\" ]; then"),
         QStringLiteral("    printf '%s' \"${input}\" | /bin/sh -c \"${previous_command}\""),
         QStringLiteral("fi"),
         QString(),
-        QStringLiteral("used=$(printf '%s' \"${input}\" | \"${json_tool}\" extract "
-                       "rate_limits.five_hour.used_percentage raw -o - - 2>/dev/null || true)"),
+        QStringLiteral("used=$(\"${json_tool}\" extract rate_limits.five_hour.used_percentage raw "
+                       "-o - - 2>/dev/null <<") +
+            hereDocument,
+        QStringLiteral("${input}"),
+        hereDocument,
+        QStringLiteral(")"),
+        QStringLiteral("case \"${used}\" in"),
+        QStringLiteral("    '') ;;"),
+        QStringLiteral("    0 | [1-9] | [1-9][0-9] | [1-9][0-9][0-9])"),
+        QStringLiteral("        remaining=$((100 - used))"),
+        QStringLiteral("        [ \"${remaining}\" -ge 0 ] || remaining=0 ;;"),
+        QStringLiteral("    *)"),
+        QStringLiteral(
+            "        remaining=$(/usr/bin/awk -v used=\"${used}\" 'BEGIN { value = 100 - "
+            "used; if (value < 0) value = 0; printf \"%.0f\", value }') ;;"),
+        QStringLiteral("esac"),
+        QString(),
         QStringLiteral("if [ -n \"${used}\" ]; then"),
-        QStringLiteral("    remaining=$(/usr/bin/awk -v used=\"${used}\" 'BEGIN { value = 100 - "
-                       "used; if (value < 0) value = 0; printf \"%.0f\", value }')"),
         QStringLiteral("    printf 'Lumora \u00B7 Claude Code %s%% left"),
         QStringLiteral("' \"${remaining}\""),
         QStringLiteral("elif [ -z \"${previous_command}\" ]; then"),

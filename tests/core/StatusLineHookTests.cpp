@@ -99,6 +99,33 @@ TEST_F(HookTest, SavesTheRateLimitsAndPrintsTheRemainingShare) {
               "Lumora \u00B7 Claude Code 0% left\n");
     EXPECT_EQ(run(statusInput(R"({"five_hour":{"used_percentage":0}})")),
               "Lumora \u00B7 Claude Code 100% left\n");
+
+    // Whole numbers are subtracted by the shell, everything else by awk: both ways agree at the
+    // seams between them.
+    const std::pair<QByteArray, QByteArray> percentages[] = {
+        {"100", "0"},   {"999", "0"},      {"1000", "0"}, {"99.5", "0"},
+        {"0.4", "100"}, {"\"042\"", "58"}, {"1e1", "90"}, {"-5", "105"},
+    };
+    for (const auto& [used, remaining] : percentages) {
+        EXPECT_EQ(run(statusInput(R"({"five_hour":{"used_percentage":)" + used + "}}")),
+                  "Lumora \u00B7 Claude Code " + remaining + "% left\n")
+            << used.toStdString();
+    }
+}
+
+TEST_F(HookTest, ReadsInputOfAnyLayoutAndSize) {
+    installer->install();
+    const QByteArray limits = R"({"five_hour":{"used_percentage":25}})";
+    // Pretty-printed over several lines, no final line break, and large enough that the shell
+    // can no longer hand it to the helper in one pipe write.
+    QByteArray large = statusInput(limits);
+    large.insert(1, R"("padding":")" + QByteArray(20000, 'x') + R"(",)");
+    for (const QByteArray& input : {QByteArray("{\n  \"rate_limits\":\n    " + limits + "\n}\n"),
+                                    statusInput(limits).chopped(1), large}) {
+        QFile::remove(installer->rateLimitCachePath());
+        EXPECT_EQ(run(input), "Lumora \u00B7 Claude Code 75% left\n");
+        EXPECT_EQ(readFile(installer->rateLimitCachePath()), limits);
+    }
 }
 
 TEST_F(HookTest, InputWithoutRateLimitsKeepsTheOldCache) {
@@ -133,7 +160,7 @@ TEST_F(HookTest, ThePreviousStatusLineRunsFirstWithTheSameInput) {
     const QByteArray input = statusInput(R"({"five_hour":{"used_percentage":42}})");
     const QString printed = run(input);
     EXPECT_EQ(printed, "main \U0001F33F\nLumora \u00B7 Claude Code 58% left\n");
-    EXPECT_EQ(readFile(seen), input.chopped(1)); // the shell drops the final line break
+    EXPECT_EQ(readFile(seen), input); // byte for byte, final line break included
 
     // With a previous status line and no figures, only the user's own line is shown.
     EXPECT_EQ(run(statusInput({})).count('\n'), 1);
