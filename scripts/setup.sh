@@ -48,17 +48,33 @@ if [ "${#missing[@]}" -gt 0 ]; then
 fi
 
 # The real Codex CLI, for the tests that check Lumora against it: the npm package, installed
-# into the ignored folder .deps/codex of this checkout (never globally). Skipped when present.
-# Without the registry (offline) the build still works; those tests then say they skipped.
+# into the ignored folder .deps/codex of this checkout (never globally). Skipped when the copy
+# there answers --version with the expected version; a half-finished earlier install (the
+# wrapper without its platform package) is installed again. npm prefers its own cache, so a
+# second checkout on the same machine needs no network; a failed download is tried twice more.
+# Without the registry the build still works; those tests then say they skipped.
 codex_version=0.169.0
 codex_prefix="$(cd "$(dirname "$0")/.." && pwd)/.deps/codex"
-if [ ! -x "$codex_prefix/node_modules/.bin/codex" ]; then
+codex_works() {
+    [ "$("$codex_prefix/node_modules/.bin/codex" --version 2>/dev/null)" = "codex-cli $codex_version" ]
+}
+if ! codex_works; then
     echo "setup: installing the Codex CLI $codex_version into $codex_prefix"
+    rm -rf "$codex_prefix"
     mkdir -p "$codex_prefix"
-    if ! npm install --prefix "$codex_prefix" --no-audit --no-fund --no-save --loglevel=error \
-        --fetch-retries=1 --fetch-timeout=60000 \
-        "@openai/codex@$codex_version"; then
-        echo "setup: WARNING: could not install @openai/codex from the npm registry;" \
-            "the tests against the real Codex CLI will be skipped." >&2
+    for attempt in 1 2 3; do
+        if npm install --prefix "$codex_prefix" --no-audit --no-fund --no-save --loglevel=error \
+            --prefer-offline --fetch-retries=2 --fetch-timeout=120000 \
+            "@openai/codex@$codex_version" && codex_works; then
+            break
+        fi
+        if [ "$attempt" -lt 3 ]; then
+            echo "setup: the Codex CLI install failed (attempt $attempt of 3); trying again" >&2
+            sleep $((attempt * 10))
+        fi
+    done
+    if ! codex_works; then
+        echo "setup: WARNING: could not install @openai/codex $codex_version from the npm" \
+            "registry; the tests against the real Codex CLI cannot run." >&2
     fi
 fi
