@@ -56,13 +56,43 @@ protected:
         }
     }
     QString codex() const { return home.filePath("bin/codex"); }
+    // This test is about what the real tool says, not how fast it says it: Node and a large
+    // native binary start slowly on a busy machine (a sanitizer build running beside it), so the
+    // provider gets generous limits here. The real limits are tested with fake scripts.
     CodexUsageProvider provider() const {
         CodexUsageProvider::Options options;
         options.homeDirectory = home.path();
         options.executableOverride = codex();
+        options.loginStatusTimeoutSeconds = generousSeconds;
+        options.session.timeoutMilliseconds = generousSeconds * 1000;
         return CodexUsageProvider(options);
     }
+    CodexAppServerSession session() const {
+        CodexAppServerSession::Limits limits;
+        limits.timeoutMilliseconds = generousSeconds * 1000;
+        return CodexAppServerSession(codex(), limits);
+    }
+    // What the tool says about itself when a step goes wrong: its version and sign-in status,
+    // stderr included.
+    std::string diagnosis() const {
+        QString text;
+        for (const QStringList& arguments : {QStringList{"--version"}, {"login", "status"}}) {
+            try {
+                const ProcessResult result =
+                    QtProcessRunner().run(codex(), arguments, {}, generousSeconds);
+                text += QStringLiteral("codex %1 (exit %2): %3\n")
+                            .arg(arguments.join(' '))
+                            .arg(result.exitCode)
+                            .arg(result.output.trimmed());
+            } catch (const Error& error) {
+                text +=
+                    QStringLiteral("codex %1: %2\n").arg(arguments.join(' '), error.description());
+            }
+        }
+        return text.toStdString();
+    }
 
+    static constexpr int generousSeconds = 60;
     const QStringList isolation{"--net", "--map-root-user"};
     TemporaryHome home;
 };
@@ -71,7 +101,10 @@ protected:
 
 TEST_F(RealCodexTest, SignInStatusAndTheAppServerHandshake) {
     // A fresh home: not signed in.
-    EXPECT_EQ(provider().readiness(), LocalProviderReadiness::loginRequired());
+    const LocalProviderReadiness fresh = provider().readiness();
+    EXPECT_EQ(fresh.kind(), LocalProviderReadiness::Kind::loginRequired)
+        << fresh.message().toStdString() << "\n"
+        << diagnosis();
     EXPECT_EQ(provider().fetch().statusMessage, "Sign in to Codex to continue.");
 
     // Sign in with a key on standard input; Codex does not check it before the first request.
@@ -79,26 +112,38 @@ TEST_F(RealCodexTest, SignInStatusAndTheAppServerHandshake) {
                                                       "sk-lumora-test-not-a-real-key\n", 30);
     ASSERT_EQ(login.exitCode, 0) << login.output.toStdString();
     EXPECT_TRUE(QFileInfo::exists(home.filePath(".codex/auth.json")));
-    EXPECT_EQ(provider().readiness(), LocalProviderReadiness::ready());
+    const LocalProviderReadiness signedIn = provider().readiness();
+    ASSERT_EQ(signedIn.kind(), LocalProviderReadiness::Kind::ready)
+        << signedIn.message().toStdString() << "\n"
+        << diagnosis();
 
     // The whole conversation runs; an API-key account may not read rate limits, so the server
     // answers the request with an error and the parser finds no usage in it.
-    const QString transcript = CodexAppServerSession(codex()).readRateLimits();
+    QString transcript;
+    try {
+        transcript = session().readRateLimits();
+    } catch (const Error& error) {
+        FAIL() << "the app-server conversation failed: " << error.description().toStdString()
+               << "\n"
+               << diagnosis();
+    }
     QList<QJsonObject> responses;
     const QStringList lines = transcript.split('\n', Qt::SkipEmptyParts);
     for (const QString& line : lines) {
         const QJsonObject message = QJsonDocument::fromJson(line.toUtf8()).object();
-        if (message.contains("id")) {
+        // Responses only: a request the server makes of the client also carries an id.
+        if (message.contains("id") && !message.contains("method")) {
             responses.append(message);
         }
     }
     ASSERT_EQ(responses.size(), 2) << transcript.toStdString();
     EXPECT_EQ(responses[0]["id"], 1);
-    EXPECT_TRUE(responses[0]["result"].isObject());
+    EXPECT_TRUE(responses[0]["result"].isObject()) << transcript.toStdString();
     EXPECT_EQ(QJsonDocument::fromJson(lines.last().toUtf8()).object()["id"], 2);
 
     const UsageSnapshot snapshot = provider().fetch();
-    EXPECT_EQ(snapshot.statusMessage, "The Codex app-server did not return usage data.");
+    EXPECT_EQ(snapshot.statusMessage, "The Codex app-server did not return usage data.")
+        << diagnosis();
     EXPECT_EQ(snapshot.source, SnapshotSource::unavailable);
     EXPECT_EQ(childProcesses(), QList<ChildProcess>{});
 }
