@@ -32,10 +32,17 @@ bench: build
 # QProcess forks from worker threads and the child only calls exec, hence die_after_fork=0.
 SANITIZER_CMAKE = -G $(GENERATOR) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DLUMORA_BUILD_BENCH=OFF \
 	-DLUMORA_STATIC_HOOK_HELPER=OFF
-ASAN_FLAGS = -fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer
+# GCC's -Wmaybe-uninitialized misfires on Qt's headers once ASan's instrumentation is in (a moved-from
+# QString inside std::variant); the normal build keeps the warning.
+ASAN_FLAGS = -fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer \
+	-Wno-maybe-uninitialized
 TSAN_FLAGS = -fsanitize=thread -fno-omit-frame-pointer
 TSAN_TESTS = ^(ProcessRunnerTest|AppServerSessionTest|CodexProviderTest|RefreshTest|ConnectionFlowTest|\
 	UpdateCheckTest|NotificationBusTest|PreferencesTest|BreakBackgroundPhotoTest|AmbientCubeFieldItem)\.
+# The conformance test against the real Codex CLI runs in make test only: its time goes to Node
+# and Codex, which are not instrumented, and Lumora's side of that conversation runs under the
+# sanitizers through the fake codex scripts of the other tests.
+ASAN_EXCLUDED = ^RealCodexTest\.
 test-sanitize: test-asan test-tsan
 
 test-asan: setup
@@ -44,7 +51,7 @@ test-asan: setup
 	@ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 \
 		LSAN_OPTIONS=suppressions=$(CURDIR)/tests/sanitizers/lsan.supp:print_suppressions=0 \
 		UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
-		ctest --test-dir build-asan --output-on-failure -j $(JOBS)
+		ctest --test-dir build-asan --output-on-failure -j $(JOBS) -E '$(ASAN_EXCLUDED)'
 
 test-tsan: setup
 	@cmake -S . -B build-tsan $(SANITIZER_CMAKE) -DCMAKE_CXX_FLAGS="$(TSAN_FLAGS)" >/dev/null
