@@ -48,15 +48,19 @@ if [ "${#missing[@]}" -gt 0 ]; then
 fi
 
 # The real Codex CLI, for the tests that check Lumora against it: the npm package, installed
-# into the ignored folder .deps/codex of this checkout (never globally). Skipped when the copy
-# there answers --version with the expected version; a half-finished earlier install (the
-# wrapper without its platform package) is installed again. npm prefers its own cache, so a
-# second checkout on the same machine needs no network; a failed download is tried twice more.
+# into the ignored folder .deps/codex of this checkout (never globally). Skipped when the pinned
+# version is there with its platform package; a half-finished earlier install (the wrapper
+# without its native binary) is installed again. The check only reads files: running codex, even
+# for --version, would write into the user's ~/.codex. npm prefers its own cache, so a second
+# checkout on the same machine needs no network; a failed download is tried twice more.
 # Without the registry the build still works; those tests then say they skipped.
 codex_version=0.169.0
 codex_prefix="$(cd "$(dirname "$0")/.." && pwd)/.deps/codex"
 codex_works() {
-    [ "$("$codex_prefix/node_modules/.bin/codex" --version 2>/dev/null)" = "codex-cli $codex_version" ]
+    local modules="$codex_prefix/node_modules"
+    [ -x "$modules/.bin/codex" ] &&
+        grep -q "\"version\": \"$codex_version\"" "$modules/@openai/codex/package.json" 2>/dev/null &&
+        compgen -G "$modules/@openai/codex-linux-*/vendor/*/bin/codex" >/dev/null
 }
 if ! codex_works; then
     echo "setup: installing the Codex CLI $codex_version into $codex_prefix"
