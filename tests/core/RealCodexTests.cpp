@@ -64,13 +64,13 @@ protected:
         options.homeDirectory = home.path();
         options.executableOverride = codex();
         options.loginStatusTimeoutSeconds = generousSeconds;
-        options.session.timeoutMilliseconds = generousSeconds * 1000;
+        options.session = sessionLimits();
         return CodexUsageProvider(options);
     }
-    CodexAppServerSession session() const {
+    static CodexAppServerSession::Limits sessionLimits() {
         CodexAppServerSession::Limits limits;
         limits.timeoutMilliseconds = generousSeconds * 1000;
-        return CodexAppServerSession(codex(), limits);
+        return limits;
     }
     // What the tool says about itself when a step goes wrong: its version and sign-in status,
     // stderr included.
@@ -102,26 +102,25 @@ protected:
 TEST_F(RealCodexTest, SignInStatusAndTheAppServerHandshake) {
     // A fresh home: not signed in.
     const LocalProviderReadiness fresh = provider().readiness();
-    EXPECT_EQ(fresh.kind(), LocalProviderReadiness::Kind::loginRequired)
+    EXPECT_EQ(fresh, LocalProviderReadiness::loginRequired())
         << fresh.message().toStdString() << "\n"
         << diagnosis();
     EXPECT_EQ(provider().fetch().statusMessage, "Sign in to Codex to continue.");
 
     // Sign in with a key on standard input; Codex does not check it before the first request.
-    const ProcessResult login = QtProcessRunner().run(codex(), {"login", "--with-api-key"},
-                                                      "sk-lumora-test-not-a-real-key\n", 30);
+    const ProcessResult login = QtProcessRunner().run(
+        codex(), {"login", "--with-api-key"}, "sk-lumora-test-not-a-real-key\n", generousSeconds);
     ASSERT_EQ(login.exitCode, 0) << login.output.toStdString();
     EXPECT_TRUE(QFileInfo::exists(home.filePath(".codex/auth.json")));
     const LocalProviderReadiness signedIn = provider().readiness();
-    ASSERT_EQ(signedIn.kind(), LocalProviderReadiness::Kind::ready)
-        << signedIn.message().toStdString() << "\n"
-        << diagnosis();
+    ASSERT_EQ(signedIn, LocalProviderReadiness::ready()) << signedIn.message().toStdString() << "\n"
+                                                         << diagnosis();
 
     // The whole conversation runs; an API-key account may not read rate limits, so the server
     // answers the request with an error and the parser finds no usage in it.
     QString transcript;
     try {
-        transcript = session().readRateLimits();
+        transcript = CodexAppServerSession(codex(), sessionLimits()).readRateLimits();
     } catch (const Error& error) {
         FAIL() << "the app-server conversation failed: " << error.description().toStdString()
                << "\n"
