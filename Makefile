@@ -3,6 +3,8 @@
 BUILD_DIR ?= build
 GENERATOR ?= Ninja
 JOBS ?= $(shell nproc)
+# ccache keys on paths relative to the checkout, so every checkout shares one cache.
+export CCACHE_BASEDIR ?= $(CURDIR)
 
 .PHONY: all setup configure build run test bench fuzz test-sanitize test-asan test-tsan format format-check clean
 

@@ -6,7 +6,7 @@ set -euo pipefail
 
 packages=(
     # build
-    build-essential cmake ninja-build pkg-config clang-format
+    build-essential cmake ninja-build pkg-config clang-format ccache
     # Qt 6
     qt6-base-dev qt6-base-dev-tools qt6-declarative-dev qt6-svg-dev qt6-qpa-plugins libgl-dev
     qml6-module-qtquick qml6-module-qtquick-controls qml6-module-qtquick-dialogs
