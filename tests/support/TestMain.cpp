@@ -2,9 +2,14 @@
 // private HOME and private XDG folders inside a temporary folder, so that nothing a test does
 // (or a child process it starts) can read or write the real home folder.
 //
-// Built with LUMORA_TEST_GUI_APPLICATION it starts a QGuiApplication instead, on the offscreen
-// platform unless QT_QPA_PLATFORM says otherwise, so that tests of app/ need no display.
-#ifdef LUMORA_TEST_GUI_APPLICATION
+// Built with LUMORA_TEST_GUI_APPLICATION it starts a QGuiApplication instead (with
+// LUMORA_TEST_WIDGETS_APPLICATION a QApplication, for the file dialog and the XEmbed tray icon),
+// on the offscreen platform unless QT_QPA_PLATFORM says otherwise, so that tests of app/ need no
+// display.
+#if defined(LUMORA_TEST_WIDGETS_APPLICATION)
+#include <QApplication>
+#define LUMORA_TEST_GUI_APPLICATION
+#elif defined(LUMORA_TEST_GUI_APPLICATION)
 #include <QGuiApplication>
 #else
 #include <QCoreApplication>
@@ -37,7 +42,11 @@ int main(int argc, char** argv) {
     qputenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=" + root + "/no-session-bus");
     qputenv("XDG_RUNTIME_DIR", root);
     qunsetenv("TERMINAL");
+#if defined(LUMORA_TEST_WIDGETS_APPLICATION)
+    QApplication app(argc, argv);
+#else
     QGuiApplication app(argc, argv);
+#endif
 #else
     QCoreApplication app(argc, argv);
 #endif
