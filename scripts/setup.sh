@@ -25,7 +25,8 @@ if [ "${1:-}" = fuzz ]; then
     packages+=(clang libclang-rt-14-dev)
 fi
 
-# npm installs the real Codex CLI and Claude Code below; Debian's Node.js is enough when none is on the machine.
+# npm installs the real Codex CLI and Claude Code below; Debian's Node.js is enough when none is
+# on the machine.
 if ! command -v npm >/dev/null 2>&1; then
     packages+=(nodejs npm)
 fi
