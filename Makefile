@@ -41,10 +41,11 @@ ASAN_FLAGS = -fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-o
 TSAN_FLAGS = -fsanitize=thread -fno-omit-frame-pointer
 TSAN_TESTS = ^(ProcessRunnerTest|AppServerSessionTest|CodexProviderTest|RefreshTest|ConnectionFlowTest|\
 	UpdateCheckTest|NotificationBusTest|PreferencesTest|BreakBackgroundPhotoTest|AmbientCubeFieldItem)\.
-# The conformance test against the real Codex CLI runs in make test only: its time goes to Node
-# and Codex, which are not instrumented, and Lumora's side of that conversation runs under the
-# sanitizers through the fake codex scripts of the other tests.
-ASAN_EXCLUDED = ^RealCodexTest\.
+# The conformance tests against the real Codex CLI and the real Claude Code run in make test only:
+# their time goes to Node, Codex and Claude Code, which are not instrumented, and Lumora's side
+# (the app-server conversation, connect and disconnect, the hook) runs under the sanitizers
+# through the fake tools and status JSON of the other tests.
+ASAN_EXCLUDED = ^(RealCodexTest|RealClaudeCodeTest)\.
 test-sanitize: test-asan test-tsan
 
 test-asan: setup

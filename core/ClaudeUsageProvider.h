@@ -52,6 +52,12 @@ public:
         QStringLiteral("Enable official Claude Code status sync.");
     static inline const QString sendMessageMessage =
         QStringLiteral("Open Claude Code and send a message once to sync usage.");
+    // The Claude Code release the hook was last checked against, running the real program: it
+    // read the hook from its settings, ran it with its status JSON and showed what it printed.
+    static inline const QString checkedClaudeCodeVersion = QStringLiteral("2.1.330");
+    // Said with notInstalledMessage, so that whoever installs Claude Code knows what works.
+    static inline const QString checkedVersionMessage =
+        QStringLiteral("Lumora is checked with Claude Code %1.").arg(checkedClaudeCodeVersion);
 
 private:
     struct Resolved {};

@@ -12,8 +12,9 @@ packages=(
     qml6-module-qtquick qml6-module-qtquick-controls qml6-module-qtquick-dialogs
     qml6-module-qtquick-layouts qml6-module-qtquick-window qml6-module-qtquick-templates
     qml6-module-qtqml-workerscript
-    # tests and benchmarks (unshare keeps the real Codex CLI off the network in tests)
-    libgtest-dev libgmock-dev libbenchmark-dev xvfb xauth dbus openssl util-linux
+    # tests and benchmarks (unshare keeps the real Codex CLI and Claude Code off the network in
+    # tests; tmux gives Claude Code a terminal whose screen a test can read)
+    libgtest-dev libgmock-dev libbenchmark-dev xvfb xauth dbus openssl util-linux tmux
     # the hook runs under these
     dash coreutils mawk
     # the break screen's typeface
@@ -24,7 +25,8 @@ if [ "${1:-}" = fuzz ]; then
     packages+=(clang libclang-rt-14-dev)
 fi
 
-# npm installs the real Codex CLI below; Debian's Node.js is enough when none is on the machine.
+# npm installs the real Codex CLI and Claude Code below; Debian's Node.js is enough when none is
+# on the machine.
 if ! command -v npm >/dev/null 2>&1; then
     packages+=(nodejs npm)
 fi
@@ -47,38 +49,56 @@ if [ "${#missing[@]}" -gt 0 ]; then
     "${apt_get[@]}" install -y -qq --no-install-recommends "${missing[@]}"
 fi
 
-# The real Codex CLI, for the tests that check Lumora against it: the npm package, installed
-# into the ignored folder .deps/codex of this checkout (never globally). Skipped when the pinned
-# version is there with its platform package; a half-finished earlier install (the wrapper
-# without its native binary) is installed again. The check only reads files: running codex, even
-# for --version, would write into the user's ~/.codex. npm prefers its own cache, so a second
-# checkout on the same machine needs no network; a failed download is tried twice more.
-# Without the registry the build still works; those tests then say they skipped.
+# The real Codex CLI and Claude Code, for the tests that check Lumora against them: npm packages,
+# each installed into an ignored folder of this checkout (.deps/codex, .deps/claude; never
+# globally). Skipped when the pinned version is there with its native binary; a half-finished
+# earlier install (the wrapper without its native binary) is installed again. The checks only read
+# files: running a tool, even for --version, would write into the user's home. npm prefers its own
+# cache, so a second checkout on the same machine needs no network; a failed download is tried
+# twice more. Without the registry the build still works; those tests then say they skipped.
+# install_pinned NAME PACKAGE VERSION PREFIX CHECK
+install_pinned() {
+    local name=$1 package=$2 version=$3 prefix=$4 check=$5
+    "$check" && return 0
+    echo "setup: installing $name $version into $prefix"
+    rm -rf "$prefix"
+    mkdir -p "$prefix"
+    for attempt in 1 2 3; do
+        # Claude Code's postinstall script puts its native binary in place, so scripts must run.
+        if npm install --prefix "$prefix" --no-audit --no-fund --no-save --loglevel=error \
+            --ignore-scripts=false --prefer-offline --fetch-retries=2 --fetch-timeout=120000 \
+            "$package@$version" && "$check"; then
+            return 0
+        fi
+        if [ "$attempt" -lt 3 ]; then
+            echo "setup: the $name install failed (attempt $attempt of 3); trying again" >&2
+            sleep $((attempt * 10))
+        fi
+    done
+    echo "setup: WARNING: could not install $package $version from the npm registry; the" \
+        "tests against the real $name cannot run." >&2
+}
+deps="$(cd "$(dirname "$0")/.." && pwd)/.deps"
+
 codex_version=0.169.0
-codex_prefix="$(cd "$(dirname "$0")/.." && pwd)/.deps/codex"
 codex_works() {
-    local modules="$codex_prefix/node_modules"
+    local modules="$deps/codex/node_modules"
     [ -x "$modules/.bin/codex" ] &&
         grep -q "\"version\": \"$codex_version\"" "$modules/@openai/codex/package.json" 2>/dev/null &&
         compgen -G "$modules/@openai/codex-linux-*/vendor/*/bin/codex" >/dev/null
 }
-if ! codex_works; then
-    echo "setup: installing the Codex CLI $codex_version into $codex_prefix"
-    rm -rf "$codex_prefix"
-    mkdir -p "$codex_prefix"
-    for attempt in 1 2 3; do
-        if npm install --prefix "$codex_prefix" --no-audit --no-fund --no-save --loglevel=error \
-            --prefer-offline --fetch-retries=2 --fetch-timeout=120000 \
-            "@openai/codex@$codex_version" && codex_works; then
-            break
-        fi
-        if [ "$attempt" -lt 3 ]; then
-            echo "setup: the Codex CLI install failed (attempt $attempt of 3); trying again" >&2
-            sleep $((attempt * 10))
-        fi
-    done
-    if ! codex_works; then
-        echo "setup: WARNING: could not install @openai/codex $codex_version from the npm" \
-            "registry; the tests against the real Codex CLI cannot run." >&2
-    fi
-fi
+install_pinned "Codex CLI" @openai/codex "$codex_version" "$deps/codex" codex_works
+
+# Claude Code: the package's bin/claude.exe is a small stub until its postinstall script copies
+# the platform package's native binary over it. Keep this version in step with
+# ClaudeUsageProvider::checkedClaudeCodeVersion.
+claude_version=2.1.330
+claude_works() {
+    local modules="$deps/claude/node_modules"
+    [ -x "$modules/.bin/claude" ] &&
+        grep -q "\"version\": \"$claude_version\"" \
+            "$modules/@anthropic-ai/claude-code/package.json" 2>/dev/null &&
+        compgen -G "$modules/@anthropic-ai/claude-code-linux-*/claude" >/dev/null &&
+        [ -n "$(find -L "$modules/.bin/claude" -size +1M 2>/dev/null)" ]
+}
+install_pinned "Claude Code" @anthropic-ai/claude-code "$claude_version" "$deps/claude" claude_works

@@ -102,7 +102,8 @@ int status(const QStringList& options, QTextStream& out, QTextStream& err) {
 int connectClaude(QTextStream& out) {
     const ClaudeUsageProvider provider;
     if (!provider.locateClaudeExecutable()) {
-        out << ClaudeUsageProvider::notInstalledMessage << "\n";
+        out << ClaudeUsageProvider::notInstalledMessage << "\n"
+            << ClaudeUsageProvider::checkedVersionMessage << "\n";
         return 1;
     }
     try {

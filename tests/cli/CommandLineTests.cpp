@@ -1,3 +1,4 @@
+#include "core/ClaudeUsageProvider.h"
 #include "core/UsageSnapshot.h"
 #include "support/TestSupport.h"
 
@@ -62,7 +63,8 @@ TEST_F(CommandLineTest, AFreshUserSeesNoProviderUnlessAllAreAskedFor) {
 TEST_F(CommandLineTest, ConnectThenStatusReadsTheHookCacheAndRemembersIt) {
     const Outcome missing = lumora({"connect", "claude"});
     EXPECT_EQ(missing.exitCode, 1);
-    EXPECT_EQ(missing.out, "Claude Code is not installed.\n");
+    EXPECT_EQ(missing.out, "Claude Code is not installed.\n" +
+                               ClaudeUsageProvider::checkedVersionMessage + "\n");
     EXPECT_FALSE(QFileInfo::exists(preferencesFile()));
 
     installClaude();
