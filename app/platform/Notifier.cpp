@@ -3,6 +3,7 @@
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
+#include <QDBusServiceWatcher>
 #include <QPointer>
 #include <QPromise>
 #include <QSet>
@@ -15,11 +16,18 @@ namespace lumora {
 // Listens for the service's ActionInvoked and NotificationClosed signals and reacts only to the
 // break button of notifications that this notifier sent with one: the signals go to every
 // client of the service, and notification ids are the service's, shared by all applications.
+// A service that restarts counts its ids from the start again, so a new owner of the service's
+// name forgets every notification of the old one.
 class DBusNotifier::ActionListener : public QObject {
     Q_OBJECT
 
 public:
-    explicit ActionListener(std::function<void()> onBreak) : m_onBreak(std::move(onBreak)) {}
+    ActionListener(const QDBusConnection& connection, std::function<void()> onBreak)
+        : m_onBreak(std::move(onBreak)), m_ownerWatcher(DBusNotifier::serviceName, connection,
+                                                        QDBusServiceWatcher::WatchForOwnerChange) {
+        connect(&m_ownerWatcher, &QDBusServiceWatcher::serviceOwnerChanged, this,
+                [this] { m_offering.clear(); });
+    }
 
     void offered(uint id) { m_offering.insert(id); }
 
@@ -33,6 +41,7 @@ public slots:
 
 private:
     std::function<void()> m_onBreak;
+    QDBusServiceWatcher m_ownerWatcher;
     QSet<uint> m_offering;
 };
 
@@ -67,7 +76,7 @@ QDBusMessage notifyMessage(const QString& title, const QString& body, const QStr
 
 DBusNotifier::DBusNotifier(QDBusConnection connection)
     : m_connection(std::move(connection)),
-      m_listener(std::make_unique<ActionListener>([this] { breakRequested(); })) {
+      m_listener(std::make_unique<ActionListener>(m_connection, [this] { breakRequested(); })) {
     if (m_connection.isConnected()) {
         m_connection.connect(serviceName, objectPath, serviceName, QStringLiteral("ActionInvoked"),
                              m_listener.get(), SLOT(actionInvoked(uint, QString)));

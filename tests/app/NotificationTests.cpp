@@ -283,7 +283,7 @@ TEST_F(NotificationBusTest, TakeABreakOnAWarningOrALimitOpensTheBreakScreen) {
 
     // Ignored: the reset notification (no button), another key, a closed notification, another
     // application's notification, and a bus peer that is not the notification service.
-    const QDBusConnection bus = serviceConnection();
+    QDBusConnection bus = serviceConnection();
     service.emitSignal(bus, "ActionInvoked", {4u, "take-a-break"});
     service.emitSignal(bus, "ActionInvoked", {1u, "default"});
     service.emitSignal(bus, "NotificationClosed", {2u, 2u});
@@ -299,6 +299,20 @@ TEST_F(NotificationBusTest, TakeABreakOnAWarningOrALimitOpensTheBreakScreen) {
     service.emitSignal(bus, "ActionInvoked", {3u, "take-a-break"});
     service.emitSignal(bus, "ActionInvoked", {1u, "take-a-break"});
     ASSERT_TRUE(waitUntil([&] { return harness.desktop->breakWindowsShown == 3; }));
+
+    // A restarted service counts its ids from 1 again: its id 1 is not Lumora's warning.
+    ASSERT_TRUE(bus.unregisterService("org.freedesktop.Notifications"));
+    ASSERT_TRUE(bus.registerService("org.freedesktop.Notifications"));
+    roundTrip();
+    service.emitSignal(bus, "ActionInvoked", {1u, "take-a-break"});
+    roundTrip();
+    EXPECT_EQ(harness.desktop->breakWindowsShown, 3);
+    // Its own notifications still offer the break.
+    refreshTo(usage("claude-code", Availability::ready, 0.1), codex(Availability::ready, 0.1));
+    refreshTo(usage("claude-code", Availability::ready, 0.1), codex(Availability::limited, 0.9));
+    ASSERT_EQ(service.received.size(), 5);
+    service.emitSignal(bus, "ActionInvoked", {5u, "take-a-break"});
+    ASSERT_TRUE(waitUntil([&] { return harness.desktop->breakWindowsShown == 4; }));
 }
 
 TEST_F(NotificationBusTest, AServiceWithoutButtonsGetsTheSameNotificationWithoutOne) {
