@@ -1,12 +1,15 @@
 # make run   installs what is missing, builds, starts lumora
 # make test  installs what is missing, builds, runs every test
+# make install  builds, installs under PREFIX (default /usr/local); DESTDIR is honoured
+# make package  builds the Debian package lumora_VERSION_ARCH.deb in the build folder
 BUILD_DIR ?= build
 GENERATOR ?= Ninja
 JOBS ?= $(shell nproc)
+PREFIX ?= /usr/local
 # ccache keys on paths relative to the checkout, so every checkout shares one cache.
 export CCACHE_BASEDIR ?= $(CURDIR)
 
-.PHONY: all setup configure build run test bench fuzz test-sanitize test-asan test-tsan format format-check clean
+.PHONY: all setup configure build run test install package bench fuzz test-sanitize test-asan test-tsan format format-check clean
 
 all: build
 
@@ -24,6 +27,12 @@ run: build
 
 test: build
 	@ctest --test-dir $(BUILD_DIR) --output-on-failure -j $(JOBS)
+
+install: build
+	@DESTDIR="$(DESTDIR)" cmake --install $(BUILD_DIR) --prefix "$(PREFIX)"
+
+package: build
+	@cd $(BUILD_DIR) && cpack -G DEB
 
 bench: build
 	@for b in $(BUILD_DIR)/bin/bench_*; do echo "== $$b"; $$b; done

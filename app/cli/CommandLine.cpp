@@ -1,5 +1,7 @@
 #include "cli/CommandLine.h"
 
+#include "cli/WaybarStatus.h"
+
 #include "core/AppUpdate.h"
 #include "core/BuildInfo.h"
 #include "core/ClaudeUsageProvider.h"
@@ -39,18 +41,25 @@ void remember(const UsageSnapshot& snapshot) {
 }
 
 // What the panel shows with both providers allowed in it: the enabled providers in the user's
-// order, or, with --all, both of them.
+// order, or, with --all, both of them; as text, as the snapshots in JSON, or as one JSON line
+// for waybar.
 int status(const QStringList& options, QTextStream& out, QTextStream& err) {
     bool json = false;
+    bool waybar = false;
     bool all = false;
     for (const QString& option : options) {
         if (option == QLatin1String("--json")) {
             json = true;
+        } else if (option == QLatin1String("--waybar")) {
+            waybar = true;
         } else if (option == QLatin1String("--all")) {
             all = true;
         } else {
             return usageError(err, QStringLiteral("unknown option for status: %1").arg(option));
         }
+    }
+    if (json && waybar) {
+        return usageError(err, QStringLiteral("--json and --waybar do not go together"));
     }
 
     const ProviderChoices choices = ProviderChoices::read(JsonFilePreferencesStore());
@@ -81,17 +90,26 @@ int status(const QStringList& options, QTextStream& out, QTextStream& err) {
     const QDateTime now = QDateTime::currentDateTimeUtc();
     const QString title = MenuBarDisplayFormatter().format(codex, claude, showsCodex, showsClaude,
                                                            choices.providerOrder, now);
-    if (!json) {
+    if (!json && !waybar) {
         out << title << "\n";
         return 0;
     }
-    QJsonArray snapshots;
+    QList<UsageSnapshot> shown;
     for (const QString& id : choices.providerOrder) {
         if (id == providers::codexID && showsCodex) {
-            snapshots.append(codex.toJson());
+            shown.append(codex);
         } else if (id == providers::claudeCodeID && showsClaude) {
-            snapshots.append(claude.toJson());
+            shown.append(claude);
         }
+    }
+    if (waybar) {
+        out << QJsonDocument(waybarStatus(title, shown, now)).toJson(QJsonDocument::Compact)
+            << "\n";
+        return 0;
+    }
+    QJsonArray snapshots;
+    for (const UsageSnapshot& snapshot : shown) {
+        snapshots.append(snapshot.toJson());
     }
     const QJsonObject document{{QStringLiteral("title"), title},
                                {QStringLiteral("snapshots"), snapshots}};
@@ -247,8 +265,10 @@ QString usageText() {
         "Shows how much of your Claude Code and Codex usage allowance is left.\n"
         "\n"
         "Commands:\n"
-        "  status [--all] [--json]  Print the panel line for the connected tools, or the\n"
-        "                           snapshots as JSON; --all shows both tools.\n"
+        "  status [--all] [--json | --waybar]\n"
+        "                           Print the panel line for the connected tools, the\n"
+        "                           snapshots as JSON, or one JSON line for waybar's custom\n"
+        "                           module; --all shows both tools.\n"
         "  connect claude           Install Lumora's Claude Code status line, show Claude Code.\n"
         "  connect codex            Show Codex once it is installed and signed in.\n"
         "  disconnect claude        Remove the status line, restore the one you had before,\n"

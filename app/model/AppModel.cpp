@@ -9,6 +9,7 @@
 
 #include <QMetaMethod>
 #include <QMetaProperty>
+#include <QPointer>
 
 namespace lumora {
 namespace {
@@ -83,6 +84,14 @@ AppModel::AppModel(Services services, QObject* parent)
     m_photo = new BreakBackgroundPhoto(m_services.breakBackgroundImagePath, m_preferences,
                                        m_services.imageChooser, m_services.windows, this);
     m_notifications = new UsageNotifications(m_services.notifier, this);
+    if (m_services.notifier) {
+        // "Take a Break" on a notification opens the break screen.
+        m_services.notifier->setBreakHandler([model = QPointer<AppModel>(this)] {
+            if (model) {
+                model->showBreakWindow();
+            }
+        });
+    }
     m_connections =
         new ProviderConnections({m_services.claudeProvider, m_services.codexProvider,
                                  m_services.urlOpener, m_services.clipboard, m_services.terminal},

@@ -26,7 +26,7 @@ usageNotification(const UsageSnapshot& previous, const UsageSnapshot& next, cons
     if (previous.availability != Availability::blocked) {
         if (!crossed && next.availability == Availability::blocked) {
             return UsageNotification{name + QStringLiteral(" is resting"),
-                                     resetDescription(next, locale)};
+                                     resetDescription(next, locale), true};
         }
     } else if (next.availability == Availability::ready) {
         return UsageNotification{name + QStringLiteral(" is ready"),
@@ -34,7 +34,7 @@ usageNotification(const UsageSnapshot& previous, const UsageSnapshot& next, cons
     }
     if (crossed) {
         return UsageNotification{name + QStringLiteral(" usage reached 80%"),
-                                 resetDescription(next, locale)};
+                                 resetDescription(next, locale), true};
     }
     return std::nullopt;
 }
@@ -56,6 +56,9 @@ QFuture<void> UsageNotifications::notifyIfNeeded(const UsageSnapshot& previous,
     const auto notification = usageNotification(previous, next);
     if (!notification) {
         return finishedFuture();
+    }
+    if (notification->offersBreak) {
+        return m_notifier->sendOfferingBreak(notification->title, notification->body);
     }
     return sendNotification(notification->title, notification->body);
 }

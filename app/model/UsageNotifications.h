@@ -16,6 +16,8 @@ namespace lumora {
 struct UsageNotification {
     QString title;
     QString body;
+    // Whether it offers a break (where the desktop shows buttons): a provider at 80% or resting.
+    bool offersBreak = false;
     bool operator==(const UsageNotification&) const = default;
 };
 

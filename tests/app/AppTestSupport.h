@@ -118,11 +118,12 @@ public:
         return true;
     }
     void chooseImage(QWindow* over, std::function<void(const QString&)> chosen) override;
-    void showBreakWindow() override {}
+    void showBreakWindow() override { ++breakWindowsShown; }
     void showSettingsWindow() override {}
     QWindow* visibleSettingsWindow() const override { return settingsWindow; }
 
     QList<QUrl> openedUrls;
+    int breakWindowsShown = 0;
     std::optional<QString> clipboard;
     int terminalsStarted = 0;
     std::optional<QString> chosenImage; // what the file dialog answers; nothing: cancelled

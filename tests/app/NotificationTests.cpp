@@ -5,6 +5,7 @@
 #include "platform/Notifier.h"
 
 #include <QDBusConnection>
+#include <QDBusMessage>
 #include <QDeadlineTimer>
 #include <QProcess>
 
@@ -15,7 +16,8 @@ using namespace lumora::test;
 
 namespace {
 
-// A stand-in for the desktop's notification daemon.
+// A stand-in for the desktop's notification daemon. It advertises `capabilities` and can raise
+// the signals a real one sends when the user presses a button or a notification closes.
 class FakeNotificationService : public QObject {
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "org.freedesktop.Notifications")
@@ -24,20 +26,32 @@ public:
     struct Received {
         QString appName;
         uint replacesId;
+        QString icon;
         QString summary;
         QString body;
+        QStringList actions;
         QVariantMap hints;
         int expireTimeout;
     };
     QList<Received> received;
+    QStringList capabilities{"body", "actions"};
+
+    void emitSignal(const QDBusConnection& connection, const QString& name,
+                    const QVariantList& arguments) const {
+        QDBusMessage signal = QDBusMessage::createSignal("/org/freedesktop/Notifications",
+                                                         "org.freedesktop.Notifications", name);
+        signal.setArguments(arguments);
+        EXPECT_TRUE(connection.send(signal));
+    }
 
 public slots:
-    uint Notify(const QString& appName, uint replacesId, const QString& /*icon*/,
-                const QString& summary, const QString& body, const QStringList& /*actions*/,
+    uint Notify(const QString& appName, uint replacesId, const QString& icon,
+                const QString& summary, const QString& body, const QStringList& actions,
                 const QVariantMap& hints, int expireTimeout) {
-        received.append({appName, replacesId, summary, body, hints, expireTimeout});
+        received.append({appName, replacesId, icon, summary, body, actions, hints, expireTimeout});
         return static_cast<uint>(received.size());
     }
+    QStringList GetCapabilities() { return capabilities; }
     QString GetServerInformation(QString& vendor, QString& version, QString& specVersion) {
         vendor = version = specVersion = "test";
         return "fake-notifications";
@@ -71,11 +85,32 @@ protected:
         }
     }
     QDBusConnection client() const { return QDBusConnection::connectToBus(address, clientName); }
+    QDBusConnection serviceConnection() const {
+        return QDBusConnection::connectToBus(address, serviceName);
+    }
     void registerService() {
-        QDBusConnection connection = QDBusConnection::connectToBus(address, serviceName);
+        QDBusConnection connection = serviceConnection();
         ASSERT_TRUE(connection.registerObject("/org/freedesktop/Notifications", &service,
                                               QDBusConnection::ExportAllSlots));
         ASSERT_TRUE(connection.registerService("org.freedesktop.Notifications"));
+    }
+    // A model that notifies through this bus, both providers on and alerts granted.
+    std::unique_ptr<AppModel> alertingModel() {
+        harness.storePreference("providerEnabled", true);
+        harness.storePreference("codexEnabled", true);
+        AppModel::Services services = harness.services();
+        services.notifier = std::make_shared<DBusNotifier>(client());
+        auto model = std::make_unique<AppModel>(services);
+        model->preferences()->setAlertsEnabled(true);
+        settle();
+        EXPECT_TRUE(model->preferences()->alertsEnabled()); // the service answered
+        return model;
+    }
+    // Whatever the service sent before has reached the client: the answer to a later call
+    // travels behind it.
+    void roundTrip() {
+        EXPECT_TRUE(granted(DBusNotifier(client()).requestAuthorization()));
+        settle();
     }
     static bool granted(const QFuture<bool>& answer) {
         EXPECT_TRUE(waitFor(answer));
@@ -115,8 +150,9 @@ TEST(UsageNotificationRules, DecideAtMostOneNotificationFromTwoSnapshots) {
     const auto blocked = [&](double ratio) {
         return codex(Availability::blocked, ratio, reset);
     };
-    const UsageNotification warning{"Codex usage reached 80%", "Expected reset: 14:30"};
-    const UsageNotification resting{"Codex is resting", "Expected reset: 14:30"};
+    // The warning and the limit offer a break; the reset does not.
+    const UsageNotification warning{"Codex usage reached 80%", "Expected reset: 14:30", true};
+    const UsageNotification resting{"Codex is resting", "Expected reset: 14:30", true};
     const UsageNotification again{"Codex is ready", "You can use Codex again."};
     const struct {
         const char* what;
@@ -131,7 +167,7 @@ TEST(UsageNotificationRules, DecideAtMostOneNotificationFromTwoSnapshots) {
         {"crossing and blocked at once", ready(0.5), blocked(1.0), warning},
         {"blocked after the warning", limited(0.9), blocked(1.0), resting},
         {"blocked without a reset time", limited(0.9), codex(Availability::blocked, 1.0),
-         UsageNotification{"Codex is resting", "Reset time is unavailable."}},
+         UsageNotification{"Codex is resting", "Reset time is unavailable.", true}},
         {"reset", blocked(1.0), ready(0.1), again},
         {"blocked below 80% to limited", codex(Availability::blocked, 0.5), limited(0.9), warning},
         {"blocked to limited", blocked(1.0), limited(0.9), std::nullopt},
@@ -172,6 +208,9 @@ TEST_F(NotificationBusTest, NotificationsReachTheDesktopServiceOverDBus) {
     EXPECT_EQ(first.summary, "Codex usage reached 80%");
     EXPECT_EQ(first.body, "Expected reset: 14:30");
     EXPECT_EQ(first.hints.value("sound-name").toString(), "message-new-instant");
+    EXPECT_EQ(first.hints.value("desktop-entry").toString(), "lumora");
+    EXPECT_EQ(first.icon, "lumora");
+    EXPECT_TRUE(first.actions.isEmpty());
     EXPECT_EQ(first.expireTimeout, -1);
     // Each notification is a new one; none replaces the one before.
     EXPECT_EQ(first.replacesId, 0u);
@@ -182,6 +221,7 @@ TEST_F(NotificationBusTest, WithoutAServiceAlertsTurnThemselvesBackOff) {
     DBusNotifier notifier(client());
     EXPECT_FALSE(granted(notifier.requestAuthorization()));
     EXPECT_TRUE(waitFor(notifier.send("title", "body"))); // finishes quietly
+    EXPECT_TRUE(waitFor(notifier.sendOfferingBreak("title", "body")));
     EXPECT_FALSE(granted(DBusNotifier(QDBusConnection("not-connected")).requestAuthorization()));
 
     AppModel::Services services = harness.services();
@@ -198,22 +238,15 @@ TEST_F(NotificationBusTest, WithoutAServiceAlertsTurnThemselvesBackOff) {
 
 TEST_F(NotificationBusTest, TheModelNotifiesThroughTheServiceClaudeFirstOnceEach) {
     registerService();
-    harness.storePreference("providerEnabled", true);
-    harness.storePreference("codexEnabled", true);
-    AppModel::Services services = harness.services();
-    services.notifier = std::make_shared<DBusNotifier>(client());
-    AppModel model(services);
-    model.preferences()->setAlertsEnabled(true);
-    settle();
-    EXPECT_TRUE(model.preferences()->alertsEnabled()); // the service answered
+    const auto model = alertingModel();
 
     harness.claude->script->setSnapshot(usage("claude-code", Availability::ready, 0.5));
     harness.codex->script->setSnapshot(codex(Availability::ready, 0.2));
-    ASSERT_TRUE(waitFor(model.refresh(false)));
+    ASSERT_TRUE(waitFor(model->refresh(false)));
     const QDateTime reset = QDateTime::currentDateTime().addSecs(7200);
     harness.claude->script->setSnapshot(usage("claude-code", Availability::limited, 0.85, reset));
     harness.codex->script->setSnapshot(codex(Availability::blocked, 1.0));
-    ASSERT_TRUE(waitFor(model.refresh(false)));
+    ASSERT_TRUE(waitFor(model->refresh(false)));
     ASSERT_EQ(service.received.size(), 2);
     EXPECT_EQ(service.received[0].summary, "Claude Code usage reached 80%");
     EXPECT_EQ(service.received[0].body,
@@ -221,8 +254,84 @@ TEST_F(NotificationBusTest, TheModelNotifiesThroughTheServiceClaudeFirstOnceEach
     EXPECT_EQ(service.received[1].summary, "Codex usage reached 80%");
 
     // The same state seen again sends nothing more.
-    ASSERT_TRUE(waitFor(model.refresh(false)));
+    ASSERT_TRUE(waitFor(model->refresh(false)));
     EXPECT_EQ(service.received.size(), 2);
+}
+
+TEST_F(NotificationBusTest, TakeABreakOnAWarningOrALimitOpensTheBreakScreen) {
+    registerService();
+    const auto model = alertingModel();
+    const auto refreshTo = [&](const UsageSnapshot& claude, const UsageSnapshot& next) {
+        harness.claude->script->setSnapshot(claude);
+        harness.codex->script->setSnapshot(next);
+        ASSERT_TRUE(waitFor(model->refresh(false)));
+    };
+    refreshTo(usage("claude-code", Availability::limited, 0.9), codex(Availability::ready, 0.2));
+    refreshTo(usage("claude-code", Availability::blocked, 1.0), codex(Availability::limited, 0.85));
+    refreshTo(usage("claude-code", Availability::ready, 0.1), codex(Availability::limited, 0.85));
+    ASSERT_EQ(service.received.size(), 4);
+    const QStringList takeABreak{"take-a-break", "Take a Break"};
+    const QStringList summaries{"Claude Code usage reached 80%", "Claude Code is resting",
+                                "Codex usage reached 80%", "Claude Code is ready"};
+    for (int i = 0; i < 4; ++i) {
+        const auto& notification = service.received[i];
+        EXPECT_EQ(notification.summary, summaries[i]);
+        EXPECT_EQ(notification.actions, i < 3 ? takeABreak : QStringList()) << i;
+        EXPECT_EQ(notification.icon, "lumora");
+        EXPECT_EQ(notification.hints.value("desktop-entry").toString(), "lumora");
+    }
+
+    // Ignored: the reset notification (no button), another key, a closed notification, another
+    // application's notification, and a bus peer that is not the notification service.
+    QDBusConnection bus = serviceConnection();
+    service.emitSignal(bus, "ActionInvoked", {4u, "take-a-break"});
+    service.emitSignal(bus, "ActionInvoked", {1u, "default"});
+    service.emitSignal(bus, "NotificationClosed", {2u, 2u});
+    service.emitSignal(bus, "ActionInvoked", {2u, "take-a-break"});
+    service.emitSignal(bus, "ActionInvoked", {99u, "take-a-break"});
+    service.emitSignal(client(), "ActionInvoked", {1u, "take-a-break"});
+    roundTrip();
+    EXPECT_EQ(harness.desktop->breakWindowsShown, 0);
+
+    service.emitSignal(bus, "ActionInvoked", {3u, "take-a-break"});
+    ASSERT_TRUE(waitUntil([&] { return harness.desktop->breakWindowsShown == 1; }));
+    // A notification the server keeps open can be pressed again.
+    service.emitSignal(bus, "ActionInvoked", {3u, "take-a-break"});
+    service.emitSignal(bus, "ActionInvoked", {1u, "take-a-break"});
+    ASSERT_TRUE(waitUntil([&] { return harness.desktop->breakWindowsShown == 3; }));
+
+    // A restarted service counts its ids from 1 again: its id 1 is not Lumora's warning.
+    ASSERT_TRUE(bus.unregisterService("org.freedesktop.Notifications"));
+    ASSERT_TRUE(bus.registerService("org.freedesktop.Notifications"));
+    roundTrip();
+    service.emitSignal(bus, "ActionInvoked", {1u, "take-a-break"});
+    roundTrip();
+    EXPECT_EQ(harness.desktop->breakWindowsShown, 3);
+    // Its own notifications still offer the break.
+    refreshTo(usage("claude-code", Availability::ready, 0.1), codex(Availability::ready, 0.1));
+    refreshTo(usage("claude-code", Availability::ready, 0.1), codex(Availability::limited, 0.9));
+    ASSERT_EQ(service.received.size(), 5);
+    service.emitSignal(bus, "ActionInvoked", {5u, "take-a-break"});
+    ASSERT_TRUE(waitUntil([&] { return harness.desktop->breakWindowsShown == 4; }));
+}
+
+TEST_F(NotificationBusTest, AServiceWithoutButtonsGetsTheSameNotificationWithoutOne) {
+    service.capabilities = QStringList{"body", "body-markup"};
+    registerService();
+    const auto model = alertingModel();
+    harness.codex->script->setSnapshot(codex(Availability::limited, 0.9));
+    ASSERT_TRUE(waitFor(model->refresh(false)));
+    ASSERT_EQ(service.received.size(), 1);
+    const auto& warning = service.received[0];
+    EXPECT_EQ(warning.summary, "Codex usage reached 80%");
+    EXPECT_TRUE(warning.actions.isEmpty());
+    EXPECT_EQ(warning.icon, "lumora");
+    EXPECT_EQ(warning.hints.value("desktop-entry").toString(), "lumora");
+    EXPECT_EQ(warning.hints.value("sound-name").toString(), "message-new-instant");
+
+    service.emitSignal(serviceConnection(), "ActionInvoked", {1u, "take-a-break"});
+    roundTrip();
+    EXPECT_EQ(harness.desktop->breakWindowsShown, 0);
 }
 
 TEST(ModelNotifications, OnlyWithAlertsOnAndComparedWithTheCachedSnapshotAtStart) {

@@ -138,7 +138,8 @@ TEST_F(CommandLineTest, VersionHelpAndWrongUsage) {
 
     for (const QStringList& wrong :
          {QStringList{"frobnicate"}, QStringList{"--frobnicate"}, QStringList{"status", "--xml"},
-          QStringList{"connect"}, QStringList{"connect", "gemini"}, QStringList{"disconnect"},
+          QStringList{"status", "--json", "--waybar"}, QStringList{"connect"},
+          QStringList{"connect", "gemini"}, QStringList{"disconnect"},
           QStringList{"disconnect", "claude", "codex"}}) {
         const Outcome run = lumora(wrong);
         EXPECT_EQ(run.exitCode, 2) << wrong.join(' ').toStdString();

@@ -75,6 +75,12 @@ void setModificationTime(const QString& path, const QDateTime& when) {
 
 CommandOutcome runLumora(const QString& home, const QStringList& arguments,
                          const QList<QPair<QString, QString>>& environment) {
+    return runLumoraAt(builtExecutable("lumora"), home, arguments, environment);
+}
+
+CommandOutcome runLumoraAt(const QString& executable, const QString& home,
+                           const QStringList& arguments,
+                           const QList<QPair<QString, QString>>& environment) {
     QProcess process;
     QProcessEnvironment variables = QProcessEnvironment::systemEnvironment();
     variables.insert("HOME", home);
@@ -87,7 +93,7 @@ CommandOutcome runLumora(const QString& home, const QStringList& arguments,
     }
     process.setProcessEnvironment(variables);
     process.setWorkingDirectory(home);
-    process.start(builtExecutable("lumora"), arguments);
+    process.start(executable, arguments);
     if (!process.waitForFinished(30000)) {
         ADD_FAILURE() << "lumora did not finish";
         process.kill();

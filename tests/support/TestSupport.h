@@ -64,6 +64,10 @@ struct CommandOutcome {
 // sets more variables.
 CommandOutcome runLumora(const QString& home, const QStringList& arguments,
                          const QList<QPair<QString, QString>>& environment = {});
+// The same with another copy of lumora (an installed one).
+CommandOutcome runLumoraAt(const QString& executable, const QString& home,
+                           const QStringList& arguments,
+                           const QList<QPair<QString, QString>>& environment = {});
 
 // Absolute path of an executable produced by this build (lumora, the hook helper).
 QString builtExecutable(const QString& name);
