@@ -14,6 +14,8 @@ packages=(
     qml6-module-qtqml-workerscript
     # tests and benchmarks (unshare keeps the real Codex CLI off the network in tests)
     libgtest-dev libgmock-dev libbenchmark-dev xvfb xauth dbus openssl util-linux
+    # checks the autostart entry Lumora writes
+    desktop-file-utils
     # the hook runs under these
     dash coreutils mawk
     # the break screen's typeface
