@@ -11,8 +11,12 @@ Label {
         id: captionPalette
     }
 
+    FontMetrics {
+        id: bodyMetrics
+    }
+
     Layout.fillWidth: true
     color: captionPalette.placeholderText
-    font.pointSize: Math.max(1, Qt.application.font.pointSize - 1.5)
+    font.pointSize: Math.max(1, bodyMetrics.font.pointSize - 1.5)
     wrapMode: Text.Wrap
 }

@@ -9,7 +9,6 @@ AbstractButton {
 
     Accessible.name: qsTr("Text Color")
     Accessible.role: Accessible.Button
-    focusPolicy: Qt.StrongFocus
     implicitHeight: 24
     implicitWidth: 44
 

@@ -18,7 +18,6 @@ AbstractButton {
     Accessible.role: Accessible.RadioButton
     Layout.fillWidth: true
     bottomPadding: 6
-    focusPolicy: Qt.StrongFocus
     topPadding: 6
 
     background: Rectangle {
@@ -28,7 +27,6 @@ AbstractButton {
     }
     contentItem: Label {
         color: styleButton.selected ? "white" : stylePalette.text
-        font.pointSize: Qt.application.font.pointSize
         font.weight: Font.Medium
         horizontalAlignment: Text.AlignHCenter
         text: styleButton.title

@@ -9,7 +9,8 @@ PhotoPreview::PhotoPreview(QQuickItem* parent) : QQuickPaintedItem(parent) {
     setAntialiasing(true);
 }
 
-void PhotoPreview::setImage(const QImage& image) {
+void PhotoPreview::setImage(const QVariant& value) {
+    const QImage image = value.value<QImage>();
     // QImage compares pixel by pixel; the cache key is enough to tell a new photo.
     if (image.cacheKey() == m_image.cacheKey()) {
         return;

@@ -12,14 +12,15 @@ namespace lumora {
 class PhotoPreview : public QQuickPaintedItem {
     Q_OBJECT
     QML_ELEMENT
-    Q_PROPERTY(QImage image READ image WRITE setImage NOTIFY imageChanged)
+    // A QImage; anything else shows nothing.
+    Q_PROPERTY(QVariant image READ image WRITE setImage NOTIFY imageChanged)
     Q_PROPERTY(qreal radius READ radius WRITE setRadius NOTIFY radiusChanged)
 
 public:
     explicit PhotoPreview(QQuickItem* parent = nullptr);
 
-    const QImage& image() const { return m_image; }
-    void setImage(const QImage& image);
+    QVariant image() const { return m_image; }
+    void setImage(const QVariant& image);
     qreal radius() const { return m_radius; }
     void setRadius(qreal radius);
 

@@ -116,7 +116,7 @@ bool SettingsViewModel::showsPhotoPreview() const {
     return showsPhotoControls() && m_model->photo()->hasBreakBackgroundImage();
 }
 
-QImage SettingsViewModel::photo() const {
+QVariant SettingsViewModel::photo() const {
     return m_model->photo()->breakBackgroundImage();
 }
 

@@ -41,7 +41,7 @@ class SettingsViewModel : public QObject {
     Q_PROPERTY(QColor textColor READ textColor NOTIFY changed)
     Q_PROPERTY(bool showsPhotoControls READ showsPhotoControls NOTIFY changed)
     Q_PROPERTY(bool showsPhotoPreview READ showsPhotoPreview NOTIFY changed)
-    Q_PROPERTY(QImage photo READ photo NOTIFY changed)
+    Q_PROPERTY(QVariant photo READ photo NOTIFY changed)
     Q_PROPERTY(QString choosePhotoTitle READ choosePhotoTitle NOTIFY changed)
     Q_PROPERTY(bool showsDeletePhoto READ showsDeletePhoto NOTIFY changed)
     // Empty while there is nothing to say.
@@ -87,7 +87,8 @@ public:
     QColor textColor() const;
     bool showsPhotoControls() const;
     bool showsPhotoPreview() const;
-    QImage photo() const;
+    // The decoded photo (a QImage), for the preview.
+    QVariant photo() const;
     QString choosePhotoTitle() const;
     bool showsDeletePhoto() const;
     QString photoError() const;
