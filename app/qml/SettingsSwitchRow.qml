@@ -1,9 +1,9 @@
 import QtQuick
 import QtQuick.Controls.Fusion
-import QtQuick.Layouts
 
-// A switch with its label on the left, as in a settings form.
-RowLayout {
+// A switch with its label on the left, as in a settings form. Anchored rather than laid out, so
+// that a label wrapping while the form finds its width cannot leave the switch behind.
+Item {
     id: switchRow
 
     required property string text
@@ -11,10 +11,15 @@ RowLayout {
 
     signal toggled(bool checked)
 
-    spacing: 12
+    implicitHeight: Math.max(label.implicitHeight, control.implicitHeight)
 
     Label {
-        Layout.fillWidth: true
+        id: label
+
+        anchors.left: parent.left
+        anchors.right: control.left
+        anchors.rightMargin: 12
+        anchors.verticalCenter: parent.verticalCenter
         text: switchRow.text
         wrapMode: Text.Wrap
 
@@ -32,6 +37,8 @@ RowLayout {
 
         objectName: switchRow.objectName + "Switch"
         Accessible.name: switchRow.text
+        anchors.right: parent.right
+        anchors.verticalCenter: parent.verticalCenter
         checked: switchRow.checked
         rightPadding: 0
 

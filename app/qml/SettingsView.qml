@@ -44,9 +44,9 @@ Rectangle {
                     label: qsTr("Codex")
                     value: settingsView.settings.codexStatus
                 }
-                Button {
+                SettingsButton {
                     objectName: "disconnectCodexButton"
-                    palette.buttonText: "#d70015"
+                    destructive: true
                     text: qsTr("Disconnect Codex")
                     visible: settingsView.settings.showsDisconnectCodex
 
@@ -63,9 +63,9 @@ Rectangle {
                     label: qsTr("Claude Code")
                     value: settingsView.settings.claudeStatus
                 }
-                Button {
+                SettingsButton {
                     objectName: "disconnectClaudeButton"
-                    palette.buttonText: "#d70015"
+                    destructive: true
                     text: qsTr("Disconnect Claude Code")
                     visible: settingsView.settings.showsDisconnectClaude
 
@@ -77,7 +77,7 @@ Rectangle {
                     label: qsTr("Last checked")
                     value: settingsView.settings.lastChecked
                 }
-                Button {
+                SettingsButton {
                     objectName: "refreshButton"
                     enabled: settingsView.settings.canRefresh
                     text: qsTr("Refresh Now")
@@ -132,7 +132,7 @@ Rectangle {
                     Item {
                         Layout.fillWidth: true
                     }
-                    Button {
+                    SettingsButton {
                         objectName: "resetColorButton"
                         text: qsTr("Reset to White")
 
@@ -156,15 +156,15 @@ Rectangle {
                     RowLayout {
                         spacing: 8
 
-                        Button {
+                        SettingsButton {
                             objectName: "choosePhotoButton"
                             text: settingsView.settings.choosePhotoTitle
 
                             onClicked: settingsView.settings.choosePhoto()
                         }
-                        Button {
+                        SettingsButton {
                             objectName: "deletePhotoButton"
-                            palette.buttonText: "#d70015"
+                            destructive: true
                             text: qsTr("Delete Photo")
                             visible: settingsView.settings.showsDeletePhoto
 
@@ -205,7 +205,7 @@ Rectangle {
                     label: qsTr("Version")
                     value: settingsView.settings.version
                 }
-                Button {
+                SettingsButton {
                     objectName: "downloadButton"
                     icon.source: "icons/download.svg"
                     text: settingsView.settings.downloadTitle
@@ -213,7 +213,7 @@ Rectangle {
 
                     onClicked: settingsView.settings.downloadUpdate()
                 }
-                Button {
+                SettingsButton {
                     id: checkButton
 
                     objectName: "checkForUpdatesButton"
@@ -223,18 +223,13 @@ Rectangle {
                     contentItem: RowLayout {
                         spacing: 8
 
-                        BusyIndicator {
+                        SettingsSpinner {
                             objectName: "checkingIndicator"
-                            Layout.preferredHeight: 16
-                            Layout.preferredWidth: 16
-                            padding: 0
-                            running: visible
                             visible: settingsView.settings.isCheckingForUpdates
                         }
                         Label {
                             objectName: "checkForUpdatesLabel"
                             color: checkButton.palette.buttonText
-                            opacity: checkButton.enabled ? 1 : 0.6
                             text: settingsView.settings.checkForUpdatesTitle
                         }
                     }

@@ -48,7 +48,7 @@ TEST_F(SettingsViewTest, RefreshNowWaitsForTheRefreshAndDisconnectButtonsSwitchP
     EXPECT_EQ(item("claudeStatus")->property("value").toString(), "Claude Code is available");
     EXPECT_EQ(item("codexStatus")->property("value").toString(), "Approaching the limit");
     EXPECT_EQ(item("lastChecked")->property("value").toString(), "just now");
-    screenshot("connected");
+    screenshot("connected", "codexStatus");
 
     click("disconnectCodexButton");
     EXPECT_EQ(harness.storedPreference("codexEnabled"), QJsonValue(false));
