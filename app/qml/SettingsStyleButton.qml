@@ -17,6 +17,8 @@ AbstractButton {
     Accessible.name: styleButton.title
     Accessible.role: Accessible.RadioButton
     Layout.fillWidth: true
+    // The same for every choice, so that the three share the row equally.
+    Layout.preferredWidth: 100
     bottomPadding: 6
     topPadding: 6
 

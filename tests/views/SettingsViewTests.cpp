@@ -135,6 +135,7 @@ TEST_F(SettingsViewTest, TextColorNotificationsAndStartAtLoginWriteThroughTheMod
     ASSERT_NE(dialog, nullptr);
     ASSERT_TRUE(waitUntil([&] { return dialog->property("visible").toBool(); }));
     dialog->setProperty("selectedColor", QColor(255, 204, 0));
+    screenshot("color-dialog");
     QMetaObject::invokeMethod(dialog, "accept");
     ASSERT_TRUE(waitUntil([&] { return storedColor() != QColor(Qt::white); }));
     EXPECT_EQ(storedColor(), QColor(255, 204, 0));
@@ -183,7 +184,12 @@ TEST_F(SettingsViewTest, AnAutostartFolderThatCannotBeWrittenShowsWhy) {
 
 TEST_F(SettingsViewTest, TheUpdatesSectionShowsTheCheckThenTheOffer) {
     harness.updateChecker = std::make_shared<FakeUpdateChecker>();
+    // Both switches on, for the pictures.
+    harness.storePreference("alertsEnabled", true);
+    writeFile(entryPath(), AutostartEntry::entryContent("/usr/bin/lumora"));
     open();
+    EXPECT_TRUE(item("alertsSwitch")->property("checked").toBool());
+    EXPECT_TRUE(item("startAtLoginSwitch")->property("checked").toBool());
     EXPECT_EQ(item("version")->property("value").toString(), "1.0.0");
     EXPECT_FALSE(shown("downloadButton"));
     EXPECT_FALSE(shown("updateStatus"));
