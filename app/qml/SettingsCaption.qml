@@ -2,10 +2,12 @@ import QtQuick
 import QtQuick.Controls.Fusion
 import QtQuick.Layouts
 
-// A short explanation under a control: caption size, secondary colour unless told otherwise,
-// wrapped to the row's width.
+// A short explanation under a control: caption size, wrapped to the row's width, in the
+// secondary colour, or red for a warning (a lighter red on dark backgrounds).
 Label {
     id: caption
+
+    property bool warning: false
 
     SystemPalette {
         id: captionPalette
@@ -16,7 +18,7 @@ Label {
     }
 
     Layout.fillWidth: true
-    color: captionPalette.placeholderText
+    color: caption.warning ? (captionPalette.base.hslLightness < 0.5 ? "#ff6961" : "#d70015") : captionPalette.placeholderText
     font.pointSize: Math.max(1, bodyMetrics.font.pointSize - 1.5)
     wrapMode: Text.Wrap
 }

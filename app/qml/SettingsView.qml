@@ -173,7 +173,7 @@ Rectangle {
                     }
                     SettingsCaption {
                         objectName: "photoError"
-                        color: "#d70015"
+                        warning: true
                         text: settingsView.settings.photoError
                         visible: text !== ""
                     }
@@ -256,7 +256,7 @@ Rectangle {
                 }
                 SettingsCaption {
                     objectName: "startupError"
-                    color: "#d70015"
+                    warning: true
                     text: settingsView.settings.startupError
                     visible: text !== ""
                 }

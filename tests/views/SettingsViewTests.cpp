@@ -3,7 +3,9 @@
 #include "views/RelativeTime.h"
 
 #include <QFileInfo>
+#include <QGuiApplication>
 #include <QJsonArray>
+#include <QPalette>
 
 using namespace lumora;
 using namespace lumora::test;
@@ -175,6 +177,22 @@ TEST_F(SettingsViewTest, AnAutostartFolderThatCannotBeWrittenShowsWhy) {
     EXPECT_TRUE(text("startupError").startsWith("Lumora could not be set to start at login."));
     EXPECT_FALSE(item("startAtLoginSwitch")->property("checked").toBool());
     screenshot("startup-error", "startAtLogin");
+    // The same on a dark desktop.
+    QPalette dark;
+    dark.setColor(QPalette::Window, QColor(45, 45, 48));
+    dark.setColor(QPalette::WindowText, QColor(230, 230, 230));
+    dark.setColor(QPalette::Base, QColor(30, 30, 32));
+    dark.setColor(QPalette::Text, QColor(230, 230, 230));
+    dark.setColor(QPalette::PlaceholderText, QColor(160, 160, 165));
+    dark.setColor(QPalette::Button, QColor(60, 60, 64));
+    dark.setColor(QPalette::ButtonText, QColor(230, 230, 230));
+    dark.setColor(QPalette::Mid, QColor(80, 80, 84));
+    dark.setColor(QPalette::Highlight, QColor(42, 130, 218));
+    const QPalette light = QGuiApplication::palette();
+    QGuiApplication::setPalette(dark);
+    settle();
+    screenshot("startup-error-dark", "startAtLogin");
+    QGuiApplication::setPalette(light);
     // Once the folder can be made, the switch works and the message goes.
     QFile::remove(harness.home.filePath(".config/autostart"));
     click("startAtLoginSwitch");
