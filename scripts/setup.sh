@@ -15,7 +15,7 @@ packages=(
     # tests and benchmarks (unshare keeps the real Codex CLI and Claude Code off the network in
     # tests; tmux gives Claude Code a terminal whose screen a test can read)
     libgtest-dev libgmock-dev libbenchmark-dev xvfb xauth dbus openssl util-linux tmux
-    # install and package checks (CPack's Debian generator finds programs with file)
+    # install, package and autostart-entry checks (CPack's Debian generator finds programs with file)
     desktop-file-utils appstream dpkg-dev file
     # the hook runs under these
     dash coreutils mawk

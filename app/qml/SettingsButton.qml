@@ -1,0 +1,20 @@
+import QtQuick
+import QtQuick.Controls.Fusion
+
+// A push button of the settings form; a destructive one has red text (lighter on dark
+// backgrounds).
+Button {
+    id: button
+
+    property bool destructive: false
+
+    bottomPadding: 5
+    leftPadding: 12
+    palette.buttonText: !button.destructive ? settingsButtonPalette.buttonText : settingsButtonPalette.button.hslLightness < 0.5 ? "#ff6961" : "#d70015"
+    rightPadding: 12
+    topPadding: 5
+
+    SystemPalette {
+        id: settingsButtonPalette
+    }
+}
