@@ -1,0 +1,78 @@
+# The XFCE 4.18 panel with its notification area, and xfwm4, on an X server with two monitors:
+# the item is shown; a real left click opens the break screen on both monitors, Escape ends it;
+# a middle click opens the popover next to the icon.
+source "$(dirname "$0")/lib.sh"
+
+command -v xfce4-panel >/dev/null || skip "xfce4-panel is not installed (scripts/setup.sh desktop)"
+mkdir -p "$XDG_CONFIG_HOME/xfce4/xfconf/xfce-perchannel-xml"
+cp "$HERE/xfce4-panel.xml" "$XDG_CONFIG_HOME/xfce4/xfconf/xfce-perchannel-xml/"
+export XDG_CURRENT_DESKTOP=XFCE XDG_SESSION_TYPE=x11
+
+start_session_bus
+start_xvfb 2560x800
+split_monitors
+xsetroot -solid "#2e3440"
+spawn xfwm4 xfwm4 --compositor=off
+wait_until 20 "xfwm4 did not take the window manager selection" \
+    sh -c "xprop -root _NET_SUPPORTING_WM_CHECK | grep -q 'window id'"
+spawn panel xfce4-panel --disable-wm-check
+wait_until 30 "the panel's notification area did not start its StatusNotifierWatcher" \
+    bus_has org.kde.StatusNotifierWatcher
+wait_until 10 "no panel window is shown" xdotool search --onlyvisible --class xfce4-panel
+panel=$(xdotool search --onlyvisible --class xfce4-panel | head -n1)
+eval "$(xdotool getwindowgeometry --shell "$panel")"
+PANEL_X=$X PANEL_Y=$Y PANEL_W=$WIDTH PANEL_H=$HEIGHT
+ok "xfce4-panel is up (${PANEL_W}x${PANEL_H} at $PANEL_X,$PANEL_Y) and runs the watcher"
+
+if ! lumora_has_tray; then
+    screenshot_x panel
+    skip "panel part proven; the Lumora checks wait: $LUMORA_NO_TRAY_REASON"
+fi
+
+connect_fake_tools 30 42
+screenshot_x before-lumora
+start_lumora
+wait_until 15 "the watcher did not list Lumora's item" lumora_item_registered
+ok "the panel's watcher lists Lumora's item"
+
+# The icon: whatever appears in the panel once the item is there.
+icon=""
+deadline=$((SECONDS + 15))
+while [ -z "$icon" ] && ((SECONDS < deadline)); do
+    screenshot_x panel-with-item >/dev/null
+    icon=$(changed_box "$OUT/before-lumora.png" "$OUT/panel-with-item.png" \
+        "$PANEL_X" "$PANEL_Y" "$PANEL_W" "$PANEL_H")
+    [ -n "$icon" ] || sleep 0.2
+done
+[ -n "$icon" ] || fail "nothing appeared in the panel for Lumora's item"
+read -r ix iy iw ih <<<"$icon"
+((iw <= 48 && ih <= 48)) || fail "the change in the panel is ${iw}x${ih}, larger than an icon"
+cx=$((ix + iw / 2)) cy=$((iy + ih / 2))
+ok "the panel shows Lumora's icon (${iw}x${ih} at $ix,$iy)"
+
+# Left click: Activate, the break screen on every monitor.
+xdotool mousemove "$cx" "$cy" click 1
+break_on_both() {
+    local windows
+    windows=$(lumora_x_windows)
+    echo "$windows" | awk -v w="$MONITOR_WIDTH" -v h="$MONITOR_HEIGHT" \
+        '$2 == 0 && $3 == 0 && $4 == w && $5 == h { a = 1 } $2 == w && $3 == 0 && $4 == w && $5 == h { b = 1 } END { exit !(a && b) }'
+}
+wait_until 15 "a left click did not cover both monitors with the break screen" break_on_both
+screenshot_x_changed break-screen "$OUT/panel-with-item.png" "$((MONITOR_WIDTH / 2 - 50))" 300 100 100
+ok "a left click on the icon opened the break screen on both monitors"
+xdotool key Escape
+wait_until 10 "Escape did not end the break" not break_on_both
+ok "Escape ended the break on both monitors"
+
+# Middle click: SecondaryActivate, the popover, next to the icon.
+xdotool mousemove "$cx" "$cy" click 2
+popover_near_icon() {
+    lumora_x_windows | awk -v cx="$cx" -v cy="$cy" \
+        '$4 >= 300 && $4 <= 400 && $2 <= cx + 40 && $2 + $4 >= cx - 40 && $3 <= cy + 400 { found = 1 } END { exit !found }'
+}
+wait_until 15 "a middle click did not open the popover next to the icon" popover_near_icon
+screenshot_x_changed popover "$OUT/panel-with-item.png" 0 "$PANEL_H" "$((MONITOR_WIDTH * 2))" 400
+ok "a middle click on the icon opened the popover next to it"
+lumora_call Quit >/dev/null || true
+wait_until 10 "lumora did not quit" not alive "$SPAWNED_LUMORA"

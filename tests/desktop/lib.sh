@@ -1,0 +1,300 @@
+# Shared by the desktop cases (sourced). Each case runs in a PID namespace of its own (run.sh), so
+# nothing it starts can outlive it; the cleanup below still ends every process in order and says
+# so, because a panel that hangs on the way out is worth knowing about.
+#
+# Everything lives under one scratch folder: the home, the XDG folders, the runtime folder and
+# both message buses are private; the real home, session bus and display are never touched.
+set -euo pipefail
+
+CASE=${CASE:?run the cases through tests/desktop/run.sh}
+OUT=${OUT:?}
+LUMORA=${LUMORA:?}
+HERE="$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)"
+mkdir -p "$OUT"
+
+SCRATCH="$(mktemp -d /tmp/lumora-desktop-"$CASE".XXXXXX)"
+export HOME="$SCRATCH/home"
+export XDG_CONFIG_HOME="$HOME/.config" XDG_DATA_HOME="$HOME/.local/share"
+export XDG_CACHE_HOME="$HOME/.cache" XDG_STATE_HOME="$HOME/.local/state"
+export XDG_RUNTIME_DIR="$SCRATCH/run"
+mkdir -p "$HOME" "$XDG_CONFIG_HOME" "$XDG_DATA_HOME" "$XDG_CACHE_HOME" "$XDG_STATE_HOME" \
+    "$XDG_RUNTIME_DIR" "$SCRATCH/bin"
+chmod 700 "$XDG_RUNTIME_DIR"
+unset DISPLAY WAYLAND_DISPLAY SWAYSOCK DBUS_SESSION_BUS_ADDRESS DBUS_SYSTEM_BUS_ADDRESS \
+    XDG_CURRENT_DESKTOP XDG_SESSION_TYPE DESKTOP_SESSION XAUTHORITY TERMINAL QT_QPA_PLATFORM \
+    QT_QUICK_BACKEND LUMORA_CODEX_PATH LUMORA_CLAUDE_PATH || true
+export NO_AT_BRIDGE=1 GTK_A11Y=none LC_ALL=C.UTF-8
+export PATH="$SCRATCH/bin:$PATH"
+
+STARTED=() # "pid name", in start order
+LUMORA_PID=""
+
+log() { printf '  %s\n' "$*"; }
+ok() { printf '  ok: %s\n' "$*"; }
+fail() {
+    printf 'FAIL %s: %s\n' "$CASE" "$*"
+    exit 1
+}
+# Exit code 77 tells run.sh that the case skipped; the message says what stopped it.
+skip() {
+    printf 'SKIP %s: %s\n' "$CASE" "$*"
+    exit 77
+}
+
+cleanup() {
+    local status=$?
+    trap - EXIT
+    local i entry pid name
+    for ((i = ${#STARTED[@]} - 1; i >= 0; i--)); do
+        entry=${STARTED[i]}
+        pid=${entry%% *}
+        name=${entry#* }
+        kill -TERM "$pid" 2>/dev/null || continue
+        for _ in $(seq 50); do
+            kill -0 "$pid" 2>/dev/null || break
+            sleep 0.1
+        done
+        if kill -0 "$pid" 2>/dev/null; then
+            log "$name (pid $pid) ignored SIGTERM for 5 s; killed"
+            kill -KILL "$pid" 2>/dev/null || true
+        fi
+        wait "$pid" 2>/dev/null || true
+    done
+    rm -rf "$SCRATCH"
+    exit "$status"
+}
+trap cleanup EXIT
+trap 'exit 130' INT TERM
+
+# spawn NAME COMMAND...: starts a process in the background, its output in $OUT/NAME.log.
+spawn() {
+    local name=$1
+    shift
+    "$@" >"$OUT/$name.log" 2>&1 &
+    STARTED+=("$! $name")
+    SPAWNED=$!
+}
+
+# wait_until SECONDS WHAT COMMAND...: runs COMMAND every 100 ms until it succeeds; fails the
+# case with WHAT when SECONDS pass first.
+wait_until() {
+    local seconds=$1 what=$2
+    shift 2
+    local deadline=$((SECONDS + seconds))
+    until "$@" >/dev/null 2>&1; do
+        if ((SECONDS >= deadline)); then
+            fail "$what (not within $seconds s)"
+        fi
+        sleep 0.1
+    done
+}
+
+not() { ! "$@"; }
+
+# alive PID: the process still runs (and is not a zombie).
+alive() { [ -e "/proc/$1" ] && ! grep -q '^State:.*Z' "/proc/$1/status" 2>/dev/null; }
+
+# --- message buses --------------------------------------------------------------------------
+
+start_session_bus() {
+    local file="$SCRATCH/session-bus"
+    spawn session-bus dbus-daemon --session --nofork --nopidfile --nosyslog --print-address=3 \
+        3>"$file"
+    wait_until 10 "the private session bus did not start" test -s "$file"
+    DBUS_SESSION_BUS_ADDRESS="$(head -n1 "$file")"
+    export DBUS_SESSION_BUS_ADDRESS
+}
+
+# GNOME Shell asks logind and others on the system bus; a private bus with nobody on it lets
+# it start without the machine's system bus.
+start_system_bus() {
+    local file="$SCRATCH/system-bus"
+    spawn system-bus dbus-daemon --session --nofork --nopidfile --nosyslog --print-address=3 \
+        3>"$file"
+    wait_until 10 "the private system bus did not start" test -s "$file"
+    DBUS_SYSTEM_BUS_ADDRESS="$(head -n1 "$file")"
+    export DBUS_SYSTEM_BUS_ADDRESS
+}
+
+bus_has() {
+    gdbus call --session --timeout 5 -d org.freedesktop.DBus -o /org/freedesktop/DBus \
+        -m org.freedesktop.DBus.NameHasOwner "$1" | grep -q true
+}
+
+bus_owner_pid() {
+    gdbus call --session --timeout 5 -d org.freedesktop.DBus -o /org/freedesktop/DBus \
+        -m org.freedesktop.DBus.GetConnectionUnixProcessID "$1" | tr -dc '0-9'
+}
+
+# The items the StatusNotifierWatcher on the session bus knows, one a line.
+watcher_items() {
+    gdbus call --session --timeout 5 -d org.kde.StatusNotifierWatcher -o /StatusNotifierWatcher \
+        -m org.freedesktop.DBus.Properties.Get org.kde.StatusNotifierWatcher \
+        RegisteredStatusNotifierItems | grep -o "'[^']*'" | tr -d "'"
+}
+
+# --- X11 ------------------------------------------------------------------------------------
+
+# start_xvfb WIDTHxHEIGHT: a private X server on a free display number.
+start_xvfb() {
+    local fifo="$SCRATCH/xvfb-display"
+    spawn xvfb Xvfb -displayfd 3 -screen 0 "${1}x24" -nolisten tcp -noreset +extension RANDR \
+        3>"$fifo"
+    wait_until 15 "Xvfb did not start" test -s "$fifo"
+    DISPLAY=":$(head -n1 "$fifo")"
+    export DISPLAY
+    wait_until 10 "Xvfb does not answer" xdpyinfo
+}
+
+# split_monitors: two side-by-side monitors on the one X screen (RandR 1.5 monitors), so that
+# Qt sees two screens, as on a desk with two displays.
+split_monitors() {
+    local width height half
+    read -r width height < <(xdpyinfo | awk '/dimensions:/ { split($2, s, "x"); print s[1], s[2] }')
+    half=$((width / 2))
+    xrandr --setmonitor left "$half/300x$height/200+0+0" none
+    xrandr --setmonitor right "$half/300x$height/200+$half+0" none
+    MONITOR_WIDTH=$half MONITOR_HEIGHT=$height
+}
+
+screenshot_x() {
+    local file="$OUT/$1.png"
+    xwd -root -silent | xwdtopnm 2>/dev/null | pnmtopng >"$file"
+    SCREENSHOTS+=("$file")
+    log "screenshot: $file"
+}
+SCREENSHOTS=()
+
+# screenshot_x_changed NAME REFERENCE.png LEFT TOP WIDTH HEIGHT: a screenshot taken once the
+# region differs from the reference picture (the window in it has drawn), within 10 s.
+screenshot_x_changed() {
+    local name=$1 reference=$2
+    shift 2
+    local deadline=$((SECONDS + 10))
+    while :; do
+        xwd -root -silent | xwdtopnm 2>/dev/null | pnmtopng >"$OUT/$name.png"
+        [ -z "$(changed_box "$reference" "$OUT/$name.png" "$@")" ] || break
+        ((SECONDS < deadline)) || fail "$name: nothing was drawn in the region $* within 10 s"
+        sleep 0.1
+    done
+    log "screenshot: $OUT/$name.png"
+}
+
+# Visible top-level X windows of Lumora, one "id x y width height" a line.
+lumora_x_windows() {
+    local id
+    for id in $(xdotool search --onlyvisible --classname '^lumora$' 2>/dev/null); do
+        eval "$(xdotool getwindowgeometry --shell "$id")"
+        echo "$id $X $Y $WIDTH $HEIGHT"
+    done
+}
+
+# --- fake Codex and Claude Code -------------------------------------------------------------
+
+# A fake codex: signed in; its app-server answers the handshake and a rate-limit read with the
+# used percentage in $SCRATCH/codex-used (changed by a case between refreshes). Every run is
+# logged to $SCRATCH/codex-runs.
+install_fake_codex() {
+    echo "${1:-30}" >"$SCRATCH/codex-used"
+    cat >"$SCRATCH/bin/codex" <<EOF
+#!/bin/sh
+echo "\$*" >> '$SCRATCH/codex-runs'
+case "\$1" in
+login) echo 'Logged in using ChatGPT'; exit 0;;
+--version) echo 'codex-cli 0.169.0'; exit 0;;
+app-server)
+    used=\$(cat '$SCRATCH/codex-used')
+    read -r _; echo '{"id":1,"result":{}}'
+    read -r _; read -r _
+    echo '{"id":2,"result":{"rateLimits":{"primary":{"usedPercent":'"\$used"',"windowDurationMins":300,"resetsAt":'"\$((\$(date +%s) + 3600))"'}}}}'
+    exec cat > /dev/null;;
+esac
+exit 2
+EOF
+    chmod +x "$SCRATCH/bin/codex"
+    export LUMORA_CODEX_PATH="$SCRATCH/bin/codex"
+}
+
+# A fake claude executable (Lumora only needs it to exist) and the hook's cache, written by the
+# real hook script that `lumora connect claude` installs, fed the status JSON Claude Code gives.
+install_fake_claude() {
+    printf '#!/bin/sh\necho "2.0.0 (Claude Code)"\n' >"$SCRATCH/bin/claude"
+    chmod +x "$SCRATCH/bin/claude"
+    export LUMORA_CLAUDE_PATH="$SCRATCH/bin/claude"
+}
+
+feed_claude_hook() {
+    local used=$1 resets=$(($(date +%s) + 7200))
+    printf '{"model":{"display_name":"Opus"},"rate_limits":{"five_hour":{"used_percentage":%s,"resets_at":%s},"seven_day":{"used_percentage":10,"resets_at":%s}}}' \
+        "$used" "$resets" "$((resets + 86400))" |
+        sh "$XDG_DATA_HOME/Lumora/claude-statusline.sh" >/dev/null
+}
+
+# Both tools connected through the command line, as a user would.
+connect_fake_tools() {
+    install_fake_codex "${1:-30}"
+    install_fake_claude
+    "$LUMORA" connect codex >"$OUT/connect-codex.log" 2>&1 || fail "lumora connect codex: $(cat "$OUT/connect-codex.log")"
+    "$LUMORA" connect claude >"$OUT/connect-claude.log" 2>&1 || fail "lumora connect claude: $(cat "$OUT/connect-claude.log")"
+    feed_claude_hook "${2:-42}"
+}
+
+# --- Lumora ---------------------------------------------------------------------------------
+
+# Whether this lumora has its tray: `lumora quit` answers "Lumora is not running." on a bus
+# without one. A build from before the tray gives another answer; its cases then skip the
+# Lumora checks and say so, after proving the panel part.
+lumora_has_tray() {
+    local answer
+    answer="$("$LUMORA" quit 2>&1 || true)"
+    LUMORA_NO_TRAY_REASON="$LUMORA has no tray yet: \`lumora quit\` answered \"$(printf '%s' "$answer" | head -n1)\""
+    [[ "$answer" == *"Lumora is not running."* ]]
+}
+
+lumora_item_registered() {
+    watcher_items | grep -q "org.kde.StatusNotifierItem-$LUMORA_PID-1"
+}
+
+# start_lumora [PREFIX...]: starts the tray (optionally under a wrapper such as strace) and waits
+# for its name and its item at the watcher.
+start_lumora() {
+    spawn lumora "$@" "$LUMORA"
+    SPAWNED_LUMORA=$SPAWNED
+    wait_until 20 "lumora did not take io.github.lumora.Lumora (log: $OUT/lumora.log)" \
+        bus_has io.github.lumora.Lumora
+    LUMORA_PID="$(bus_owner_pid io.github.lumora.Lumora)"
+    ok "lumora runs (pid $LUMORA_PID) and owns io.github.lumora.Lumora"
+}
+
+lumora_call() {
+    gdbus call --session --timeout 10 -d io.github.lumora.Lumora -o /io/github/lumora/Lumora \
+        -m "io.github.lumora.Lumora.$1"
+}
+
+sni_property() {
+    gdbus call --session --timeout 5 -d "org.kde.StatusNotifierItem-$LUMORA_PID-1" \
+        -o /StatusNotifierItem -m org.freedesktop.DBus.Properties.Get \
+        org.kde.StatusNotifierItem "$1"
+}
+
+# --- finding what changed on screen -----------------------------------------------------------
+
+# changed_box BEFORE.png AFTER.png LEFT TOP WIDTH HEIGHT: the bounding box "x y width height" (in
+# screen coordinates) of the pixels that differ between two screenshots inside that region, e.g.
+# an item that appeared in a panel; nothing when nothing changed there.
+changed_box() {
+    local before=$1 after=$2 left=$3 top=$4 width=$5 height=$6
+    pamarith -difference <(pngtopnm "$before" | pamcut "$left" "$top" "$width" "$height") \
+        <(pngtopnm "$after" | pamcut "$left" "$top" "$width" "$height") |
+        pnmtoplainpnm | awk -v left="$left" -v top="$top" '
+        NR == 2 { w = $1; next }
+        NR <= 3 { next }
+        {
+            for (i = 1; i <= NF; i++) {
+                p = n++ ; px = int(p / 3); if ($i > 24) { x = px % w; y = int(px / w);
+                if (!found || x < x0) x0 = x; if (!found || x > x1) x1 = x;
+                if (!found || y < y0) y0 = y; if (!found || y > y1) y1 = y; found = 1 }
+            }
+        }
+        END { if (found) print x0 + left, y0 + top, x1 - x0 + 1, y1 - y0 + 1 }'
+}
