@@ -1,13 +1,12 @@
 # sway in its headless mode (software rendering) with waybar: the item is shown in waybar's
 # tray; a click through sway's own seat commands opens the popover; the break screen covers the
 # output; `lumora status --waybar` feeds a custom module of the same bar.
-# sway refuses to run as root: run.sh runs this case as an ordinary user of a user namespace.
 source "$(dirname "$0")/lib.sh"
 
 for tool in sway waybar grim swaymsg cc pkg-config; do
     command -v "$tool" >/dev/null || skip "$tool is not installed (scripts/setup.sh desktop)"
 done
-[ "$(id -u)" -ne 0 ] || skip "sway refuses to start as root and no user namespace could be made here"
+[ "$(id -u)" -ne 0 ] || skip "sway refuses to start as root, and no user namespace could be made here to run it as an ordinary user"
 pkg-config --exists wayland-client || skip "libwayland-dev is missing (scripts/setup.sh desktop)"
 cc -O1 -o "$SCRATCH/bin/virtual-pointer" "$HERE/virtual-pointer.c" \
     $(pkg-config --cflags --libs wayland-client) || fail "could not build virtual-pointer.c"

@@ -29,23 +29,17 @@ lumora="$(cd "$(dirname "$lumora")" && pwd)/$(basename "$lumora")"
 mkdir -p "$out"
 out="$(cd "$out" && pwd)"
 
-# A PID namespace per case; sway refuses to run as root, so its case runs as an ordinary user
-# of a user namespace (uid 1000 inside, the caller outside).
-pidns=(--pid --fork --kill-child --mount-proc)
+# Each case runs in a PID namespace of its own, as an ordinary user of a user namespace (uid
+# 1000 inside; outside, the caller): sway refuses to run as root, GNOME Shell warns about it,
+# and a desktop session is a user's.
 if [ "$(id -u)" -eq 0 ]; then
-    as_user=(--user --map-user=1000 --map-group=1000)
+    isolate=(unshare --user --map-user=1000 --map-group=1000 --pid --fork --kill-child --mount-proc)
 else
-    as_user=(--user --map-current-user)
-    pidns=(--user --map-current-user "${pidns[@]}")
+    isolate=(unshare --user --map-current-user --pid --fork --kill-child --mount-proc)
 fi
-isolation() { # isolation CASE: the unshare command line the case runs under, if any
-    if [ "$1" = sway ] && [ "$(id -u)" -eq 0 ]; then
-        unshare "${as_user[@]}" "${pidns[@]}" true 2>/dev/null &&
-            echo unshare "${as_user[@]}" "${pidns[@]}"
-    else
-        unshare "${pidns[@]}" true 2>/dev/null && echo unshare "${pidns[@]}"
-    fi
-    return 0
+"${isolate[@]}" true 2>/dev/null || {
+    echo "note: no user and PID namespaces here; each case ends its processes itself"
+    isolate=()
 }
 
 passed=0 failed=0 skipped=0
@@ -59,8 +53,6 @@ for name in "${cases[@]}"; do
     mkdir -p "$out/$name"
     echo "== $name"
     start=$SECONDS
-    read -r -a isolate < <(isolation "$name")
-    [ "${#isolate[@]}" -gt 0 ] || echo "  note: no namespaces here; the case ends its processes itself"
     CASE=$name OUT="$out/$name" LUMORA="$lumora" \
         timeout --kill-after=10 "${CASE_TIMEOUT:-150}" "${isolate[@]}" bash "$script" \
         2>&1 | tee "$out/$name/case.log"
