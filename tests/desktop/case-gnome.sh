@@ -20,6 +20,9 @@ cat >"$XDG_CONFIG_HOME/glib-2.0/settings/keyfile" <<EOF
 enabled-extensions=['$appindicator', '$probe']
 welcome-dialog-last-shown-version='999'
 
+[org/gnome/desktop/notifications]
+show-banners=false
+
 [org/gnome/desktop/background]
 picture-uri=''
 primary-color='#2e3440'

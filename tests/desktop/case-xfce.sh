@@ -4,24 +4,10 @@
 source "$(dirname "$0")/lib.sh"
 
 command -v xfce4-panel >/dev/null || skip "xfce4-panel is not installed (scripts/setup.sh desktop)"
-mkdir -p "$XDG_CONFIG_HOME/xfce4/xfconf/xfce-perchannel-xml"
-cp "$HERE/xfce4-panel.xml" "$XDG_CONFIG_HOME/xfce4/xfconf/xfce-perchannel-xml/"
-export XDG_CURRENT_DESKTOP=XFCE XDG_SESSION_TYPE=x11
-
 start_session_bus
 start_xvfb 2560x800
 split_monitors
-xsetroot -solid "#2e3440"
-spawn xfwm4 xfwm4 --compositor=off
-wait_until 20 "xfwm4 did not take the window manager selection" \
-    sh -c "xprop -root _NET_SUPPORTING_WM_CHECK | grep -q 'window id'"
-spawn panel xfce4-panel --disable-wm-check
-wait_until 30 "the panel's notification area did not start its StatusNotifierWatcher" \
-    bus_has org.kde.StatusNotifierWatcher
-wait_until 10 "no panel window is shown" xdotool search --onlyvisible --class xfce4-panel
-panel=$(xdotool search --onlyvisible --class xfce4-panel | head -n1)
-eval "$(xdotool getwindowgeometry --shell "$panel")"
-PANEL_X=$X PANEL_Y=$Y PANEL_W=$WIDTH PANEL_H=$HEIGHT
+start_xfce_panel
 ok "xfce4-panel is up (${PANEL_W}x${PANEL_H} at $PANEL_X,$PANEL_Y) and runs the watcher"
 
 if ! lumora_has_tray; then

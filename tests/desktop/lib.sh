@@ -157,6 +157,26 @@ split_monitors() {
     MONITOR_WIDTH=$half MONITOR_HEIGHT=$height
 }
 
+# start_xfce_panel: xfwm4 and the XFCE panel with its notification area (which runs the
+# StatusNotifierWatcher) on the X server; sets PANEL_X, PANEL_Y, PANEL_W, PANEL_H.
+start_xfce_panel() {
+    mkdir -p "$XDG_CONFIG_HOME/xfce4/xfconf/xfce-perchannel-xml"
+    cp "$HERE/xfce4-panel.xml" "$XDG_CONFIG_HOME/xfce4/xfconf/xfce-perchannel-xml/"
+    export XDG_CURRENT_DESKTOP=XFCE XDG_SESSION_TYPE=x11
+    xsetroot -solid "#2e3440"
+    spawn xfwm4 xfwm4 --compositor=off
+    wait_until 20 "xfwm4 did not take the window manager selection (log: $OUT/xfwm4.log)" \
+        sh -c "xprop -root _NET_SUPPORTING_WM_CHECK | grep -q 'window id'"
+    spawn panel xfce4-panel --disable-wm-check
+    wait_until 30 "the panel's notification area did not start a StatusNotifierWatcher (log: $OUT/panel.log)" \
+        bus_has org.kde.StatusNotifierWatcher
+    wait_until 10 "no panel window is shown" xdotool search --onlyvisible --class xfce4-panel
+    local panel
+    panel=$(xdotool search --onlyvisible --class xfce4-panel | head -n1)
+    eval "$(xdotool getwindowgeometry --shell "$panel")"
+    PANEL_X=$X PANEL_Y=$Y PANEL_W=$WIDTH PANEL_H=$HEIGHT
+}
+
 screenshot_x() {
     local file="$OUT/$1.png"
     xwd -root -silent | xwdtopnm 2>/dev/null | pnmtopng >"$file"
