@@ -24,7 +24,7 @@ welcome-dialog-last-shown-version='999'
 show-banners=false
 
 [org/gnome/desktop/background]
-picture-uri=''
+picture-options='none'
 primary-color='#2e3440'
 EOF
 export GSETTINGS_BACKEND=keyfile XDG_CURRENT_DESKTOP=GNOME XDG_SESSION_TYPE=x11
@@ -52,10 +52,15 @@ wait_until 20 "the AppIndicator extension did not start its StatusNotifierWatche
     bus_has org.kde.StatusNotifierWatcher
 state=$(shell_eval "Main.extensionManager.lookup('$appindicator').state")
 [ "$state" = 1 ] || fail "the AppIndicator extension is not enabled (state $state)"
-# Leave the overview the shell starts in, to show the desktop with its top bar.
-shell_eval "Main.overview.hide()" >/dev/null
-wait_until 10 "the overview did not close" sh -c \
-    "[ \"\$(busctl --address='$DBUS_SESSION_BUS_ADDRESS' --json=short call org.gnome.Shell /org/gnome/Shell org.gnome.Shell Eval s 'Main.overview.visible' | jq -r '.data[1]')\" = false ]"
+# Leave the overview the shell shows once it has started, to show the desktop with its top bar.
+overview_closed() {
+    shell_eval '(() => {
+        if (Main.layoutManager._startingUp) return false;
+        if (Main.overview.visible) { Main.overview.hide(); return false; }
+        return !Main.overview.animationInProgress;
+    })()' | grep -qx true
+}
+wait_until 20 "the overview did not close" overview_closed
 ok "GNOME Shell $(gnome-shell --version | awk '{print $3}') runs with the AppIndicator extension and its watcher"
 
 if ! lumora_has_tray; then
