@@ -64,16 +64,15 @@ lumora_calls() {
          END { if (b != "") print b }' "$OUT/notify-calls.log" | grep '^call|string "Lumora"|' || true
 }
 lumora_notifications() { lumora_calls | grep -c . || true; }
-label() { sni_property XAyatanaLabel | grep -o "'[^']*'" | head -n1 | tr -d "'"; }
 
 start_lumora
-wait_until 20 "lumora did not read Codex at 30% used" sh -c "$(declare -f label sni_property); label | grep -q 'Codex 70%'"
+wait_until 20 "lumora did not read Codex at 30% used" label_has "Codex 70%"
 [ "$(lumora_notifications)" = 0 ] || fail "Lumora sent a notification at 30% used"
-ok "at 30% used Lumora shows \"$(label)\" and sends no notification"
+ok "at 30% used Lumora shows \"$(lumora_label)\" and sends no notification"
 
 echo 85 >"$SCRATCH/codex-used"
 lumora_call Refresh >/dev/null
-wait_until 20 "a refresh did not read Codex at 85% used" sh -c "$(declare -f label sni_property); label | grep -q 'Codex 15%'"
+wait_until 20 "a refresh did not read Codex at 85% used" label_has "Codex 15%"
 lumora_sent() { [ "$(lumora_notifications)" -ge 1 ]; }
 wait_until 10 "crossing 80% sent no notification" lumora_sent
 call=$(lumora_calls | head -n1)
@@ -87,7 +86,7 @@ ok "crossing 80% sent \"Codex usage reached 80%\" / \"$expected_body\", shown by
 
 echo 90 >"$SCRATCH/codex-used"
 lumora_call Refresh >/dev/null
-wait_until 20 "a refresh did not read Codex at 90% used" sh -c "$(declare -f label sni_property); label | grep -q 'Codex 10%'"
+wait_until 20 "a refresh did not read Codex at 90% used" label_has "Codex 10%"
 [ "$(lumora_notifications)" = 1 ] || fail "a further rise above 80% sent another notification"
 ok "a further rise to 90% sent no second notification"
 

@@ -87,7 +87,8 @@ item_js='(() => {
 })()'
 item() { shell_eval "$item_js"; }
 label_is_expected() { [ "$(item | jq -r '.label')" = "$expected_label" ]; }
-wait_until 15 "the top bar does not show Lumora's item" sh -c "$(declare -f item shell_eval); item | jq -e '.shown == true'" 
+item_shown() { item | jq -e '.shown == true' >/dev/null; }
+wait_until 15 "the top bar does not show Lumora's item" item_shown
 wait_until 15 "the item's label is not \"$expected_label\" (it is \"$(item | jq -r .label 2>/dev/null)\")" label_is_expected
 screenshot_x top-bar
 ok "the top bar shows Lumora's item with the label \"$expected_label\""

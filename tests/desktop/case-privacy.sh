@@ -76,17 +76,15 @@ if ! lumora_has_tray; then
 fi
 
 
-app_server_runs() { grep -c '^app-server' "$SCRATCH/codex-runs" 2>/dev/null || true; }
 before=$(app_server_runs)
 start_lumora strace "${strace_options[@]}" -o "$OUT/tray.strace"
-wait_until 20 "the tray did not read Codex" sh -c "[ \$(grep -c '^app-server' '$SCRATCH/codex-runs') -gt $before ]"
-label() { sni_property XAyatanaLabel | grep -o "'[^']*'" | head -n1 | tr -d "'"; }
-wait_until 20 "the tray does not show both tools" sh -c "$(declare -f label sni_property); label | grep -q 'Codex 70%' && label | grep -q 'Claude Code 58%'"
+wait_until 20 "the tray did not read Codex" ran_since "$before"
+wait_until 20 "the tray does not show both tools" label_has "Codex 70%" "Claude Code 58%"
 before=$(app_server_runs)
 feed_claude_hook 50
 lumora_call Refresh >/dev/null
-wait_until 20 "a refresh did not read Codex again" sh -c "[ \$(grep -c '^app-server' '$SCRATCH/codex-runs') -gt $before ]"
-wait_until 20 "a refresh did not read Claude Code's new figures" sh -c "$(declare -f label sni_property); label | grep -q 'Claude Code 50%'"
+wait_until 20 "a refresh did not read Codex again" ran_since "$before"
+wait_until 20 "a refresh did not read Claude Code's new figures" label_has "Claude Code 50%"
 ok "the tray started, showed both tools and refreshed both under strace"
 lumora_call Quit >/dev/null || true
 wait_until 15 "lumora did not quit" not alive "$SPAWNED_LUMORA"

@@ -77,6 +77,9 @@ wait_until 10 "a click through sway's seat did not reach waybar's probe module" 
     test -e "$SCRATCH/probe-clicked"
 ok "a click through sway's seat commands reaches waybar"
 
+popover_shown() { lumora_wayland_windows | awk '$3 >= 300 && $3 <= 400 { f = 1 } END { exit !f }'; }
+break_shown() { lumora_wayland_windows | grep -qx '0 0 1280 800'; }
+
 if ! lumora_has_tray; then
     screenshot_wl bar
     skip "sway, waybar and the seat clicks proven; the Lumora checks wait: $LUMORA_NO_TRAY_REASON"
@@ -109,7 +112,7 @@ fi
 # A right click sends ContextMenu (no dbusmenu outside GNOME): the popover.
 click $((ix + iw / 2)) $((iy + ih / 2)) button3
 wait_until 15 "a right click on the item did not open the popover" \
-    sh -c "$(declare -f lumora_wayland_windows); lumora_wayland_windows | awk '\$3 >= 300 && \$3 <= 400 { f = 1 } END { exit !f }'"
+    popover_shown
 screenshot_wl popover
 ok "a right click through sway's seat opened the popover"
 swaymsg -q seat - cursor set 640 600
@@ -119,12 +122,12 @@ swaymsg -q seat - cursor release button1
 # A left click sends Activate: the break screen over the whole output.
 click $((ix + iw / 2)) $((iy + ih / 2)) button1
 wait_until 15 "a left click did not cover the output with the break screen" \
-    sh -c "$(declare -f lumora_wayland_windows); lumora_wayland_windows | grep -qx '0 0 1280 800'"
+    break_shown
 screenshot_wl break-screen
 ok "a left click opened the break screen over the whole output"
 click 640 400 button1
 wait_until 10 "a click did not end the break" \
-    sh -c "$(declare -f lumora_wayland_windows); ! lumora_wayland_windows | grep -qx '0 0 1280 800'"
+    not break_shown
 ok "a click ended the break"
 lumora_call Quit >/dev/null || true
 wait_until 10 "lumora did not quit" not alive "$SPAWNED_LUMORA"

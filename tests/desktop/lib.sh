@@ -123,7 +123,7 @@ bus_has() {
 
 bus_owner_pid() {
     gdbus call --session --timeout 5 -d org.freedesktop.DBus -o /org/freedesktop/DBus \
-        -m org.freedesktop.DBus.GetConnectionUnixProcessID "$1" | tr -dc '0-9'
+        -m org.freedesktop.DBus.GetConnectionUnixProcessID "$1" | sed -n 's/^(uint32 \([0-9]*\),)$/\1/p'
 }
 
 # The items the StatusNotifierWatcher on the session bus knows, one a line.
@@ -147,13 +147,14 @@ start_xvfb() {
 }
 
 # split_monitors: two side-by-side monitors on the one X screen (RandR 1.5 monitors), so that
-# Qt sees two screens, as on a desk with two displays.
+# Qt sees two screens, as on a desk with two displays (the right one takes over Xvfb's output,
+# so that no monitor spans the whole screen; so assigned, xfwm4 also sees the whole width).
 split_monitors() {
     local width height half
     read -r width height < <(xdpyinfo | awk '/dimensions:/ { split($2, s, "x"); print s[1], s[2] }')
     half=$((width / 2))
-    xrandr --setmonitor left "$half/300x$height/200+0+0" none
-    xrandr --setmonitor right "$half/300x$height/200+$half+0" none
+    xrandr --setmonitor left "$half/300x$height/200+0+0" none >/dev/null
+    xrandr --setmonitor right "$half/300x$height/200+$half+0" screen >/dev/null
     MONITOR_WIDTH=$half MONITOR_HEIGHT=$height
 }
 
@@ -271,8 +272,20 @@ lumora_has_tray() {
     [[ "$answer" == *"Lumora is not running."* ]]
 }
 
+# Whether the watcher lists an item of the Lumora process; sets LUMORA_ITEM_NAME (its bus name)
+# and LUMORA_ITEM_PATH (its object path, /StatusNotifierItem when the watcher gave none).
 lumora_item_registered() {
-    watcher_items | grep -q "org.kde.StatusNotifierItem-$LUMORA_PID-1"
+    local item name
+    for item in $(watcher_items); do
+        name=${item%%/*}
+        if [ "$(bus_owner_pid "$name")" = "$LUMORA_PID" ]; then
+            LUMORA_ITEM_NAME=$name
+            LUMORA_ITEM_PATH=/${item#*/}
+            [ "$LUMORA_ITEM_PATH" != "/$item" ] || LUMORA_ITEM_PATH=/StatusNotifierItem
+            return 0
+        fi
+    done
+    return 1
 }
 
 # start_lumora [PREFIX...]: starts the tray (optionally under a wrapper such as strace) and waits
@@ -286,14 +299,25 @@ start_lumora() {
     ok "lumora runs (pid $LUMORA_PID) and owns io.github.lumora.Lumora"
 }
 
+# The item's label (XAyatanaLabel), and whether it holds every text given.
+lumora_label() { sni_property XAyatanaLabel | sed -n "s/^(<'\(.*\)'>,)\$/\1/p"; }
+label_has() {
+    local label text
+    label=$(lumora_label)
+    for text; do [[ "$label" == *"$text"* ]] || return 1; done
+}
+# How often codex app-server ran (the fake codex logs every run), and a wait for one more run.
+app_server_runs() { grep -c '^app-server' "$SCRATCH/codex-runs" 2>/dev/null || true; }
+ran_since() { [ "$(app_server_runs)" -gt "$1" ]; }
+
 lumora_call() {
     gdbus call --session --timeout 10 -d io.github.lumora.Lumora -o /io/github/lumora/Lumora \
         -m "io.github.lumora.Lumora.$1"
 }
 
 sni_property() {
-    gdbus call --session --timeout 5 -d "org.kde.StatusNotifierItem-$LUMORA_PID-1" \
-        -o /StatusNotifierItem -m org.freedesktop.DBus.Properties.Get \
+    gdbus call --session --timeout 5 -d "$LUMORA_ITEM_NAME" \
+        -o "$LUMORA_ITEM_PATH" -m org.freedesktop.DBus.Properties.Get \
         org.kde.StatusNotifierItem "$1"
 }
 

@@ -19,7 +19,7 @@ lumora="${1:-$here/../../build/bin/lumora}"
 shift || true
 cases=("$@")
 if [ "${#cases[@]}" -eq 0 ]; then
-    cases=(gnome xfce sway dunst privacy)
+    cases=(gnome xfce screens sway dunst privacy)
 fi
 [ -x "$lumora" ] || {
     echo "no lumora at $lumora: build first (make build)" >&2
