@@ -35,6 +35,8 @@ if [ "${1:-}" = desktop ]; then
         # the test's virtual pointer for sway)
         xdotool x11-apps x11-utils x11-xserver-utils netpbm grim jq strace dbus-bin
         libglib2.0-bin systemd libwayland-dev
+        # Qt's Wayland platform, for Lumora under sway
+        qt6-wayland
     )
 fi
 

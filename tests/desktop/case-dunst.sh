@@ -3,6 +3,7 @@
 # a further rise sends none; the notification's "Take a Break" action, chosen with a real click
 # on dunst's bubble, opens the break screen.
 source "$(dirname "$0")/lib.sh"
+DIAGNOSE=x_windows_state
 
 command -v dunst >/dev/null || skip "dunst is not installed (scripts/setup.sh desktop)"
 mkdir -p "$XDG_CONFIG_HOME/dunst"

@@ -7,6 +7,7 @@
 # the AppIndicator extension and a small probe extension of this test that turns on the shell's
 # unsafe mode, so that the test can read the panel through org.gnome.Shell.Eval.
 source "$(dirname "$0")/lib.sh"
+DIAGNOSE=x_windows_state
 
 command -v gnome-shell >/dev/null || skip "gnome-shell is not installed (scripts/setup.sh desktop)"
 appindicator=ubuntu-appindicators@ubuntu.com

@@ -6,6 +6,7 @@
 # skips a monitor without an output, while Qt 6 no longer reads Xinerama; a second screen that
 # both a desktop's window manager and Qt see cannot be made with Debian's X servers alone.
 source "$(dirname "$0")/lib.sh"
+DIAGNOSE=x_windows_state
 
 start_session_bus
 start_xvfb 2560x800

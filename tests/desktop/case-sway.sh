@@ -77,6 +77,11 @@ wait_until 10 "a click through sway's seat did not reach waybar's probe module" 
     test -e "$SCRATCH/probe-clicked"
 ok "a click through sway's seat commands reaches waybar"
 
+wayland_windows_state() {
+    echo "Lumora's visible windows (x y width height): $(lumora_wayland_windows | tr '\n' ';')"
+    swaymsg -t get_tree | jq -c '.. | objects | select(.app_id? != null) | {app_id, type, visible, rect, floating: (.type == "floating_con")}'
+}
+DIAGNOSE=wayland_windows_state
 popover_shown() { lumora_wayland_windows | awk '$3 >= 300 && $3 <= 400 { f = 1 } END { exit !f }'; }
 break_shown() { lumora_wayland_windows | grep -qx '0 0 1280 800'; }
 
@@ -90,6 +95,8 @@ connect_fake_tools 30 42
 # the bar changes, so whatever appears there once Lumora runs is its icon.
 screenshot_wl before-lumora
 start_lumora
+# Every call waybar makes to the item, for the log.
+spawn item-calls dbus-monitor --session "type='method_call',interface='org.kde.StatusNotifierItem'"
 wait_until 15 "waybar's watcher did not list Lumora's item" lumora_item_registered
 icon=""
 deadline=$((SECONDS + 15))

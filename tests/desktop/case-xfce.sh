@@ -2,6 +2,7 @@
 # real left click opens the break screen over the screen, Escape ends it; a middle click opens
 # the popover next to the icon. (Two monitors: see case-screens.sh.)
 source "$(dirname "$0")/lib.sh"
+DIAGNOSE=x_windows_state
 
 command -v xfce4-panel >/dev/null || skip "xfce4-panel is not installed (scripts/setup.sh desktop)"
 start_session_bus

@@ -31,9 +31,23 @@ LUMORA_PID=""
 
 log() { printf '  %s\n' "$*"; }
 ok() { printf '  ok: %s\n' "$*"; }
+# A case may name a function in DIAGNOSE that prints the state worth seeing when it fails
+# (Lumora's windows, say).
+DIAGNOSE=""
 fail() {
     printf 'FAIL %s: %s\n' "$CASE" "$*"
+    if [ -n "$DIAGNOSE" ]; then
+        local diagnose=$DIAGNOSE
+        DIAGNOSE=""
+        "$diagnose" 2>&1 | sed 's/^/  state: /' || true
+    fi
     exit 1
+}
+x_windows_state() {
+    local windows
+    windows=$(lumora_x_windows 2>/dev/null)
+    echo "Lumora's visible windows (id x y width height): ${windows:-none}" | tr '\n' ';'
+    echo
 }
 # Exit code 77 tells run.sh that the case skipped; the message says what stopped it.
 skip() {
