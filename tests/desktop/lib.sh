@@ -287,15 +287,17 @@ lumora_has_tray() {
 }
 
 # Whether the watcher lists an item of the Lumora process; sets LUMORA_ITEM_NAME (its bus name)
-# and LUMORA_ITEM_PATH (its object path, /StatusNotifierItem when the watcher gave none).
+# and LUMORA_ITEM_PATH (its object path). Watchers write an item as "NAME/PATH", "NAME" (the
+# path is then /StatusNotifierItem) or, GNOME's AppIndicator extension, "NAME@PATH".
 lumora_item_registered() {
-    local item name
+    local item name path
     for item in $(watcher_items); do
-        name=${item%%/*}
+        name=${item%%[/@]*}
+        path=${item#"$name"}
+        path=${path#@}
         if [ "$(bus_owner_pid "$name")" = "$LUMORA_PID" ]; then
             LUMORA_ITEM_NAME=$name
-            LUMORA_ITEM_PATH=/${item#*/}
-            [ "$LUMORA_ITEM_PATH" != "/$item" ] || LUMORA_ITEM_PATH=/StatusNotifierItem
+            LUMORA_ITEM_PATH=${path:-/StatusNotifierItem}
             return 0
         fi
     done
