@@ -14,7 +14,11 @@ cc -O1 -o "$SCRATCH/bin/virtual-pointer" "$HERE/virtual-pointer.c" \
 # The custom module runs lumora's status line when this lumora has --waybar.
 waybar_module=""
 if "$LUMORA" status --waybar >"$SCRATCH/waybar-probe" 2>&1; then
-    waybar_module='"custom/lumora": { "exec": "'"$LUMORA"' status --waybar", "return-type": "json", "interval": 2 },'
+    # What the module printed is kept, to show that waybar ran it.
+    printf '#!/bin/sh\n"%s" status --waybar | tee -a "%s"\n' "$LUMORA" "$SCRATCH/module-output" \
+        >"$SCRATCH/bin/lumora-module"
+    chmod +x "$SCRATCH/bin/lumora-module"
+    waybar_module='"custom/lumora": { "exec": "'"$SCRATCH/bin/lumora-module"'", "return-type": "json", "interval": 2 },'
     modules='"custom/lumora", "clock"'
 else
     log "skipped: the custom module ($LUMORA status --waybar said: $(head -n1 "$SCRATCH/waybar-probe"))"
@@ -111,9 +115,13 @@ log "screenshot: $OUT/bar-with-item.png"
 ok "waybar shows Lumora's icon (${iw}x${ih} at $ix,$iy)"
 
 if [ -n "$waybar_module" ]; then
-    expected="$("$LUMORA" status --waybar | jq -r .text)"
-    [ -n "$expected" ] || fail "lumora status --waybar gave no text"
-    ok "lumora status --waybar runs as waybar's custom module (text \"$expected\")"
+    module_ran() { [ -s "$SCRATCH/module-output" ]; }
+    wait_until 10 "waybar did not run the custom module lumora status --waybar" module_ran
+    text=$(tail -n1 "$SCRATCH/module-output" | jq -er .text) ||
+        fail "lumora status --waybar printed no JSON with a text: $(tail -n1 "$SCRATCH/module-output")"
+    [ "$text" = "$("$LUMORA" status)" ] ||
+        fail "the module's text \"$text\" is not the status line \"$("$LUMORA" status)\""
+    ok "waybar runs lumora status --waybar as a custom module in the same bar (text \"$text\")"
 fi
 
 # A right click sends ContextMenu (no dbusmenu outside GNOME): the popover.
