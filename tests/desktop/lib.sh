@@ -64,17 +64,25 @@ cleanup() {
         pid=${entry%% *}
         name=${entry#* }
         kill -TERM "$pid" 2>/dev/null || continue
-        for _ in $(seq 50); do
-            kill -0 "$pid" 2>/dev/null || break
+        for _ in $(seq 30); do
+            alive "$pid" || break
             sleep 0.1
         done
-        if kill -0 "$pid" 2>/dev/null; then
-            log "$name (pid $pid) ignored SIGTERM for 5 s; killed"
+        if alive "$pid"; then
+            # Panels and compositors may linger on the way out; Lumora must not.
+            [ "$name" != lumora ] || log "lumora (pid $pid) was still running 3 s after SIGTERM"
             kill -KILL "$pid" 2>/dev/null || true
         fi
-        wait "$pid" 2>/dev/null || true
     done
-    rm -rf "$SCRATCH"
+    # As the first process of the case's PID namespace, end whatever those started too.
+    if [ $$ -eq 1 ]; then
+        kill -KILL -1 2>/dev/null || true
+        for _ in $(seq 50); do
+            [ "$(ps -e --no-headers | wc -l)" -gt 2 ] || break
+            sleep 0.1
+        done
+    fi
+    rm -rf "$SCRATCH" 2>/dev/null || true
     exit "$status"
 }
 trap cleanup EXIT
@@ -87,6 +95,7 @@ spawn() {
     "$@" >"$OUT/$name.log" 2>&1 &
     STARTED+=("$! $name")
     SPAWNED=$!
+    disown "$SPAWNED" # how each ends is in its log, not in the case's output
 }
 
 # wait_until SECONDS WHAT COMMAND...: runs COMMAND every 100 ms until it succeeds; fails the
