@@ -236,10 +236,11 @@ lumora_x_windows() {
 # --- fake Codex and Claude Code -------------------------------------------------------------
 
 # A fake codex: signed in; its app-server answers the handshake and a rate-limit read with the
-# used percentage in $SCRATCH/codex-used (changed by a case between refreshes). Every run is
-# logged to $SCRATCH/codex-runs.
+# used percentage in $SCRATCH/codex-used (changed by a case between refreshes) and the reset time
+# in $SCRATCH/codex-resets (an hour from now). Every run is logged to $SCRATCH/codex-runs.
 install_fake_codex() {
     echo "${1:-30}" >"$SCRATCH/codex-used"
+    echo $(($(date +%s) + 3600)) >"$SCRATCH/codex-resets"
     cat >"$SCRATCH/bin/codex" <<EOF
 #!/bin/sh
 echo "\$*" >> '$SCRATCH/codex-runs'
@@ -247,10 +248,10 @@ case "\$1" in
 login) echo 'Logged in using ChatGPT'; exit 0;;
 --version) echo 'codex-cli 0.169.0'; exit 0;;
 app-server)
-    used=\$(cat '$SCRATCH/codex-used')
+    used=\$(cat '$SCRATCH/codex-used') resets=\$(cat '$SCRATCH/codex-resets')
     read -r _; echo '{"id":1,"result":{}}'
     read -r _; read -r _
-    echo '{"id":2,"result":{"rateLimits":{"primary":{"usedPercent":'"\$used"',"windowDurationMins":300,"resetsAt":'"\$((\$(date +%s) + 3600))"'}}}}'
+    echo '{"id":2,"result":{"rateLimits":{"primary":{"usedPercent":'"\$used"',"windowDurationMins":300,"resetsAt":'"\$resets"'}}}}'
     exec cat > /dev/null;;
 esac
 exit 2
