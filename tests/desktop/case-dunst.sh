@@ -65,8 +65,11 @@ lumora_calls() {
 }
 lumora_notifications() { lumora_calls | grep -c . || true; }
 
+expected_label="$("$LUMORA" status)"
 start_lumora
-wait_until 20 "lumora did not read Codex at 30% used" label_has "Codex 70%"
+wait_until 15 "the panel's watcher did not list Lumora's item" lumora_item_registered
+wait_until 20 "lumora does not show \"$expected_label\" (Codex at 30% used) as lumora status does" \
+    label_is "$expected_label"
 [ "$(lumora_notifications)" = 0 ] || fail "Lumora sent a notification at 30% used"
 ok "at 30% used Lumora shows \"$(lumora_label)\" and sends no notification"
 

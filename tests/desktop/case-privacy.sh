@@ -5,6 +5,7 @@
 # but the session bus, the system bus (logind's sleep signal) and the X display.
 # The homes hold decoys that a careless reader would open: chats, credentials, histories.
 source "$(dirname "$0")/lib.sh"
+DIAGNOSE=x_windows_state
 
 command -v strace >/dev/null || skip "strace is not installed (scripts/setup.sh desktop)"
 strace -f -o /dev/null true 2>/dev/null || skip "strace cannot trace here (ptrace is not permitted)"
@@ -76,10 +77,12 @@ if ! lumora_has_tray; then
 fi
 
 
+expected_label="$("$LUMORA" status)" # the status line the tray should show too
 before=$(app_server_runs)
 start_lumora strace "${strace_options[@]}" -o "$OUT/tray.strace"
+wait_until 15 "the panel's watcher did not list Lumora's item" lumora_item_registered
 wait_until 20 "the tray did not read Codex" ran_since "$before"
-wait_until 20 "the tray does not show both tools" label_has "Codex 70%" "Claude Code 58%"
+wait_until 20 "the tray does not show \"$expected_label\" as lumora status does" label_is "$expected_label"
 before=$(app_server_runs)
 feed_claude_hook 50
 lumora_call Refresh >/dev/null

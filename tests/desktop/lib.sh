@@ -48,6 +48,7 @@ x_windows_state() {
     windows=$(lumora_x_windows 2>/dev/null)
     echo "Lumora's visible windows (id x y width height): ${windows:-none}" | tr '\n' ';'
     echo
+    [ -z "${LUMORA_ITEM_NAME:-}" ] || echo "the item's label: \"$(lumora_label 2>&1)\""
 }
 # Exit code 77 tells run.sh that the case skipped; the message says what stopped it.
 skip() {
@@ -327,6 +328,7 @@ start_lumora() {
 
 # The item's label (XAyatanaLabel), and whether it holds every text given.
 lumora_label() { sni_property XAyatanaLabel | sed -n "s/^(<'\(.*\)'>,)\$/\1/p"; }
+label_is() { [ "$(lumora_label)" = "$1" ]; }
 label_has() {
     local label text
     label=$(lumora_label)
