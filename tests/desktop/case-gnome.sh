@@ -7,7 +7,12 @@
 # the AppIndicator extension and a small probe extension of this test that turns on the shell's
 # unsafe mode, so that the test can read the panel through org.gnome.Shell.Eval.
 source "$(dirname "$0")/lib.sh"
-DIAGNOSE=x_windows_state
+gnome_state() {
+    x_windows_state
+    [ -z "${LUMORA_ITEM_NAME:-}" ] || echo "the item's Menu: $(sni_property Menu 2>&1)"
+    echo "the top bar's indicators: $(shell_eval 'Object.entries(Main.panel.statusArea).filter(([k, v]) => v && v._indicator).map(([k, v]) => `${k}: id ${v._indicator.id}, shown ${v.mapped}, menu items ${v.menu.numMenuItems}`)' 2>&1)"
+}
+DIAGNOSE=gnome_state
 
 command -v gnome-shell >/dev/null || skip "gnome-shell is not installed (scripts/setup.sh desktop)"
 appindicator=ubuntu-appindicators@ubuntu.com
