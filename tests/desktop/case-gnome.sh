@@ -1,6 +1,6 @@
 # GNOME Shell 43 as the X11 window manager and compositor under Xvfb, with Debian's AppIndicator
-# extension: the item is shown with its label; its menu holds the five items; choosing "Take a
-# Break", "Show Usage" and "Settings…" with real clicks does what they say.
+# extension: the item is shown with its label; its menu holds the five items; choosing "Refresh",
+# "Take a Break", "Show Usage", "Settings…" and "Quit Lumora" with real clicks does what they say.
 #
 # GNOME Shell wants logind on the system bus: it gets a private system bus with nobody on it.
 # Settings come from a keyfile in the scratch home (GSETTINGS_BACKEND=keyfile), which enables
@@ -10,6 +10,7 @@ source "$(dirname "$0")/lib.sh"
 gnome_state() {
     x_windows_state
     [ -z "${LUMORA_ITEM_NAME:-}" ] || echo "the item's Menu: $(sni_property Menu 2>&1)"
+    grep -E "AppIndicators-WARNING" "$OUT/gnome-shell.log" | tail -n 3 | sed 's/^.*WARNING \*\*: [0-9:.]* /the extension said: /'
     echo "the top bar's indicators: $(shell_eval 'Object.entries(Main.panel.statusArea).filter(([k, v]) => v && v._indicator).map(([k, v]) => `${k}: id ${v._indicator.id}, shown ${v.mapped}, menu items ${v.menu.numMenuItems}`)' 2>&1)"
 }
 DIAGNOSE=gnome_state
@@ -125,6 +126,11 @@ screenshot_x menu
 ok "a click on the item opens its menu: ${items//|/, }"
 xdotool key Escape
 wait_until 10 "Escape did not close the menu" not menu_open
+
+runs=$(app_server_runs)
+choose "Refresh"
+wait_until 15 "\"Refresh\" did not read Codex again" ran_since "$runs"
+ok "\"Refresh\" read the tools again"
 
 choose "Take a Break"
 full_screen() { lumora_x_windows | awk '$2 == 0 && $3 == 0 && $4 == 1280 && $5 == 800 { f = 1 } END { exit !f }'; }

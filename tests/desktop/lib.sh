@@ -36,6 +36,13 @@ ok() { printf '  ok: %s\n' "$*"; }
 DIAGNOSE=""
 fail() {
     printf 'FAIL %s: %s\n' "$CASE" "$*"
+    # The screen as it was, for the person reading the failure.
+    if [ -n "${WAYLAND_DISPLAY:-}" ]; then
+        grim "$OUT/failure.png" 2>/dev/null && log "screenshot: $OUT/failure.png"
+    elif [ -n "${DISPLAY:-}" ]; then
+        { xwd -root -silent | xwdtopnm | pnmtopng >"$OUT/failure.png"; } 2>/dev/null &&
+            log "screenshot: $OUT/failure.png"
+    fi
     if [ -n "$DIAGNOSE" ]; then
         local diagnose=$DIAGNOSE
         DIAGNOSE=""
