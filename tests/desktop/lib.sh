@@ -1,6 +1,6 @@
 # Shared by the desktop cases (sourced). Each case runs in a PID namespace of its own (run.sh), so
-# nothing it starts can outlive it; the cleanup below still ends every process in order and says
-# so, because a panel that hangs on the way out is worth knowing about.
+# nothing it starts can outlive it; the cleanup below still ends every process in the reverse of
+# its start order, and says so when Lumora outlives its SIGTERM.
 #
 # Everything lives under one scratch folder: the home, the XDG folders, the runtime folder and
 # both message buses are private; the real home, session bus and display are never touched.
