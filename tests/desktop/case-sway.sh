@@ -98,9 +98,8 @@ connect_fake_tools 30 42
 # The tray sits at the left, after the probe and the workspaces; nothing else in that part of
 # the bar changes, so whatever appears there once Lumora runs is its icon.
 screenshot_wl before-lumora
+watch_item_calls
 start_lumora
-# Every call waybar makes to the item, for the log.
-spawn item-calls dbus-monitor --session "type='method_call',interface='org.kde.StatusNotifierItem'"
 wait_until 15 "waybar's watcher did not list Lumora's item" lumora_item_registered
 icon=""
 deadline=$((SECONDS + 15))
@@ -126,6 +125,8 @@ fi
 
 # A right click sends ContextMenu (no dbusmenu outside GNOME): the popover.
 click $((ix + iw / 2)) $((iy + ih / 2)) button3
+wait_until 10 "a right click through sway's seat did not reach the item (no ContextMenu)" item_called ContextMenu
+ok "a right click through sway's seat made waybar call ContextMenu on the item"
 wait_until 15 "a right click on the item did not open the popover" \
     popover_shown
 screenshot_wl popover
@@ -136,6 +137,7 @@ swaymsg -q seat - cursor release button1
 
 # A left click sends Activate: the break screen over the whole output.
 click $((ix + iw / 2)) $((iy + ih / 2)) button1
+wait_until 10 "a left click through sway's seat did not reach the item (no Activate)" item_called Activate
 wait_until 15 "a left click did not cover the output with the break screen" \
     break_shown
 screenshot_wl break-screen

@@ -17,6 +17,7 @@ fi
 
 connect_fake_tools 30 42
 screenshot_x before-lumora
+watch_item_calls
 start_lumora
 wait_until 15 "the watcher did not list Lumora's item" lumora_item_registered
 ok "the panel's watcher lists Lumora's item"
@@ -38,6 +39,8 @@ ok "the panel shows Lumora's icon (${iw}x${ih} at $ix,$iy)"
 
 # Left click: Activate, the break screen.
 xdotool mousemove "$cx" "$cy" click 1
+wait_until 10 "a left click did not reach the item (no Activate)" item_called Activate
+ok "a left click made the panel call Activate on the item"
 full_screen() { lumora_x_windows | awk '$2 == 0 && $3 == 0 && $4 == 1280 && $5 == 800 { f = 1 } END { exit !f }'; }
 wait_until 15 "a left click did not cover the screen with the break screen" full_screen
 screenshot_x_changed break-screen "$OUT/panel-with-item.png" 590 350 100 100
@@ -48,6 +51,7 @@ ok "Escape ended the break"
 
 # Middle click: SecondaryActivate, the popover, next to the icon.
 xdotool mousemove "$cx" "$cy" click 2
+wait_until 10 "a middle click did not reach the item (no SecondaryActivate)" item_called SecondaryActivate
 popover_near_icon() {
     lumora_x_windows | awk -v cx="$cx" -v cy="$cy" \
         '$4 >= 300 && $4 <= 400 && $2 <= cx + 40 && $2 + $4 >= cx - 40 && $3 <= cy + 400 { found = 1 } END { exit !found }'

@@ -345,6 +345,14 @@ label_has() {
 app_server_runs() { grep -c '^app-server' "$SCRATCH/codex-runs" 2>/dev/null || true; }
 ran_since() { [ "$(app_server_runs)" -gt "$1" ]; }
 
+# The panel's calls to the item (Activate, ContextMenu, ...), logged by dbus-monitor; item_called
+# METHOD COUNT: the panel has called METHOD at least COUNT times.
+watch_item_calls() {
+    spawn item-calls dbus-monitor --session "type='method_call',interface='org.kde.StatusNotifierItem'"
+    wait_until 10 "dbus-monitor did not start" grep -q NameAcquired "$OUT/item-calls.log"
+}
+item_called() { [ "$(grep -c "member=$1\$" "$OUT/item-calls.log")" -ge "${2:-1}" ]; }
+
 lumora_call() {
     gdbus call --session --timeout 10 -d io.github.lumora.Lumora -o /io/github/lumora/Lumora \
         -m "io.github.lumora.Lumora.$1"
