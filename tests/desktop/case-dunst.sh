@@ -14,7 +14,8 @@ cat >"$XDG_CONFIG_HOME/dunst/dunstrc" <<EOF
     width = 360
     height = 120
     origin = top-right
-    offset = 16x16
+    # below the panel, so that the pictures show both
+    offset = 16x48
     font = Sans 11
     frame_width = 2
     mouse_left_click = do_action, close
