@@ -75,7 +75,7 @@ wait_until 20 "lumora does not show \"$expected_label\" (Codex at 30% used) as l
 ok "at 30% used Lumora shows \"$(lumora_label)\" and sends no notification"
 
 echo 85 >"$SCRATCH/codex-used"
-lumora_call Refresh >/dev/null
+refresh_lumora
 wait_until 20 "a refresh did not read Codex at 85% used" label_has "Codex 15%"
 lumora_sent() { [ "$(lumora_notifications)" -ge 1 ]; }
 wait_until 10 "crossing 80% sent no notification" lumora_sent
@@ -90,7 +90,7 @@ screenshot_x notification
 ok "crossing 80% sent \"Codex usage reached 80%\" / \"$expected_body\", shown by dunst"
 
 echo 90 >"$SCRATCH/codex-used"
-lumora_call Refresh >/dev/null
+refresh_lumora
 wait_until 20 "a refresh did not read Codex at 90% used" label_has "Codex 10%"
 [ "$(lumora_notifications)" = 1 ] || fail "a further rise above 80% sent another notification"
 ok "a further rise to 90% sent no second notification"

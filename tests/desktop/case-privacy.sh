@@ -83,10 +83,8 @@ start_lumora strace "${strace_options[@]}" -o "$OUT/tray.strace"
 wait_until 15 "the panel's watcher did not list Lumora's item" lumora_item_registered
 wait_until 20 "the tray did not read Codex" ran_since "$before"
 wait_until 20 "the tray does not show \"$expected_label\" as lumora status does" label_is "$expected_label"
-before=$(app_server_runs)
 feed_claude_hook 50
-lumora_call Refresh >/dev/null
-wait_until 20 "a refresh did not read Codex again" ran_since "$before"
+refresh_lumora
 wait_until 20 "a refresh did not read Claude Code's new figures" label_has "Claude Code 50%"
 ok "the tray started, showed both tools and refreshed both under strace"
 lumora_call Quit >/dev/null || true

@@ -353,6 +353,19 @@ watch_item_calls() {
 }
 item_called() { [ "$(grep -c "member=$1\$" "$OUT/item-calls.log")" -ge "${2:-1}" ]; }
 
+# refresh_lumora: asks the tray to refresh until it has run codex again (a refresh asked for
+# while one is under way is dropped, as it should be), within 20 s.
+refresh_lumora() {
+    local runs deadline=$((SECONDS + 20)) until
+    runs=$(app_server_runs)
+    while ! ran_since "$runs"; do
+        ((SECONDS < deadline)) || fail "the tray did not refresh (no new codex run) within 20 s"
+        lumora_call Refresh >/dev/null
+        until=$((SECONDS + 3))
+        while ! ran_since "$runs" && ((SECONDS < until)); do sleep 0.1; done
+    done
+}
+
 lumora_call() {
     gdbus call --session --timeout 10 -d io.github.lumora.Lumora -o /io/github/lumora/Lumora \
         -m "io.github.lumora.Lumora.$1"
