@@ -61,10 +61,6 @@ wait_until 20 "waybar's tray did not start a StatusNotifierWatcher (log: $OUT/wa
 wait_until 20 "waybar did not show its bar" grep -q "Bar configured" "$OUT/waybar.log"
 ok "sway runs headless with a pointer; waybar's bar is up with its tray's watcher"
 
-screenshot_wl() {
-    grim "$OUT/$1.png"
-    log "screenshot: $OUT/$1.png"
-}
 click() { # click X Y BUTTON: through sway's seat commands
     swaymsg -q seat - cursor set "$1" "$2"
     swaymsg -q seat - cursor press "$3"
@@ -90,14 +86,14 @@ popover_shown() { lumora_wayland_windows | awk '$3 >= 300 && $3 <= 400 { f = 1 }
 break_shown() { lumora_wayland_windows | grep -qx '0 0 1280 800'; }
 
 if ! lumora_has_tray; then
-    screenshot_wl bar
+    screenshot_x bar
     skip "sway, waybar and the seat clicks proven; the Lumora checks wait: $LUMORA_NO_TRAY_REASON"
 fi
 
 connect_fake_tools 30 42
 # The tray sits at the left, after the probe and the workspaces; nothing else in that part of
 # the bar changes, so whatever appears there once Lumora runs is its icon.
-screenshot_wl before-lumora
+screenshot_x before-lumora
 watch_item_calls
 start_lumora
 wait_until 15 "waybar's watcher did not list Lumora's item" lumora_item_registered
@@ -129,18 +125,19 @@ wait_until 10 "a right click through sway's seat did not reach the item (no Cont
 ok "a right click through sway's seat made waybar call ContextMenu on the item"
 wait_until 15 "a right click on the item did not open the popover" \
     popover_shown
-screenshot_wl popover
+screenshot_x_changed popover "$OUT/bar-with-item.png" 0 40 1280 760
 ok "a right click through sway's seat opened the popover"
 swaymsg -q seat - cursor set 640 600
 swaymsg -q seat - cursor press button1
 swaymsg -q seat - cursor release button1
 
 # A left click sends Activate: the break screen over the whole output.
+grab "$SCRATCH/before-break.png"
 click $((ix + iw / 2)) $((iy + ih / 2)) button1
 wait_until 10 "a left click through sway's seat did not reach the item (no Activate)" item_called Activate
 wait_until 15 "a left click did not cover the output with the break screen" \
     break_shown
-screenshot_wl break-screen
+screenshot_x_changed break-screen "$SCRATCH/before-break.png" 590 350 100 100
 ok "a left click opened the break screen over the whole output"
 click 640 400 button1
 wait_until 10 "a click did not end the break" \

@@ -37,11 +37,8 @@ DIAGNOSE=""
 fail() {
     printf 'FAIL %s: %s\n' "$CASE" "$*"
     # The screen as it was, for the person reading the failure.
-    if [ -n "${WAYLAND_DISPLAY:-}" ]; then
-        grim "$OUT/failure.png" 2>/dev/null && log "screenshot: $OUT/failure.png"
-    elif [ -n "${DISPLAY:-}" ]; then
-        { xwd -root -silent | xwdtopnm | pnmtopng >"$OUT/failure.png"; } 2>/dev/null &&
-            log "screenshot: $OUT/failure.png"
+    if [ -n "${WAYLAND_DISPLAY:-}${DISPLAY:-}" ]; then
+        grab "$OUT/failure.png" 2>/dev/null && log "screenshot: $OUT/failure.png"
     fi
     if [ -n "$DIAGNOSE" ]; then
         local diagnose=$DIAGNOSE
@@ -209,22 +206,29 @@ start_xfce_panel() {
     PANEL_X=$X PANEL_Y=$Y PANEL_W=$WIDTH PANEL_H=$HEIGHT
 }
 
-screenshot_x() {
-    local file="$OUT/$1.png"
-    xwd -root -silent | xwdtopnm 2>/dev/null | pnmtopng >"$file"
-    SCREENSHOTS+=("$file")
-    log "screenshot: $file"
+# grab FILE: the whole screen as PNG: grim under Wayland, the X root window otherwise.
+grab() {
+    if [ -n "${WAYLAND_DISPLAY:-}" ]; then
+        grim "$1"
+    else
+        xwd -root -silent | xwdtopnm 2>/dev/null | pnmtopng >"$1"
+    fi
 }
-SCREENSHOTS=()
+
+screenshot_x() {
+    grab "$OUT/$1.png"
+    log "screenshot: $OUT/$1.png"
+}
 
 # screenshot_x_changed NAME REFERENCE.png LEFT TOP WIDTH HEIGHT: a screenshot taken once the
-# region differs from the reference picture (the window in it has drawn), within 10 s.
+# region differs from the reference picture (the window in it has drawn), within 10 s. Under
+# Wayland too, despite its name.
 screenshot_x_changed() {
     local name=$1 reference=$2
     shift 2
     local deadline=$((SECONDS + 10))
     while :; do
-        xwd -root -silent | xwdtopnm 2>/dev/null | pnmtopng >"$OUT/$name.png"
+        grab "$OUT/$name.png"
         [ -z "$(changed_box "$reference" "$OUT/$name.png" "$@")" ] || break
         ((SECONDS < deadline)) || fail "$name: nothing was drawn in the region $* within 10 s"
         sleep 0.1
