@@ -12,7 +12,8 @@ LUMORA=${LUMORA:?}
 HERE="$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)"
 mkdir -p "$OUT"
 
-SCRATCH="$(mktemp -d /tmp/lumora-desktop-"$CASE".XXXXXX)"
+# run.sh makes the scratch folder (and removes it even when a case runs out of time).
+SCRATCH="${SCRATCH:-$(mktemp -d /tmp/lumora-desktop-"$CASE".XXXXXX)}"
 export HOME="$SCRATCH/home"
 export XDG_CONFIG_HOME="$HOME/.config" XDG_DATA_HOME="$HOME/.local/share"
 export XDG_CACHE_HOME="$HOME/.cache" XDG_STATE_HOME="$HOME/.local/state"

@@ -53,10 +53,12 @@ for name in "${cases[@]}"; do
     mkdir -p "$out/$name"
     echo "== $name"
     start=$SECONDS
-    CASE=$name OUT="$out/$name" LUMORA="$lumora" \
+    scratch="$(mktemp -d /tmp/lumora-desktop-"$name".XXXXXX)"
+    CASE=$name OUT="$out/$name" LUMORA="$lumora" SCRATCH="$scratch" \
         timeout --kill-after=10 "${CASE_TIMEOUT:-150}" "${isolate[@]}" bash "$script" \
         2>&1 | tee "$out/$name/case.log"
     status=${PIPESTATUS[0]}
+    rm -rf "$scratch"
     took=$((SECONDS - start))
     case $status in
     0)
