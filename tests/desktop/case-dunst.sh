@@ -18,7 +18,7 @@ cat >"$XDG_CONFIG_HOME/dunst/dunstrc" <<EOF
     offset = 16x48
     font = Sans 11
     frame_width = 2
-    mouse_left_click = do_action, close
+    mouse_left_click = do_action, close_current
     mouse_middle_click = close_current
     mouse_right_click = close_all
     show_indicators = no
@@ -36,14 +36,25 @@ wait_until 15 "dunst did not take org.freedesktop.Notifications (log: $OUT/dunst
 spawn notify-calls dbus-monitor --session \
     "type='method_call',interface='org.freedesktop.Notifications',member='Notify'"
 wait_until 10 "dbus-monitor did not start" grep -q "NameAcquired" "$OUT/notify-calls.log"
-notify-send -a probe "Desktop test" "dunst shows notifications"
+# click_bubble: a real left click on dunst's bubble, which invokes a notification's only action.
+click_bubble() {
+    local bubble
+    bubble=$(xdotool search --onlyvisible --class Dunst | head -n1)
+    eval "$(xdotool getwindowgeometry --shell "$bubble")"
+    xdotool mousemove $((X + WIDTH / 2)) $((Y + HEIGHT / 2)) click 1
+}
+# A test notification with one action proves the way to an action: notify-send prints the
+# action's name once dunst invokes it.
+spawn probe-notification notify-send -a probe -A "probe-action=Try" "Desktop test" "dunst shows notifications"
 wait_until 10 "dunst did not show a test notification" \
     sh -c '[ "$(dunstctl count displayed)" -ge 1 ]'
 wait_until 10 "dunst's bubble did not appear" xdotool search --onlyvisible --class Dunst
-dunstctl close-all
+click_bubble
+wait_until 10 "a click on dunst's bubble did not invoke the notification's action" \
+    grep -qx probe-action "$OUT/probe-notification.log"
 wait_until 10 "dunst did not close the test notification" \
     sh -c '[ "$(dunstctl count displayed)" -eq 0 ]'
-ok "dunst $(dunst -v 2>&1 | grep -o '[0-9][0-9.]*' | head -n1) serves org.freedesktop.Notifications and shows notifications, beside XFCE's panel"
+ok "dunst $(dunst -v 2>&1 | grep -o '[0-9][0-9.]*' | head -n1) shows notifications beside XFCE's panel; a click on a bubble invokes its action"
 
 if ! lumora_has_tray; then
     notify-send -a probe "Desktop test" "dunst shows notifications"
@@ -99,9 +110,7 @@ ok "a further rise to 90% sent no second notification"
 if ! grep -qF '|string "Take a Break"|' <<<"$call"; then
     skip "the notification and its texts proven; it carries no \"Take a Break\" action in this build"
 fi
-bubble=$(xdotool search --onlyvisible --class Dunst | head -n1)
-eval "$(xdotool getwindowgeometry --shell "$bubble")"
-xdotool mousemove $((X + WIDTH / 2)) $((Y + HEIGHT / 2)) click 1
+click_bubble
 full_screen() { lumora_x_windows | awk '$2 == 0 && $3 == 0 && $4 == 1280 && $5 == 800 { f = 1 } END { exit !f }'; }
 wait_until 15 "the notification's \"Take a Break\" did not show the break screen" full_screen
 screenshot_x_changed break-screen "$OUT/notification.png" 590 350 100 100
