@@ -9,7 +9,7 @@ PREFIX ?= /usr/local
 # ccache keys on paths relative to the checkout, so every checkout shares one cache.
 export CCACHE_BASEDIR ?= $(CURDIR)
 
-.PHONY: all setup configure build run test install package bench fuzz test-sanitize test-asan test-tsan format format-check clean
+.PHONY: all setup configure build run test test-desktop install package bench fuzz test-sanitize test-asan test-tsan format format-check clean
 
 all: build
 
@@ -27,6 +27,14 @@ run: build
 
 test: build
 	@ctest --test-dir $(BUILD_DIR) --output-on-failure -j $(JOBS)
+
+# Lumora against the real panels of Debian's desktops, headless: GNOME Shell with the AppIndicator
+# extension, XFCE's panel, sway with waybar, dunst, and a privacy trace. Each case starts its own
+# buses, display server and panel and ends them; screenshots and logs go to build/desktop-test/.
+# DESKTOP_CASES picks some (gnome xfce screens sway dunst privacy).
+test-desktop: build
+	@scripts/setup.sh desktop
+	@tests/desktop/run.sh -o $(BUILD_DIR)/desktop-test $(BUILD_DIR)/bin/lumora $(DESKTOP_CASES)
 
 install: build
 	@DESTDIR="$(DESTDIR)" cmake --install $(BUILD_DIR) --prefix "$(PREFIX)"

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Installs what building, testing and running Lumora needs on Debian 12, when it is missing.
 # Idempotent and quick when everything is present: one dpkg query, no network.
-# `setup.sh fuzz` also installs clang with libFuzzer, for make fuzz.
+# `setup.sh fuzz` also installs clang with libFuzzer, for make fuzz; `setup.sh desktop` the panels,
+# compositors and tools that make test-desktop runs Lumora against.
 set -euo pipefail
 
 packages=(
@@ -25,6 +26,21 @@ packages=(
 
 if [ "${1:-}" = fuzz ]; then
     packages+=(clang libclang-rt-14-dev)
+fi
+
+if [ "${1:-}" = desktop ]; then
+    packages+=(
+        # the desktops: GNOME Shell with the AppIndicator extension, XFCE's panel and window
+        # manager, sway with waybar, dunst
+        gnome-shell gnome-shell-extension-appindicator xfce4-panel xfwm4 xfconf sway waybar
+        dunst libnotify-bin
+        # driving and watching them: input, screenshots, D-Bus, traces (libwayland-dev builds
+        # the test's virtual pointer for sway)
+        xdotool x11-apps x11-utils x11-xserver-utils netpbm grim jq strace dbus-bin
+        libglib2.0-bin systemd libwayland-dev
+        # Qt's Wayland platform, for Lumora under sway
+        qt6-wayland
+    )
 fi
 
 # npm installs the real Codex CLI and Claude Code below; Debian's Node.js is enough when none is
