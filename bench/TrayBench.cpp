@@ -14,11 +14,13 @@
 #include <QDeadlineTimer>
 #include <QDir>
 #include <QElapsedTimer>
+#include <QEventLoop>
 #include <QFile>
 #include <QProcess>
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QThread>
+#include <QTimer>
 
 #include <algorithm>
 #include <cstdio>
@@ -37,19 +39,25 @@ public slots:
     void RegisterStatusNotifierItem(const QString& service) { registered.append(service); }
 };
 
+// Runs the event loop until `done` holds, looking every 5 ms; false when the time is up.
 bool waitUntil(const std::function<bool()>& done, int milliseconds) {
     QDeadlineTimer deadline(milliseconds);
     while (!done()) {
         if (deadline.hasExpired()) {
             return false;
         }
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
+        QEventLoop loop;
+        QTimer::singleShot(5, &loop, &QEventLoop::quit);
+        loop.exec();
     }
     return true;
 }
 
+// Runs the event loop for a while without using the processor.
 void idle(int milliseconds) {
-    waitUntil([] { return false; }, milliseconds);
+    QEventLoop loop;
+    QTimer::singleShot(milliseconds, &loop, &QEventLoop::quit);
+    loop.exec();
 }
 
 QString firstLine(QProcess& process) {
@@ -99,6 +107,7 @@ void writeFile(const QString& path, const QByteArray& bytes, bool executable = f
 
 int main(int argc, char** argv) {
     QCoreApplication app(argc, argv);
+    std::setvbuf(stdout, nullptr, _IOLBF, 0);
     int idleSeconds = 300;
     int starts = 10;
     const QStringList arguments = app.arguments();

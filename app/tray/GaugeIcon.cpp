@@ -16,7 +16,7 @@ const QColor accentBlue(0x35, 0x84, 0xe4);
 const QColor warningOrange(0xe6, 0x61, 0x00);
 const QColor limitRed(0xe0, 0x1b, 0x24);
 // Grey with some transparency: light grey on a dark panel, mid grey on a light one.
-const QColor trackGrey(0x80, 0x80, 0x80, 0xa0);
+const QColor trackGrey(0x88, 0x88, 0x88, 0xc0);
 
 std::optional<double> remainingShare(const UsageSnapshot& snapshot, const QDateTime& now) {
     if (snapshot.isStale(now)) {

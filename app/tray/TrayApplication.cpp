@@ -13,9 +13,13 @@
 
 #include <QApplication>
 #include <QDBusConnection>
+#include <QSocketNotifier>
 
+#include <csignal>
 #include <cstdio>
+#include <fcntl.h>
 #include <memory>
+#include <unistd.h>
 
 namespace lumora {
 namespace {
@@ -28,6 +32,34 @@ void desktopSessionMissing(QtMsgType type, const QMessageLogContext&, const QStr
         std::fflush(stderr);
         std::_Exit(1);
     }
+}
+
+int quitSignalPipe[2] = {-1, -1};
+
+void onQuitSignal(int) {
+    const char byte = 1;
+    [[maybe_unused]] const ssize_t written = ::write(quitSignalPipe[1], &byte, 1);
+}
+
+// SIGTERM (the session ending) and SIGINT quit the tray as its Quit does, so that the children
+// it runs are ended too. The handler only writes to a pipe; the event loop does the rest.
+void quitOnSignals(QObject* context) {
+    if (::pipe2(quitSignalPipe, O_CLOEXEC | O_NONBLOCK) != 0) {
+        return;
+    }
+    auto* notifier = new QSocketNotifier(quitSignalPipe[0], QSocketNotifier::Read, context);
+    QObject::connect(notifier, &QSocketNotifier::activated, context, [] {
+        char byte = 0;
+        while (::read(quitSignalPipe[0], &byte, 1) > 0) {
+        }
+        QCoreApplication::quit();
+    });
+    struct sigaction action {};
+    action.sa_handler = onQuitSignal;
+    sigemptyset(&action.sa_mask);
+    action.sa_flags = SA_RESTART;
+    ::sigaction(SIGTERM, &action, nullptr);
+    ::sigaction(SIGINT, &action, nullptr);
 }
 
 } // namespace
@@ -78,6 +110,7 @@ int runTray(int& argc, char** argv) {
     ResumeWatcher resume(QDBusConnection::systemBus());
     QObject::connect(&resume, &ResumeWatcher::resumed, &model, [&model] { model.refresh(false); });
 
+    quitOnSignals(&app);
     statusItem.start();
     controller.start();
     const int code = QApplication::exec();

@@ -135,21 +135,33 @@ TEST_F(InstanceTest, QuitEndsTheCodexConversationInFlightAndTheHookIsRepairedAtS
     const QByteArray settings = readFile(installer.settingsPath());
     const QByteArray staleScript = readFile(installer.hookScriptPath());
 
-    // Codex connected, and its app-server never answering: a conversation stays in flight.
+    // Codex connected, and its app-server never answering: a conversation stays in flight. The
+    // server runs a process of its own (as the Codex CLI's launcher does), whose pid is noted.
     const QString codex = home.filePath("tools/codex");
     const QString pidFile = home.filePath("app-server.pid");
-    writeScript(codex, "case \"$1\" in\nlogin) exit 0;;\napp-server) echo $$ > '" +
-                           pidFile.toUtf8() + ".tmp'; mv '" + pidFile.toUtf8() + ".tmp' '" +
-                           pidFile.toUtf8() + "'; exec sleep 120;;\nesac\n");
+    const QByteArray quoted = "'" + pidFile.toUtf8() + "'";
+    writeScript(codex, "case \"$1\" in\nlogin) exit 0;;\napp-server) sleep 120 & echo $! > " +
+                           quoted + ".tmp; mv " + quoted + ".tmp " + quoted + "; wait;;\nesac\n");
     writeFile(home.filePath(".config/Lumora/preferences.json"), "{\"codexEnabled\": true}");
 
     QProcessEnvironment environment = lumoraEnvironment(home.path(), bus.address());
     environment.insert("LUMORA_CODEX_PATH", codex);
     tray.setProcessEnvironment(environment);
     tray.setWorkingDirectory(home.path());
-    tray.start(builtExecutable("lumora"), {});
-    ASSERT_TRUE(waitUntil([&] { return QFile::exists(pidFile); }, std::chrono::seconds(20)));
-    const qint64 server = readFile(pidFile).trimmed().toLongLong();
+    // Starts the tray and returns the pid of its app-server once that is waiting.
+    const auto startTray = [&]() -> qint64 {
+        QFile::remove(pidFile);
+        tray.start(builtExecutable("lumora"), {});
+        if (!waitUntil([&] { return QFile::exists(pidFile); }, std::chrono::seconds(20))) {
+            return 0;
+        }
+        return readFile(pidFile).trimmed().toLongLong();
+    };
+    const auto ended = [](qint64 pid) {
+        return waitUntil([&] { return ::kill(static_cast<pid_t>(pid), 0) != 0; },
+                         std::chrono::seconds(2));
+    };
+    const qint64 server = startTray();
     ASSERT_GT(server, 0);
     EXPECT_EQ(::kill(static_cast<pid_t>(server), 0), 0);
 
@@ -169,7 +181,14 @@ TEST_F(InstanceTest, QuitEndsTheCodexConversationInFlightAndTheHookIsRepairedAtS
     ASSERT_TRUE(waitUntil([&] { return tray.state() == QProcess::NotRunning; }));
     EXPECT_EQ(tray.exitStatus(), QProcess::NormalExit);
     EXPECT_EQ(tray.exitCode(), 0) << tray.readAllStandardError().toStdString();
-    EXPECT_TRUE(waitUntil([&] { return ::kill(static_cast<pid_t>(server), 0) != 0; },
-                          std::chrono::seconds(2)))
-        << "the Codex app-server outlived the tray";
+    EXPECT_TRUE(ended(server)) << "the Codex app-server outlived the tray";
+
+    // The session ending (SIGTERM) is a quit as well.
+    const qint64 second = startTray();
+    ASSERT_GT(second, 0);
+    ::kill(static_cast<pid_t>(tray.processId()), SIGTERM);
+    ASSERT_TRUE(waitUntil([&] { return tray.state() == QProcess::NotRunning; }));
+    EXPECT_EQ(tray.exitStatus(), QProcess::NormalExit);
+    EXPECT_EQ(tray.exitCode(), 0);
+    EXPECT_TRUE(ended(second)) << "the Codex app-server outlived the tray";
 }
