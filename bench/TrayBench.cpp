@@ -11,6 +11,8 @@
 #include <QCoreApplication>
 #include <QDBusConnection>
 #include <QDBusMessage>
+#include <QDBusVariant>
+#include <QDateTime>
 #include <QDeadlineTimer>
 #include <QDir>
 #include <QElapsedTimer>
@@ -152,17 +154,24 @@ int main(int argc, char** argv) {
     // A home with both tools connected: Codex answers the app-server, Claude Code's hook is in.
     QTemporaryDir home;
     const QString codex = home.filePath(QStringLiteral("tools/codex"));
-    writeFile(codex,
-              "#!/bin/sh\ncase \"$1\" in\nlogin) exit 0;;\napp-server) read -r _; "
-              "echo '{\"id\":1,\"result\":{}}'; read -r _; read -r _; echo "
-              "'{\"id\":2,\"result\":{\"rateLimits\":{\"primary\":{\"usedPercent\":7,"
-              "\"windowDurationMins\":300}}}}'; exec cat > /dev/null;;\nesac\n",
-              true);
+    writeFile(
+        codex,
+        "#!/bin/sh\ncase \"$1\" in\nlogin) exit 0;;\napp-server) echo >> \"$0.log\"; read -r _; "
+        "echo '{\"id\":1,\"result\":{}}'; read -r _; read -r _; echo "
+        "'{\"id\":2,\"result\":{\"rateLimits\":{\"primary\":{\"usedPercent\":7,"
+        "\"windowDurationMins\":300}}}}'; exec cat > /dev/null;;\nesac\n",
+        true);
     const QString claude = home.filePath(QStringLiteral("tools/claude"));
     writeFile(claude, "#!/bin/sh\nexit 0\n", true);
-    lumora::ClaudeStatusLineInstaller(home.path(), bin + QStringLiteral("/lumora-json")).install();
+    const lumora::ClaudeStatusLineInstaller installer(home.path(),
+                                                      bin + QStringLiteral("/lumora-json"));
+    installer.install();
+    // What the hook would have saved from Claude Code's last status update.
+    writeFile(installer.rateLimitCachePath(),
+              QByteArray(R"({"five_hour":{"used_percentage":42,"resets_at":)") +
+                  QByteArray::number(QDateTime::currentSecsSinceEpoch() + 3 * 3600) + "}}");
     writeFile(home.filePath(QStringLiteral(".config/Lumora/preferences.json")),
-              R"({"codexEnabled": true, "providerEnabled": true})");
+              R"({"codexEnabled": true, "providerEnabled": true, "showClaudeInMenuBar": true})");
 
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert(QStringLiteral("HOME"), home.path());
@@ -239,6 +248,11 @@ int main(int argc, char** argv) {
     std::printf("resident memory after the popover opened and closed: %.1f MB\n",
                 residentKiB(pid) / 1024.0);
     idle(5000);
+    const auto conversations = [&] {
+        QFile log(codex + QStringLiteral(".log"));
+        return log.open(QIODevice::ReadOnly) ? log.readAll().count('\n') : 0;
+    };
+    const qsizetype conversationsBefore = conversations();
     const qint64 before = cpuTicks(pid);
     QElapsedTimer idleClock;
     idleClock.start();
@@ -249,6 +263,15 @@ int main(int argc, char** argv) {
     std::printf("idle CPU over %.0f s: %.2f s of CPU, %.3f%% of one core\n", seconds, cpuSeconds,
                 100.0 * cpuSeconds / seconds);
     std::printf("resident memory after the idle period: %.1f MB\n", residentKiB(pid) / 1024.0);
+    const QDBusMessage label = bus.call(
+        QDBusMessage::createMethodCall(item, QStringLiteral("/StatusNotifierItem"),
+                                       QStringLiteral("org.freedesktop.DBus.Properties"),
+                                       QStringLiteral("Get"))
+            << QStringLiteral("org.kde.StatusNotifierItem") << QStringLiteral("XAyatanaLabel"),
+        QDBus::BlockWithGui, 10000);
+    std::printf("Codex conversations during the idle period: %lld; the label then: %s\n",
+                static_cast<long long>(conversations() - conversationsBefore),
+                qPrintable(label.arguments().value(0).value<QDBusVariant>().variant().toString()));
     quit(tray);
     xvfb.terminate();
     xvfb.waitForFinished();

@@ -76,17 +76,24 @@ TEST_F(InstanceTest, CommandsReachTheRunningTrayAndASecondStartShowsItsPopover) 
             EXPECT_EQ(outcome.out, "Lumora is not running.\n") << command;
         }
     }
-    // Without a display the tray does not start, and says what works instead.
-    QProcess headless;
-    QProcessEnvironment environment = lumoraEnvironment(home.path(), bus.address());
-    environment.remove("QT_QPA_PLATFORM");
-    headless.setProcessEnvironment(environment);
-    headless.start(builtExecutable("lumora"), {});
-    ASSERT_TRUE(headless.waitForFinished(30000));
-    EXPECT_EQ(headless.exitCode(), 1);
-    EXPECT_EQ(QString::fromUtf8(headless.readAllStandardError()),
-              "Lumora needs a desktop session to show its tray. `lumora status` works without "
-              "one.\n");
+    // Without a display, or with one that refuses the connection, the tray does not start and
+    // says what works instead.
+    for (const QString& display : {QString(), QStringLiteral(":1999")}) {
+        QProcess headless;
+        QProcessEnvironment environment = lumoraEnvironment(home.path(), bus.address());
+        environment.remove("QT_QPA_PLATFORM");
+        if (!display.isEmpty()) {
+            environment.insert("DISPLAY", display);
+        }
+        headless.setProcessEnvironment(environment);
+        headless.start(builtExecutable("lumora"), {});
+        ASSERT_TRUE(headless.waitForFinished(30000));
+        EXPECT_EQ(headless.exitStatus(), QProcess::NormalExit);
+        EXPECT_EQ(headless.exitCode(), 1);
+        EXPECT_EQ(QString::fromUtf8(headless.readAllStandardError()),
+                  "Lumora needs a desktop session to show its tray. `lumora status` works "
+                  "without one.\n");
+    }
 
     // A tray of this process owns the name.
     ModelHarness harness;
