@@ -1,5 +1,6 @@
 #include "cli/CommandLine.h"
 
+#include "cli/InstanceCommands.h"
 #include "cli/WaybarStatus.h"
 
 #include "core/AppUpdate.h"
@@ -256,6 +257,23 @@ int checkUpdates(const QStringList& options, QTextStream& out, QTextStream& err)
     }
 }
 
+// The commands that the running tray carries out, by their D-Bus method.
+QString instanceMethod(const QString& command) {
+    if (command == QLatin1String("popover")) {
+        return QStringLiteral("ShowPopover");
+    }
+    if (command == QLatin1String("break")) {
+        return QStringLiteral("ShowBreak");
+    }
+    if (command == QLatin1String("settings")) {
+        return QStringLiteral("ShowSettings");
+    }
+    if (command == QLatin1String("quit")) {
+        return QStringLiteral("Quit");
+    }
+    return {};
+}
+
 } // namespace
 
 QString usageText() {
@@ -276,12 +294,16 @@ QString usageText() {
         "  disconnect codex         Stop showing Codex.\n"
         "  check-updates [--feed URL-OR-PATH] [--current-version V]\n"
         "                           Ask the update feed whether a newer Lumora is published.\n"
+        "  popover                  Open the running tray's usage popover.\n"
+        "  break                    Start a break in the running tray (bind it to a key).\n"
+        "  settings                 Open the running tray's settings.\n"
+        "  quit                     Quit the running tray.\n"
         "\n"
         "Options:\n"
         "  -h, --help               Show this help.\n"
         "  -V, --version            Show the version.\n"
         "\n"
-        "Without a command, lumora prints the status line.\n");
+        "Without a command, lumora starts the tray, or opens the popover of the one that runs.\n");
 }
 
 int run(const QStringList& arguments, QTextStream& out, QTextStream& err) {
@@ -299,6 +321,9 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err) {
         code = connection(command == QLatin1String("connect"), rest, out, err);
     } else if (command == QLatin1String("check-updates")) {
         code = checkUpdates(rest, out, err);
+    } else if (const QString method = instanceMethod(command); !method.isEmpty()) {
+        code = rest.isEmpty() ? instance::callRunningInstance(method, out, err)
+                              : usageError(err, QStringLiteral("%1 takes no options").arg(command));
     } else if (command.startsWith(QLatin1Char('-'))) {
         code = usageError(err, QStringLiteral("unknown option: %1").arg(command));
     } else {

@@ -1,0 +1,402 @@
+// The status item as a panel sees it: a watcher and a host of the test's own on a private bus,
+// the item and its controller on a model with fake providers.
+#include "TraySupport.h"
+
+#include "tray/DBusMenu.h"
+#include "tray/GaugeIcon.h"
+#include "tray/ResumeWatcher.h"
+#include "tray/StatusBarController.h"
+#include "tray/StatusItem.h"
+#include "tray/StatusNotifierItem.h"
+#include "views/PopoverWindow.h"
+
+#include <QCoreApplication>
+#include <QDBusArgument>
+#include <QDBusObjectPath>
+#include <QDBusVariant>
+#include <QElapsedTimer>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+using namespace lumora;
+using namespace lumora::test;
+
+namespace {
+
+const QString itemInterface = QStringLiteral("org.kde.StatusNotifierItem");
+const QString itemPath = QStringLiteral("/StatusNotifierItem");
+
+// What the host heard from the item.
+class SignalLog : public QObject {
+    Q_OBJECT
+
+public:
+    QStringList labels;
+    QStringList guides;
+    int toolTips = 0;
+    int icons = 0;
+
+public slots:
+    void onLabel(const QString& label, const QString& guide) {
+        labels.append(label);
+        guides.append(guide);
+    }
+    void onToolTip() { ++toolTips; }
+    void onIcon() { ++icons; }
+};
+
+class StatusItemTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(bus.isRunning());
+        harness.storePreference("providerEnabled", true);
+        harness.storePreference("codexEnabled", true);
+        harness.storePreference("showClaudeInMenuBar", true);
+        harness.claude->script->setSnapshot(usage("claude-code", Availability::ready, 0.42));
+        harness.codex->script->setSnapshot(usage("codex", Availability::ready, 0.07));
+    }
+
+    void startTray(QDBusConnection connection,
+                   std::chrono::milliseconds fallback = std::chrono::seconds(30)) {
+        AppModel::Services services = harness.services();
+        services.windows = windows;
+        model = std::make_unique<AppModel>(std::move(services));
+        controller = std::make_unique<StatusBarController>(model.get());
+        QObject::connect(controller.get(), &StatusBarController::quitRequested,
+                         [this] { ++quitRequests; });
+        item = std::make_unique<StatusItem>(controller.get(), connection, harness.notifier);
+        item->setFallbackDelay(fallback);
+        item->start();
+        controller->start();
+    }
+    StatusNotifierItem* sni() const { return item->notifierItem(); }
+    bool registered() const { return sni() && sni()->isRegistered(); }
+
+    QDBusMessage callItem(const QString& interface, const QString& method,
+                          const QVariantList& arguments, const QString& path = itemPath) {
+        QDBusMessage message =
+            QDBusMessage::createMethodCall(sni()->serviceName(), path, interface, method);
+        message.setArguments(arguments);
+        return PrivateBus::call(host, message);
+    }
+    QDBusMessage property(const QString& name) {
+        return callItem("org.freedesktop.DBus.Properties", "Get", {itemInterface, name});
+    }
+    QVariant propertyValue(const QString& name) {
+        return property(name).arguments().value(0).value<QDBusVariant>().variant();
+    }
+    int claudeFetches() const { return harness.claude->script->fetches(); }
+
+    ModelHarness harness;
+    PrivateBus bus;
+    QDBusConnection app = bus.connect("app");
+    QDBusConnection host = bus.connect("host");
+    QTemporaryDir links;
+    WatcherProcess watcher{bus.address(), links.path()};
+    std::shared_ptr<RecordingWindows> windows = std::make_shared<RecordingWindows>();
+    std::unique_ptr<AppModel> model;
+    std::unique_ptr<StatusBarController> controller;
+    std::unique_ptr<StatusItem> item;
+    int quitRequests = 0;
+};
+
+} // namespace
+
+TEST_F(StatusItemTest, RegistersShowsTheModelAndAnswersClicks) {
+    ASSERT_TRUE(watcher.start());
+    startTray(app);
+    ASSERT_TRUE(waitUntil([&] { return registered(); }));
+    // By its service name, which this connection owns.
+    EXPECT_TRUE(
+        waitUntil([&] { return watcher.registrations() == QStringList{sni()->serviceName()}; }));
+    EXPECT_EQ(
+        sni()->serviceName(),
+        QStringLiteral("org.kde.StatusNotifierItem-%1-1").arg(QCoreApplication::applicationPid()));
+    EXPECT_EQ(PrivateBus::ownerOf(host, sni()->serviceName()), app.baseService());
+    EXPECT_EQ(item->mode(), StatusItem::Mode::statusNotifierItem);
+    ASSERT_TRUE(waitUntil([&] {
+        return controller->title() == "Codex 93% \u00B7 Claude Code 58%";
+    })) << controller->title().toStdString();
+
+    // Every property, with its D-Bus type.
+    const QMap<QString, QString> signatures{{"Category", "s"},
+                                            {"Id", "s"},
+                                            {"Title", "s"},
+                                            {"Status", "s"},
+                                            {"WindowId", "i"},
+                                            {"IconThemePath", "s"},
+                                            {"IconName", "s"},
+                                            {"IconPixmap", "a(iiay)"},
+                                            {"OverlayIconName", "s"},
+                                            {"OverlayIconPixmap", "a(iiay)"},
+                                            {"AttentionIconName", "s"},
+                                            {"AttentionIconPixmap", "a(iiay)"},
+                                            {"AttentionMovieName", "s"},
+                                            {"ToolTip", "(sa(iiay)ss)"},
+                                            {"ItemIsMenu", "b"},
+                                            {"XAyatanaLabel", "s"},
+                                            {"XAyatanaLabelGuide", "s"}};
+    for (auto it = signatures.begin(); it != signatures.end(); ++it) {
+        EXPECT_EQ(signatureOf(propertyValue(it.key())), it.value()) << it.key().toStdString();
+    }
+    const QDBusMessage all = callItem("org.freedesktop.DBus.Properties", "GetAll", {itemInterface});
+    const QVariantMap allValues = qdbus_cast<QVariantMap>(all.arguments().value(0));
+    EXPECT_EQ(QStringList(allValues.keys()), QStringList(signatures.keys()));
+    EXPECT_EQ(propertyValue("Category").toString(), "ApplicationStatus");
+    EXPECT_EQ(propertyValue("Id").toString(), "lumora");
+    EXPECT_EQ(propertyValue("Title").toString(), "Lumora");
+    EXPECT_EQ(propertyValue("Status").toString(), "Active");
+    EXPECT_EQ(propertyValue("ItemIsMenu").toBool(), false);
+    EXPECT_EQ(propertyValue("XAyatanaLabel").toString(), "Codex 93% \u00B7 Claude Code 58%");
+    EXPECT_EQ(propertyValue("XAyatanaLabelGuide").toString(), "Codex 100% \u00B7 Claude Code 100%");
+    const auto toolTip = qdbus_cast<StatusToolTip>(propertyValue("ToolTip"));
+    EXPECT_EQ(toolTip.iconName, "");
+    EXPECT_TRUE(toolTip.image.isEmpty());
+    EXPECT_EQ(toolTip.title, "Lumora");
+    EXPECT_EQ(toolTip.description, "Codex 93% \u00B7 Claude Code 58%");
+    // Any other host sees no menu.
+    EXPECT_EQ(property("Menu").type(), QDBusMessage::ErrorMessage);
+
+    // The gauge: the lowest share (Claude Code's 58%) at every size, ARGB32 in network order.
+    const auto pixmaps = qdbus_cast<IconPixmapList>(propertyValue("IconPixmap"));
+    ASSERT_EQ(pixmaps.size(), 5);
+    for (int i = 0; i < 5; ++i) {
+        const int size = GaugeIcon::sizes[i];
+        const QImage image = GaugeIcon::render(size, 0.58);
+        ASSERT_EQ(pixmaps[i].width, size);
+        ASSERT_EQ(pixmaps[i].height, size);
+        ASSERT_EQ(pixmaps[i].bytes.size(), size * size * 4);
+        // The pixel at the top of the ring, on the arc.
+        const int x = size / 2 + 1;
+        const int y = static_cast<int>(std::max(2.0, std::round(size * 0.2)) / 2 + 1);
+        const QRgb pixel = image.pixel(x, y);
+        const auto* bytes =
+            reinterpret_cast<const uchar*>(pixmaps[i].bytes.constData()) + 4 * (y * size + x);
+        EXPECT_EQ(bytes[0], qAlpha(pixel));
+        EXPECT_EQ(bytes[1], qRed(pixel));
+        EXPECT_EQ(bytes[2], qGreen(pixel));
+        EXPECT_EQ(bytes[3], qBlue(pixel));
+        EXPECT_GT(qAlpha(pixel), 200);
+        EXPECT_GT(qBlue(pixel), qRed(pixel)) << "the arc is blue above 20%";
+    }
+
+    // A model change: the new label with its guide, a new tool tip and a new icon.
+    SignalLog log;
+    for (const auto& [name, slot] : {std::pair{"XAyatanaNewLabel", SLOT(onLabel(QString, QString))},
+                                     {"NewToolTip", SLOT(onToolTip())},
+                                     {"NewIcon", SLOT(onIcon())}}) {
+        ASSERT_TRUE(host.connect(sni()->serviceName(), itemPath, itemInterface, name, &log, slot));
+    }
+    settle(); // the first refresh is over; the next one is not dropped
+    ASSERT_FALSE(model->isRefreshing());
+    harness.claude->script->setSnapshot(usage("claude-code", Availability::limited, 0.9));
+    waitFor(model->refresh(false));
+    ASSERT_TRUE(waitUntil([&] { return log.labels.size() == 1 && log.icons == 1; }))
+        << controller->title().toStdString() << " " << log.labels.size() << " " << log.icons;
+    EXPECT_EQ(log.labels, QStringList{"Codex 93% \u00B7 Claude Code 10%"});
+    EXPECT_EQ(log.guides, QStringList{"Codex 100% \u00B7 Claude Code 100%"});
+    EXPECT_EQ(log.toolTips, 1);
+    EXPECT_EQ(propertyValue("XAyatanaLabel").toString(), model->menuBarDisplayText());
+    EXPECT_EQ(controller->toolTip(), "Lumora, Codex 93% \u00B7 Claude Code 10%");
+    EXPECT_EQ(qdbus_cast<IconPixmapList>(propertyValue("IconPixmap")), GaugeIcon::pixmaps(0.1));
+
+    // Activate: the break screen.
+    settle();
+    EXPECT_EQ(callItem(itemInterface, "Activate", {10, 20}).type(), QDBusMessage::ReplyMessage);
+    ASSERT_TRUE(waitUntil([&] { return windows->breaks == 1; }));
+    // ContextMenu opens the popover and asks Claude Code for live figures.
+    const int fetches = claudeFetches();
+    callItem(itemInterface, "ContextMenu", {10, 20});
+    ASSERT_TRUE(waitUntil([&] { return controller->popover()->isShown(); }));
+    ASSERT_TRUE(waitUntil([&] { return claudeFetches() == fetches + 1; }));
+    EXPECT_EQ(harness.claude->script->lastForceLive(), true);
+    settle();
+    // A second one closes it, with no refresh.
+    callItem(itemInterface, "ContextMenu", {10, 20});
+    ASSERT_TRUE(waitUntil([&] { return !controller->popover()->isShown(); }));
+    settle();
+    EXPECT_EQ(claudeFetches(), fetches + 1);
+    // Settings chosen in the open popover: the popover closes first, then settings open.
+    callItem(itemInterface, "SecondaryActivate", {0, 0});
+    ASSERT_TRUE(waitUntil([&] { return controller->popover()->isShown(); }));
+    emit controller->popover()->settingsRequested();
+    EXPECT_FALSE(controller->popover()->isShown());
+    ASSERT_TRUE(waitUntil([&] { return windows->settings == 1; }));
+
+    // The activation token goes to the next window that opens.
+    qunsetenv("XDG_ACTIVATION_TOKEN");
+    callItem(itemInterface, "ProvideXdgActivationToken", {QStringLiteral("token-1")});
+    EXPECT_TRUE(qEnvironmentVariableIsEmpty("XDG_ACTIVATION_TOKEN"));
+    callItem(itemInterface, "Activate", {0, 0});
+    EXPECT_EQ(qgetenv("XDG_ACTIVATION_TOKEN"), "token-1");
+    qunsetenv("XDG_ACTIVATION_TOKEN");
+
+    // Calls of the wrong shape get an error and change nothing.
+    const int breaks = windows->breaks;
+    for (const auto& [method, arguments] :
+         {std::pair<QString, QVariantList>{"Activate", {"x", "y"}},
+          {"ContextMenu", {1}},
+          {"Scroll", {1, 2}},
+          {"NoSuchMethod", {}},
+          {"ProvideXdgActivationToken", {42}}}) {
+        EXPECT_EQ(callItem(itemInterface, method, arguments).type(), QDBusMessage::ErrorMessage)
+            << method.toStdString();
+    }
+    EXPECT_EQ(callItem("org.freedesktop.DBus.Properties", "Set",
+                       {itemInterface, "Title", QVariant::fromValue(QDBusVariant("x"))})
+                  .type(),
+              QDBusMessage::ErrorMessage);
+    EXPECT_EQ(callItem("org.freedesktop.DBus.Properties", "Get", {1, 2}).type(),
+              QDBusMessage::ErrorMessage);
+    const QDBusMessage introspection =
+        callItem("org.freedesktop.DBus.Introspectable", "Introspect", {});
+    EXPECT_TRUE(introspection.arguments().value(0).toString().contains(
+        "<property name=\"IconPixmap\" type=\"a(iiay)\" access=\"read\"/>"));
+    settle();
+    EXPECT_EQ(windows->breaks, breaks);
+    EXPECT_EQ(propertyValue("Title").toString(), "Lumora");
+}
+
+TEST_F(StatusItemTest, FollowsTheWatcherThroughRestartsLateStartsAndGnomeShell) {
+    // No panel at first: after the wait, the popover once and one notification about the tray.
+    startTray(app, std::chrono::milliseconds(500));
+    ASSERT_TRUE(waitUntil([&] { return item->mode() == StatusItem::Mode::noTray; }));
+    EXPECT_TRUE(controller->popover()->isShown());
+    ASSERT_TRUE(waitUntil([&] { return harness.notifier->sent.size() == 1; }));
+    EXPECT_EQ(harness.notifier->sent.first(),
+              StatusItem::noTrayTitle + " | " + StatusItem::noTrayBody);
+    controller->popover()->close();
+
+    // A watcher three seconds after the start: the item registers with it.
+    waitUntil([] { return false; }, std::chrono::milliseconds(2500));
+    EXPECT_FALSE(registered());
+    ASSERT_TRUE(watcher.start());
+    ASSERT_TRUE(waitUntil([&] { return registered(); }));
+    EXPECT_EQ(item->mode(), StatusItem::Mode::statusNotifierItem);
+    EXPECT_TRUE(
+        waitUntil([&] { return watcher.registrations() == QStringList{sni()->serviceName()}; }));
+
+    // The panel dies and comes back: registered again within a second.
+    watcher.kill();
+    ASSERT_TRUE(waitUntil([&] { return !registered(); }));
+    ASSERT_TRUE(watcher.start());
+    QElapsedTimer clock;
+    clock.start();
+    ASSERT_TRUE(waitUntil([&] { return registered(); }, std::chrono::seconds(1)));
+    EXPECT_TRUE(
+        waitUntil([&] { return watcher.registrations() == QStringList{sni()->serviceName()}; }));
+    EXPECT_FALSE(sni()->exportsMenu());
+
+    // GNOME Shell's watcher: a menu with five entries, each doing its action.
+    watcher.kill();
+    ASSERT_TRUE(watcher.start("normal", "gnome-shell"));
+    ASSERT_TRUE(waitUntil([&] { return registered(); }));
+    ASSERT_TRUE(sni()->exportsMenu());
+    EXPECT_EQ(propertyValue("Menu").value<QDBusObjectPath>().path(), "/MenuBar");
+    EXPECT_EQ(signatureOf(propertyValue("Menu")), "o");
+    const QString menu = "com.canonical.dbusmenu";
+    const QDBusMessage layoutReply =
+        callItem(menu, "GetLayout", {0, -1, QStringList()}, "/MenuBar");
+    ASSERT_EQ(layoutReply.type(), QDBusMessage::ReplyMessage)
+        << layoutReply.errorMessage().toStdString();
+    EXPECT_EQ(layoutReply.signature(), "u(ia{sv}av)");
+    const auto layout = qdbus_cast<DBusMenuLayoutItem>(layoutReply.arguments().value(1));
+    QStringList labels;
+    for (const DBusMenuLayoutItem& entry : layout.children) {
+        labels.append(entry.properties.value("label").toString());
+    }
+    EXPECT_EQ(labels, (QStringList{"Show Usage", "Take a Break", "Refresh", "Settings\u2026",
+                                   "Quit Lumora"}));
+    const auto click = [&](int id) {
+        const QDBusMessage reply = callItem(
+            menu, "Event",
+            {id, QStringLiteral("clicked"), QVariant::fromValue(QDBusVariant(0)), 0u}, "/MenuBar");
+        EXPECT_EQ(reply.type(), QDBusMessage::ReplyMessage) << reply.errorMessage().toStdString();
+    };
+    settle();
+    const int fetches = claudeFetches();
+    click(layout.children.value(0).id);
+    ASSERT_TRUE(waitUntil([&] { return controller->popover()->isShown(); }));
+    controller->popover()->close();
+    settle();
+    const int breaks = windows->breaks;
+    click(layout.children.value(1).id);
+    ASSERT_TRUE(waitUntil([&] { return windows->breaks == breaks + 1; }));
+    click(layout.children.value(2).id);
+    ASSERT_TRUE(waitUntil([&] { return claudeFetches() >= fetches + 2; }));
+    const int settings = windows->settings;
+    click(layout.children.value(3).id);
+    ASSERT_TRUE(waitUntil([&] { return windows->settings == settings + 1; }));
+    click(layout.children.value(4).id);
+    ASSERT_TRUE(waitUntil([&] { return quitRequests == 1; }));
+    // Hover and unknown entries do nothing.
+    callItem(menu, "Event",
+             {2, QStringLiteral("hovered"), QVariant::fromValue(QDBusVariant(0)), 0u}, "/MenuBar");
+    EXPECT_EQ(callItem(menu, "GetLayout", {99, -1, QStringList()}, "/MenuBar").type(),
+              QDBusMessage::ErrorMessage);
+    settle();
+    EXPECT_EQ(windows->breaks, breaks + 1);
+
+    // Back to another panel: the menu is gone.
+    watcher.kill();
+    ASSERT_TRUE(watcher.start());
+    ASSERT_TRUE(waitUntil([&] { return registered(); }));
+    EXPECT_FALSE(sni()->exportsMenu());
+    EXPECT_EQ(property("Menu").type(), QDBusMessage::ErrorMessage);
+}
+
+TEST_F(StatusItemTest, BrokenWatchersAndAMissingBusNeverBringItDown) {
+    // A watcher that refuses the item, then one that never answers and dies in mid-call.
+    ASSERT_TRUE(watcher.start("error"));
+    startTray(app);
+    ASSERT_TRUE(waitUntil([&] { return watcher.registrations().size() == 1; }));
+    settle();
+    EXPECT_FALSE(registered());
+    watcher.kill();
+    ASSERT_TRUE(watcher.start("hang"));
+    ASSERT_TRUE(waitUntil([&] { return watcher.registrations().size() == 1; }));
+    watcher.kill();
+    settle();
+    EXPECT_FALSE(registered());
+    // A well-behaved one afterwards is served as usual.
+    ASSERT_TRUE(watcher.start());
+    ASSERT_TRUE(waitUntil([&] { return registered(); }));
+    EXPECT_EQ(propertyValue("Id").toString(), "lumora");
+
+    // No bus at all: no item, no instance service, no resume watching; the no-tray fallback.
+    item.reset();
+    controller.reset();
+    model.reset();
+    harness.notifier->sent.clear();
+    const QDBusConnection nowhere =
+        QDBusConnection::connectToBus(QStringLiteral("unix:path=/nonexistent/bus"), "nowhere");
+    ASSERT_FALSE(nowhere.isConnected());
+    startTray(nowhere, std::chrono::milliseconds(100));
+    EXPECT_EQ(sni(), nullptr);
+    ASSERT_TRUE(waitUntil([&] { return item->mode() == StatusItem::Mode::noTray; }));
+    EXPECT_TRUE(controller->popover()->isShown());
+    EXPECT_FALSE(ResumeWatcher(nowhere).isWatching());
+    QDBusConnection::disconnectFromBus("nowhere");
+}
+
+TEST_F(StatusItemTest, ResumeFromSuspendIsAnnouncedOnce) {
+    QDBusConnection system = bus.connect("system");
+    QDBusConnection logind = bus.connect("logind");
+    ASSERT_TRUE(logind.registerService("org.freedesktop.login1"));
+    ResumeWatcher resume(system);
+    ASSERT_TRUE(resume.isWatching());
+    int resumes = 0;
+    QObject::connect(&resume, &ResumeWatcher::resumed, [&] { ++resumes; });
+    for (const bool sleeping : {true, false}) {
+        QDBusMessage signal = QDBusMessage::createSignal(
+            "/org/freedesktop/login1", "org.freedesktop.login1.Manager", "PrepareForSleep");
+        signal << sleeping;
+        logind.send(signal);
+    }
+    ASSERT_TRUE(waitUntil([&] { return resumes == 1; }));
+    settle();
+    EXPECT_EQ(resumes, 1);
+}
+
+#include "StatusItemTests.moc"
