@@ -1,0 +1,60 @@
+import QtQuick
+import QtQuick.Controls.Fusion
+import QtQuick.Layouts
+import Lumora
+
+// The connection step a provider still needs, with the button that takes it (a spinner while
+// a check runs).
+RowLayout {
+    id: block
+
+    required property ProviderCardModel card
+
+    spacing: 12
+
+    PopoverColors {
+        id: colors
+    }
+
+    ColumnLayout {
+        Layout.fillWidth: true
+        spacing: 3
+
+        Label {
+            objectName: "connectionMessage"
+            Layout.fillWidth: true
+            text: block.card.connectionMessage
+            color: colors.primary
+            font.pixelSize: 12
+            wrapMode: Text.Wrap
+        }
+        Label {
+            objectName: "privacyLine"
+            Layout.fillWidth: true
+            visible: block.card.showsPrivacyLine
+            text: block.card.privacyLine
+            color: colors.secondary
+            font.pixelSize: 11
+            wrapMode: Text.Wrap
+        }
+    }
+    BusyIndicator {
+        objectName: "connectionBusy"
+        visible: block.card.connectionBusy
+        running: block.card.connectionBusy
+        implicitWidth: 18
+        implicitHeight: 18
+    }
+    Button {
+        objectName: "connectionButton"
+        visible: !block.card.connectionBusy
+        text: block.card.connectionButtonTitle
+        highlighted: true
+        font.pixelSize: 12
+        topPadding: 3
+        bottomPadding: 3
+        leftPadding: 10
+        rightPadding: 10
+        onClicked: block.card.pressConnectionButton()
+    }
+}
