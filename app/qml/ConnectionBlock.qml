@@ -42,19 +42,14 @@ RowLayout {
         objectName: "connectionBusy"
         visible: block.card.connectionBusy
         running: block.card.connectionBusy
-        implicitWidth: 18
-        implicitHeight: 18
+        implicitWidth: 22
+        implicitHeight: 22
     }
-    Button {
+    ProminentButton {
         objectName: "connectionButton"
         visible: !block.card.connectionBusy
+        small: true
         text: block.card.connectionButtonTitle
-        highlighted: true
-        font.pixelSize: 12
-        topPadding: 3
-        bottomPadding: 3
-        leftPadding: 10
-        rightPadding: 10
         onClicked: block.card.pressConnectionButton()
     }
 }

@@ -56,20 +56,12 @@ Rectangle {
             Item {
                 Layout.fillWidth: true
             }
-            Button {
+            ProminentButton {
                 objectName: "updateButton"
                 visible: root.viewModel.showsUpdate
+                small: true
                 text: root.viewModel.updateTitle
-                highlighted: true
                 icon.source: "icons/download.svg"
-                icon.width: 12
-                icon.height: 12
-                icon.color: colors.system.highlightedText
-                font.pixelSize: 12
-                topPadding: 3
-                bottomPadding: 3
-                leftPadding: 8
-                rightPadding: 10
                 ToolTip.visible: hovered
                 ToolTip.delay: 500
                 ToolTip.text: root.viewModel.updateToolTip
@@ -162,17 +154,10 @@ Rectangle {
             Layout.fillWidth: true
             spacing: 4
 
-            Button {
+            ProminentButton {
                 objectName: "breakButton"
                 text: root.viewModel.breakTitle
-                highlighted: true
                 icon.source: "icons/play.svg"
-                icon.width: 12
-                icon.height: 12
-                icon.color: colors.system.highlightedText
-                font.pixelSize: 13
-                leftPadding: 12
-                rightPadding: 14
                 onClicked: root.viewModel.startBreak()
             }
             Item {

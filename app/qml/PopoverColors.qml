@@ -18,7 +18,11 @@ QtObject {
                                                colors.primary.b, 0.14)
     readonly property color track: Qt.rgba(colors.primary.r, colors.primary.g,
                                            colors.primary.b, 0.1)
+    readonly property color switchOff: Qt.rgba(colors.primary.r, colors.primary.g,
+                                               colors.primary.b, 0.22)
     readonly property color accent: colors.system.highlight
+    // Text and icons on accent fills: white, as on every common desktop accent colour.
+    readonly property color textOnAccent: "#ffffff"
     readonly property color red: "#e0443e"
     readonly property color orange: "#f29b1d"
 }

@@ -110,12 +110,11 @@ Item {
                 font.weight: Font.DemiBold
                 elide: Text.ElideRight
             }
-            Switch {
+            MiniSwitch {
                 objectName: "menuBarSwitch"
                 visible: providerCard.card.showsSwitch
                 checked: providerCard.card.showInMenuBar
-                padding: 0
-                scale: 0.8
+                text: providerCard.card.switchLabel
                 Accessible.name: providerCard.card.switchLabel
                 ToolTip.visible: hovered
                 ToolTip.delay: 700

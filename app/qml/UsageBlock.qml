@@ -55,7 +55,10 @@ ColumnLayout {
         Layout.fillWidth: true
         implicitHeight: 6
         radius: 3
-        color: colors.track
+        // At the limit the bar is empty; its track keeps the warning colour.
+        color: block.card.tint === ProviderCardModel.Red ? Qt.rgba(colors.red.r, colors.red.g,
+                                                                   colors.red.b, 0.25)
+                                                         : colors.track
 
         Rectangle {
             objectName: "usageBarFill"

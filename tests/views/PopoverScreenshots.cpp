@@ -41,9 +41,12 @@ protected:
         ASSERT_TRUE(waitUntil([&] { return popover->window()->isExposed(); }));
         ASSERT_TRUE(waitUntil([&] { return !model->isRefreshing(); }));
     }
-    void save(const QString& name) {
+    // `settled`: wait for background work first (not while a test holds some at a gate).
+    void save(const QString& name, bool settled = true) {
         WarningLog warnings;
-        settle();
+        if (settled) {
+            settle();
+        }
         // Let animations (bars, opacity) finish before the picture is taken.
         const QDateTime until = QDateTime::currentDateTimeUtc().addMSecs(400);
         waitUntil([&] { return QDateTime::currentDateTimeUtc() >= until; });
@@ -97,16 +100,19 @@ TEST_F(PopoverScreenshots, EveryConnectionState) {
     open();
     const struct {
         QString name;
-        Readiness readiness;
+        Readiness codex;
+        Readiness claude;
     } verdicts[] = {
-        {"state-executable-missing", Readiness::executableMissing()},
-        {"state-login-required", Readiness::loginRequired()},
-        {"state-setup-required", Readiness::setupRequired()},
-        {"state-failed", Readiness::unavailable("Codex did not answer within 8 seconds.")},
+        {"state-executable-missing", Readiness::executableMissing(),
+         Readiness::executableMissing()},
+        {"state-login-required", Readiness::loginRequired(), Readiness::loginRequired()},
+        {"state-setup-required", Readiness::setupRequired(), Readiness::setupRequired()},
+        {"state-failed", Readiness::unavailable("Codex did not answer within 8 seconds."),
+         Readiness::unavailable("Claude Code settings could not be updated safely.")},
     };
     for (const auto& verdict : verdicts) {
-        model->handleClaudeReadiness(verdict.readiness);
-        model->handleCodexReadiness(verdict.readiness);
+        model->handleClaudeReadiness(verdict.claude);
+        model->handleCodexReadiness(verdict.codex);
         save(verdict.name);
     }
     model->handleClaudeReadiness(Readiness::loginRequired());
@@ -123,7 +129,7 @@ TEST_F(PopoverScreenshots, EveryConnectionState) {
     harness.codex->script->readinessGate.close();
     popover->viewModel()->card("claude-code")->pressConnectionButton();
     popover->viewModel()->card("codex")->pressConnectionButton();
-    save("state-checking");
+    save("state-checking", false);
     harness.claude->script->readinessGate.open();
     harness.codex->script->readinessGate.open();
 }
