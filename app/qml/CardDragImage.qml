@@ -8,7 +8,7 @@ import Lumora
 Rectangle {
     id: plate
 
-    property ProviderCardModel card: null
+    required property ProviderCardModel card
 
     width: 260
     height: row.implicitHeight + 24
@@ -18,8 +18,6 @@ Rectangle {
     border.color: colors.separator
 
     Drag.keys: ["text/plain"]
-    Drag.hotSpot.x: 20
-    Drag.hotSpot.y: plate.height / 2
 
     PopoverColors {
         id: colors
@@ -38,7 +36,7 @@ Rectangle {
             color: colors.secondary
         }
         Label {
-            text: plate.card ? plate.card.providerName : ""
+            text: plate.card.providerName
             color: colors.primary
             font.pixelSize: 13
             font.weight: Font.DemiBold
@@ -47,7 +45,7 @@ Rectangle {
             Layout.fillWidth: true
         }
         Label {
-            text: plate.card ? plate.card.compactRemainingText : ""
+            text: plate.card.compactRemainingText
             color: colors.primary
             font.pixelSize: 12
         }

@@ -35,7 +35,6 @@ Rectangle {
             spacing: 8
 
             ColumnLayout {
-                Layout.alignment: Qt.AlignTop
                 spacing: 3
 
                 Label {
@@ -117,31 +116,7 @@ Rectangle {
             Repeater {
                 model: root.viewModel.entries
 
-                delegate: Column {
-                    id: entry
-
-                    required property ProviderCardModel card
-                    required property bool showsDivider
-
-                    width: providerList.width
-                    spacing: 12
-
-                    Loader {
-                        width: entry.width
-                        active: entry.card !== null
-                        visible: entry.card !== null
-                        sourceComponent: ProviderCard {
-                            width: entry.width
-                            card: entry.card
-                            viewModel: root.viewModel
-                            dragImage: cardDragImage
-                        }
-                    }
-                    HairlineDivider {
-                        width: entry.width
-                        visible: entry.showsDivider
-                    }
-                }
+                delegate: ProviderEntry {}
             }
         }
 
@@ -198,12 +173,5 @@ Rectangle {
                 onClicked: root.viewModel.quit()
             }
         }
-    }
-
-    CardDragImage {
-        id: cardDragImage
-
-        objectName: "dragImage"
-        visible: cardDragImage.Drag.active
     }
 }

@@ -30,7 +30,6 @@ Switch {
             Behavior on x {
                 NumberAnimation {
                     duration: 120
-                    easing.type: Easing.OutQuad
                 }
             }
         }

@@ -5,13 +5,12 @@ import Lumora
 
 // One provider in the popover: its header (drag handle, name, show-in-panel switch), then its
 // usage, a stale notice, a status message or the connection step it still needs. Dragged by
-// the handle, it lends its looks to the shared drag image and reorders on entering another card.
+// the handle, its drag image follows the pointer over the whole popover; entering another card
+// reorders the two.
 Item {
     id: providerCard
 
     required property ProviderCardModel card
-    required property PopoverViewModel viewModel
-    required property CardDragImage dragImage
 
     objectName: "card-" + providerCard.card.providerID
     implicitHeight: content.implicitHeight
@@ -21,13 +20,11 @@ Item {
     Behavior on opacity {
         NumberAnimation {
             duration: 150
-            easing.type: Easing.OutQuad
         }
     }
     Behavior on scale {
         NumberAnimation {
             duration: 150
-            easing.type: Easing.OutQuad
         }
     }
 
@@ -38,11 +35,22 @@ Item {
     DropArea {
         anchors.fill: parent
         keys: ["text/plain"]
-        onEntered: providerCard.viewModel.dragEntered(providerCard.card.providerID)
+        onEntered: providerCard.card.dragEnter()
         onDropped: (drop) => {
             drop.accept(Qt.MoveAction);
-            providerCard.viewModel.endDrag();
+            providerCard.card.endDrag();
         }
+    }
+
+    CardDragImage {
+        id: dragImage
+
+        objectName: "dragImage"
+        // Above everything in the window, so that it can travel over the other cards.
+        parent: providerCard.Window.contentItem
+        z: 1
+        visible: dragImage.Drag.active
+        card: providerCard.card
     }
 
     ColumnLayout {
@@ -73,29 +81,28 @@ Item {
 
                     anchors.fill: parent
                     hoverEnabled: true
-                    cursorShape: Qt.OpenHandCursor
-                    drag.target: providerCard.dragImage
+                    drag.target: dragImage
                     drag.threshold: 4
                     drag.smoothed: false
                     onPressed: (mouse) => {
-                        const image = providerCard.dragImage;
-                        const at = handleArea.mapToItem(image.parent, mouse.x, mouse.y);
-                        image.card = providerCard.card;
-                        image.x = at.x - image.Drag.hotSpot.x;
-                        image.y = at.y - image.Drag.hotSpot.y;
+                        const at = handleArea.mapToItem(dragImage.parent, mouse.x, mouse.y);
+                        // The image's corner is its hot spot: it hangs below and right of
+                        // the pointer, and the card under the pointer takes the drop.
+                        dragImage.x = at.x;
+                        dragImage.y = at.y;
                     }
                     onReleased: {
-                        if (providerCard.dragImage.Drag.active) {
-                            providerCard.dragImage.Drag.drop();
+                        if (dragImage.Drag.active) {
+                            dragImage.Drag.drop();
                         }
-                        providerCard.viewModel.endDrag();
+                        providerCard.card.endDrag();
                     }
-                    onCanceled: providerCard.viewModel.endDrag()
+                    onCanceled: providerCard.card.endDrag()
                     drag.onActiveChanged: {
                         if (handleArea.drag.active) {
-                            providerCard.viewModel.beginDrag(providerCard.card.providerID);
+                            providerCard.card.beginDrag();
                         }
-                        providerCard.dragImage.Drag.active = handleArea.drag.active;
+                        dragImage.Drag.active = handleArea.drag.active;
                     }
                 }
                 ToolTip.visible: handleArea.containsMouse && !handleArea.pressed

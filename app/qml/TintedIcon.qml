@@ -1,4 +1,4 @@
-import QtQuick
+import QtQml
 import QtQuick.Controls.impl
 
 // One of the popover's monochrome icons (app/qml/icons), drawn `size` pixels square in the
@@ -10,5 +10,8 @@ IconImage {
     property int size: 16
 
     source: "icons/" + icon.symbol + ".svg"
-    sourceSize: Qt.size(icon.size, icon.size)
+    width: icon.size
+    height: icon.size
+    // Drawn at the size shown rather than scaled from the file's 16 pixels.
+    Component.onCompleted: icon.sourceSize = Qt.size(icon.size, icon.size)
 }

@@ -16,32 +16,32 @@ ColumnLayout {
         id: colors
     }
 
-    RowLayout {
+    // The percentage, "% left" and the window's name share the big number's baseline.
+    Item {
         Layout.fillWidth: true
-        spacing: 4
+        implicitHeight: percentage.implicitHeight
 
         Label {
             id: percentage
 
             objectName: "percentage"
-            Layout.alignment: Qt.AlignBaseline
             text: block.card.percentageText
             color: colors.primary
             font.pixelSize: 36
             font.weight: Font.Medium
         }
         Label {
-            Layout.alignment: Qt.AlignBaseline
+            anchors.left: percentage.right
+            anchors.leftMargin: 4
+            anchors.baseline: percentage.baseline
             text: block.card.percentSuffix
             color: colors.secondary
             font.pixelSize: 13
         }
-        Item {
-            Layout.fillWidth: true
-        }
         Label {
             objectName: "windowLabel"
-            Layout.alignment: Qt.AlignBaseline
+            anchors.right: parent.right
+            anchors.baseline: percentage.baseline
             text: block.card.windowLabel
             color: colors.secondary
             font.pixelSize: 11
@@ -72,7 +72,6 @@ ColumnLayout {
             Behavior on width {
                 NumberAnimation {
                     duration: 200
-                    easing.type: Easing.OutQuad
                 }
             }
         }

@@ -69,8 +69,11 @@ QHash<int, QByteArray> PopoverEntries::roleNames() const {
 
 PopoverViewModel::PopoverViewModel(AppModel* model, QObject* parent)
     : QObject(parent), m_model(model), m_codexCard(model, providers::codexID),
-      m_claudeCard(model, providers::claudeCodeID),
-      m_entries([this](const QString& providerID) { return card(providerID); }),
+      m_claudeCard(model, providers::claudeCodeID), m_emptyCard(model, QString()),
+      m_entries([this](const QString& providerID) {
+          ProviderCardModel* found = card(providerID);
+          return found ? found : &m_emptyCard;
+      }),
       m_clock([] { return QDateTime::currentDateTimeUtc(); }) {
     // Relative times change once a minute and staleness to the second.
     m_timer.setInterval(1000);
@@ -80,6 +83,11 @@ PopoverViewModel::PopoverViewModel(AppModel* model, QObject* parent)
         updateCards();
         emit changed();
     });
+    for (ProviderCardModel* each : {&m_codexCard, &m_claudeCard}) {
+        connect(each, &ProviderCardModel::dragBegun, this, &PopoverViewModel::beginDrag);
+        connect(each, &ProviderCardModel::dragEntered, this, &PopoverViewModel::dragEntered);
+        connect(each, &ProviderCardModel::dragEnded, this, &PopoverViewModel::endDrag);
+    }
     m_entries.setOrder(m_model->preferences()->providerOrder());
     updateCards();
 }

@@ -16,7 +16,7 @@ namespace lumora {
 class AppModel;
 
 // The popover's provider list: one row per entry of the provider order, in order, with the card
-// of that provider (none for an id the popover does not know: an empty slot) and whether a
+// of that provider (an empty card for an id the popover does not know) and whether a
 // divider follows it (between cards only). Two entries changing places is reported as a move,
 // so that the views keep their items and can animate the exchange.
 class PopoverEntries : public QAbstractListModel {
@@ -119,6 +119,7 @@ private:
     AppModel* m_model;
     ProviderCardModel m_codexCard;
     ProviderCardModel m_claudeCard;
+    ProviderCardModel m_emptyCard;
     PopoverEntries m_entries;
     QString m_draggedProviderID;
     QTimer m_timer;

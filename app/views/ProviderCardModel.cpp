@@ -88,6 +88,10 @@ bool ProviderCardModel::isClaude() const {
     return m_providerID == providers::claudeCodeID;
 }
 
+bool ProviderCardModel::isCodex() const {
+    return m_providerID == providers::codexID;
+}
+
 ProviderCardModel::Reading ProviderCardModel::read() const {
     const AppPreferences& preferences = *m_model->preferences();
     const ProviderConnections& connections = *m_model->connections();
@@ -100,6 +104,9 @@ ProviderCardModel::Reading ProviderCardModel::read() const {
 }
 
 void ProviderCardModel::update(const QDateTime& now) {
+    if (isEmpty()) {
+        return;
+    }
     const Reading reading = read();
     const UsageSnapshot& snapshot = reading.snapshot;
     Content content;
@@ -158,6 +165,9 @@ void ProviderCardModel::setDragged(bool dragged) {
 }
 
 void ProviderCardModel::setShowInMenuBar(bool shown) {
+    if (isEmpty()) {
+        return;
+    }
     if (isClaude()) {
         m_model->preferences()->setShowClaudeInMenuBar(shown);
     } else {
@@ -166,6 +176,9 @@ void ProviderCardModel::setShowInMenuBar(bool shown) {
 }
 
 void ProviderCardModel::pressConnectionButton() {
+    if (isEmpty()) {
+        return;
+    }
     ProviderConnections& connections = *m_model->connections();
     const Kind kind = read().state.kind();
     switch (kind) {

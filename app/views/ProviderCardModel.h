@@ -21,6 +21,7 @@ class ProviderCardModel : public QObject {
     QML_ELEMENT
     QML_UNCREATABLE("Cards belong to the popover's view model.")
     Q_PROPERTY(QString providerID READ providerID CONSTANT)
+    Q_PROPERTY(bool isEmpty READ isEmpty CONSTANT)
     Q_PROPERTY(QString providerName READ providerName NOTIFY changed)
     Q_PROPERTY(Block block READ block NOTIFY changed)
     Q_PROPERTY(bool showsSwitch READ showsSwitch NOTIFY changed)
@@ -53,6 +54,7 @@ public:
     enum class Tint { Red, Orange, Accent };
     Q_ENUM(Tint)
 
+    // A card for an id that is not one of the providers is empty: it shows nothing.
     ProviderCardModel(AppModel* model, QString providerID, QObject* parent = nullptr);
 
     // Reads the model again as of `now`; `changed` follows when anything shown differs.
@@ -60,6 +62,7 @@ public:
     void setDragged(bool dragged);
 
     const QString& providerID() const { return m_providerID; }
+    bool isEmpty() const { return !isClaude() && !isCodex(); }
     const QString& providerName() const { return m_content.providerName; }
     Block block() const { return m_content.block; }
     bool showsSwitch() const { return m_content.showsSwitch; }
@@ -99,9 +102,17 @@ public:
     // runs.
     Q_INVOKABLE void pressConnectionButton();
 
+    // The card's drag handle and its drop area; the popover's view model does the reordering.
+    Q_INVOKABLE void beginDrag() { emit dragBegun(m_providerID); }
+    Q_INVOKABLE void dragEnter() { emit dragEntered(m_providerID); }
+    Q_INVOKABLE void endDrag() { emit dragEnded(); }
+
 signals:
     void changed();
     void draggedChanged();
+    void dragBegun(const QString& providerID);
+    void dragEntered(const QString& providerID);
+    void dragEnded();
 
 private:
     struct Content {
@@ -132,6 +143,7 @@ private:
     };
     Reading read() const;
     bool isClaude() const;
+    bool isCodex() const;
 
     AppModel* m_model;
     QString m_providerID;

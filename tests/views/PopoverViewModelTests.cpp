@@ -246,7 +246,10 @@ TEST_F(PopoverViewModelTest, EntriesFollowTheOrderWithDividersBetweenCardsOnly) 
     EXPECT_FALSE(row(0, PopoverEntries::ShowsDividerRole).toBool());
     entries.setOrder({"claude-code", "unknown", "codex"});
     EXPECT_EQ(row(0, PopoverEntries::CardRole).value<ProviderCardModel*>(), &claudeCard());
-    EXPECT_EQ(row(1, PopoverEntries::CardRole).value<ProviderCardModel*>(), nullptr);
+    const auto* empty = row(1, PopoverEntries::CardRole).value<ProviderCardModel*>();
+    ASSERT_NE(empty, nullptr);
+    EXPECT_TRUE(empty->isEmpty());
+    EXPECT_FALSE(claudeCard().isEmpty());
     EXPECT_EQ(popover->card("unknown"), nullptr);
 
     // An exchange is reported as moves, so that the views keep their items.
@@ -262,20 +265,20 @@ TEST_F(PopoverViewModelTest, EntriesFollowTheOrderWithDividersBetweenCardsOnly) 
 TEST_F(PopoverViewModelTest, DraggingOntoAnotherCardSwapsAtOnceAndStoresTheOrder) {
     build();
     QSignalSpy moves(popover->entries(), &QAbstractItemModel::rowsMoved);
-    popover->beginDrag("codex");
+    codexCard().beginDrag();
     EXPECT_TRUE(codexCard().dragged());
     EXPECT_FALSE(claudeCard().dragged());
-    popover->dragEntered("codex");
+    codexCard().dragEnter();
     EXPECT_EQ(model->preferences()->providerOrder(), QStringList({"codex", "claude-code"}));
     EXPECT_FALSE(harness.storedPreference("providerOrder").has_value());
 
-    popover->dragEntered("claude-code");
+    claudeCard().dragEnter();
     EXPECT_EQ(model->preferences()->providerOrder(), QStringList({"claude-code", "codex"}));
     EXPECT_EQ(harness.storedPreference("providerOrder"),
               QJsonValue(QJsonArray({"claude-code", "codex"})));
     EXPECT_EQ(moves.size(), 1);
     EXPECT_EQ(popover->draggedProviderID(), "codex") << "the drag goes on until the drop";
-    popover->endDrag();
+    claudeCard().endDrag(); // the drop, on whichever card
     EXPECT_TRUE(popover->draggedProviderID().isEmpty());
     EXPECT_FALSE(codexCard().dragged());
     popover->dragEntered("codex"); // no drag, no swap
