@@ -123,9 +123,12 @@ TEST_F(PopoverViewModelTest, OldSnapshotsNeedSyncAndMissingFiguresShowTheStatusM
     EXPECT_EQ(codexCard().block(), Block::Usage) << "exactly the stale-after age is still fresh";
     EXPECT_EQ(codexCard().percentageText(), "80");
 
+    // While the popover is shown its clock runs: the card turns stale on its own.
+    popover->setActive(true);
     now = codex.capturedAt.addSecs(301);
-    popover->setClock([this] { return now; });
-    EXPECT_EQ(codexCard().block(), Block::Stale);
+    EXPECT_EQ(codexCard().block(), Block::Usage);
+    ASSERT_TRUE(waitUntil([&] { return codexCard().block() == Block::Stale; }));
+    popover->setActive(false);
     EXPECT_EQ(codexCard().lastUpdateText(), "Last update: 5 min ago");
     EXPECT_TRUE(codexCard().percentageText().isEmpty());
     EXPECT_EQ(ProviderCardModel::staleTitle(), "Usage needs sync");
