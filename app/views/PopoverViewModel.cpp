@@ -92,12 +92,12 @@ PopoverViewModel::PopoverViewModel(AppModel* model, QObject* parent)
     updateCards();
 }
 
-ProviderCardModel* PopoverViewModel::card(const QString& providerID) const {
+ProviderCardModel* PopoverViewModel::card(const QString& providerID) {
     if (providerID == providers::codexID) {
-        return const_cast<ProviderCardModel*>(&m_codexCard);
+        return &m_codexCard;
     }
     if (providerID == providers::claudeCodeID) {
-        return const_cast<ProviderCardModel*>(&m_claudeCard);
+        return &m_claudeCard;
     }
     return nullptr;
 }

@@ -68,7 +68,7 @@ public:
 
     PopoverEntries* entries() { return &m_entries; }
     // The card of a provider id; none for an id the popover does not know.
-    ProviderCardModel* card(const QString& providerID) const;
+    ProviderCardModel* card(const QString& providerID);
 
     bool isRefreshing() const;
     bool showsUpdate() const;

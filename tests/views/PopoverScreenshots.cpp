@@ -5,7 +5,11 @@
 #include "views/PopoverWindow.h"
 
 #include <QDir>
+
+#include <QQuickItem>
 #include <QQuickView>
+#include <QTest>
+#include <functional>
 
 #include <gtest/gtest.h>
 
@@ -75,6 +79,34 @@ TEST_F(PopoverScreenshots, BothConnected) {
             usage("claude-code", Availability::ready, 0.42, inTwoHours()));
     open();
     save("connected-93-58");
+
+    // Halfway through a drag of the Codex card by its handle, over the Claude Code card.
+    QQuickView* window = popover->window();
+    const std::function<QQuickItem*(QQuickItem*, const QString&)> find =
+        [&](QQuickItem* item, const QString& name) -> QQuickItem* {
+        if (item->objectName() == name) {
+            return item;
+        }
+        for (QQuickItem* child : item->childItems()) {
+            if (QQuickItem* found = find(child, name)) {
+                return found;
+            }
+        }
+        return nullptr;
+    };
+    QQuickItem* codex = find(window->contentItem(), "card-codex");
+    QQuickItem* claude = find(window->contentItem(), "card-claude-code");
+    ASSERT_TRUE(codex && claude);
+    QQuickItem* handle = find(codex, "dragHandle");
+    ASSERT_NE(handle, nullptr);
+    const QPoint from = handle->mapToScene(QPointF(8, 9)).toPoint();
+    const QPoint to = claude->mapToScene(QPointF(60, 20)).toPoint();
+    QTest::mousePress(window, Qt::LeftButton, {}, from);
+    for (int step = 1; step <= 10; ++step) {
+        QTest::mouseMove(window, from + (to - from) * step / 10);
+    }
+    save("dragging");
+    QTest::mouseRelease(window, Qt::LeftButton, {}, to);
 }
 
 TEST_F(PopoverScreenshots, StaleAndExhausted) {

@@ -8,6 +8,7 @@
 #include <QJsonArray>
 #include <QQuickItem>
 #include <QQuickView>
+#include <QScreen>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -186,11 +187,15 @@ TEST_F(PopoverWindowTest, ClosesWhenAnotherWindowTakesTheFocusAfterTheGrace) {
     ASSERT_TRUE(waitUntil([&] { return closed.size() == 1; }));
     EXPECT_FALSE(popover->window()->isVisible());
 
-    // A warm open shows the same window again.
+    // A warm open shows the same window again; near the bottom right corner of the screen
+    // it reaches up and to the left of the click.
     QQuickView* window = popover->window();
-    popover->show(std::nullopt);
+    const QRect screen = window->screen()->availableGeometry();
+    const QPoint corner = screen.bottomRight() - QPoint(5, 5);
+    popover->show(corner);
     EXPECT_EQ(popover->window(), window);
     EXPECT_TRUE(window->isVisible());
+    EXPECT_EQ(window->geometry().bottomRight(), corner);
     popover->close();
     EXPECT_EQ(closed.size(), 2);
 }
