@@ -38,12 +38,9 @@ RowLayout {
             wrapMode: Text.Wrap
         }
     }
-    BusyIndicator {
+    Spinner {
         objectName: "connectionBusy"
         visible: block.card.connectionBusy
-        running: block.card.connectionBusy
-        implicitWidth: 22
-        implicitHeight: 22
     }
     ProminentButton {
         objectName: "connectionButton"

@@ -84,12 +84,15 @@ Rectangle {
                 ToolTip.text: root.viewModel.refreshToolTip
                 onClicked: root.viewModel.refresh()
             }
-            BusyIndicator {
+            Item {
                 objectName: "refreshBusy"
                 visible: root.viewModel.isRefreshing
-                running: root.viewModel.isRefreshing
                 implicitWidth: 24
                 implicitHeight: 24
+
+                Spinner {
+                    anchors.centerIn: parent
+                }
             }
         }
 
