@@ -84,6 +84,10 @@ public:
     void handleCodexReadiness(const LocalProviderReadiness& readiness);
     void beginClaudeConnectionMonitoring();
     void beginCodexConnectionMonitoring();
+    // A connect button's check: the state becomes `checking`, the provider's readiness is asked
+    // on the thread pool, and its verdict is handled as above.
+    void checkClaudeReadiness();
+    void checkCodexReadiness();
     bool isClaudeMonitorRunning() const { return m_claudeMonitor.isRunning(); }
     bool isCodexMonitorRunning() const { return m_codexMonitor.isRunning(); }
 
@@ -104,8 +108,6 @@ signals:
 private:
     void setClaudeState(ProviderConnectionState state);
     void setCodexState(ProviderConnectionState state);
-    void checkClaudeReadiness();
-    void checkCodexReadiness();
     void installClaudeHook();
     void copyCommandAndOpenTerminal(const QString& command);
     void openWebPage(const QString& address);

@@ -1,13 +1,94 @@
 #include "views/PopoverWindow.h"
 
+#include "model/AppModel.h"
+#include "views/PopoverPlacement.h"
+#include "views/PopoverViewModel.h"
+
+#include <QCoreApplication>
+#include <QCursor>
+#include <QGuiApplication>
+#include <QQmlEngine>
+#include <QQuickItem>
+#include <QQuickView>
+#include <QScreen>
+
 namespace lumora {
 
-PopoverWindow::PopoverWindow(AppModel* model, QObject* parent) : QObject(parent), m_model(model) {}
+PopoverWindow::PopoverWindow(AppModel* model, QObject* parent) : QObject(parent), m_model(model) {
+    m_graceEnd.setSingleShot(true);
+    connect(&m_graceEnd, &QTimer::timeout, this, &PopoverWindow::onActiveChanged);
+}
 
-PopoverWindow::~PopoverWindow() = default;
+PopoverWindow::~PopoverWindow() {
+    delete m_view;
+}
 
-void PopoverWindow::show(std::optional<QPoint> /*cursor*/) {
-    m_shown = true;
+PopoverViewModel* PopoverWindow::viewModel() {
+    if (!m_viewModel) {
+        m_viewModel = new PopoverViewModel(m_model, this);
+        connect(m_viewModel, &PopoverViewModel::closeRequested, this, [this] {
+            emit closeRequested();
+            close();
+        });
+        connect(m_viewModel, &PopoverViewModel::settingsRequested, this,
+                &PopoverWindow::settingsRequested);
+        connect(m_viewModel, &PopoverViewModel::quitRequested, qApp, &QCoreApplication::quit,
+                Qt::QueuedConnection);
+    }
+    return m_viewModel;
+}
+
+void PopoverWindow::ensureWindow() {
+    if (m_view) {
+        return;
+    }
+    m_view = new QQuickView();
+    m_view->setFlags(Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint);
+    m_view->setTitle(QStringLiteral("Lumora"));
+    m_view->setColor(Qt::transparent);
+    m_view->engine()->addImportPath(QStringLiteral("qrc:/qt/qml"));
+    m_view->setResizeMode(QQuickView::SizeViewToRootObject);
+    m_view->setInitialProperties({{QStringLiteral("viewModel"), QVariant::fromValue(viewModel())}});
+    m_view->setSource(QUrl(QStringLiteral("qrc:/qt/qml/Lumora/MenuBarContent.qml")));
+    connect(m_view, &QQuickWindow::frameSwapped, this, &PopoverWindow::frameSwapped);
+    connect(m_view, &QWindow::activeChanged, this, &PopoverWindow::onActiveChanged);
+    connect(m_view, &QWindow::visibleChanged, this, &PopoverWindow::onVisibleChanged);
+    // The cards change height with what they show; the popover keeps to its corner.
+    connect(m_view, &QWindow::heightChanged, this, [this] {
+        if (m_shown) {
+            place();
+        }
+    });
+}
+
+void PopoverWindow::place() {
+    if (QGuiApplication::platformName().startsWith(QLatin1String("wayland"))) {
+        return; // the compositor decides
+    }
+    QList<QRect> screens;
+    for (const QScreen* screen : QGuiApplication::screens()) {
+        screens.append(screen->availableGeometry());
+    }
+    const QSize size = m_view->size();
+    m_view->setPosition(popoverPosition(m_anchor, size, screens));
+}
+
+void PopoverWindow::show(std::optional<QPoint> cursor) {
+    ensureWindow();
+    m_anchor = cursor.value_or(QCursor::pos());
+    if (!m_shown) {
+        m_shown = true;
+        m_wasActive = false;
+        m_openedAt.start();
+        viewModel()->setActive(true);
+        if (QQuickItem* root = m_view->rootObject()) {
+            m_view->resize(qRound(root->width()), qRound(root->height()));
+        }
+        place();
+        m_view->show();
+        m_model->refresh(true);
+    }
+    m_view->requestActivate();
 }
 
 void PopoverWindow::close() {
@@ -15,7 +96,36 @@ void PopoverWindow::close() {
         return;
     }
     m_shown = false;
+    m_graceEnd.stop();
+    viewModel()->setActive(false);
+    viewModel()->endDrag();
+    m_view->hide();
     emit closed();
+}
+
+void PopoverWindow::onActiveChanged() {
+    if (!m_shown) {
+        return;
+    }
+    if (m_view->isActive()) {
+        m_wasActive = true;
+        return;
+    }
+    const qint64 elapsed = m_openedAt.elapsed();
+    if (elapsed < activationGraceMilliseconds) {
+        // Looked at again when the grace ends: still inactive then, it closes.
+        m_graceEnd.start(static_cast<int>(activationGraceMilliseconds - elapsed));
+        return;
+    }
+    if (m_wasActive) {
+        close();
+    }
+}
+
+void PopoverWindow::onVisibleChanged(bool visible) {
+    if (!visible && m_shown) {
+        close(); // hidden by someone else (the window manager)
+    }
 }
 
 } // namespace lumora

@@ -1,0 +1,209 @@
+#include "views/ProviderCardModel.h"
+
+#include "model/AppModel.h"
+#include "views/RelativeTime.h"
+
+#include <cmath>
+
+namespace lumora {
+
+using Kind = ProviderConnectionState::Kind;
+
+ProviderCardModel::ProviderCardModel(AppModel* model, QString providerID, QObject* parent)
+    : QObject(parent), m_model(model), m_providerID(std::move(providerID)) {}
+
+QString ProviderCardModel::staleDetail() {
+    return QStringLiteral("Open Claude Code and send a message to refresh the official usage "
+                          "status. The last percentage is hidden when it is no longer current.");
+}
+
+QString ProviderCardModel::privacyLine() {
+    return QStringLiteral("Usage and reset time only. No chats, code, files, or credentials.");
+}
+
+QString ProviderCardModel::connectionMessage(const UsageSnapshot& snapshot,
+                                             const ProviderConnectionState& state) {
+    const QString& name = snapshot.providerName;
+    switch (state.kind()) {
+    case Kind::disconnected:
+        return QStringLiteral("Connect your existing local ") + name + QStringLiteral(" session.");
+    case Kind::checking:
+        return QStringLiteral("Checking local setup…");
+    case Kind::executableMissing:
+        return name + QStringLiteral(" is not installed.");
+    case Kind::loginRequired:
+        return QStringLiteral("Sign in through the official ") + name +
+               QStringLiteral(" app first.");
+    case Kind::setupRequired:
+        // Only Claude Code has a status sync to enable, whichever card asks.
+        return QStringLiteral("Enable official Claude Code status sync. Lumora stores only usage "
+                              "and reset time.");
+    case Kind::waiting:
+        return QStringLiteral("Waiting for Claude Code usage…");
+    case Kind::failed:
+        return state.message();
+    }
+    return {};
+}
+
+QString ProviderCardModel::connectionButtonTitle(const UsageSnapshot& snapshot,
+                                                 const ProviderConnectionState& state) {
+    switch (state.kind()) {
+    case Kind::disconnected:
+        return QStringLiteral("Connect");
+    case Kind::checking:
+        return QStringLiteral("Checking");
+    case Kind::executableMissing:
+        return snapshot.providerID == providers::claudeCodeID ? QStringLiteral("Install")
+                                                              : QStringLiteral("Get Codex");
+    case Kind::loginRequired:
+        return QStringLiteral("Open Sign In");
+    case Kind::setupRequired:
+        return QStringLiteral("Enable Sync");
+    case Kind::waiting:
+        return QStringLiteral("Check Now");
+    case Kind::failed:
+        return QStringLiteral("Try Again");
+    }
+    return {};
+}
+
+QString ProviderCardModel::windowLabel(UsageWindow::Kind kind) {
+    switch (kind) {
+    case UsageWindow::Kind::session:
+        return QStringLiteral("Session limit");
+    case UsageWindow::Kind::daily:
+        return QStringLiteral("Daily limit");
+    case UsageWindow::Kind::weekly:
+        return QStringLiteral("Weekly limit");
+    case UsageWindow::Kind::monthly:
+        return QStringLiteral("Monthly limit");
+    case UsageWindow::Kind::credits:
+        return QStringLiteral("Credits");
+    }
+    return {};
+}
+
+bool ProviderCardModel::isClaude() const {
+    return m_providerID == providers::claudeCodeID;
+}
+
+bool ProviderCardModel::isCodex() const {
+    return m_providerID == providers::codexID;
+}
+
+ProviderCardModel::Reading ProviderCardModel::read() const {
+    const AppPreferences& preferences = *m_model->preferences();
+    const ProviderConnections& connections = *m_model->connections();
+    if (isClaude()) {
+        return {m_model->snapshot(), preferences.claudeEnabled(), preferences.showClaudeInMenuBar(),
+                connections.claudeConnectionState()};
+    }
+    return {m_model->codexSnapshot(), preferences.codexEnabled(), preferences.showCodexInMenuBar(),
+            connections.codexConnectionState()};
+}
+
+void ProviderCardModel::update(const QDateTime& now) {
+    if (isEmpty()) {
+        return;
+    }
+    const Reading reading = read();
+    const UsageSnapshot& snapshot = reading.snapshot;
+    Content content;
+    content.providerName = snapshot.providerName;
+    content.showsSwitch = reading.enabled;
+    content.showInMenuBar = reading.shownInMenuBar;
+    content.switchLabel =
+        QStringLiteral("Show ") + snapshot.providerName + QStringLiteral(" in the menu bar");
+    content.compactRemainingText = snapshot.compactRemainingText(now);
+
+    if (!reading.enabled || reading.state.kind() != Kind::disconnected) {
+        content.block = Block::Connection;
+        content.connectionMessage = connectionMessage(snapshot, reading.state);
+        content.showsPrivacyLine = reading.state.kind() == Kind::disconnected;
+        content.connectionBusy = reading.state.kind() == Kind::checking;
+        content.connectionButtonTitle = connectionButtonTitle(snapshot, reading.state);
+    } else if (snapshot.isStale(now)) {
+        content.block = Block::Stale;
+        content.lastUpdateText =
+            QStringLiteral("Last update: ") + relativeTimeText(snapshot.capturedAt, now);
+    } else if (const auto window = snapshot.primaryWindow();
+               !window || !window->usedRatio || !std::isfinite(*window->usedRatio)) {
+        content.block = Block::Message;
+        content.statusText =
+            snapshot.statusMessage.value_or(QStringLiteral("Status is unavailable."));
+    } else {
+        content.block = Block::Usage;
+        double remaining = 1.0 - *window->usedRatio;
+        if (remaining <= 0) {
+            remaining = 0;
+        }
+        // std::round takes halves away from zero.
+        content.percentageText = QString::number(static_cast<qint64>(std::round(remaining * 100)));
+        content.barValue = remaining;
+        content.tint = remaining <= 0.005 ? Tint::Red
+                       : remaining <= 0.2 ? Tint::Orange
+                                          : Tint::Accent;
+        content.windowLabel = windowLabel(window->kind);
+        if (window->resetsAt) {
+            content.resetText =
+                QStringLiteral("Resets ") + relativeTimeText(*window->resetsAt, now);
+        }
+    }
+
+    if (!(content == m_content)) {
+        m_content = std::move(content);
+        emit changed();
+    }
+}
+
+void ProviderCardModel::setDragged(bool dragged) {
+    if (m_dragged != dragged) {
+        m_dragged = dragged;
+        emit draggedChanged();
+    }
+}
+
+void ProviderCardModel::setShowInMenuBar(bool shown) {
+    if (isEmpty()) {
+        return;
+    }
+    if (isClaude()) {
+        m_model->preferences()->setShowClaudeInMenuBar(shown);
+    } else {
+        m_model->preferences()->setShowCodexInMenuBar(shown);
+    }
+}
+
+void ProviderCardModel::pressConnectionButton() {
+    if (isEmpty()) {
+        return;
+    }
+    ProviderConnections& connections = *m_model->connections();
+    const Kind kind = read().state.kind();
+    switch (kind) {
+    case Kind::checking:
+        return;
+    case Kind::executableMissing:
+    case Kind::loginRequired:
+    case Kind::setupRequired:
+        if (isClaude()) {
+            m_model->continueClaudeSetup();
+        } else {
+            m_model->continueCodexSetup();
+        }
+        return;
+    case Kind::disconnected:
+    case Kind::waiting:
+    case Kind::failed:
+        // Connect: "checking", the provider's readiness on the thread pool, then its verdict.
+        if (isClaude()) {
+            connections.checkClaudeReadiness();
+        } else {
+            connections.checkCodexReadiness();
+        }
+        return;
+    }
+}
+
+} // namespace lumora
