@@ -8,7 +8,6 @@
 #include <QDateTime>
 #include <QQuickWindow>
 #include <QSGSimpleTextureNode>
-#include <QtQml/qqml.h>
 
 #include <functional>
 
@@ -191,10 +190,6 @@ void AmbientCubeField::releaseFrames() {
     m_frame = QImage();
     m_spare = QImage();
     m_frameIsFrozen = false;
-}
-
-void registerAmbientCubeField() {
-    qmlRegisterType<AmbientCubeField>("Lumora", 1, 0, "AmbientCubeField");
 }
 
 } // namespace lumora

@@ -77,7 +77,4 @@ private:
     QMetaObject::Connection m_windowVisibility;
 };
 
-// Makes AmbientCubeField available to QML as `import Lumora 1.0`.
-void registerAmbientCubeField();
-
 } // namespace lumora
