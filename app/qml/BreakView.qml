@@ -97,9 +97,10 @@ Item {
 
         Row {
             objectName: "statusRow"
+            // Its top edge sits the offset below the centre, clear of the clock above it.
             anchors.horizontalCenter: parent.horizontalCenter
-            anchors.verticalCenter: parent.verticalCenter
-            anchors.verticalCenterOffset: metrics.statusOffset
+            anchors.top: parent.verticalCenter
+            anchors.topMargin: metrics.statusOffset
             spacing: metrics.statusSpacing
             visible: root.viewModel.hasStatuses
 
