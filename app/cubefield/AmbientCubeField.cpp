@@ -15,8 +15,7 @@
 
 namespace lumora {
 
-AmbientCubeField::AmbientCubeField(QQuickItem* parent)
-    : QQuickItem(parent), m_renderer(std::make_unique<cubefield::CubeFieldRenderer>()) {
+AmbientCubeField::AmbientCubeField(QQuickItem* parent) : QQuickItem(parent) {
     setFlag(ItemHasContents);
     m_worker.setMaxThreadCount(1);
     m_timer.setTimerType(Qt::PreciseTimer);
@@ -91,6 +90,9 @@ void AmbientCubeField::startFrame() {
         target = QImage(size, QImage::Format_ARGB32_Premultiplied);
     }
     m_rendering = true;
+    if (!m_renderer) {
+        m_renderer = std::make_unique<cubefield::CubeFieldRenderer>();
+    }
     cubefield::CubeFieldRenderer* renderer = m_renderer.get();
     std::function<void()> task = [this, renderer, target = std::move(target), phase,
                                   frozen]() mutable {
@@ -114,7 +116,8 @@ void AmbientCubeField::finishFrame(QImage frame, bool frozen) {
     m_rendering = false;
     ++m_framesRendered;
     if (!isShown()) {
-        return; // hidden while it was drawn; a new frame follows when shown again
+        releaseFrames(); // hidden while it was drawn; a new frame follows when shown again
+        return;
     }
     m_spare = std::move(m_frame);
     m_frame = std::move(frame);
@@ -186,10 +189,14 @@ void AmbientCubeField::releaseResources() {
 }
 
 void AmbientCubeField::releaseFrames() {
-    // A full-screen frame is tens of megabytes; nothing is kept while nothing is shown.
+    // A full-screen frame is tens of megabytes, the renderer's prepared sprites as many again;
+    // nothing is kept while nothing is shown. A renderer still drawing goes when it is done.
     m_frame = QImage();
     m_spare = QImage();
     m_frameIsFrozen = false;
+    if (!m_rendering) {
+        m_renderer.reset();
+    }
 }
 
 } // namespace lumora

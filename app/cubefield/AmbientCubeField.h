@@ -21,7 +21,8 @@ class CubeFieldRenderer;
 // While the item is visible in a visible window and has a size, it draws at most 45 frames a
 // second (a new frame is started at most every 23 ms, and only when the previous one is done).
 // With reduceMotion it draws one frame, frozen at time phase 0, and draws again only when its size
-// changes. Hidden, minimised or of zero size it has no timer running and draws nothing. It takes
+// changes. Hidden, minimised or of zero size it has no timer running, draws nothing and keeps
+// neither frames nor the renderer's prepared sprites. It takes
 // no input and, having no Accessible attached properties, is not in the accessibility tree.
 //
 // Frames are rendered one canvas pixel per item point; on a high-density screen the scene graph

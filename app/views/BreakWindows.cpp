@@ -10,6 +10,11 @@
 #include <QQuickItem>
 #include <QQuickView>
 #include <QScreen>
+#include <QTimer>
+
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
 
 namespace lumora {
 
@@ -82,12 +87,23 @@ void BreakWindows::end() {
     }
     m_shown = false;
     m_viewModel->setActive(false);
+    // The windows go with the break: Qt Quick's software renderer keeps a screen-sized backing
+    // store and the last frame's textures for as long as a window exists, tens of megabytes on a
+    // 4K screen. The engine, its compiled view and the view model stay for the next break.
     for (QQuickView* window : std::as_const(m_windows)) {
         window->hide();
-        // Textures and the cube field's frames are not kept between breaks.
-        window->releaseResources();
+        window->deleteLater();
     }
+    m_windows.clear();
+    m_textScreen = nullptr;
     emit shownChanged();
+    // The frames were freed on this thread and the render thread; the C library keeps freed
+    // blocks of a few megabytes in its heap unless asked to hand them back.
+    QTimer::singleShot(500, this, [] {
+#ifdef __GLIBC__
+        malloc_trim(0);
+#endif
+    });
 }
 
 void BreakWindows::followScreens() {

@@ -20,8 +20,9 @@ class AppModel;
 class BreakViewModel;
 class ReduceMotionSetting;
 
-// The break screen: one frameless full-screen window per screen, created on the first break and
-// kept for the life of the process. The screen under the cursor (on Wayland, where the cursor
+// The break screen: one frameless full-screen window per screen. The QML engine and the view
+// model are created on the first break and kept; the windows live while a break is shown. The
+// screen under the cursor (on Wayland, where the cursor
 // cannot be asked for, the first screen) shows the clock and the providers; the others show the
 // same background without text. Screens plugged in or out during a break are followed. A click
 // on any of the windows, or Escape, ends the break on all of them.
@@ -40,7 +41,7 @@ public:
     void end();
     bool isShown() const { return m_shown; }
 
-    // The windows, one per screen (none before the first break), and the one with the text.
+    // The windows, one per screen (none while no break is shown), and the one with the text.
     QList<QQuickWindow*> windows() const;
     QQuickWindow* textWindow() const;
     // Created with the first break.

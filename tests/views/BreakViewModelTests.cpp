@@ -1,5 +1,6 @@
 #include "AppTestSupport.h"
 
+#include "views/BreakDecorations.h"
 #include "views/BreakViewModel.h"
 
 #include <QFontMetricsF>
@@ -112,6 +113,13 @@ TEST(BreakViewRules, StylesGiveBackgroundAndSecondaryColour) {
     EXPECT_EQ(BreakViewModel::background(BreakScreenStyle::photo, false), Background::Black);
     EXPECT_EQ(BreakViewModel::background(BreakScreenStyle::motion, false), Background::Motion);
     EXPECT_EQ(BreakViewModel::background(BreakScreenStyle::minimal, true), Background::Black);
+
+    // The photo fills the screen and is cut evenly on the sides that do not fit.
+    EXPECT_EQ(PhotoFill::croppedSource(QSizeF(3000, 1500), QSizeF(1440, 900)),
+              QRectF(300, 0, 2400, 1500));
+    EXPECT_EQ(PhotoFill::croppedSource(QSizeF(1000, 2000), QSizeF(1000, 500)),
+              QRectF(0, 750, 1000, 500));
+    EXPECT_EQ(PhotoFill::croppedSource(QSizeF(), QSizeF(1000, 500)), QRectF());
 
     const QColor amber(255, 190, 60);
     const QColor motion =
