@@ -6,6 +6,7 @@
 //      [--break-style minimal]
 // The scene graph is the tray's default (see views/SceneGraph.h) unless --scene-graph picks
 // software or opengl (Mesa's llvmpipe under Xvfb) for a comparison.
+#include "cubefield/AmbientCubeField.h"
 #include "model/AppModel.h"
 #include "views/BreakWindows.h"
 #include "views/SceneGraph.h"
@@ -24,6 +25,7 @@
 
 #include <cstdio>
 #include <sys/resource.h>
+#include <unistd.h>
 
 Q_IMPORT_QML_PLUGIN(LumoraPlugin)
 
@@ -47,6 +49,21 @@ double cpuSeconds() {
     getrusage(RUSAGE_SELF, &usage);
     return double(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
            double(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
+}
+
+// CPU time of another process, from /proc (user + system).
+double processCpuSeconds(qint64 pid) {
+    QFile stat(QStringLiteral("/proc/%1/stat").arg(pid));
+    if (!stat.open(QIODevice::ReadOnly)) {
+        return 0;
+    }
+    const QByteArray text = stat.readAll();
+    // The fields after the command name, which is in parentheses and may hold spaces.
+    const QList<QByteArray> fields = text.mid(text.lastIndexOf(')') + 2).split(' ');
+    if (fields.size() < 13) {
+        return 0;
+    }
+    return (fields[11].toDouble() + fields[12].toDouble()) / double(sysconf(_SC_CLK_TCK));
 }
 
 void runEvents(int ms) {
@@ -150,13 +167,18 @@ int main(int argc, char** argv) {
         QObject::connect(window, &QQuickWindow::frameSwapped, [&] { ++frames; });
         runEvents(2000); // the first frames, fonts and textures
         frames = 0;
+        auto* field = window->findChild<lumora::AmbientCubeField*>();
+        const quint64 drawnStart = field ? field->framesRendered() : 0;
         QElapsedTimer clock;
         clock.start();
         const double cpuStart = cpuSeconds();
+        const double serverStart = processCpuSeconds(xvfb.processId());
         runEvents(seconds * 1000);
         const double elapsed = clock.elapsed() / 1000.0;
         const double cpu = cpuSeconds() - cpuStart;
+        const double serverCpu = processCpuSeconds(xvfb.processId()) - serverStart;
         const double during = residentMegabytes();
+        const quint64 drawn = field ? field->framesRendered() - drawnStart : 0;
         const auto api = window->rendererInterface()->graphicsApi();
 
         breakWindows.end();
@@ -165,8 +187,10 @@ int main(int argc, char** argv) {
 
         std::printf("%s break screen %dx%d, %s scene graph, %d s\n", style.constData(), width,
                     height, api == QSGRendererInterface::Software ? "software" : "OpenGL", seconds);
-        std::printf("  frames presented per second: %.1f\n", frames / elapsed);
-        std::printf("  CPU: %.0f%% of one core\n", 100.0 * cpu / elapsed);
+        std::printf("  frames presented per second: %.1f (background frames drawn: %.1f)\n",
+                    frames / elapsed, double(drawn) / elapsed);
+        std::printf("  CPU: %.0f%% of one core (the X server: %.0f%%)\n", 100.0 * cpu / elapsed,
+                    100.0 * serverCpu / elapsed);
         std::printf("  resident memory: before %.1f MB, during %.1f MB, 5 s after %.1f MB "
                     "(%+.1f MB)\n",
                     before, during, after, after - before);

@@ -78,7 +78,8 @@ void AmbientCubeField::startFrame() {
     const bool frozen = m_reduceMotion;
     // Moving frames keep their distance even when the timer restarts (hidden and shown again);
     // the next tick comes soon enough.
-    if (!frozen && m_sinceLastStart.isValid() && m_sinceLastStart.elapsed() < frameIntervalMs) {
+    if (!frozen && m_sinceLastStart.isValid() &&
+        m_sinceLastStart.nsecsElapsed() < minimumFrameDistanceNs) {
         return;
     }
     m_sinceLastStart.start();
@@ -126,6 +127,12 @@ void AmbientCubeField::finishFrame(QImage frame, bool frozen) {
     update();
     // Asked for a frozen frame (or a new size) while this one was being drawn.
     if (m_reduceMotion && (!frozen || m_frame.size() != canvasSize())) {
+        startFrame();
+        return;
+    }
+    // A frame that took longer than the interval made the timer skip a tick; the next one starts
+    // now rather than a whole interval later.
+    if (!m_reduceMotion && m_sinceLastStart.nsecsElapsed() >= minimumFrameDistanceNs) {
         startFrame();
     }
 }

@@ -43,6 +43,10 @@ public:
 
     // The shortest time between the starts of two frames: 1/45 s, rounded up to whole ms.
     static constexpr int frameIntervalMs = 23;
+    // The distance between two starts that is enforced: exactly 1/45 s. Compared in whole
+    // milliseconds, a tick of the 23 ms timer that came at 22.9 ms would be dropped and the field
+    // would draw at half the rate.
+    static constexpr qint64 minimumFrameDistanceNs = 1'000'000'000 / 45;
 
 signals:
     void reduceMotionChanged();

@@ -272,10 +272,15 @@ TEST_F(ReduceMotionPortalTest, ReadsGnomeAndKdeKeysAndFollowsChanges) {
     auto* field = breakWindows.textWindow()->findChild<AmbientCubeField*>("cubeField");
     ASSERT_NE(field, nullptr);
     EXPECT_FALSE(field->reduceMotion());
-    announce("org.gnome.desktop.interface", "enable-animations", false);
-    ASSERT_TRUE(waitUntil([&] { return field->reduceMotion(); }));
-    announce("org.gnome.desktop.interface", "enable-animations", true);
-    ASSERT_TRUE(waitUntil([&] { return !field->reduceMotion(); }));
+    // Announced until heard: the reader's subscription may still be on its way to the bus.
+    const auto heard = [&](bool animations) {
+        return waitUntil([&] {
+            announce("org.gnome.desktop.interface", "enable-animations", animations);
+            return field->reduceMotion() == !animations;
+        });
+    };
+    ASSERT_TRUE(heard(false));
+    ASSERT_TRUE(heard(true));
     breakWindows.end();
 }
 
