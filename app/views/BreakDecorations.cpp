@@ -106,13 +106,6 @@ void RadialVignette::setColor(const QColor& color) {
     }
 }
 
-void RadialVignette::geometryChange(const QRectF& newGeometry, const QRectF& oldGeometry) {
-    QQuickPaintedItem::geometryChange(newGeometry, oldGeometry);
-    const QSize quarter(std::max(1, int(std::ceil(newGeometry.width() / 4))),
-                        std::max(1, int(std::ceil(newGeometry.height() / 4))));
-    setTextureSize(quarter);
-}
-
 void RadialVignette::paint(QPainter* painter) {
     const qreal outer = std::max<qreal>(m_outerRadius, 1e-3);
     QRadialGradient gradient(boundingRect().center(), outer);

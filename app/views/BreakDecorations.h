@@ -46,8 +46,8 @@ private:
 };
 
 // A radial darkening: transparent inside `innerRadius` from the centre, `color` from
-// `outerRadius` on, blended in between. Drawn once per size at a quarter of the resolution and
-// scaled up; a smooth gradient loses nothing by that.
+// `outerRadius` on, blended in between. Drawn once per size, at full resolution: the software
+// renderer blends an image of the item's size much faster than it scales a smaller one up.
 class RadialVignette : public QQuickPaintedItem {
     Q_OBJECT
     QML_ELEMENT
@@ -69,9 +69,6 @@ public:
 
 signals:
     void shapeChanged();
-
-protected:
-    void geometryChange(const QRectF& newGeometry, const QRectF& oldGeometry) override;
 
 private:
     qreal m_innerRadius = 0;
