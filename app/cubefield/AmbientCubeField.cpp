@@ -8,7 +8,6 @@
 #include <QDateTime>
 #include <QQuickWindow>
 #include <QSGSimpleTextureNode>
-#include <QtQml/qqml.h>
 
 #include <functional>
 
@@ -16,8 +15,7 @@
 
 namespace lumora {
 
-AmbientCubeField::AmbientCubeField(QQuickItem* parent)
-    : QQuickItem(parent), m_renderer(std::make_unique<cubefield::CubeFieldRenderer>()) {
+AmbientCubeField::AmbientCubeField(QQuickItem* parent) : QQuickItem(parent) {
     setFlag(ItemHasContents);
     m_worker.setMaxThreadCount(1);
     m_timer.setTimerType(Qt::PreciseTimer);
@@ -80,7 +78,8 @@ void AmbientCubeField::startFrame() {
     const bool frozen = m_reduceMotion;
     // Moving frames keep their distance even when the timer restarts (hidden and shown again);
     // the next tick comes soon enough.
-    if (!frozen && m_sinceLastStart.isValid() && m_sinceLastStart.elapsed() < frameIntervalMs) {
+    if (!frozen && m_sinceLastStart.isValid() &&
+        m_sinceLastStart.nsecsElapsed() < minimumFrameDistanceNs) {
         return;
     }
     m_sinceLastStart.start();
@@ -92,6 +91,9 @@ void AmbientCubeField::startFrame() {
         target = QImage(size, QImage::Format_ARGB32_Premultiplied);
     }
     m_rendering = true;
+    if (!m_renderer) {
+        m_renderer = std::make_unique<cubefield::CubeFieldRenderer>();
+    }
     cubefield::CubeFieldRenderer* renderer = m_renderer.get();
     std::function<void()> task = [this, renderer, target = std::move(target), phase,
                                   frozen]() mutable {
@@ -115,7 +117,8 @@ void AmbientCubeField::finishFrame(QImage frame, bool frozen) {
     m_rendering = false;
     ++m_framesRendered;
     if (!isShown()) {
-        return; // hidden while it was drawn; a new frame follows when shown again
+        releaseFrames(); // hidden while it was drawn; a new frame follows when shown again
+        return;
     }
     m_spare = std::move(m_frame);
     m_frame = std::move(frame);
@@ -124,6 +127,12 @@ void AmbientCubeField::finishFrame(QImage frame, bool frozen) {
     update();
     // Asked for a frozen frame (or a new size) while this one was being drawn.
     if (m_reduceMotion && (!frozen || m_frame.size() != canvasSize())) {
+        startFrame();
+        return;
+    }
+    // A frame that took longer than the interval made the timer skip a tick; the next one starts
+    // now rather than a whole interval later.
+    if (!m_reduceMotion && m_sinceLastStart.nsecsElapsed() >= minimumFrameDistanceNs) {
         startFrame();
     }
 }
@@ -187,14 +196,14 @@ void AmbientCubeField::releaseResources() {
 }
 
 void AmbientCubeField::releaseFrames() {
-    // A full-screen frame is tens of megabytes; nothing is kept while nothing is shown.
+    // A full-screen frame is tens of megabytes, the renderer's prepared sprites as many again;
+    // nothing is kept while nothing is shown. A renderer still drawing goes when it is done.
     m_frame = QImage();
     m_spare = QImage();
     m_frameIsFrozen = false;
-}
-
-void registerAmbientCubeField() {
-    qmlRegisterType<AmbientCubeField>("Lumora", 1, 0, "AmbientCubeField");
+    if (!m_rendering) {
+        m_renderer.reset();
+    }
 }
 
 } // namespace lumora

@@ -21,7 +21,8 @@ class CubeFieldRenderer;
 // While the item is visible in a visible window and has a size, it draws at most 45 frames a
 // second (a new frame is started at most every 23 ms, and only when the previous one is done).
 // With reduceMotion it draws one frame, frozen at time phase 0, and draws again only when its size
-// changes. Hidden, minimised or of zero size it has no timer running and draws nothing. It takes
+// changes. Hidden, minimised or of zero size it has no timer running, draws nothing and keeps
+// neither frames nor the renderer's prepared sprites. It takes
 // no input and, having no Accessible attached properties, is not in the accessibility tree.
 //
 // Frames are rendered one canvas pixel per item point; on a high-density screen the scene graph
@@ -42,6 +43,10 @@ public:
 
     // The shortest time between the starts of two frames: 1/45 s, rounded up to whole ms.
     static constexpr int frameIntervalMs = 23;
+    // The distance between two starts that is enforced: exactly 1/45 s. Compared in whole
+    // milliseconds, a tick of the 23 ms timer that came at 22.9 ms would be dropped and the field
+    // would draw at half the rate.
+    static constexpr qint64 minimumFrameDistanceNs = 1'000'000'000 / 45;
 
 signals:
     void reduceMotionChanged();
@@ -76,8 +81,5 @@ private:
     quint64 m_framesRendered = 0;
     QMetaObject::Connection m_windowVisibility;
 };
-
-// Makes AmbientCubeField available to QML as `import Lumora 1.0`.
-void registerAmbientCubeField();
 
 } // namespace lumora

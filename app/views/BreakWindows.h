@@ -1,31 +1,75 @@
 #pragma once
 
+#include <QDBusConnection>
+#include <QHash>
 #include <QObject>
+#include <QPointer>
+
+#include <memory>
+
+QT_BEGIN_NAMESPACE
+class QQmlEngine;
+class QQuickView;
+class QQuickWindow;
+class QScreen;
+QT_END_NAMESPACE
 
 namespace lumora {
 
 class AppModel;
+class BreakViewModel;
+class ReduceMotionSetting;
 
-// The break screen: one frameless full-screen window per screen, created on the first break and
-// kept for the life of the process.
+// The break screen: one frameless full-screen window per screen. The QML engine and the view
+// model are created on the first break and kept; the windows live while a break is shown. The
+// screen under the cursor (on Wayland, where the cursor
+// cannot be asked for, the first screen) shows the clock and the providers; the others show the
+// same background without text. Screens plugged in or out during a break are followed. A click
+// on any of the windows, or Escape, ends the break on all of them.
 class BreakWindows : public QObject {
     Q_OBJECT
 
 public:
-    explicit BreakWindows(AppModel* model, QObject* parent = nullptr);
+    // `desktopBus` is where the desktop portal's reduce-motion setting is read.
+    explicit BreakWindows(AppModel* model, QObject* parent = nullptr,
+                          const QDBusConnection& desktopBus = QDBusConnection::sessionBus());
     ~BreakWindows() override;
 
-    // Starts a break, or brings a running one to the front.
+    // Starts a break, or brings a running one to the front (it stays in full screen).
     void show();
     // Ends the break on every screen.
     void end();
     bool isShown() const { return m_shown; }
 
+    // The windows, one per screen (none while no break is shown), and the one with the text.
+    QList<QQuickWindow*> windows() const;
+    QQuickWindow* textWindow() const;
+    // Created with the first break.
+    BreakViewModel* viewModel() const { return m_viewModel; }
+
 signals:
     void shownChanged();
 
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
 private:
+    void createOnce();
+    void followScreens();
+    QQuickView* createWindow(QScreen* screen);
+    void present(QQuickView* window, QScreen* screen);
+    void showTextOn(QScreen* screen);
+    QScreen* textScreen() const;
+    void screenAdded(QScreen* screen);
+    void screenRemoved(QScreen* screen);
+
     AppModel* m_model;
+    QDBusConnection m_desktopBus;
+    std::unique_ptr<QQmlEngine> m_engine;
+    BreakViewModel* m_viewModel = nullptr;
+    ReduceMotionSetting* m_reduceMotion = nullptr;
+    QHash<QScreen*, QQuickView*> m_windows;
+    QPointer<QScreen> m_textScreen;
     bool m_shown = false;
 };
 

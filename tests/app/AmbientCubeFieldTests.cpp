@@ -4,8 +4,6 @@
 #include <QElapsedTimer>
 #include <QEventLoop>
 #include <QProcess>
-#include <QQmlComponent>
-#include <QQmlEngine>
 #include <QQuickItem>
 #include <QQuickWindow>
 #include <QSGRendererInterface>
@@ -47,7 +45,6 @@ protected:
         // The offscreen platform has no GPU; Qt Quick's software renderer still calls
         // updatePaintNode and can grab the window.
         QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
-        lumora::registerAmbientCubeField();
     }
 
     void SetUp() override {
@@ -159,22 +156,6 @@ TEST_F(AmbientCubeFieldItem, CanBeDestroyedWithAFrameInFlight) {
         field->setSize(QSizeF(1920, 1080));
     }
     ASSERT_TRUE(runEventsUntil([&] { return field->framesRendered() >= 1; }));
-}
-
-TEST(AmbientCubeFieldQml, IsAvailableAsLumoraAmbientCubeField) {
-    lumora::registerAmbientCubeField();
-    QQmlEngine engine;
-    QQmlComponent component(&engine);
-    component.setData("import QtQuick\nimport Lumora 1.0\n"
-                      "AmbientCubeField { width: 10; height: 10; reduceMotion: true }",
-                      QUrl());
-    std::unique_ptr<QObject> object(component.create());
-    ASSERT_TRUE(object) << component.errorString().toStdString();
-    auto* field = qobject_cast<AmbientCubeField*>(object.get());
-    ASSERT_NE(field, nullptr);
-    EXPECT_TRUE(field->reduceMotion());
-    EXPECT_TRUE(field->flags() & QQuickItem::ItemHasContents);
-    EXPECT_EQ(field->acceptedMouseButtons(), Qt::NoButton);
 }
 
 TEST(CubeFieldFrameTool, WritesAPngOfEitherRendererAndRefusesBadArguments) {

@@ -1,0 +1,287 @@
+#include "AppTestSupport.h"
+#include "ViewTestSupport.h"
+
+#include "cubefield/AmbientCubeField.h"
+#include "platform/ReduceMotion.h"
+#include "views/BreakViewModel.h"
+#include "views/BreakWindows.h"
+
+#include <QCursor>
+#include <QDBusConnection>
+#include <QDBusContext>
+#include <QDBusMessage>
+#include <QDeadlineTimer>
+#include <QGuiApplication>
+#include <QKeyEvent>
+#include <QMouseEvent>
+#include <QPointer>
+#include <QProcess>
+#include <QQuickItem>
+#include <QQuickView>
+#include <QScreen>
+
+#include <gtest/gtest.h>
+
+using namespace lumora;
+using namespace lumora::test;
+
+namespace {
+
+// In full screen, with the view laid out to the window's size.
+bool fullScreen(QQuickWindow* window) {
+    auto* view = qobject_cast<QQuickView*>(window);
+    return window->isVisible() && window->visibility() == QWindow::FullScreen && view &&
+           view->rootObject() && view->rootObject()->size() == QSizeF(window->size());
+}
+
+// Qt's warnings, less the offscreen platform's note that it cannot raise windows.
+QString unexpected(const WarningLog& warnings) {
+    QStringList messages = warnings.messages();
+    messages.removeIf([](const QString& message) { return message.contains("support raise()"); });
+    return messages.join('\n');
+}
+
+bool allFullScreen(const BreakWindows& windows) {
+    const QList<QQuickWindow*> all = windows.windows();
+    return !all.isEmpty() && std::all_of(all.begin(), all.end(), fullScreen);
+}
+
+bool textShown(QQuickWindow* window) {
+    auto* text = window->findChild<QQuickItem*>(QStringLiteral("interface"));
+    return text && text->isVisible();
+}
+
+void click(QWindow* window) {
+    const QPointF at(window->width() / 2.0, window->height() / 2.0);
+    QMouseEvent press(QEvent::MouseButtonPress, at, window->mapToGlobal(at), Qt::LeftButton,
+                      Qt::LeftButton, Qt::NoModifier);
+    QMouseEvent release(QEvent::MouseButtonRelease, at, window->mapToGlobal(at), Qt::LeftButton,
+                        Qt::NoButton, Qt::NoModifier);
+    QGuiApplication::sendEvent(window, &press);
+    QGuiApplication::sendEvent(window, &release);
+}
+
+void pressEscape(QWindow* window) {
+    QKeyEvent escape(QEvent::KeyPress, Qt::Key_Escape, Qt::NoModifier);
+    QGuiApplication::sendEvent(window, &escape);
+}
+
+} // namespace
+
+// Needs two screens: ctest runs it on the offscreen platform configured with two (see
+// CMakeLists.txt); in the single-screen run it skips.
+TEST(BreakWindowsTest, OneFullScreenWindowPerScreenTextUnderTheCursorAndAnyInputEndsAll) {
+    const QList<QScreen*> screens = QGuiApplication::screens();
+    if (screens.size() < 2) {
+        GTEST_SKIP() << "needs the offscreen platform with two screens";
+    }
+    WarningLog warnings;
+    ModelHarness harness;
+    auto model = harness.makeModel();
+    BreakWindows breakWindows(model.get());
+    QCursor::setPos(screens[1]->geometry().center());
+
+    breakWindows.show();
+    ASSERT_EQ(breakWindows.windows().size(), screens.size());
+    const QList<QPointer<QQuickWindow>> created{breakWindows.windows()[0],
+                                                breakWindows.windows()[1]};
+    ASSERT_TRUE(waitUntil([&] { return allFullScreen(breakWindows); }));
+    for (QQuickWindow* window : breakWindows.windows()) {
+        EXPECT_EQ(window->geometry(), window->screen()->geometry());
+        EXPECT_TRUE(window->flags() & Qt::FramelessWindowHint);
+        EXPECT_EQ(window->color(), QColor(Qt::black));
+        EXPECT_EQ(textShown(window), window == breakWindows.textWindow());
+    }
+    ASSERT_NE(breakWindows.textWindow(), nullptr);
+    EXPECT_EQ(breakWindows.textWindow()->screen(), screens[1]);
+    EXPECT_NE(created[0]->screen(), created[1]->screen());
+    EXPECT_TRUE(breakWindows.viewModel()->isTicking());
+
+    // Asked again while shown: the same windows, still in full screen.
+    breakWindows.show();
+    EXPECT_EQ(breakWindows.windows(), QList<QQuickWindow*>({created[0], created[1]}));
+    EXPECT_TRUE(allFullScreen(breakWindows));
+
+    // A click on the window without text ends the break everywhere.
+    QQuickWindow* other = created[0] == breakWindows.textWindow() ? created[1] : created[0];
+    click(other);
+    EXPECT_FALSE(breakWindows.isShown());
+    EXPECT_TRUE(breakWindows.windows().isEmpty());
+    ASSERT_TRUE(waitUntil([&] { return created[0].isNull() && created[1].isNull(); }));
+    EXPECT_FALSE(breakWindows.viewModel()->isTicking());
+
+    // The next break, on new windows: the text follows the cursor; Escape ends it.
+    QCursor::setPos(screens[0]->geometry().center());
+    breakWindows.show();
+    ASSERT_EQ(breakWindows.windows().size(), screens.size());
+    ASSERT_TRUE(waitUntil([&] { return allFullScreen(breakWindows); }));
+    EXPECT_EQ(breakWindows.textWindow()->screen(), screens[0]);
+    EXPECT_TRUE(textShown(breakWindows.textWindow()));
+    QPointer<QQuickWindow> text = breakWindows.textWindow();
+    pressEscape(text);
+    EXPECT_TRUE(breakWindows.windows().isEmpty());
+    ASSERT_TRUE(waitUntil([&] { return text.isNull(); }));
+    EXPECT_EQ(unexpected(warnings), QString());
+}
+
+TEST(BreakWindowsTest, PhotoStyleWithoutPhotoIsBlackAndMotionDrawsWhenChosen) {
+    WarningLog warnings;
+    ModelHarness harness;
+    harness.storePreference("breakScreenStyle", "photo");
+    auto model = harness.makeModel();
+    BreakWindows breakWindows(model.get());
+    breakWindows.show();
+    QPointer<QQuickWindow> window = breakWindows.textWindow();
+    ASSERT_NE(window, nullptr);
+    ASSERT_TRUE(waitUntil([&] { return fullScreen(window); }));
+    auto* field = window->findChild<AmbientCubeField*>(QStringLiteral("cubeField"));
+    ASSERT_NE(field, nullptr);
+    EXPECT_EQ(breakWindows.viewModel()->background(), BreakViewModel::Background::Black);
+    EXPECT_FALSE(window->findChild<QQuickItem*>(QStringLiteral("motionBackground"))->isVisible());
+    const QImage black = window->grabWindow();
+    EXPECT_EQ(black.pixelColor(5, 5), QColor(Qt::black));
+    EXPECT_EQ(field->framesRendered(), 0u);
+
+    // Switched to motion during the break, the field draws; after the break it stops.
+    model->preferences()->setBreakScreenStyle(BreakScreenStyle::motion);
+    ASSERT_TRUE(waitUntil([&] { return field->framesRendered() >= 2; }));
+    EXPECT_NE(window->grabWindow().pixelColor(5, 5), QColor(Qt::black));
+    breakWindows.end();
+    EXPECT_EQ(unexpected(warnings), QString());
+}
+
+namespace {
+
+// The desktop portal's settings interface, answering from a table, as Debian 12's portal does
+// (the value in a second variant) unless told otherwise.
+class FakeSettingsPortal : public QObject, protected QDBusContext {
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.portal.Settings")
+
+public:
+    QHash<QString, QVariant> values; // "namespace key"
+    bool doublyWrapped = true;
+
+public slots:
+    QDBusVariant Read(const QString& nameSpace, const QString& key) {
+        const auto found = values.constFind(nameSpace + QLatin1Char(' ') + key);
+        if (found == values.constEnd()) {
+            sendErrorReply(QStringLiteral("org.freedesktop.portal.Error.NotFound"),
+                           QStringLiteral("Requested setting not found"));
+            return {};
+        }
+        return doublyWrapped ? QDBusVariant(QVariant::fromValue(QDBusVariant(*found)))
+                             : QDBusVariant(*found);
+    }
+};
+
+// A dbus-daemon of the test's own with a portal on it.
+class ReduceMotionPortalTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        daemon.start("dbus-daemon", {"--session", "--print-address", "--nofork"});
+        ASSERT_TRUE(daemon.waitForStarted(5000)) << "dbus-daemon is missing (package dbus)";
+        QDeadlineTimer deadline(std::chrono::seconds(10));
+        while (!daemon.canReadLine() && !deadline.hasExpired()) {
+            daemon.waitForReadyRead(100);
+        }
+        address = QString::fromUtf8(daemon.readLine()).trimmed();
+        ASSERT_FALSE(address.isEmpty());
+    }
+    void TearDown() override {
+        for (const QString& name : std::as_const(connections)) {
+            QDBusConnection::disconnectFromBus(name);
+        }
+        daemon.terminate();
+        if (!daemon.waitForFinished(5000)) {
+            daemon.kill();
+            daemon.waitForFinished(5000);
+        }
+    }
+    QDBusConnection connect(const QString& role) {
+        static int counter = 0;
+        const QString name = QStringLiteral("%1-%2").arg(role).arg(++counter);
+        connections.append(name);
+        return QDBusConnection::connectToBus(address, name);
+    }
+    void startPortal() {
+        QDBusConnection bus = connect("portal");
+        ASSERT_TRUE(bus.registerObject(ReduceMotionSetting::portalPath, &portal,
+                                       QDBusConnection::ExportAllSlots));
+        ASSERT_TRUE(bus.registerService(ReduceMotionSetting::portalService));
+        portalBus = bus;
+    }
+    void announce(const QString& nameSpace, const QString& key, const QVariant& value) {
+        QDBusMessage signal = QDBusMessage::createSignal(ReduceMotionSetting::portalPath,
+                                                         ReduceMotionSetting::settingsInterface,
+                                                         QStringLiteral("SettingChanged"));
+        signal << nameSpace << key << QVariant::fromValue(QDBusVariant(value));
+        ASSERT_TRUE(portalBus.send(signal));
+    }
+    // What a fresh reader says once it has its answers.
+    bool readsReduceMotion() {
+        ReduceMotionSetting setting(connect("client"));
+        EXPECT_TRUE(waitUntil([&] { return setting.hasAnswers(); }));
+        return setting.reduceMotion();
+    }
+
+    QProcess daemon;
+    QString address;
+    QStringList connections;
+    FakeSettingsPortal portal;
+    QDBusConnection portalBus{QStringLiteral("none")};
+};
+
+const QString gnome = QStringLiteral("org.gnome.desktop.interface enable-animations");
+const QString kde = QStringLiteral("org.kde.kdeglobals.KDE AnimationDurationFactor");
+
+} // namespace
+
+TEST_F(ReduceMotionPortalTest, ReadsGnomeAndKdeKeysAndFollowsChanges) {
+    // No portal on the bus: motion.
+    EXPECT_FALSE(readsReduceMotion());
+
+    startPortal();
+    // Neither key (a desktop that has neither): motion.
+    EXPECT_FALSE(readsReduceMotion());
+    portal.values[gnome] = false;
+    EXPECT_TRUE(readsReduceMotion());
+    portal.values[gnome] = true;
+    EXPECT_FALSE(readsReduceMotion());
+    portal.values.clear();
+    portal.values[kde] = 0.0;
+    EXPECT_TRUE(readsReduceMotion());
+    portal.values[kde] = 0.5;
+    EXPECT_FALSE(readsReduceMotion());
+    // Newer portals answer with the value in one variant.
+    portal.doublyWrapped = false;
+    portal.values[kde] = 0.0;
+    EXPECT_TRUE(readsReduceMotion());
+    // A value of the wrong type says nothing.
+    portal.values[kde] = QStringLiteral("none");
+    EXPECT_FALSE(readsReduceMotion());
+
+    // The break windows read it and follow the portal's change signal.
+    portal.values.clear();
+    portal.values[gnome] = true;
+    ModelHarness harness;
+    harness.storePreference("breakScreenStyle", "motion");
+    auto model = harness.makeModel();
+    BreakWindows breakWindows(model.get(), nullptr, connect("app"));
+    breakWindows.show();
+    auto* field = breakWindows.textWindow()->findChild<AmbientCubeField*>("cubeField");
+    ASSERT_NE(field, nullptr);
+    EXPECT_FALSE(field->reduceMotion());
+    // Announced until heard: the reader's subscription may still be on its way to the bus.
+    const auto heard = [&](bool animations) {
+        return waitUntil([&] {
+            announce("org.gnome.desktop.interface", "enable-animations", animations);
+            return field->reduceMotion() == !animations;
+        });
+    };
+    ASSERT_TRUE(heard(false));
+    ASSERT_TRUE(heard(true));
+    breakWindows.end();
+}
+
+#include "BreakWindowsTests.moc"
