@@ -1,5 +1,7 @@
 #include "tray/TrayApplication.h"
 
+#include "views/SceneGraph.h"
+
 #include "core/ClaudeStatusLineInstaller.h"
 #include "core/DataFolder.h"
 #include "model/AppModel.h"
@@ -85,6 +87,7 @@ int runTray(int& argc, char** argv) {
     QApplication app(argc, argv);
     qInstallMessageHandler(previousHandler);
     QApplication::setQuitOnLastWindowClosed(false);
+    chooseSceneGraph();
 
     // One tray per session: a second start shows the first one's popover.
     const QDBusConnection bus = QDBusConnection::sessionBus();
