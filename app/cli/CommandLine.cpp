@@ -131,7 +131,10 @@ int connectClaude(QTextStream& out) {
         out << error.description() << "\n";
         return 1;
     }
-    JsonFilePreferencesStore().setValue(preferencekeys::claudeEnabled, true);
+    // The user asked for Claude Code by name: it is switched on and shown in the panel too.
+    JsonFilePreferencesStore store;
+    store.setValue(preferencekeys::claudeEnabled, true);
+    store.setValue(preferencekeys::showClaudeInMenuBar, true);
     out << ClaudeUsageProvider::sendMessageMessage << "\n";
     return 0;
 }

@@ -53,6 +53,25 @@ void PopoverWindow::ensureWindow() {
     connect(m_view, &QQuickWindow::frameSwapped, this, &PopoverWindow::frameSwapped);
     connect(m_view, &QWindow::activeChanged, this, &PopoverWindow::onActiveChanged);
     connect(m_view, &QWindow::visibleChanged, this, &PopoverWindow::onVisibleChanged);
+    // On Wayland a fixed-size window: tiling compositors (sway, Hyprland) float such a window
+    // instead of tiling it, and the size still follows the content. X11 window managers float a
+    // frameless tool window anyway.
+    QQuickItem* root = m_view->rootObject();
+    if (root && QGuiApplication::platformName().startsWith(QLatin1String("wayland"))) {
+        const auto fixSize = [this, root] {
+            const QSize size(qRound(root->width()), qRound(root->height()));
+            if (size.isEmpty()) {
+                return;
+            }
+            m_view->setMinimumSize(QSize(0, 0));
+            m_view->setMaximumSize(QSize((1 << 24) - 1, (1 << 24) - 1));
+            m_view->setMinimumSize(size);
+            m_view->setMaximumSize(size);
+        };
+        connect(root, &QQuickItem::widthChanged, this, fixSize);
+        connect(root, &QQuickItem::heightChanged, this, fixSize);
+        fixSize();
+    }
     // The cards change height with what they show; the popover keeps to its corner.
     connect(m_view, &QWindow::heightChanged, this, [this] {
         if (m_shown) {

@@ -15,7 +15,9 @@ cc -O1 -o "$SCRATCH/bin/virtual-pointer" "$HERE/virtual-pointer.c" \
 waybar_module=""
 if "$LUMORA" status --waybar >"$SCRATCH/waybar-probe" 2>&1; then
     # What the module printed is kept, to show that waybar ran it.
-    printf '#!/bin/sh\n"%s" status --waybar | tee -a "%s"\n' "$LUMORA" "$SCRATCH/module-output" \
+    # waybar starts before the fake tools exist, so the module names them itself.
+    printf '#!/bin/sh\nexport LUMORA_CODEX_PATH="%s" LUMORA_CLAUDE_PATH="%s"\n"%s" status --waybar | tee -a "%s"\n' \
+        "$SCRATCH/bin/codex" "$SCRATCH/bin/claude" "$LUMORA" "$SCRATCH/module-output" \
         >"$SCRATCH/bin/lumora-module"
     chmod +x "$SCRATCH/bin/lumora-module"
     waybar_module='"custom/lumora": { "exec": "'"$SCRATCH/bin/lumora-module"'", "return-type": "json", "interval": 2 },'
@@ -112,10 +114,11 @@ ok "waybar shows Lumora's icon (${iw}x${ih} at $ix,$iy)"
 if [ -n "$waybar_module" ]; then
     module_ran() { [ -s "$SCRATCH/module-output" ]; }
     wait_until 10 "waybar did not run the custom module lumora status --waybar" module_ran
-    text=$(tail -n1 "$SCRATCH/module-output" | jq -er .text) ||
-        fail "lumora status --waybar printed no JSON with a text: $(tail -n1 "$SCRATCH/module-output")"
-    [ "$text" = "$("$LUMORA" status)" ] ||
-        fail "the module's text \"$text\" is not the status line \"$("$LUMORA" status)\""
+    # The bar ran the module before the tools were connected too: wait for a run after that.
+    module_current() {
+        text=$(tail -n1 "$SCRATCH/module-output" | jq -er .text) && [ "$text" = "$("$LUMORA" status)" ]
+    }
+    wait_until 10 "waybar's module never showed the status line \"$("$LUMORA" status)\"" module_current
     ok "waybar runs lumora status --waybar as a custom module in the same bar (text \"$text\")"
 fi
 
