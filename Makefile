@@ -25,7 +25,9 @@ build: configure
 run: build
 	$(BUILD_DIR)/bin/lumora $(ARGS)
 
+# qmllint over every QML file of the module first: it must find nothing.
 test: build
+	@cmake --build $(BUILD_DIR) --target all_qmllint >/dev/null
 	@ctest --test-dir $(BUILD_DIR) --output-on-failure -j $(JOBS)
 
 # Lumora against the real panels of Debian's desktops, headless: GNOME Shell with the AppIndicator

@@ -1,5 +1,4 @@
 import QtQuick
-import QtQuick.Controls.Fusion
 import QtQuick.Controls.impl
 
 // A small indeterminate progress indicator: a ring turning while it is shown. Drawn from an icon
