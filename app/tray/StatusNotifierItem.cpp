@@ -1,5 +1,8 @@
 #include "tray/StatusNotifierItem.h"
 
+#include <QTimer>
+#include <algorithm>
+
 #include <QCoreApplication>
 #include <QDBusConnectionInterface>
 #include <QDBusObjectPath>
@@ -130,6 +133,7 @@ void StatusNotifierItem::onWatcherOwnerChanged(const QString& newOwner) {
     setRegistered(false);
     emit watcherPresenceChanged(!newOwner.isEmpty());
     if (!newOwner.isEmpty()) {
+        m_registrationsLeft = 3;
         registerWithWatcher(newOwner, m_generation);
     }
 }
@@ -160,13 +164,50 @@ void StatusNotifierItem::registerWithWatcher(const QString& owner, quint64 gener
                                     callTimeoutMilliseconds),
                     this);
                 connect(registering, &QDBusPendingCallWatcher::finished, this,
-                        [this, generation](QDBusPendingCallWatcher* done) {
+                        [this, owner, generation](QDBusPendingCallWatcher* done) {
                             done->deleteLater();
-                            if (generation == m_generation) {
-                                setRegistered(!done->isError());
+                            if (generation != m_generation) {
+                                return;
+                            }
+                            setRegistered(!done->isError());
+                            if (!done->isError() && exportsMenu()) {
+                                confirmListed(owner, generation);
                             }
                         });
             });
+}
+
+void StatusNotifierItem::confirmListed(const QString& owner, quint64 generation) {
+    QTimer::singleShot(2000, this, [this, owner, generation] {
+        if (generation != m_generation) {
+            return;
+        }
+        const QDBusMessage ask = QDBusMessage::createMethodCall(
+            owner, watcherPath, QStringLiteral("org.freedesktop.DBus.Properties"),
+            QStringLiteral("Get"));
+        auto* pending = new QDBusPendingCallWatcher(
+            m_bus.asyncCall(QDBusMessage(ask) << watcherService
+                                              << QStringLiteral("RegisteredStatusNotifierItems"),
+                            callTimeoutMilliseconds),
+            this);
+        connect(pending, &QDBusPendingCallWatcher::finished, this,
+                [this, owner, generation](QDBusPendingCallWatcher* call) {
+                    call->deleteLater();
+                    const QDBusPendingReply<QDBusVariant> reply = *call;
+                    if (generation != m_generation || !reply.isValid()) {
+                        return;
+                    }
+                    const QStringList items = reply.value().variant().toStringList();
+                    const bool listed =
+                        std::any_of(items.cbegin(), items.cend(), [this](const QString& item) {
+                            return item.startsWith(m_serviceName);
+                        });
+                    if (!listed && m_registrationsLeft > 0) {
+                        --m_registrationsLeft;
+                        registerWithWatcher(owner, generation);
+                    }
+                });
+    });
 }
 
 void StatusNotifierItem::setMenuExported(bool exported) {

@@ -71,6 +71,10 @@ signals:
 private:
     void onWatcherOwnerChanged(const QString& newOwner);
     void registerWithWatcher(const QString& owner, quint64 generation);
+    // GNOME Shell's AppIndicator extension now and then drops an item it has just accepted (its
+    // proxy set-up fails); a while after registering, the item checks that the watcher still
+    // lists it, and registers again when it does not.
+    void confirmListed(const QString& owner, quint64 generation);
     void setMenuExported(bool exported);
     void setRegistered(bool registered);
     void emitSignal(const QString& name, const QVariantList& arguments);
@@ -87,6 +91,8 @@ private:
     bool m_registered = false;
     // Answers about an earlier watcher owner are dropped.
     quint64 m_generation = 0;
+    // Registrations left for a watcher that accepted the item and then lost it.
+    int m_registrationsLeft = 0;
 };
 
 // The process name of a bus peer (/proc/PID/comm), or nothing when unknown. Blocking, short.

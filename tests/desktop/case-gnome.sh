@@ -101,10 +101,17 @@ screenshot_x top-bar
 ok "the top bar shows Lumora's item with the label \"$expected_label\""
 
 info=$(item)
-cx=$(jq '.x + .w / 2 | floor' <<<"$info") cy=$(jq '.y + .h / 2 | floor' <<<"$info")
+cy=$(jq '.y + .h / 2 | floor' <<<"$info")
+# Two clicks on the item, alternately left and right of its middle: the shell takes two clicks
+# at one spot in quick succession for a double click, which starts a break instead.
+click_x=("$(jq '.x + .w / 4 | floor' <<<"$info")" "$(jq '.x + .w * 3 / 4 | floor' <<<"$info")")
+clicks=0
 menu_open() { item | jq -e '.menuOpen == true' >/dev/null; }
 open_menu() {
-    menu_open || xdotool mousemove "$cx" "$cy" click 1
+    if ! menu_open; then
+        xdotool mousemove "${click_x[clicks % 2]}" "$cy" click 1
+        clicks=$((clicks + 1))
+    fi
     wait_until 10 "a click on the item did not open its menu" menu_open
 }
 # choose TEXT: opens the menu and clicks the item with that text.
