@@ -1,4 +1,5 @@
 #include "cli/WaybarStatus.h"
+#include "core/UsageWindowLabel.h"
 
 #include <QJsonArray>
 #include <QStringList>
@@ -9,22 +10,6 @@
 
 namespace lumora::cli {
 namespace {
-
-QString windowLabel(UsageWindow::Kind kind) {
-    switch (kind) {
-    case UsageWindow::Kind::session:
-        return QStringLiteral("Session limit");
-    case UsageWindow::Kind::daily:
-        return QStringLiteral("Daily limit");
-    case UsageWindow::Kind::weekly:
-        return QStringLiteral("Weekly limit");
-    case UsageWindow::Kind::monthly:
-        return QStringLiteral("Monthly limit");
-    case UsageWindow::Kind::credits:
-        return QStringLiteral("Credits");
-    }
-    return {};
-}
 
 // The share left of the main window in whole percent, when the figures are current and known.
 std::optional<int> remainingPercent(const UsageSnapshot& snapshot, const QDateTime& now) {
@@ -60,7 +45,7 @@ QString tooltipLine(const UsageSnapshot& snapshot, const QDateTime& now, const Q
     }
     const UsageWindow window = *snapshot.primaryWindow();
     QString line =
-        QStringLiteral("%1 · %2: %3% left").arg(name, windowLabel(window.kind)).arg(*percent);
+        QStringLiteral("%1 · %2: %3% left").arg(name, usageWindowLabel(window.kind)).arg(*percent);
     if (window.resetsAt) {
         line += QStringLiteral(", resets ") + shortTime(*window.resetsAt, now, locale);
     }

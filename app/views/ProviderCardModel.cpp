@@ -1,4 +1,5 @@
 #include "views/ProviderCardModel.h"
+#include "core/UsageWindowLabel.h"
 
 #include "model/AppModel.h"
 #include "views/RelativeTime.h"
@@ -68,22 +69,6 @@ QString ProviderCardModel::connectionButtonTitle(const UsageSnapshot& snapshot,
     return {};
 }
 
-QString ProviderCardModel::windowLabel(UsageWindow::Kind kind) {
-    switch (kind) {
-    case UsageWindow::Kind::session:
-        return QStringLiteral("Session limit");
-    case UsageWindow::Kind::daily:
-        return QStringLiteral("Daily limit");
-    case UsageWindow::Kind::weekly:
-        return QStringLiteral("Weekly limit");
-    case UsageWindow::Kind::monthly:
-        return QStringLiteral("Monthly limit");
-    case UsageWindow::Kind::credits:
-        return QStringLiteral("Credits");
-    }
-    return {};
-}
-
 bool ProviderCardModel::isClaude() const {
     return m_providerID == providers::claudeCodeID;
 }
@@ -144,7 +129,7 @@ void ProviderCardModel::update(const QDateTime& now) {
         content.tint = remaining <= 0.005 ? Tint::Red
                        : remaining <= 0.2 ? Tint::Orange
                                           : Tint::Accent;
-        content.windowLabel = windowLabel(window->kind);
+        content.windowLabel = usageWindowLabel(window->kind);
         if (window->resetsAt) {
             content.resetText =
                 QStringLiteral("Resets ") + relativeTimeText(*window->resetsAt, now);

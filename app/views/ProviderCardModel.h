@@ -95,7 +95,6 @@ public:
                                      const ProviderConnectionState& state);
     static QString connectionButtonTitle(const UsageSnapshot& snapshot,
                                          const ProviderConnectionState& state);
-    static QString windowLabel(UsageWindow::Kind kind);
 
     // The connection button: the continue-setup action while the user has something to do
     // elsewhere (install, sign in, enable sync), else a fresh readiness check; nothing while one
