@@ -2,11 +2,13 @@
 
 #include "ThreadHandOver.h"
 
+#include "cubefield/CubeFieldFrameNode.h"
 #include "cubefield/CubeFieldRenderer.h"
 #include "cubefield/CubeFieldRules.h"
 
 #include <QDateTime>
 #include <QQuickWindow>
+#include <QSGRendererInterface>
 #include <QSGSimpleTextureNode>
 
 #include <functional>
@@ -19,7 +21,8 @@ AmbientCubeField::AmbientCubeField(QQuickItem* parent) : QQuickItem(parent) {
     setFlag(ItemHasContents);
     m_worker.setMaxThreadCount(1);
     m_timer.setTimerType(Qt::PreciseTimer);
-    m_timer.setInterval(frameIntervalMs);
+    m_timer.setSingleShot(true);
+    m_clock.start();
     connect(&m_timer, &QTimer::timeout, this, &AmbientCubeField::startFrame);
     // Created with a parent already in a window, the scene change happened before this class
     // was constructed.
@@ -65,10 +68,29 @@ void AmbientCubeField::updateSchedule() {
         }
         return;
     }
-    if (!m_timer.isActive()) {
-        m_timer.start();
+    if (!m_timer.isActive() && !m_rendering) {
         startFrame();
     }
+}
+
+void AmbientCubeField::scheduleNextSlot() {
+    const qint64 untilNextNs = (m_lastSlot + 1) * frameSlotNs - m_clock.nsecsElapsed();
+    // Rounded up: a tick must not come before its slot has begun.
+    m_timer.start(int(std::max<qint64>(0, (untilNextNs + 999'999) / 1'000'000)));
+}
+
+QImage AmbientCubeField::takeFreeFrame(QSize size) {
+    // A frame still referenced elsewhere (by the scene graph, until it is given the next one)
+    // would be copied on the first write; it waits for a later frame.
+    for (auto it = m_free.begin(); it != m_free.end(); ++it) {
+        if (it->size() == size && it->isDetached()) {
+            QImage frame = std::move(*it);
+            m_free.erase(it);
+            return frame;
+        }
+    }
+    std::erase_if(m_free, [size](const QImage& frame) { return frame.size() != size; });
+    return QImage(size, QImage::Format_RGB32);
 }
 
 void AmbientCubeField::startFrame() {
@@ -76,20 +98,18 @@ void AmbientCubeField::startFrame() {
         return;
     }
     const bool frozen = m_reduceMotion;
-    // Moving frames keep their distance even when the timer restarts (hidden and shown again);
-    // the next tick comes soon enough.
-    if (!frozen && m_sinceLastStart.isValid() &&
-        m_sinceLastStart.nsecsElapsed() < minimumFrameDistanceNs) {
-        return;
+    if (!frozen) {
+        const qint64 slot = m_clock.nsecsElapsed() / frameSlotNs;
+        if (slot <= m_lastSlot) {
+            scheduleNextSlot();
+            return;
+        }
+        m_lastSlot = slot;
+        scheduleNextSlot();
     }
-    m_sinceLastStart.start();
     const QSize size = canvasSize();
     const double phase = frozen ? 0.0 : cubefield::timePhase(QDateTime::currentDateTimeUtc());
-    QImage target = std::move(m_spare);
-    m_spare = QImage();
-    if (target.size() != size) {
-        target = QImage(size, QImage::Format_ARGB32_Premultiplied);
-    }
+    QImage target = takeFreeFrame(size);
     m_rendering = true;
     if (!m_renderer) {
         m_renderer = std::make_unique<cubefield::CubeFieldRenderer>();
@@ -120,7 +140,9 @@ void AmbientCubeField::finishFrame(QImage frame, bool frozen) {
         releaseFrames(); // hidden while it was drawn; a new frame follows when shown again
         return;
     }
-    m_spare = std::move(m_frame);
+    if (!m_frame.isNull() && m_free.size() < 2) {
+        m_free.push_back(std::move(m_frame));
+    }
     m_frame = std::move(frame);
     m_frameIsFrozen = frozen;
     m_frameIsNew = true;
@@ -130,19 +152,31 @@ void AmbientCubeField::finishFrame(QImage frame, bool frozen) {
         startFrame();
         return;
     }
-    // A frame that took longer than the interval made the timer skip a tick; the next one starts
-    // now rather than a whole interval later.
-    if (!m_reduceMotion && m_sinceLastStart.nsecsElapsed() >= minimumFrameDistanceNs) {
+    // The tick of a slot that began while this frame was drawn found it busy; the frame of that
+    // slot starts now.
+    if (!m_reduceMotion && !m_timer.isActive()) {
         startFrame();
     }
 }
 
 QSGNode* AmbientCubeField::updatePaintNode(QSGNode* oldNode, UpdatePaintNodeData*) {
-    auto* node = static_cast<QSGSimpleTextureNode*>(oldNode);
     if (canvasSize().isEmpty() || m_frame.isNull()) {
-        delete node;
+        delete oldNode;
         return nullptr;
     }
+    // The software renderer paints the frame itself; other renderers upload it as a texture.
+    if (window()->rendererInterface()->graphicsApi() == QSGRendererInterface::Software) {
+        auto* node = static_cast<cubefield::CubeFieldFrameNode*>(oldNode);
+        if (!node) {
+            node = new cubefield::CubeFieldFrameNode(window());
+        }
+        if (m_frameIsNew || node->rect() != boundingRect()) {
+            node->setFrame(m_frame, boundingRect());
+            m_frameIsNew = false;
+        }
+        return node;
+    }
+    auto* node = static_cast<QSGSimpleTextureNode*>(oldNode);
     if (!node) {
         node = new QSGSimpleTextureNode;
         node->setOwnsTexture(true);
@@ -199,8 +233,9 @@ void AmbientCubeField::releaseFrames() {
     // A full-screen frame is tens of megabytes, the renderer's prepared sprites as many again;
     // nothing is kept while nothing is shown. A renderer still drawing goes when it is done.
     m_frame = QImage();
-    m_spare = QImage();
+    m_free.clear();
     m_frameIsFrozen = false;
+    update(); // the scene graph lets go of the frame it shows, too
     if (!m_rendering) {
         m_renderer.reset();
     }
