@@ -3,12 +3,16 @@
 // it and 5 seconds after it ended.
 //
 // Run: build/bin/bench_break_screen [--size 3840x2160] [--seconds 20] [--scene-graph opengl]
-//      [--break-style minimal]
+//      [--break-style minimal] [--popover-first]
+// With --popover-first the popover is opened and closed before the figure "before" is taken: the
+// usual case, where Qt Quick is loaded already when a break starts.
 // The scene graph is the tray's default (see views/SceneGraph.h) unless --scene-graph picks
 // software or opengl (Mesa's llvmpipe under Xvfb) for a comparison.
 #include "cubefield/AmbientCubeField.h"
 #include "model/AppModel.h"
+#include "platform/MemoryRelease.h"
 #include "views/BreakWindows.h"
+#include "views/PopoverWindow.h"
 #include "views/SceneGraph.h"
 
 #include <QApplication>
@@ -74,7 +78,8 @@ void runEvents(int ms) {
 
 int usage() {
     std::fprintf(stderr, "usage: bench_break_screen [--size WIDTHxHEIGHT] [--seconds N] "
-                         "[--scene-graph software|opengl]\n");
+                         "[--scene-graph software|opengl] [--break-style STYLE] "
+                         "[--popover-first]\n");
     return 2;
 }
 
@@ -86,6 +91,7 @@ int main(int argc, char** argv) {
     int seconds = 20;
     QByteArray sceneGraph;
     QByteArray style = "motion";
+    bool popoverFirst = false;
     for (int i = 1; i < argc; ++i) {
         const QByteArray argument = argv[i];
         if (argument == "--size" && i + 1 < argc) {
@@ -98,6 +104,8 @@ int main(int argc, char** argv) {
             if (seconds <= 0) {
                 return usage();
             }
+        } else if (argument == "--popover-first") {
+            popoverFirst = true;
         } else if (argument == "--break-style" && i + 1 < argc) {
             style = argv[++i];
         } else if (argument == "--scene-graph" && i + 1 < argc) {
@@ -142,6 +150,7 @@ int main(int argc, char** argv) {
     qunsetenv("QT_QUICK_BACKEND");
 
     int result = 0;
+    lumora::releaseFreedMemoryPromptly(); // as the tray does at start
     {
         QApplication app(argc, argv);
         if (sceneGraph == "software") {
@@ -153,6 +162,12 @@ int main(int argc, char** argv) {
         }
         lumora::AppModel model(lumora::AppModel::Services::standard());
         lumora::BreakWindows breakWindows(&model);
+        lumora::PopoverWindow popover(&model);
+        if (popoverFirst) {
+            popover.show(QPoint(0, 0));
+            runEvents(1000);
+            popover.close();
+        }
 
         runEvents(1000);
         const double before = residentMegabytes();
@@ -185,8 +200,9 @@ int main(int argc, char** argv) {
         runEvents(5000);
         const double after = residentMegabytes();
 
-        std::printf("%s break screen %dx%d, %s scene graph, %d s\n", style.constData(), width,
-                    height, api == QSGRendererInterface::Software ? "software" : "OpenGL", seconds);
+        std::printf("%s break screen %dx%d, %s scene graph, %d s%s\n", style.constData(), width,
+                    height, api == QSGRendererInterface::Software ? "software" : "OpenGL", seconds,
+                    popoverFirst ? ", popover shown before" : "");
         std::printf("  frames presented per second: %.1f (background frames drawn: %.1f)\n",
                     frames / elapsed, double(drawn) / elapsed);
         std::printf("  CPU: %.0f%% of one core (the X server: %.0f%%)\n", 100.0 * cpu / elapsed,

@@ -5,6 +5,7 @@
 #include "core/ClaudeStatusLineInstaller.h"
 #include "core/DataFolder.h"
 #include "model/AppModel.h"
+#include "platform/MemoryRelease.h"
 #include "tray/ChildProcesses.h"
 #include "tray/HookRepair.h"
 #include "tray/InstanceService.h"
@@ -81,6 +82,7 @@ int runTray(int& argc, char** argv) {
         std::fprintf(stderr, "%s\n", noDesktopMessage);
         return 1;
     }
+    releaseFreedMemoryPromptly();
     QGuiApplication::setDesktopFileName(QStringLiteral("lumora"));
     QCoreApplication::setApplicationName(QStringLiteral("Lumora"));
     const QtMessageHandler previousHandler = qInstallMessageHandler(desktopSessionMissing);

@@ -1,5 +1,6 @@
 #include "views/BreakWindows.h"
 
+#include "platform/MemoryRelease.h"
 #include "platform/ReduceMotion.h"
 #include "views/BreakViewModel.h"
 
@@ -11,10 +12,6 @@
 #include <QQuickView>
 #include <QScreen>
 #include <QTimer>
-
-#ifdef __GLIBC__
-#include <malloc.h>
-#endif
 
 namespace lumora {
 
@@ -99,11 +96,7 @@ void BreakWindows::end() {
     emit shownChanged();
     // The frames were freed on this thread and the render thread; the C library keeps freed
     // blocks of a few megabytes in its heap unless asked to hand them back.
-    QTimer::singleShot(500, this, [] {
-#ifdef __GLIBC__
-        malloc_trim(0);
-#endif
-    });
+    QTimer::singleShot(500, this, &returnFreedMemory);
 }
 
 void BreakWindows::followScreens() {
