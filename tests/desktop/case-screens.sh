@@ -1,6 +1,7 @@
 # The break screen on every screen: an X server with two side-by-side monitors (RandR 1.5
 # monitors on Xvfb's one output), which Qt shows as two screens; `lumora break` covers each
-# with a window of its own, and Escape ends the break on both.
+# with a window of its own; a monitor unplugged during the break loses its window, one plugged in
+# gets one; Escape ends the break on all of them.
 #
 # No window manager here: Xvfb has a single RandR output, and GDK (so xfwm4 and the XFCE panel)
 # skips a monitor without an output, while Qt 6 no longer reads Xinerama; a second screen that
@@ -30,6 +31,23 @@ on_both() {
 wait_until 15 "lumora break did not cover both monitors, one window each ($(lumora_x_windows | tr '\n' ';'))" on_both
 screenshot_x_changed break-screens "$OUT/before-break.png" $((MONITOR_WIDTH + MONITOR_WIDTH / 2 - 50)) 350 100 100
 ok "lumora break covered both monitors, each with a window of its own"
+
+# Unplugged and plugged in again while the break is shown.
+only_right() {
+    lumora_x_windows | awk -v w="$MONITOR_WIDTH" -v h="$MONITOR_HEIGHT" '
+        $2 == w && $3 == 0 && $4 == w && $5 == h { b = 1 } $2 == 0 { a = 1 }
+        END { exit !(b && !a) }'
+}
+xrandr --delmonitor left >/dev/null
+wait_until 10 "the left monitor's break window stayed after it was unplugged ($(lumora_x_windows | tr '\n' ';'))" only_right
+ok "the unplugged monitor's window went; the right one still shows the break"
+xrandr --setmonitor left "$MONITOR_WIDTH/300x$MONITOR_HEIGHT/200+0+0" none >/dev/null
+wait_until 10 "the monitor plugged in during the break got no window ($(lumora_x_windows | tr '\n' ';'))" on_both
+# Its window starts black; the picture is taken once the moving background shows on it.
+ppmmake black $((2 * MONITOR_WIDTH)) "$MONITOR_HEIGHT" | pnmtopng >"$SCRATCH/black.png"
+screenshot_x_changed replugged "$SCRATCH/black.png" $((MONITOR_WIDTH / 2 - 50)) 100 100 100
+ok "the monitor plugged in during the break got a break window of its own"
+
 xdotool key Escape
 wait_until 10 "Escape did not end the break on both monitors" not on_both
 ok "Escape ended the break on both"
