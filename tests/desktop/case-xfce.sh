@@ -1,6 +1,7 @@
-# The XFCE 4.18 panel with its notification area, and xfwm4, under Xvfb: the item is shown; a
-# real left click opens the break screen over the screen, Escape ends it; a middle click opens
-# the popover next to the icon. (Two monitors: see case-screens.sh.)
+# The XFCE 4.18 panel with its notification area, and xfwm4 with focus-stealing prevention, under
+# Xvfb: the item is shown; while the user works in another program, a real left click opens the
+# break screen over the screen and it takes the focus, so Escape ends it; a middle click opens the
+# popover next to the icon. (Two monitors: see case-screens.sh.)
 source "$(dirname "$0")/lib.sh"
 DIAGNOSE=x_windows_state
 
@@ -37,7 +38,16 @@ read -r ix iy iw ih <<<"$icon"
 cx=$((ix + iw / 2)) cy=$((iy + ih / 2))
 ok "the panel shows Lumora's icon (${iw}x${ih} at $ix,$iy)"
 
-# Left click: Activate, the break screen.
+# The user works in another program (a Qt one, which keeps its user time up to date with each
+# click and key); then a left click on the icon: Activate, the break screen.
+spawn qmleasing /usr/lib/qt6/bin/qmleasing
+wait_until 15 "the other program's window did not show" xdotool search --onlyvisible --class qmleasing
+other=$(xdotool search --onlyvisible --class qmleasing | head -n1)
+eval "$(xdotool getwindowgeometry --shell "$other")"
+xdotool mousemove $((X + 60)) $((Y + 60)) click 1
+other_has_focus() { xprop -id "$(xdotool getactivewindow)" WM_CLASS | grep -q qmleasing; }
+wait_until 10 "the other program did not get the focus" other_has_focus
+xdotool key Tab Tab
 xdotool mousemove "$cx" "$cy" click 1
 wait_until 10 "a left click did not reach the item (no Activate)" item_called Activate
 ok "a left click made the panel call Activate on the item"
@@ -45,6 +55,9 @@ full_screen() { lumora_x_windows | awk '$2 == 0 && $3 == 0 && $4 == 1280 && $5 =
 wait_until 15 "a left click did not cover the screen with the break screen" full_screen
 screenshot_x_changed break-screen "$OUT/panel-with-item.png" 590 350 100 100
 ok "a left click on the icon opened the break screen over the screen"
+has_focus() { lumora_x_windows | awk -v a="$(xdotool getactivewindow)" '$1 == a { f = 1 } END { exit !f }'; }
+wait_until 10 "the break screen did not take the focus from the program in use" has_focus
+ok "the break screen took the focus from the program in use"
 xdotool key Escape
 wait_until 10 "Escape did not end the break" not full_screen
 ok "Escape ended the break"

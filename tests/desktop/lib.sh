@@ -191,7 +191,7 @@ split_monitors() {
 # StatusNotifierWatcher) on the X server; sets PANEL_X, PANEL_Y, PANEL_W, PANEL_H.
 start_xfce_panel() {
     mkdir -p "$XDG_CONFIG_HOME/xfce4/xfconf/xfce-perchannel-xml"
-    cp "$HERE/xfce4-panel.xml" "$XDG_CONFIG_HOME/xfce4/xfconf/xfce-perchannel-xml/"
+    cp "$HERE/xfce4-panel.xml" "$HERE/xfwm4.xml" "$XDG_CONFIG_HOME/xfce4/xfconf/xfce-perchannel-xml/"
     export XDG_CURRENT_DESKTOP=XFCE XDG_SESSION_TYPE=x11
     xsetroot -solid "#2e3440"
     spawn xfwm4 xfwm4 --compositor=off
