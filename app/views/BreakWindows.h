@@ -22,10 +22,15 @@ class ReduceMotionSetting;
 
 // The break screen: one frameless full-screen window per screen. The QML engine and the view
 // model are created on the first break and kept; the windows live while a break is shown. The
-// screen under the cursor (on Wayland, where the cursor
-// cannot be asked for, the first screen) shows the clock and the providers; the others show the
-// same background without text. Screens plugged in or out during a break are followed. A click
-// on any of the windows, or Escape, ends the break on all of them.
+// screen under the cursor (on Wayland, where the cursor cannot be asked for, the first screen)
+// shows the clock and the providers; the others show the same background without text. Screens
+// plugged in or out during a break are followed. A click on any of the windows, or Escape, ends
+// the break on all of them.
+//
+// Focus: every break maps new windows and asks for the activation of the one with the text. On
+// X11 Qt sends that request once the window is mapped, with the time of the X events its creation
+// caused, so a window manager that prevents focus stealing sees a current request; on Wayland the
+// tray's activation token is in the environment by then.
 class BreakWindows : public QObject {
     Q_OBJECT
 
