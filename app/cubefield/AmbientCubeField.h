@@ -43,6 +43,8 @@ public:
 
     // Frames drawn since the item was created (shown or, if hidden meanwhile, dropped).
     quint64 framesRendered() const { return m_framesRendered; }
+    // Whether a frame is being drawn on the worker thread right now.
+    bool isDrawing() const { return m_rendering; }
 
     // The length of a slot of the frame grid: 1/45 s, rounded up to the nanosecond. A timer of
     // whole milliseconds could only give 23 ms (43.5 frames a second) or 22 ms (45.5).
