@@ -16,6 +16,7 @@ Column {
     readonly property BreakMetrics metrics: BreakMetrics {
         width: column.Window.width
         height: column.Window.height
+        hasResetTime: column.hasResetTime
     }
 
     objectName: "status-" + column.providerID
@@ -74,8 +75,7 @@ Column {
         color: column.viewModel.textColor
         elide: Text.ElideRight
         font.family: column.viewModel.fontFamily
-        font.pixelSize: column.hasResetTime ? column.metrics.countdownFontSize
-                                            : column.metrics.unavailableFontSize
+        font.pixelSize: column.metrics.resetFontSize
         font.weight: Font.DemiBold
     }
 }

@@ -14,8 +14,8 @@ Item {
 
     objectName: "card-" + providerCard.card.providerID
     implicitHeight: content.implicitHeight
-    opacity: providerCard.card.dragged ? 0.35 : 1
-    scale: providerCard.card.dragged ? 0.985 : 1
+    opacity: providerCard.card.dragOpacity
+    scale: providerCard.card.dragScale
 
     Behavior on opacity {
         NumberAnimation {

@@ -250,6 +250,13 @@ void BreakMetrics::setWidth(qreal width) {
     }
 }
 
+void BreakMetrics::setHasResetTime(bool hasResetTime) {
+    if (m_hasResetTime != hasResetTime) {
+        m_hasResetTime = hasResetTime;
+        emit sizeChanged();
+    }
+}
+
 void BreakMetrics::setHeight(qreal height) {
     if (m_height != height) {
         m_height = height;

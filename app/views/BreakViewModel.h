@@ -158,6 +158,9 @@ class BreakMetrics : public QObject {
     Q_PROPERTY(qreal remainingFontSize READ remainingFontSize NOTIFY sizeChanged)
     Q_PROPERTY(qreal countdownFontSize READ countdownFontSize NOTIFY sizeChanged)
     Q_PROPERTY(qreal unavailableFontSize READ unavailableFontSize NOTIFY sizeChanged)
+    // For a status column: whether its reset line is a countdown, and that line's size.
+    Q_PROPERTY(bool hasResetTime READ hasResetTime WRITE setHasResetTime NOTIFY sizeChanged)
+    Q_PROPERTY(qreal resetFontSize READ resetFontSize NOTIFY sizeChanged)
     Q_PROPERTY(qreal statusOffset READ statusOffset NOTIFY sizeChanged)
     Q_PROPERTY(qreal statusSpacing READ statusSpacing NOTIFY sizeChanged)
     Q_PROPERTY(qreal vignetteInnerRadius READ vignetteInnerRadius NOTIFY sizeChanged)
@@ -183,6 +186,12 @@ public:
     qreal remainingFontSize() const { return clampTo(0.024 * m_width, 27, 36); }
     qreal countdownFontSize() const { return clampTo(0.02 * m_width, 22, 29); }
     qreal unavailableFontSize() const { return clampTo(0.018 * m_width, 20, 25); }
+    bool hasResetTime() const { return m_hasResetTime; }
+    void setHasResetTime(bool hasResetTime);
+    // The countdown's size, or the smaller one of "Reset time unavailable".
+    qreal resetFontSize() const {
+        return m_hasResetTime ? countdownFontSize() : unavailableFontSize();
+    }
     // How far the status row sits below the centre, and the space between its columns.
     qreal statusOffset() const { return clampTo(0.145 * m_height, 108, 145); }
     qreal statusSpacing() const { return clampTo(0.045 * m_width, 36, 72); }
@@ -200,6 +209,7 @@ signals:
 private:
     qreal m_width = 0;
     qreal m_height = 0;
+    bool m_hasResetTime = true;
 };
 
 } // namespace lumora

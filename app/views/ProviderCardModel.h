@@ -40,6 +40,9 @@ class ProviderCardModel : public QObject {
     Q_PROPERTY(QString connectionButtonTitle READ connectionButtonTitle NOTIFY changed)
     Q_PROPERTY(QString compactRemainingText READ compactRemainingText NOTIFY changed)
     Q_PROPERTY(bool dragged READ dragged NOTIFY draggedChanged)
+    // How the card looks while it is being dragged: faded and a little smaller.
+    Q_PROPERTY(qreal dragOpacity READ dragOpacity NOTIFY draggedChanged)
+    Q_PROPERTY(qreal dragScale READ dragScale NOTIFY draggedChanged)
     Q_PROPERTY(QString percentSuffix READ percentSuffix CONSTANT)
     Q_PROPERTY(QString staleTitle READ staleTitle CONSTANT)
     Q_PROPERTY(QString staleDetail READ staleDetail CONSTANT)
@@ -83,6 +86,8 @@ public:
     const QString& connectionButtonTitle() const { return m_content.connectionButtonTitle; }
     const QString& compactRemainingText() const { return m_content.compactRemainingText; }
     bool dragged() const { return m_dragged; }
+    qreal dragOpacity() const { return m_dragged ? 0.35 : 1.0; }
+    qreal dragScale() const { return m_dragged ? 0.985 : 1.0; }
 
     static QString percentSuffix() { return QStringLiteral("% left"); }
     static QString staleTitle() { return QStringLiteral("Usage needs sync"); }

@@ -86,6 +86,11 @@ TEST(BreakViewRules, SizesFollowTheScreenWithinTheirLimits) {
         EXPECT_DOUBLE_EQ(metrics.remainingFontSize(), row.remaining) << row.width;
         EXPECT_DOUBLE_EQ(metrics.countdownFontSize(), row.countdown) << row.width;
         EXPECT_DOUBLE_EQ(metrics.unavailableFontSize(), row.unavailable) << row.width;
+        // A column's reset line: the countdown, or the smaller "unavailable" text.
+        metrics.setHasResetTime(true);
+        EXPECT_DOUBLE_EQ(metrics.resetFontSize(), row.countdown) << row.width;
+        metrics.setHasResetTime(false);
+        EXPECT_DOUBLE_EQ(metrics.resetFontSize(), row.unavailable) << row.width;
         EXPECT_DOUBLE_EQ(metrics.statusOffset(), row.offset) << row.height;
         EXPECT_DOUBLE_EQ(metrics.statusSpacing(), row.spacing) << row.width;
     }

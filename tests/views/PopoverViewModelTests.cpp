@@ -271,6 +271,9 @@ TEST_F(PopoverViewModelTest, DraggingOntoAnotherCardSwapsAtOnceAndStoresTheOrder
     codexCard().beginDrag();
     EXPECT_TRUE(codexCard().dragged());
     EXPECT_FALSE(claudeCard().dragged());
+    EXPECT_LT(codexCard().dragOpacity(), 1.0); // the dragged card is faded and smaller
+    EXPECT_LT(codexCard().dragScale(), 1.0);
+    EXPECT_EQ(claudeCard().dragOpacity(), 1.0);
     codexCard().dragEnter();
     EXPECT_EQ(model->preferences()->providerOrder(), QStringList({"codex", "claude-code"}));
     EXPECT_FALSE(harness.storedPreference("providerOrder").has_value());
