@@ -9,7 +9,7 @@ PREFIX ?= /usr/local
 # ccache keys on paths relative to the checkout, so every checkout shares one cache.
 export CCACHE_BASEDIR ?= $(CURDIR)
 
-.PHONY: all setup configure build run test test-desktop install package bench fuzz test-sanitize test-asan test-tsan format format-check clean
+.PHONY: all setup configure build run test test-desktop install package bench fuzz test-sanitize test-asan test-tsan coverage format format-check clean
 
 all: build
 
@@ -104,6 +104,24 @@ fuzz:
 		if [ -n "$$(find $$findings -name 'crash-*' -o -name 'leak-*' -o -name 'timeout-*' -o -name 'oom-*')" ]; then \
 			echo "$$t found a problem: see $$findings/"; failed="$$failed $$t"; fi; \
 	done; [ -z "$$failed" ] || { echo "fuzzing found problems in:$$failed"; exit 1; }
+
+# Line and branch coverage of app/, core/ and tools/ per folder, from the tests make test runs,
+# in a build folder of its own (unoptimised, so every line is where the source says; counters
+# updated atomically, since the tray's worker threads run the same code at once).
+# COVERAGE_TESTS=REGEX runs only the ctest tests it matches (quick figures for one folder of
+# tests); scripts/coverage-baseline.txt holds the figures of the whole suite to compare with.
+COVERAGE_TESTS ?= .
+coverage:
+	@scripts/setup.sh coverage
+	@cmake -S . -B build-coverage -G $(GENERATOR) -DCMAKE_BUILD_TYPE=Debug \
+		-DCMAKE_CXX_FLAGS="--coverage -O0 -fprofile-update=atomic" \
+		-DLUMORA_STATIC_HOOK_HELPER=OFF >/dev/null
+	@cmake --build build-coverage -j $(JOBS)
+	@find build-coverage -name '*.gcda' -delete
+	@ctest --test-dir build-coverage --output-on-failure -j $(JOBS) -R '$(COVERAGE_TESTS)' \
+		>build-coverage/ctest.log || { tail -n 40 build-coverage/ctest.log; exit 1; }
+	@grep -E 'tests passed|tests failed' build-coverage/ctest.log
+	@scripts/coverage.py build-coverage
 
 format:
 	@git ls-files '*.cpp' '*.h' | xargs clang-format -i

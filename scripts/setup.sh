@@ -2,7 +2,7 @@
 # Installs what building, testing and running Lumora needs on Debian 12, when it is missing.
 # Idempotent and quick when everything is present: one dpkg query, no network.
 # `setup.sh fuzz` also installs clang with libFuzzer, for make fuzz; `setup.sh desktop` the panels,
-# compositors and tools that make test-desktop runs Lumora against.
+# compositors and tools that make test-desktop runs Lumora against; `setup.sh coverage` gcovr.
 set -euo pipefail
 
 packages=(
@@ -26,6 +26,10 @@ packages=(
 
 if [ "${1:-}" = fuzz ]; then
     packages+=(clang libclang-rt-14-dev)
+fi
+
+if [ "${1:-}" = coverage ]; then
+    packages+=(gcovr)
 fi
 
 if [ "${1:-}" = desktop ]; then
