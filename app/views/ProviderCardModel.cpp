@@ -2,7 +2,7 @@
 #include "core/UsageWindowLabel.h"
 
 #include "model/AppModel.h"
-#include "views/RelativeTime.h"
+#include "core/RelativeTime.h"
 
 #include <cmath>
 

@@ -2,7 +2,7 @@
 
 #include "model/AppModel.h"
 #include "platform/Autostart.h"
-#include "views/RelativeTime.h"
+#include "core/RelativeTime.h"
 
 namespace lumora {
 namespace {

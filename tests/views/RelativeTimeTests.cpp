@@ -1,4 +1,4 @@
-#include "views/RelativeTime.h"
+#include "core/RelativeTime.h"
 
 #include <gtest/gtest.h>
 

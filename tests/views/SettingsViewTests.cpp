@@ -1,6 +1,6 @@
 #include "SettingsTestSupport.h"
 
-#include "views/RelativeTime.h"
+#include "core/RelativeTime.h"
 
 #include <QFileInfo>
 #include <QGuiApplication>
