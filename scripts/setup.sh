@@ -13,6 +13,8 @@ packages=(
     qml6-module-qtquick qml6-module-qtquick-controls qml6-module-qtquick-dialogs
     qml6-module-qtquick-layouts qml6-module-qtquick-window qml6-module-qtquick-templates
     qml6-module-qtqml-workerscript
+    # the usage history: Qt SQL's SQLite driver
+    libqt6sql6-sqlite
     # tests and benchmarks (unshare keeps the real Codex CLI and Claude Code off the network in
     # tests; tmux gives Claude Code a terminal whose screen a test can read)
     libgtest-dev libgmock-dev libbenchmark-dev xvfb xauth dbus openssl util-linux tmux
