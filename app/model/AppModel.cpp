@@ -84,6 +84,14 @@ AppModel::AppModel(Services services, QObject* parent)
     m_photo = new BreakBackgroundPhoto(m_services.breakBackgroundImagePath, m_preferences,
                                        m_services.imageChooser, m_services.windows, this);
     m_notifications = new UsageNotifications(m_services.notifier, this);
+    m_history = new UsageHistory(m_services.historyPath.isEmpty()
+                                     ? HistoryStore::defaultPath(currentHomeDirectory())
+                                     : m_services.historyPath,
+                                 m_preferences, this);
+    m_claudeCacheWatcher =
+        new ClaudeCacheWatcher(m_services.claudeProvider->rateLimitCacheURL(), this);
+    connect(m_claudeCacheWatcher, &ClaudeCacheWatcher::cacheChanged, this,
+            &AppModel::refreshClaude);
     if (m_services.notifier) {
         // "Take a Break" on a notification opens the break screen.
         m_services.notifier->setBreakHandler([model = QPointer<AppModel>(this)] {
@@ -109,8 +117,8 @@ AppModel::AppModel(Services services, QObject* parent)
         setSnapshot(claudeUnavailable(QStringLiteral("Claude Code is disconnected.")));
     });
 
-    for (QObject* source :
-         std::initializer_list<QObject*>{this, m_preferences, m_connections, m_updates, m_photo}) {
+    for (QObject* source : std::initializer_list<QObject*>{this, m_preferences, m_connections,
+                                                           m_updates, m_photo, m_history}) {
         forwardChanges(source);
     }
 
@@ -138,6 +146,7 @@ void AppModel::start() {
         return;
     }
     m_hasStarted = true;
+    m_claudeCacheWatcher->watch();
     whenFinished(this, loadCache(), [this](const QFuture<void>&) {
         whenFinished(this, refresh(false),
                      [this](const QFuture<void>&) { m_refreshTimer.start(); });
@@ -195,54 +204,117 @@ QFuture<void> AppModel::refresh(bool forceClaudeLive) {
         return finishedFuture();
     }
     setRefreshing(true);
+    Completion completion;
+    if (m_readingClaude) {
+        // Reading Claude Code alone takes milliseconds: this refresh follows it.
+        m_queuedRefresh.emplace(forceClaudeLive, completion);
+    } else {
+        runRefresh(forceClaudeLive, completion);
+    }
+    return completion.future();
+}
+
+void AppModel::runRefresh(bool forceClaudeLive, Completion completion) {
     const UsageSnapshot previousClaude = m_snapshot;
     const UsageSnapshot previousCodex = m_codexSnapshot;
     const QFuture<UsageSnapshot> claude = fetchClaude(forceClaudeLive);
     const QFuture<UsageSnapshot> codex = fetchCodex();
-    Completion completion;
     whenFinished(this, claude, [=, this](const QFuture<UsageSnapshot>& claudeFetched) {
         whenFinished(this, codex, [=, this](const QFuture<UsageSnapshot>& codexFetched) {
-            finishRefresh(claudeFetched.result(), codexFetched.result(), previousClaude,
-                          previousCodex, [this, completion] {
-                              setRefreshing(false);
-                              completion.finish();
-                          });
+            finishRefresh(
+                {{claudeFetched.result(), previousClaude}, {codexFetched.result(), previousCodex}},
+                [this, completion] {
+                    setRefreshing(false);
+                    completion.finish();
+                    runQueuedRefresh();
+                });
         });
     });
-    return completion.future();
 }
 
-void AppModel::finishRefresh(const UsageSnapshot& claude, const UsageSnapshot& codex,
-                             const UsageSnapshot& previousClaude,
-                             const UsageSnapshot& previousCodex, std::function<void()> done) {
-    setSnapshot(claude);
-    setCodexSnapshot(codex);
-    m_connections->updateClaudeConnectionState(claude);
+void AppModel::refreshClaude() {
+    if (!m_preferences->claudeEnabled()) {
+        return;
+    }
+    if (m_isRefreshing || m_readingClaude) {
+        m_claudeAgain = true;
+        return;
+    }
+    m_readingClaude = true;
+    const UsageSnapshot previous = m_snapshot;
+    whenFinished(this, fetchClaude(false), [=, this](const QFuture<UsageSnapshot>& fetched) {
+        finishRefresh({{fetched.result(), previous}}, [this] {
+            m_readingClaude = false;
+            runQueuedRefresh();
+        });
+    });
+}
+
+void AppModel::runQueuedRefresh() {
+    if (m_queuedRefresh) {
+        const auto [forceClaudeLive, completion] = *std::exchange(m_queuedRefresh, std::nullopt);
+        m_claudeAgain = false; // the full refresh reads Claude Code too
+        runRefresh(forceClaudeLive, completion);
+    } else if (std::exchange(m_claudeAgain, false)) {
+        refreshClaude();
+    }
+}
+
+void AppModel::finishRefresh(QList<Fetched> fetched, std::function<void()> done) {
+    for (const Fetched& provider : fetched) {
+        if (provider.next.providerID == providers::claudeCodeID) {
+            setSnapshot(provider.next);
+            m_connections->updateClaudeConnectionState(provider.next);
+        } else {
+            setCodexSnapshot(provider.next);
+        }
+    }
+    for (const Fetched& provider : fetched) {
+        m_history->record(provider.next);
+    }
+    m_claudeCacheWatcher->watch();
 
     // A snapshot without a verdict is never saved, so the last good one survives on disk.
-    const auto save = [claudeCache = m_services.claudeCache, codexCache = m_services.codexCache,
-                       claude, codex] {
-        for (const auto& [cache, snapshot] :
-             {std::pair{claudeCache.get(), &claude}, std::pair{codexCache.get(), &codex}}) {
-            if (snapshot->availability == Availability::unknown) {
-                continue;
-            }
+    QList<std::pair<std::shared_ptr<SnapshotCache>, UsageSnapshot>> saves;
+    for (const Fetched& provider : fetched) {
+        if (provider.next.availability != Availability::unknown) {
+            saves.append({provider.next.providerID == providers::claudeCodeID
+                              ? m_services.claudeCache
+                              : m_services.codexCache,
+                          provider.next});
+        }
+    }
+    const auto save = [saves] {
+        for (const auto& [cache, snapshot] : saves) {
             try {
-                cache->save(*snapshot);
+                cache->save(snapshot);
             } catch (const Error&) {
                 // The cache only helps the next start; a failed save changes nothing now.
             }
         }
     };
-    runInBackground(this, save, [=, this] {
-        if (!m_preferences->alertsEnabled()) {
-            done();
-            return;
-        }
-        whenFinished(this, notifyIfNeeded(previousClaude, claude), [=, this](const QFuture<void>&) {
-            whenFinished(this, notifyIfNeeded(previousCodex, codex),
-                         [done](const QFuture<void>&) { done(); });
-        });
+    runInBackground(this, save, [=, this] { notifyInTurn(fetched, done); });
+}
+
+// The notifications of each provider in turn, Claude Code first, each waited for: the usage one
+// (80%, the limit, a reset) and the pace warning.
+void AppModel::notifyInTurn(QList<Fetched> fetched, std::function<void()> done) {
+    if (fetched.isEmpty()) {
+        done();
+        return;
+    }
+    const Fetched provider = fetched.takeFirst();
+    const QFuture<void> usage = m_preferences->alertsEnabled()
+                                    ? notifyIfNeeded(provider.previous, provider.next)
+                                    : finishedFuture();
+    whenFinished(this, usage, [=, this](const QFuture<void>&) {
+        const QDateTime now = QDateTime::currentDateTimeUtc();
+        const QFuture<void> pace =
+            m_preferences->paceAlertsEnabled() && !provider.next.isStale(now)
+                ? m_notifications->notifyPaceIfNeeded(provider.next,
+                                                      m_history->pace(provider.next, now), now)
+                : finishedFuture();
+        whenFinished(this, pace, [=, this](const QFuture<void>&) { notifyInTurn(fetched, done); });
     });
 }
 

@@ -7,9 +7,12 @@
 #include "core/UsageSnapshot.h"
 #include "model/AppPreferences.h"
 #include "model/AppTiming.h"
+#include "model/Background.h"
 #include "model/BreakBackgroundPhoto.h"
+#include "model/ClaudeCacheWatcher.h"
 #include "model/ProviderConnections.h"
 #include "model/UpdateChecks.h"
+#include "model/UsageHistory.h"
 #include "model/UsageNotifications.h"
 #include "platform/DesktopServices.h"
 #include "platform/Notifier.h"
@@ -64,6 +67,8 @@ public:
         std::shared_ptr<UpdateChecking> updateChecker;
         QString currentVersion;
         QString breakBackgroundImagePath;
+        // The usage history's file; empty: history.sqlite in the current user's data folder.
+        QString historyPath;
         AppTiming timing;
 
         // The current user's files and desktop. The update checker reads `feedURL` when given,
@@ -84,6 +89,7 @@ public:
     UpdateChecks* updates() const { return m_updates; }
     BreakBackgroundPhoto* photo() const { return m_photo; }
     UsageNotifications* notifications() const { return m_notifications; }
+    UsageHistory* history() const { return m_history; }
 
     // Starts the refresh loop (cached snapshots, a refresh, then one per interval) and the update
     // loop. Only the first call does anything.
@@ -91,9 +97,13 @@ public:
     // Shows the snapshots saved by the last run as last known figures.
     QFuture<void> loadCache();
     // Fetches both providers at once (a switched-off one gives its disconnected snapshot), then
-    // saves the snapshots that have a verdict and sends the due notifications. A refresh asked for
-    // while one runs is dropped. The future finishes when everything is done.
+    // saves the snapshots that have a verdict, records their figures and sends the due
+    // notifications. A refresh asked for while one runs is dropped; one asked for while only
+    // Claude Code is being read follows that. The future finishes when everything is done.
     Q_INVOKABLE QFuture<void> refresh(bool forceClaudeLive);
+    // Reads Claude Code alone, as soon as nothing else is being read: its status-line hook has
+    // just written new figures. Shows no progress; several requests meanwhile make one read.
+    void refreshClaude();
 
     // The status item's title, e.g. "Codex 93% · Claude Code 58%".
     QString menuBarDisplayText() const;
@@ -137,9 +147,16 @@ private:
     void runRefreshLoopPass();
     QFuture<UsageSnapshot> fetchClaude(bool forceLive) const;
     QFuture<UsageSnapshot> fetchCodex() const;
-    void finishRefresh(const UsageSnapshot& claude, const UsageSnapshot& codex,
-                       const UsageSnapshot& previousClaude, const UsageSnapshot& previousCodex,
-                       std::function<void()> done);
+    void runRefresh(bool forceClaudeLive, Completion completion);
+    // A provider's new snapshot and the one it replaces.
+    struct Fetched {
+        UsageSnapshot next;
+        UsageSnapshot previous;
+    };
+    void finishRefresh(QList<Fetched> fetched, std::function<void()> done);
+    void notifyInTurn(QList<Fetched> fetched, std::function<void()> done);
+    // Starts what was asked for while a refresh ran.
+    void runQueuedRefresh();
     void setSnapshot(const UsageSnapshot& snapshot);
     void setCodexSnapshot(const UsageSnapshot& snapshot);
     void setRefreshing(bool refreshing);
@@ -150,10 +167,15 @@ private:
     UpdateChecks* m_updates;
     BreakBackgroundPhoto* m_photo;
     UsageNotifications* m_notifications;
+    UsageHistory* m_history;
+    ClaudeCacheWatcher* m_claudeCacheWatcher;
     UsageSnapshot m_snapshot;
     UsageSnapshot m_codexSnapshot;
     bool m_isRefreshing = false;
     bool m_hasStarted = false;
+    bool m_readingClaude = false; // a Claude-only refresh runs
+    bool m_claudeAgain = false;   // another one is due after the running refresh
+    std::optional<std::pair<bool, Completion>> m_queuedRefresh; // force flag, its future
     QTimer m_refreshTimer;
 };
 

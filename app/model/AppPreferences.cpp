@@ -7,6 +7,11 @@
 namespace lumora {
 namespace {
 
+bool loadSwitchOnByDefault(const PreferencesStore& store, const QString& key) {
+    const auto stored = store.value(key);
+    return !stored || !stored->isBool() || stored->toBool();
+}
+
 BreakScreenStyle loadBreakScreenStyle(const PreferencesStore& store) {
     const auto raw = store.string(preferencekeys::breakScreenStyle);
     return raw ? AppPreferences::breakScreenStyleFromRaw(*raw).value_or(BreakScreenStyle::motion)
@@ -25,7 +30,9 @@ AppPreferences::AppPreferences(std::shared_ptr<PreferencesStore> store, QObject*
       m_claudeEnabled(ProviderChoices::readClaudeEnabled(*m_store)),
       m_codexEnabled(ProviderChoices::readCodexEnabled(*m_store)),
       m_showCodexInMenuBar(ProviderChoices::readShowCodexInMenuBar(*m_store)),
-      m_showClaudeInMenuBar(ProviderChoices::readShowClaudeInMenuBar(*m_store)) {}
+      m_showClaudeInMenuBar(ProviderChoices::readShowClaudeInMenuBar(*m_store)),
+      m_keepUsageHistory(loadSwitchOnByDefault(*m_store, preferencekeys::keepUsageHistory)),
+      m_paceAlertsEnabled(loadSwitchOnByDefault(*m_store, preferencekeys::paceAlertsEnabled)) {}
 
 template <typename T>
 void AppPreferences::assign(T& field, const T& value, void (AppPreferences::*changed)(),
@@ -142,6 +149,16 @@ void AppPreferences::setShowCodexInMenuBar(bool shown) {
 void AppPreferences::setShowClaudeInMenuBar(bool shown) {
     assign(m_showClaudeInMenuBar, shown, &AppPreferences::showClaudeInMenuBarChanged,
            preferencekeys::showClaudeInMenuBar, shown);
+}
+
+void AppPreferences::setKeepUsageHistory(bool kept) {
+    assign(m_keepUsageHistory, kept, &AppPreferences::keepUsageHistoryChanged,
+           preferencekeys::keepUsageHistory, kept);
+}
+
+void AppPreferences::setPaceAlertsEnabled(bool enabled) {
+    assign(m_paceAlertsEnabled, enabled, &AppPreferences::paceAlertsEnabledChanged,
+           preferencekeys::paceAlertsEnabled, enabled);
 }
 
 } // namespace lumora

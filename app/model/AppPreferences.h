@@ -32,6 +32,10 @@ class AppPreferences : public QObject {
                    showCodexInMenuBarChanged)
     Q_PROPERTY(bool showClaudeInMenuBar READ showClaudeInMenuBar WRITE setShowClaudeInMenuBar NOTIFY
                    showClaudeInMenuBarChanged)
+    Q_PROPERTY(bool keepUsageHistory READ keepUsageHistory WRITE setKeepUsageHistory NOTIFY
+                   keepUsageHistoryChanged)
+    Q_PROPERTY(bool paceAlertsEnabled READ paceAlertsEnabled WRITE setPaceAlertsEnabled NOTIFY
+                   paceAlertsEnabledChanged)
 
 public:
     // What the break screen draws behind the clock.
@@ -67,6 +71,11 @@ public:
     void setShowCodexInMenuBar(bool shown);
     bool showClaudeInMenuBar() const { return m_showClaudeInMenuBar; }
     void setShowClaudeInMenuBar(bool shown);
+    // Both on unless turned off.
+    bool keepUsageHistory() const { return m_keepUsageHistory; }
+    void setKeepUsageHistory(bool kept);
+    bool paceAlertsEnabled() const { return m_paceAlertsEnabled; }
+    void setPaceAlertsEnabled(bool enabled);
 
 signals:
     void providerOrderChanged();
@@ -77,6 +86,8 @@ signals:
     void codexEnabledChanged();
     void showCodexInMenuBarChanged();
     void showClaudeInMenuBarChanged();
+    void keepUsageHistoryChanged();
+    void paceAlertsEnabledChanged();
 
     void alertsEnabledAssigned(bool enabled);
     void claudeEnabledAssigned(bool enabled);
@@ -97,6 +108,8 @@ private:
     bool m_codexEnabled;
     bool m_showCodexInMenuBar;
     bool m_showClaudeInMenuBar;
+    bool m_keepUsageHistory;
+    bool m_paceAlertsEnabled;
 };
 
 using BreakScreenStyle = AppPreferences::BreakScreenStyle;

@@ -1,6 +1,9 @@
 #include "model/UsageNotifications.h"
 
+#include "core/RelativeTime.h"
 #include "model/Background.h"
+
+#include <QCoreApplication>
 
 namespace lumora {
 namespace {
@@ -39,6 +42,19 @@ usageNotification(const UsageSnapshot& previous, const UsageSnapshot& next, cons
     return std::nullopt;
 }
 
+std::optional<UsageNotification> paceNotification(const UsageSnapshot& snapshot,
+                                                  const UsagePace& pace, const QDateTime& now) {
+    if (pace.verdict != UsagePace::Verdict::limitBeforeReset || !pace.limitAt ||
+        now.secsTo(*pace.limitAt) > paceWarningSeconds) {
+        return std::nullopt;
+    }
+    const QDateTime limit = std::max(*pace.limitAt, now.addSecs(1));
+    return UsageNotification{
+        QCoreApplication::translate("UsageNotifications", "At this pace %1 reaches its limit %2")
+            .arg(snapshot.providerName, relativeTimeText(limit, now)),
+        resetDescription(snapshot), true};
+}
+
 QString resetDescription(const UsageSnapshot& snapshot, const QLocale& locale) {
     const auto window = snapshot.primaryWindow();
     if (!window || !window->resetsAt) {
@@ -61,6 +77,23 @@ QFuture<void> UsageNotifications::notifyIfNeeded(const UsageSnapshot& previous,
         return m_notifier->sendOfferingBreak(notification->title, notification->body);
     }
     return sendNotification(notification->title, notification->body);
+}
+
+QFuture<void> UsageNotifications::notifyPaceIfNeeded(const UsageSnapshot& snapshot,
+                                                     const UsagePace& pace, const QDateTime& now) {
+    const auto notification = paceNotification(snapshot, pace, now);
+    const auto window = snapshot.primaryWindow();
+    if (!notification || !window) {
+        return finishedFuture();
+    }
+    const QString key =
+        snapshot.providerID + QLatin1Char('/') + rawValue(window->kind) + QLatin1Char('/') +
+        (window->resetsAt ? QString::number(window->resetsAt->toSecsSinceEpoch()) : QString());
+    if (m_paceWarnedWindows.contains(key)) {
+        return finishedFuture();
+    }
+    m_paceWarnedWindows.insert(key);
+    return m_notifier->sendOfferingBreak(notification->title, notification->body);
 }
 
 QFuture<void> UsageNotifications::sendNotification(const QString& title, const QString& body) {

@@ -1,11 +1,13 @@
 #pragma once
 
 #include "core/UsageSnapshot.h"
+#include "history/UsagePace.h"
 #include "platform/Notifier.h"
 
 #include <QFuture>
 #include <QLocale>
 #include <QObject>
+#include <QSet>
 #include <QString>
 
 #include <memory>
@@ -29,6 +31,12 @@ std::optional<UsageNotification> usageNotification(const UsageSnapshot& previous
                                                    const UsageSnapshot& next,
                                                    const QLocale& locale = QLocale::system());
 
+// "At this pace Claude Code reaches its limit in 30 min", when the pace of the main window puts
+// its limit before its reset and half an hour away or less.
+std::optional<UsageNotification> paceNotification(const UsageSnapshot& snapshot,
+                                                  const UsagePace& pace, const QDateTime& now);
+inline constexpr qint64 paceWarningSeconds = 30 * 60;
+
 // "Expected reset: 14:30" in the locale's short time format, or that the time is unknown.
 QString resetDescription(const UsageSnapshot& snapshot, const QLocale& locale = QLocale::system());
 
@@ -42,6 +50,9 @@ public:
     // Decides and sends; the future finishes once the service has taken the notification (or at
     // once when there is nothing to send).
     QFuture<void> notifyIfNeeded(const UsageSnapshot& previous, const UsageSnapshot& next);
+    // The pace warning, once per window of a provider (a window is told apart by its reset time).
+    QFuture<void> notifyPaceIfNeeded(const UsageSnapshot& snapshot, const UsagePace& pace,
+                                     const QDateTime& now);
     QFuture<void> sendNotification(const QString& title, const QString& body);
     // Asks whether notifications can be shown; `answered` gets the verdict on this object's
     // thread (never when this object is gone first).
@@ -49,6 +60,7 @@ public:
 
 private:
     std::shared_ptr<Notifier> m_notifier;
+    QSet<QString> m_paceWarnedWindows;
 };
 
 } // namespace lumora

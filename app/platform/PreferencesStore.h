@@ -21,6 +21,8 @@ inline const QString claudeEnabled = QStringLiteral("providerEnabled");
 inline const QString codexEnabled = QStringLiteral("codexEnabled");
 inline const QString showCodexInMenuBar = QStringLiteral("showCodexInMenuBar");
 inline const QString showClaudeInMenuBar = QStringLiteral("showClaudeInMenuBar");
+inline const QString keepUsageHistory = QStringLiteral("keepUsageHistory");
+inline const QString paceAlertsEnabled = QStringLiteral("paceAlertsEnabled");
 } // namespace preferencekeys
 
 // A per-user key-value store of JSON values. There are no registered defaults: an absent key is
