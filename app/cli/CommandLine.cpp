@@ -1,5 +1,6 @@
 #include "cli/CommandLine.h"
 
+#include "cli/HistoryCommand.h"
 #include "cli/InstanceCommands.h"
 #include "cli/WaybarStatus.h"
 
@@ -103,14 +104,15 @@ int status(const QStringList& options, QTextStream& out, QTextStream& err) {
             shown.append(claude);
         }
     }
+    const QHash<QString, UsagePace> paces = pacesFromHistory(shown, now);
     if (waybar) {
-        out << QJsonDocument(waybarStatus(title, shown, now)).toJson(QJsonDocument::Compact)
+        out << QJsonDocument(waybarStatus(title, shown, paces, now)).toJson(QJsonDocument::Compact)
             << "\n";
         return 0;
     }
     QJsonArray snapshots;
     for (const UsageSnapshot& snapshot : shown) {
-        snapshots.append(snapshot.toJson());
+        snapshots.append(withPaceAndWeekly(snapshot, paces.value(snapshot.providerID), now));
     }
     const QJsonObject document{{QStringLiteral("title"), title},
                                {QStringLiteral("snapshots"), snapshots}};
@@ -289,7 +291,11 @@ QString usageText() {
         "  status [--all] [--json | --waybar]\n"
         "                           Print the panel line for the connected tools, the\n"
         "                           snapshots as JSON, or one JSON line for waybar's custom\n"
-        "                           module; --all shows both tools.\n"
+        "                           module; --all shows both tools. The JSON and the\n"
+        "                           tooltip carry each tool's pace from the kept history.\n"
+        "  history [--provider ID] [--since 7d] [--json | --csv]\n"
+        "                           Print the figures the tray has kept (claude-code, codex;\n"
+        "                           since 7d, 12h or 30m ago), as a table, JSON or CSV.\n"
         "  connect claude           Install Lumora's Claude Code status line, show Claude Code.\n"
         "  connect codex            Show Codex once it is installed and signed in.\n"
         "  disconnect claude        Remove the status line, restore the one you had before,\n"
@@ -322,6 +328,8 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err) {
         code = status(rest, out, err);
     } else if (command == QLatin1String("connect") || command == QLatin1String("disconnect")) {
         code = connection(command == QLatin1String("connect"), rest, out, err);
+    } else if (command == QLatin1String("history")) {
+        code = history(rest, out, err);
     } else if (command == QLatin1String("check-updates")) {
         code = checkUpdates(rest, out, err);
     } else if (const QString method = instanceMethod(command); !method.isEmpty()) {

@@ -69,7 +69,8 @@ int severity(Availability availability) {
 } // namespace
 
 QJsonObject waybarStatus(const QString& title, const QList<UsageSnapshot>& shown,
-                         const QDateTime& now, const QLocale& locale) {
+                         const QHash<QString, UsagePace>& paces, const QDateTime& now,
+                         const QLocale& locale) {
     Availability worst = Availability::unknown;
     bool stale = false;
     std::optional<int> lowest;
@@ -83,6 +84,11 @@ QJsonObject waybarStatus(const QString& title, const QList<UsageSnapshot>& shown
             lowest = std::min(lowest.value_or(*percent), *percent);
         }
         lines << tooltipLine(snapshot, now, locale);
+        if (const auto pace = paces.find(snapshot.providerID); pace != paces.end()) {
+            if (const QString text = paceText(*pace, now); !text.isEmpty()) {
+                lines << QStringLiteral("  ") + text;
+            }
+        }
     }
     if (shown.isEmpty()) {
         lines << QStringLiteral("No tool is shown. Connect one with `lumora connect claude` or "
