@@ -25,4 +25,7 @@ QtObject {
     readonly property color textOnAccent: "#ffffff"
     readonly property color red: "#e0443e"
     readonly property color orange: "#f29b1d"
+    // Orange text that reads on the panel's background: darker on light palettes.
+    readonly property color warningText: colors.background.hslLightness > 0.5 ? "#a85a00"
+                                                                              : colors.orange
 }

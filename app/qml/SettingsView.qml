@@ -194,6 +194,17 @@ Rectangle {
                 SettingsCaption {
                     text: qsTr("Only notifies at 80%, at the limit, and after a reset.")
                 }
+                SettingsSwitchRow {
+                    objectName: "paceAlerts"
+                    Layout.fillWidth: true
+                    checked: settingsView.settings.paceAlertsEnabled
+                    text: qsTr("Pace warnings")
+
+                    onToggled: checked => settingsView.settings.setPaceAlertsEnabled(checked)
+                }
+                SettingsCaption {
+                    text: qsTr("Once per window, when the pace reaches the limit within 30 minutes and before the reset.")
+                }
             }
 
             SettingsSection {
@@ -276,6 +287,25 @@ Rectangle {
                     Layout.fillWidth: true
                     icon: "icons/drive.svg"
                     text: settingsView.settings.privacyLines[1]
+                }
+                SettingsSwitchRow {
+                    objectName: "keepHistory"
+                    Layout.fillWidth: true
+                    checked: settingsView.settings.keepsUsageHistory
+                    text: qsTr("Keep usage history")
+
+                    onToggled: checked => settingsView.settings.setKeepsUsageHistory(checked)
+                }
+                SettingsCaption {
+                    text: qsTr("The history holds only percentages and times, for 90 days.")
+                }
+                SettingsButton {
+                    objectName: "clearHistoryButton"
+                    destructive: true
+                    text: qsTr("Clear History")
+                    visible: settingsView.settings.keepsUsageHistory
+
+                    onClicked: settingsView.settings.clearHistory()
                 }
             }
 

@@ -4,7 +4,8 @@ import QtQuick.Layouts
 import Lumora
 
 // The share left of a provider's main usage window: the big percentage, a bar tinted by how
-// little is left, and when the window resets.
+// little is left, the share used since the window began with where the pace takes it, when
+// the window resets and what the pace says, and the weekly window when there is one beside it.
 ColumnLayout {
     id: block
 
@@ -77,20 +78,63 @@ ColumnLayout {
         }
     }
 
-    RowLayout {
-        visible: block.card.resetText !== ""
-        spacing: 5
+    Sparkline {
+        objectName: "sparkline"
+        Layout.fillWidth: true
+        Layout.topMargin: 2
+        implicitHeight: 30
+        visible: block.card.sparklinePoints.length > 1
+        points: block.card.sparklinePoints
+        projection: block.card.sparklineProjection
+        color: block.card.tint === ProviderCardModel.Red ? colors.red
+             : block.card.tint === ProviderCardModel.Orange ? colors.orange
+             : colors.accent
+        projectionColor: block.card.paceWarns ? colors.orange : colors.secondary
+        ruleColor: colors.tertiary
+        Accessible.ignored: true
+    }
 
-        TintedIcon {
-            symbol: "clock"
-            size: 12
-            color: colors.secondary
+    // When the window resets, and under it where the pace leads.
+    ColumnLayout {
+        Layout.fillWidth: true
+        visible: block.card.resetText !== "" || block.card.paceText !== ""
+        spacing: 3
+
+        RowLayout {
+            visible: block.card.resetText !== ""
+            spacing: 5
+
+            TintedIcon {
+                symbol: "clock"
+                size: 12
+                color: colors.secondary
+            }
+            Label {
+                objectName: "resetText"
+                text: block.card.resetText
+                color: colors.secondary
+                font.pixelSize: 11
+            }
         }
         Label {
-            objectName: "resetText"
-            text: block.card.resetText
-            color: colors.secondary
+            objectName: "paceText"
+            Layout.fillWidth: true
+            visible: block.card.paceText !== ""
+            text: block.card.paceText
+            color: block.card.paceWarns ? colors.warningText : colors.secondary
             font.pixelSize: 11
+            font.weight: block.card.paceWarns ? Font.DemiBold : Font.Normal
+            wrapMode: Text.Wrap
         }
+    }
+    Label {
+        objectName: "weeklyText"
+        Layout.fillWidth: true
+        Layout.topMargin: 2
+        visible: block.card.weeklyText !== ""
+        text: block.card.weeklyText
+        color: colors.secondary
+        font.pixelSize: 11
+        elide: Text.ElideRight
     }
 }

@@ -1,8 +1,11 @@
 #include "views/ProviderCardModel.h"
 #include "core/UsageWindowLabel.h"
 
-#include "model/AppModel.h"
 #include "core/RelativeTime.h"
+#include "model/AppModel.h"
+#include "views/Sparkline.h"
+
+#include <QCoreApplication>
 
 #include <cmath>
 
@@ -134,12 +137,66 @@ void ProviderCardModel::update(const QDateTime& now) {
             content.resetText =
                 QStringLiteral("Resets ") + relativeTimeText(*window->resetsAt, now);
         }
+        if (const UsageHistory* history = m_model->history(); history->isKept()) {
+            const QList<PaceFigure> figures = history->mainWindowFigures(snapshot);
+            const UsagePace pace = usagePace(figures, now);
+            content.paceText = lumora::paceText(pace, now);
+            content.paceWarns = pace.verdict == UsagePace::Verdict::limitBeforeReset;
+            SparklineShape shape = sparklineShape(figures, pace, window->kind, now);
+            content.sparkline = std::move(shape.line);
+            content.projection = std::move(shape.projection);
+        }
+        content.weeklyText = weeklyText(snapshot, now);
     }
 
     if (!(content == m_content)) {
         m_content = std::move(content);
         emit changed();
     }
+}
+
+QString ProviderCardModel::weeklyText(const UsageSnapshot& snapshot, const QDateTime& now,
+                                      const QLocale& locale) {
+    const auto main = snapshot.primaryWindow();
+    for (const UsageWindow& window : snapshot.windows) {
+        if (window.kind != UsageWindow::Kind::weekly || !main || main->kind == window.kind ||
+            !window.usedRatio) {
+            continue;
+        }
+        const qint64 left = remainingPercentage(*window.usedRatio).value_or(0);
+        if (!window.resetsAt) {
+            return QCoreApplication::translate("ProviderCardModel", "Weekly %1% left").arg(left);
+        }
+        // Within a day the time alone says when; further out, the day of the week too.
+        const QDateTime reset = window.resetsAt->toLocalTime();
+        const QString when = now.secsTo(*window.resetsAt) < 24 * 3600
+                                 ? locale.toString(reset.time(), QLocale::ShortFormat)
+                                 : locale.dayName(reset.date().dayOfWeek(), QLocale::ShortFormat) +
+                                       QLatin1Char(' ') +
+                                       locale.toString(reset.time(), QLocale::ShortFormat);
+        return QCoreApplication::translate("ProviderCardModel", "Weekly %1% left \u00B7 resets %2")
+            .arg(left)
+            .arg(when);
+    }
+    return {};
+}
+
+namespace {
+QVariantList variantPoints(const QList<QPointF>& points) {
+    QVariantList list;
+    for (const QPointF& point : points) {
+        list.append(point);
+    }
+    return list;
+}
+} // namespace
+
+QVariantList ProviderCardModel::sparklinePoints() const {
+    return variantPoints(m_content.sparkline);
+}
+
+QVariantList ProviderCardModel::sparklineProjection() const {
+    return variantPoints(m_content.projection);
 }
 
 void ProviderCardModel::setDragged(bool dragged) {

@@ -4,8 +4,11 @@
 #include "model/ProviderConnectionState.h"
 
 #include <QDateTime>
+#include <QLocale>
 #include <QObject>
+#include <QPointF>
 #include <QString>
+#include <QVariantList>
 #include <QtQml/qqmlregistration.h>
 
 namespace lumora {
@@ -32,6 +35,13 @@ class ProviderCardModel : public QObject {
     Q_PROPERTY(Tint tint READ tint NOTIFY changed)
     Q_PROPERTY(QString windowLabel READ windowLabel NOTIFY changed)
     Q_PROPERTY(QString resetText READ resetText NOTIFY changed)
+    // The main window's used share since it began, and where the pace takes it (Sparkline).
+    Q_PROPERTY(QVariantList sparklinePoints READ sparklinePoints NOTIFY changed)
+    Q_PROPERTY(QVariantList sparklineProjection READ sparklineProjection NOTIFY changed)
+    Q_PROPERTY(QString paceText READ paceText NOTIFY changed)
+    // The pace runs out before the reset: the projection and the pace line are tinted.
+    Q_PROPERTY(bool paceWarns READ paceWarns NOTIFY changed)
+    Q_PROPERTY(QString weeklyText READ weeklyText NOTIFY changed)
     Q_PROPERTY(QString statusText READ statusText NOTIFY changed)
     Q_PROPERTY(QString lastUpdateText READ lastUpdateText NOTIFY changed)
     Q_PROPERTY(QString connectionMessage READ connectionMessage NOTIFY changed)
@@ -78,6 +88,15 @@ public:
     const QString& windowLabel() const { return m_content.windowLabel; }
     // "Resets in 2 hr 15 min"; empty when the window has no reset time.
     const QString& resetText() const { return m_content.resetText; }
+    QVariantList sparklinePoints() const;
+    QVariantList sparklineProjection() const;
+    // "At this pace: limit in 1 hr 20 min"; empty without a kept history.
+    const QString& paceText() const { return m_content.paceText; }
+    bool paceWarns() const { return m_content.paceWarns; }
+    // "Weekly 64% left · resets Mon 09:00" when a weekly window is reported beside the main one.
+    const QString& weeklyText() const { return m_content.weeklyText; }
+    static QString weeklyText(const UsageSnapshot& snapshot, const QDateTime& now,
+                              const QLocale& locale = QLocale::system());
     const QString& statusText() const { return m_content.statusText; }
     const QString& lastUpdateText() const { return m_content.lastUpdateText; }
     const QString& connectionMessage() const { return m_content.connectionMessage; }
@@ -130,6 +149,11 @@ private:
         Tint tint = Tint::Accent;
         QString windowLabel;
         QString resetText;
+        QList<QPointF> sparkline;
+        QList<QPointF> projection;
+        QString paceText;
+        bool paceWarns = false;
+        QString weeklyText;
         QString statusText;
         QString lastUpdateText;
         QString connectionMessage;

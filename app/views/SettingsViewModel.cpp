@@ -1,8 +1,8 @@
 #include "views/SettingsViewModel.h"
 
+#include "core/RelativeTime.h"
 #include "model/AppModel.h"
 #include "platform/Autostart.h"
-#include "core/RelativeTime.h"
 
 namespace lumora {
 namespace {
@@ -217,6 +217,26 @@ void SettingsViewModel::deletePhoto() {
 
 void SettingsViewModel::setAlertsEnabled(bool enabled) {
     preferences().setAlertsEnabled(enabled);
+}
+
+bool SettingsViewModel::paceAlertsEnabled() const {
+    return preferences().paceAlertsEnabled();
+}
+
+void SettingsViewModel::setPaceAlertsEnabled(bool enabled) {
+    preferences().setPaceAlertsEnabled(enabled);
+}
+
+bool SettingsViewModel::keepsUsageHistory() const {
+    return preferences().keepUsageHistory();
+}
+
+void SettingsViewModel::setKeepsUsageHistory(bool kept) {
+    preferences().setKeepUsageHistory(kept);
+}
+
+void SettingsViewModel::clearHistory() {
+    m_model->history()->clear();
 }
 
 void SettingsViewModel::checkForUpdates() {

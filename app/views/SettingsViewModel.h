@@ -48,6 +48,7 @@ class SettingsViewModel : public QObject {
     Q_PROPERTY(QString photoError READ photoError NOTIFY changed)
     // Notifications
     Q_PROPERTY(bool alertsEnabled READ alertsEnabled NOTIFY changed)
+    Q_PROPERTY(bool paceAlertsEnabled READ paceAlertsEnabled NOTIFY changed)
     // Updates
     Q_PROPERTY(QString version READ version CONSTANT)
     Q_PROPERTY(bool showsDownload READ showsDownload NOTIFY changed)
@@ -61,6 +62,7 @@ class SettingsViewModel : public QObject {
     Q_PROPERTY(QString startupError READ startupError NOTIFY startupChanged)
     // Privacy
     Q_PROPERTY(QStringList privacyLines READ privacyLines CONSTANT)
+    Q_PROPERTY(bool keepsUsageHistory READ keepsUsageHistory NOTIFY changed)
 
 public:
     SettingsViewModel(AppModel* model, std::shared_ptr<AutostartEntry> autostart,
@@ -94,6 +96,8 @@ public:
     QString photoError() const;
 
     bool alertsEnabled() const;
+    bool paceAlertsEnabled() const;
+    bool keepsUsageHistory() const;
 
     QString version() const;
     bool showsDownload() const;
@@ -118,6 +122,10 @@ public:
     Q_INVOKABLE void choosePhoto();
     Q_INVOKABLE void deletePhoto();
     Q_INVOKABLE void setAlertsEnabled(bool enabled);
+    Q_INVOKABLE void setPaceAlertsEnabled(bool enabled);
+    // Turning the history off deletes it; clearing deletes it and starts a new one.
+    Q_INVOKABLE void setKeepsUsageHistory(bool kept);
+    Q_INVOKABLE void clearHistory();
     Q_INVOKABLE void checkForUpdates();
     Q_INVOKABLE void downloadUpdate();
     Q_INVOKABLE void setStartsAtLogin(bool enabled);

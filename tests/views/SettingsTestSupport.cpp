@@ -107,6 +107,9 @@ void SettingsWindowTest::screenshot(const QString& name, const QString& scrolled
     if (!scrolledTo.isEmpty()) {
         scrollTo(scrolledTo);
     }
+    // Switches slide to their new place: the picture shows where they come to rest.
+    const QDateTime until = QDateTime::currentDateTimeUtc().addMSecs(300);
+    waitUntil([&] { return QDateTime::currentDateTimeUtc() >= until; });
     const QString folder = QCoreApplication::applicationDirPath() + QStringLiteral("/screenshots");
     QDir().mkpath(folder);
     EXPECT_TRUE(

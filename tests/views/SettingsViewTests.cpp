@@ -102,7 +102,7 @@ TEST_F(SettingsViewTest, PhotoControlsFollowTheStyleTheStoredImageAndImportFailu
               (QStringList{"photoPreview", "choosePhotoButton", "deletePhotoButton"}));
     EXPECT_EQ(text("choosePhotoButton"), "Change Photo…");
     EXPECT_EQ(text("deletePhotoButton"), "Delete Photo");
-    EXPECT_EQ(item("photoPreview")->height(), 120);
+    EXPECT_TRUE(waitUntil([&] { return item("photoPreview")->height() == 120; }));
     screenshot("style-photo", "styleButtonPhoto");
 
     // Motion hides every photo control though the photo is stored.
