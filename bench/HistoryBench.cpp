@@ -1,8 +1,9 @@
 // The usage history's costs on a real SQLite file:
 //   - recording one figure (the tray does it after every refresh): median and 99th percentile;
 //   - 90 days of a figure a minute for two providers (each with a weekly window beside its
-//     session window, whose share changes less often, so the ten-minute rule writes most of it): the file's size, opening it as the tray does and
-//     reading both main windows with their paces, and reading all of it as `lumora history
+//     session window, whose share changes less often, so the ten-minute rule writes most of it):
+//     the file's size, opening it as the tray does and reading both main windows with their paces,
+//     and reading all of it as `lumora history
 //     --since 90d` does.
 // Usage: bench_history                 the figures
 //        bench_history --fill FILE     writes such a 90-day history to FILE (for bench_tray)

@@ -5,7 +5,9 @@
 //     opened and closed;
 //   - CPU time of the tray itself over an idle period (default 5 minutes).
 // Runs under Xvfb when it is installed (as on a desktop), else on the offscreen platform.
-// Usage: bench_tray [--idle-seconds N] [--starts N]
+// Usage: bench_tray [--idle-seconds N] [--starts N] [--history FILE]
+// With --history the home starts with FILE as its usage history (bench_history --fill makes one of
+// 90 days).
 #include "core/ClaudeStatusLineInstaller.h"
 
 #include <QCoreApplication>
@@ -112,12 +114,15 @@ int main(int argc, char** argv) {
     std::setvbuf(stdout, nullptr, _IOLBF, 0);
     int idleSeconds = 300;
     int starts = 10;
+    QString history;
     const QStringList arguments = app.arguments();
     for (int i = 1; i + 1 < arguments.size(); i += 2) {
         if (arguments[i] == QLatin1String("--idle-seconds")) {
             idleSeconds = arguments[i + 1].toInt();
         } else if (arguments[i] == QLatin1String("--starts")) {
             starts = std::max(1, arguments[i + 1].toInt());
+        } else if (arguments[i] == QLatin1String("--history")) {
+            history = arguments[i + 1];
         }
     }
     const QString bin = QCoreApplication::applicationDirPath();
@@ -170,6 +175,11 @@ int main(int argc, char** argv) {
     writeFile(installer.rateLimitCachePath(),
               QByteArray(R"({"five_hour":{"used_percentage":42,"resets_at":)") +
                   QByteArray::number(QDateTime::currentSecsSinceEpoch() + 3 * 3600) + "}}");
+    if (!history.isEmpty() && !QFile::copy(history, home.filePath(QStringLiteral(
+                                                        ".local/share/Lumora/history.sqlite")))) {
+        std::fprintf(stderr, "bench_tray: cannot copy the history %s\n", qPrintable(history));
+        return 1;
+    }
     writeFile(home.filePath(QStringLiteral(".config/Lumora/preferences.json")),
               R"({"codexEnabled": true, "providerEnabled": true, "showClaudeInMenuBar": true})");
 

@@ -107,12 +107,13 @@ int history(const QStringList& options, QTextStream& out, QTextStream& err) {
     case Format::json: {
         QJsonArray rows;
         for (const HistoryFigure& figure : figures) {
-            rows.append(QJsonObject{{QStringLiteral("capturedAt"), isoDateTimeText(figure.capturedAt)},
-                                    {QStringLiteral("providerID"), figure.providerID},
-                                    {QStringLiteral("kind"), rawValue(figure.kind)},
-                                    {QStringLiteral("usedRatio"), shareText(figure.usedRatio).toDouble()},
-                                    {QStringLiteral("resetsAt"), optionalTime(figure.resetsAt)},
-                                    {QStringLiteral("source"), rawValue(figure.source)}});
+            rows.append(
+                QJsonObject{{QStringLiteral("capturedAt"), isoDateTimeText(figure.capturedAt)},
+                            {QStringLiteral("providerID"), figure.providerID},
+                            {QStringLiteral("kind"), rawValue(figure.kind)},
+                            {QStringLiteral("usedRatio"), shareText(figure.usedRatio).toDouble()},
+                            {QStringLiteral("resetsAt"), optionalTime(figure.resetsAt)},
+                            {QStringLiteral("source"), rawValue(figure.source)}});
         }
         out << QJsonDocument(rows).toJson(QJsonDocument::Indented);
         break;
@@ -171,26 +172,26 @@ QJsonObject withPaceAndWeekly(const UsageSnapshot& snapshot, const UsagePace& pa
                               const QDateTime& now) {
     QJsonObject object = snapshot.toJson();
     const auto main = snapshot.primaryWindow();
-    object.insert(QStringLiteral("pace"),
-                  main ? QJsonObject{{QStringLiteral("verdict"), rawVerdict(pace.verdict)},
-                                     {QStringLiteral("ratePerHour"),
-                                      std::round(pace.ratePerHour * 10000.0) / 10000.0},
-                                     {QStringLiteral("limitAt"), optionalTime(pace.limitAt)},
-                                     {QStringLiteral("leftAtReset"),
-                                      pace.leftAtReset ? QJsonValue(std::round(*pace.leftAtReset *
-                                                                               10000.0) /
-                                                                    10000.0)
-                                                       : QJsonValue(QJsonValue::Null)},
-                                     {QStringLiteral("text"), paceText(pace, now)}}
-                       : QJsonValue(QJsonValue::Null));
+    object.insert(
+        QStringLiteral("pace"),
+        main ? QJsonObject{{QStringLiteral("verdict"), rawVerdict(pace.verdict)},
+                           {QStringLiteral("ratePerHour"),
+                            std::round(pace.ratePerHour * 10000.0) / 10000.0},
+                           {QStringLiteral("limitAt"), optionalTime(pace.limitAt)},
+                           {QStringLiteral("leftAtReset"),
+                            pace.leftAtReset
+                                ? QJsonValue(std::round(*pace.leftAtReset * 10000.0) / 10000.0)
+                                : QJsonValue(QJsonValue::Null)},
+                           {QStringLiteral("text"), paceText(pace, now)}}
+             : QJsonValue(QJsonValue::Null));
     QJsonValue weekly = QJsonValue::Null;
     for (const UsageWindow& window : snapshot.windows) {
         if (window.kind == UsageWindow::Kind::weekly && main && main->kind != window.kind) {
             QJsonObject entry{{QStringLiteral("kind"), rawValue(window.kind)},
                               {QStringLiteral("resetsAt"), optionalTime(window.resetsAt)}};
-            entry.insert(QStringLiteral("usedRatio"),
-                         window.usedRatio ? QJsonValue(*window.usedRatio)
-                                          : QJsonValue(QJsonValue::Null));
+            entry.insert(QStringLiteral("usedRatio"), window.usedRatio
+                                                          ? QJsonValue(*window.usedRatio)
+                                                          : QJsonValue(QJsonValue::Null));
             weekly = entry;
             break;
         }

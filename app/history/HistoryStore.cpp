@@ -87,23 +87,24 @@ QStringList migrationSteps(int toVersion) {
             providerRaws << id;
         }
         const QString epoch = QStringLiteral("CAST(strftime('%s', %1) AS INTEGER)");
-        return {QStringLiteral("CREATE TABLE figures_compact (provider INTEGER NOT NULL, kind "
-                               "INTEGER NOT NULL, captured_at INTEGER NOT NULL, used INTEGER NOT "
-                               "NULL, resets_at INTEGER, source INTEGER NOT NULL, PRIMARY KEY "
-                               "(provider, kind, captured_at)) WITHOUT ROWID"),
-                QStringLiteral("INSERT OR REPLACE INTO figures_compact SELECT p, k, c, u, r, s FROM "
-                               "(SELECT %1 AS p, %2 AS k, %3 AS c, CAST(round(max(0, min(1, "
-                               "used_ratio)) * 10000) AS INTEGER) AS u, %4 AS r, coalesce(%5, %6) "
-                               "AS s FROM figures) WHERE p IS NOT NULL AND k IS NOT NULL AND c IS "
-                               "NOT NULL")
-                    .arg(caseOf(QStringLiteral("provider"), providerRaws),
-                         caseOf(QStringLiteral("kind"), rawValues(kindCodes)),
-                         epoch.arg(QStringLiteral("captured_at")),
-                         epoch.arg(QStringLiteral("resets_at")),
-                         caseOf(QStringLiteral("source"), rawValues(sourceCodes)))
-                    .arg(codeOf(sourceCodes, SnapshotSource::unavailable)),
-                QStringLiteral("DROP TABLE figures"),
-                QStringLiteral("ALTER TABLE figures_compact RENAME TO figures")};
+        return {
+            QStringLiteral("CREATE TABLE figures_compact (provider INTEGER NOT NULL, kind "
+                           "INTEGER NOT NULL, captured_at INTEGER NOT NULL, used INTEGER NOT "
+                           "NULL, resets_at INTEGER, source INTEGER NOT NULL, PRIMARY KEY "
+                           "(provider, kind, captured_at)) WITHOUT ROWID"),
+            QStringLiteral("INSERT OR REPLACE INTO figures_compact SELECT p, k, c, u, r, s FROM "
+                           "(SELECT %1 AS p, %2 AS k, %3 AS c, CAST(round(max(0, min(1, "
+                           "used_ratio)) * 10000) AS INTEGER) AS u, %4 AS r, coalesce(%5, %6) "
+                           "AS s FROM figures) WHERE p IS NOT NULL AND k IS NOT NULL AND c IS "
+                           "NOT NULL")
+                .arg(caseOf(QStringLiteral("provider"), providerRaws),
+                     caseOf(QStringLiteral("kind"), rawValues(kindCodes)),
+                     epoch.arg(QStringLiteral("captured_at")),
+                     epoch.arg(QStringLiteral("resets_at")),
+                     caseOf(QStringLiteral("source"), rawValues(sourceCodes)))
+                .arg(codeOf(sourceCodes, SnapshotSource::unavailable)),
+            QStringLiteral("DROP TABLE figures"),
+            QStringLiteral("ALTER TABLE figures_compact RENAME TO figures")};
     }
     }
     return {};
@@ -189,9 +190,9 @@ HistoryStore::Opening HistoryStore::openOnce() {
     }
     m_database = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), m_connectionName);
     m_database.setDatabaseName(m_path);
-    m_database.setConnectOptions(readOnly
-                                     ? QStringLiteral("QSQLITE_OPEN_READONLY;QSQLITE_BUSY_TIMEOUT=2000")
-                                     : QStringLiteral("QSQLITE_BUSY_TIMEOUT=2000"));
+    m_database.setConnectOptions(
+        readOnly ? QStringLiteral("QSQLITE_OPEN_READONLY;QSQLITE_BUSY_TIMEOUT=2000")
+                 : QStringLiteral("QSQLITE_BUSY_TIMEOUT=2000"));
     if (!m_database.open()) {
         m_problem = m_database.lastError().text();
         qWarning("Lumora: no usage history: cannot open %s: %s", qPrintable(m_path),
@@ -242,8 +243,8 @@ bool HistoryStore::migrate() {
     const int version = query.value(0).toInt();
     query = QSqlQuery();
     if (version > schemaVersion) {
-        m_problem = QStringLiteral("written by a newer Lumora (version %1 of the history)")
-                        .arg(version);
+        m_problem =
+            QStringLiteral("written by a newer Lumora (version %1 of the history)").arg(version);
         return false;
     }
     for (int next = version + 1; next <= schemaVersion; ++next) {
@@ -306,10 +307,13 @@ std::optional<HistoryFigure> HistoryStore::lastFigure(const QString& providerID,
     if (!query.exec() || !query.next()) {
         return std::nullopt;
     }
-    HistoryFigure figure{providerID, kind, query.value(0).toLongLong() / 10000.0, std::nullopt,
-                         QDateTime::fromSecsSinceEpoch(query.value(2).toLongLong(), Qt::UTC),
-                         valueOf(sourceCodes, query.value(3).toLongLong())
-                             .value_or(SnapshotSource::unavailable)};
+    HistoryFigure figure{
+        providerID,
+        kind,
+        query.value(0).toLongLong() / 10000.0,
+        std::nullopt,
+        QDateTime::fromSecsSinceEpoch(query.value(2).toLongLong(), Qt::UTC),
+        valueOf(sourceCodes, query.value(3).toLongLong()).value_or(SnapshotSource::unavailable)};
     if (!query.value(1).isNull()) {
         figure.resetsAt = QDateTime::fromSecsSinceEpoch(query.value(1).toLongLong(), Qt::UTC);
     }
@@ -464,8 +468,8 @@ QList<PaceFigure> mainWindowFigures(HistoryStore& history, const UsageSnapshot& 
 }
 
 void appendFigure(QList<PaceFigure>& figures, const PaceFigure& figure) {
-    if (!figures.isEmpty() && figures.last().capturedAt.toSecsSinceEpoch() ==
-                                  figure.capturedAt.toSecsSinceEpoch()) {
+    if (!figures.isEmpty() &&
+        figures.last().capturedAt.toSecsSinceEpoch() == figure.capturedAt.toSecsSinceEpoch()) {
         figures.last() = figure;
     } else if (figures.isEmpty() || figures.last().capturedAt < figure.capturedAt) {
         figures.append(figure);

@@ -40,9 +40,9 @@ QList<PaceFigure> currentWindowFigures(QList<PaceFigure> figures, const QDateTim
     while (first > 0) {
         const PaceFigure& older = figures[first - 1];
         const PaceFigure& newer = figures[first];
-        const bool resetBetween = (older.resetsAt && *older.resetsAt <= newer.capturedAt) ||
-                                  (newer.usedRatio < older.usedRatio &&
-                                   !sameShare(newer.usedRatio, older.usedRatio));
+        const bool resetBetween =
+            (older.resetsAt && *older.resetsAt <= newer.capturedAt) ||
+            (newer.usedRatio < older.usedRatio && !sameShare(newer.usedRatio, older.usedRatio));
         if (resetBetween) {
             break;
         }

@@ -25,8 +25,8 @@ struct UsagePace {
         leftAtReset,      // the window resets before it runs out
     };
     Verdict verdict = Verdict::notEnoughData;
-    double ratePerHour = 0;           // used share per hour, from a least-squares fit
-    std::optional<QDateTime> limitAt; // when the window reaches 100% at that rate
+    double ratePerHour = 0;            // used share per hour, from a least-squares fit
+    std::optional<QDateTime> limitAt;  // when the window reaches 100% at that rate
     std::optional<double> leftAtReset; // the share left when it resets
 
     bool operator==(const UsagePace&) const = default;

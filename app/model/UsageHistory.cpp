@@ -63,15 +63,16 @@ void UsageHistory::record(const UsageSnapshot& snapshot) {
     bool recorded = false;
     for (const UsageWindow& window : snapshot.windows) {
         if (!window.usedRatio || !std::isfinite(*window.usedRatio) ||
-            !history->record({snapshot.providerID, window.kind, *window.usedRatio,
-                              window.resetsAt, snapshot.capturedAt, snapshot.source})) {
+            !history->record({snapshot.providerID, window.kind, *window.usedRatio, window.resetsAt,
+                              snapshot.capturedAt, snapshot.source})) {
             continue;
         }
         recorded = true;
         const auto recent = m_recent.find(snapshot.providerID);
         if (main && window.kind == main->kind && recent != m_recent.end() &&
             recent->kind == window.kind) {
-            appendFigure(recent->figures, {snapshot.capturedAt, *window.usedRatio, window.resetsAt});
+            appendFigure(recent->figures,
+                         {snapshot.capturedAt, *window.usedRatio, window.resetsAt});
             const QDateTime oldest = snapshot.capturedAt.addSecs(-windowSeconds(window.kind));
             recent->figures.removeIf(
                 [&](const PaceFigure& figure) { return figure.capturedAt < oldest; });
@@ -91,9 +92,9 @@ QList<PaceFigure> UsageHistory::mainWindowFigures(const UsageSnapshot& snapshot)
     auto recent = m_recent.find(snapshot.providerID);
     if (recent == m_recent.end() || recent->kind != main->kind) {
         Recent loaded{main->kind, {}};
-        const QDateTime since =
-            QDateTime::currentDateTimeUtc().addSecs(-windowSeconds(main->kind));
-        for (const HistoryFigure& figure : history->figures(since, snapshot.providerID, main->kind)) {
+        const QDateTime since = QDateTime::currentDateTimeUtc().addSecs(-windowSeconds(main->kind));
+        for (const HistoryFigure& figure :
+             history->figures(since, snapshot.providerID, main->kind)) {
             loaded.figures.append({figure.capturedAt, figure.usedRatio, figure.resetsAt});
         }
         recent = m_recent.insert(snapshot.providerID, std::move(loaded));

@@ -46,35 +46,68 @@ TEST(UsagePaceRules, ProjectTheLimitOrTheShareLeftFromTheFiguresOfTheCurrentWind
         std::optional<QDateTime> limitAt;
     } rows[] = {
         {"steady climb of 12 points an hour, resetting first",
-         {{at(-30), 0.10, reset}, {at(-20), 0.12, reset}, {at(-10), 0.14, reset}, {now, 0.16, reset}},
-         Verdict::leftAtReset, "At this pace: 54% left at reset", at(420)},
+         {{at(-30), 0.10, reset},
+          {at(-20), 0.12, reset},
+          {at(-10), 0.14, reset},
+          {now, 0.16, reset}},
+         Verdict::leftAtReset,
+         "At this pace: 54% left at reset",
+         at(420)},
         {"steady climb of 30 points an hour, running out first",
          {{at(-40), 0.30, reset}, {at(-20), 0.40, reset}, {now, 0.50, reset}},
-         Verdict::limitBeforeReset, "At this pace: limit in 1 hr 40 min", at(100)},
+         Verdict::limitBeforeReset,
+         "At this pace: limit in 1 hr 40 min",
+         at(100)},
         {"a burst, then half an hour without use",
-         {{at(-60), 0.20, reset}, {at(-45), 0.50, reset}, {at(-35), 0.50, reset},
-          {at(-10), 0.50, reset}, {now, 0.50, reset}},
-         Verdict::idle, "", std::nullopt},
+         {{at(-60), 0.20, reset},
+          {at(-45), 0.50, reset},
+          {at(-35), 0.50, reset},
+          {at(-10), 0.50, reset},
+          {now, 0.50, reset}},
+         Verdict::idle,
+         "",
+         std::nullopt},
         {"a burst, then twenty minutes without use",
          {{at(-40), 0.20, reset}, {at(-20), 0.50, reset}, {now, 0.50, reset}},
-         Verdict::limitBeforeReset, "At this pace: limit in 1 hr 6 min", at(67)},
+         Verdict::limitBeforeReset,
+         "At this pace: limit in 1 hr 6 min",
+         at(67)},
         {"a reset in the middle: the earlier window's figures drop out",
-         {{at(-60), 0.80, at(-30)}, {at(-40), 0.95, at(-30)}, {at(-25), 0.00, reset},
+         {{at(-60), 0.80, at(-30)},
+          {at(-40), 0.95, at(-30)},
+          {at(-25), 0.00, reset},
           {at(-5), 0.10, reset}},
-         Verdict::leftAtReset, "At this pace: 13% left at reset", at(175)},
+         Verdict::leftAtReset,
+         "At this pace: 13% left at reset",
+         at(175)},
         {"a drop in the share without reset times is a reset too",
-         {{at(-60), 0.70, std::nullopt}, {at(-20), 0.05, std::nullopt},
-          {now, 0.10, std::nullopt}},
-         Verdict::limitBeforeReset, "At this pace: limit in 6 hr", at(360)},
+         {{at(-60), 0.70, std::nullopt}, {at(-20), 0.05, std::nullopt}, {now, 0.10, std::nullopt}},
+         Verdict::limitBeforeReset,
+         "At this pace: limit in 6 hr",
+         at(360)},
         {"a clock that jumps back: figures from the future are left out",
-         {{at(90), 0.95, reset}, {at(-30), 0.10, reset}, {at(95), 0.99, reset},
-          {at(-15), 0.13, reset}, {now, 0.16, reset}},
-         Verdict::leftAtReset, "At this pace: 54% left at reset", at(420)},
-        {"one figure only", {{now, 0.30, reset}}, Verdict::notEnoughData,
-         "Not enough data for a pace yet", std::nullopt},
-        {"two figures nine minutes apart", {{at(-9), 0.30, reset}, {now, 0.40, reset}},
-         Verdict::notEnoughData, "Not enough data for a pace yet", std::nullopt},
-        {"100% reached", {{at(-30), 0.80, reset}, {now, 1.0, reset}}, Verdict::atLimit, "",
+         {{at(90), 0.95, reset},
+          {at(-30), 0.10, reset},
+          {at(95), 0.99, reset},
+          {at(-15), 0.13, reset},
+          {now, 0.16, reset}},
+         Verdict::leftAtReset,
+         "At this pace: 54% left at reset",
+         at(420)},
+        {"one figure only",
+         {{now, 0.30, reset}},
+         Verdict::notEnoughData,
+         "Not enough data for a pace yet",
+         std::nullopt},
+        {"two figures nine minutes apart",
+         {{at(-9), 0.30, reset}, {now, 0.40, reset}},
+         Verdict::notEnoughData,
+         "Not enough data for a pace yet",
+         std::nullopt},
+        {"100% reached",
+         {{at(-30), 0.80, reset}, {now, 1.0, reset}},
+         Verdict::atLimit,
+         "",
          std::nullopt},
     };
     for (const auto& row : rows) {
@@ -95,7 +128,7 @@ TEST(HistoryStore, RecordsChangesAndEveryTenMinutesPrunesAndUpgradesTheFirstVers
     HistoryStore store(path, HistoryStore::Access::readWrite);
     ASSERT_TRUE(store.isOpen());
     const auto figure = [](int minutes, double used) {
-        return HistoryFigure{"codex", UsageWindow::Kind::session, used, at(300),
+        return HistoryFigure{"codex",     UsageWindow::Kind::session,       used, at(300),
                              at(minutes), SnapshotSource::officialAppServer};
     };
     // Written: the first, a change (in the same second it replaces the row), ten unchanged
@@ -105,16 +138,15 @@ TEST(HistoryStore, RecordsChangesAndEveryTenMinutesPrunesAndUpgradesTheFirstVers
         int minutes;
         double used;
         bool written;
-    } steps[] = {{0, 0.2, true},  {0, 0.1, true},  {0, 0.1, false}, {5, 0.1, false},
-                 {9, 0.1, false}, {10, 0.1, true}, {11, 0.2, true},  {12, 0.2, false},
-                 {-30, 0.2, true}};
+    } steps[] = {{0, 0.2, true},  {0, 0.1, true},   {0, 0.1, false},
+                 {5, 0.1, false}, {9, 0.1, false},  {10, 0.1, true},
+                 {11, 0.2, true}, {12, 0.2, false}, {-30, 0.2, true}};
     for (const auto& step : steps) {
         EXPECT_EQ(store.record(figure(step.minutes, step.used)), step.written)
             << step.minutes << " min, " << step.used;
     }
-    EXPECT_EQ(store.figures(at(-60)),
-              (QList<HistoryFigure>{figure(-30, 0.2), figure(0, 0.1), figure(10, 0.1),
-                                    figure(11, 0.2)}));
+    EXPECT_EQ(store.figures(at(-60)), (QList<HistoryFigure>{figure(-30, 0.2), figure(0, 0.1),
+                                                            figure(10, 0.1), figure(11, 0.2)}));
 
     // A second process, the command line, reads what the tray has just written.
     const CommandOutcome csv = runLumora(home.path(), {"history", "--csv", "--since", "90d"});
@@ -132,14 +164,14 @@ TEST(HistoryStore, RecordsChangesAndEveryTenMinutesPrunesAndUpgradesTheFirstVers
     QFile::setPermissions(old, QFile::ReadOwner | QFile::WriteOwner);
     HistoryStore upgraded(old, HistoryStore::Access::readWrite);
     const QDateTime noon = QDateTime::fromString("2026-11-20T12:00:00Z", Qt::ISODate);
-    EXPECT_EQ(upgraded.figures(noon.addDays(-1)),
-              (QList<HistoryFigure>{
-                  {"claude-code", UsageWindow::Kind::session, 0.42, noon.addSecs(3 * 3600), noon,
-                   SnapshotSource::officialCLI},
-                  {"claude-code", UsageWindow::Kind::weekly, 0.1234, std::nullopt, noon,
-                   SnapshotSource::officialCLI},
-                  {"codex", UsageWindow::Kind::session, 0.07, noon.addSecs(4 * 3600),
-                   noon.addSecs(90), SnapshotSource::officialAppServer}}));
+    EXPECT_EQ(
+        upgraded.figures(noon.addDays(-1)),
+        (QList<HistoryFigure>{{"claude-code", UsageWindow::Kind::session, 0.42,
+                               noon.addSecs(3 * 3600), noon, SnapshotSource::officialCLI},
+                              {"claude-code", UsageWindow::Kind::weekly, 0.1234, std::nullopt, noon,
+                               SnapshotSource::officialCLI},
+                              {"codex", UsageWindow::Kind::session, 0.07, noon.addSecs(4 * 3600),
+                               noon.addSecs(90), SnapshotSource::officialAppServer}}));
     EXPECT_TRUE(upgraded.record({"codex", UsageWindow::Kind::session, 0.08, std::nullopt,
                                  noon.addSecs(600), SnapshotSource::officialAppServer}));
 }
@@ -200,8 +232,8 @@ TEST(UsageHistoryModel, RecordsRefreshesWarnsOncePerWindowAndShowsFiguresWithout
     harness.claude->script->setSnapshot(usage("claude-code", Availability::ready, 0.05, next));
     ASSERT_TRUE(waitFor(model->refresh(false)));
     settle();
-    EXPECT_EQ(harness.notifier->sent.size(), 1)
-        << "a single figure of it shows no pace yet: " << harness.notifier->sent.join('\n').toStdString();
+    EXPECT_EQ(harness.notifier->sent.size(), 1) << "a single figure of it shows no pace yet: "
+                                                << harness.notifier->sent.join('\n').toStdString();
 
     // Figures still show when the history cannot be kept.
     harness.storePreference("showClaudeInMenuBar", true);
@@ -236,8 +268,8 @@ TEST(UsageHistoryModel, AHookRunReachesTheLabelWithinASecond) {
         hook.closeWriteChannel();
         ASSERT_TRUE(hook.waitForFinished(10000));
         const QString label = QStringLiteral("Claude Code %1%").arg(100 - used);
-        EXPECT_TRUE(waitUntil([&] { return model.menuBarDisplayText() == label; },
-                              std::chrono::seconds(1)))
+        EXPECT_TRUE(
+            waitUntil([&] { return model.menuBarDisplayText() == label; }, std::chrono::seconds(1)))
             << model.menuBarDisplayText().toStdString();
     }
 }

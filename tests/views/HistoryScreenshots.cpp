@@ -49,10 +49,9 @@ TEST(HistoryScreenshots, PaceStates) {
         harness.storePreference("codexEnabled", true);
         harness.codex->script->setSnapshot(
             usage("codex", Availability::ready, state.codexUsed, inTwoHours.addSecs(3600)));
-        UsageSnapshot claude = usage("claude-code",
-                                     state.claudeUsed >= 1 ? Availability::blocked
-                                                           : Availability::ready,
-                                     state.claudeUsed, inTwoHours);
+        UsageSnapshot claude = usage(
+            "claude-code", state.claudeUsed >= 1 ? Availability::blocked : Availability::ready,
+            state.claudeUsed, inTwoHours);
         claude.windows.append(UsageWindow(UsageWindow::Kind::weekly, 0.36, now.addDays(4)));
         harness.claude->script->setSnapshot(claude);
 
