@@ -9,7 +9,7 @@ PREFIX ?= /usr/local
 # ccache keys on paths relative to the checkout, so every checkout shares one cache.
 export CCACHE_BASEDIR ?= $(CURDIR)
 
-.PHONY: all setup configure build run test test-desktop install package bench fuzz test-sanitize test-asan test-tsan coverage format format-check clean
+.PHONY: all setup configure build run test test-latest-clients test-desktop install package bench fuzz test-sanitize test-asan test-tsan coverage format format-check clean
 
 all: build
 
@@ -29,6 +29,12 @@ run: build
 test: build
 	@cmake --build $(BUILD_DIR) --target all_qmllint >/dev/null
 	@ctest --test-dir $(BUILD_DIR) --output-on-failure -j $(JOBS)
+
+# The real-client tests against the newest published Codex CLI and Claude Code instead of the
+# pinned ones (installed into .deps/latest): a change in how either reports its figures fails here.
+test-latest-clients: build
+	@LUMORA_REAL_CLIENTS=latest scripts/setup.sh
+	@LUMORA_REAL_CLIENTS=latest ctest --test-dir $(BUILD_DIR) --output-on-failure -R '^RealClientsTest\.'
 
 # Lumora against the real panels of Debian's desktops, headless: GNOME Shell with the AppIndicator
 # extension, XFCE's panel, sway with waybar, dunst, and a privacy trace. Each case starts its own
@@ -64,7 +70,7 @@ TSAN_TESTS = ^(ProcessRunnerTest|AppServerSessionTest|CodexProviderTest|RefreshT
 # their time goes to Node, Codex and Claude Code, which are not instrumented, and Lumora's side
 # (the app-server conversation, connect and disconnect, the hook) runs under the sanitizers
 # through the fake tools and status JSON of the other tests.
-ASAN_EXCLUDED = ^(RealCodexTest|RealClaudeCodeTest)\.
+ASAN_EXCLUDED = ^(RealCodexTest|RealClaudeCodeTest|RealClientsTest)\.
 test-sanitize: test-asan test-tsan
 
 test-asan: setup

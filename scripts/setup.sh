@@ -18,6 +18,9 @@ packages=(
     # tests and benchmarks (unshare keeps the real Codex CLI and Claude Code off the network in
     # tests; tmux gives Claude Code a terminal whose screen a test can read)
     libgtest-dev libgmock-dev libbenchmark-dev xvfb xauth dbus openssl util-linux tmux
+    # the real clients' tests: the stand-in of their services (Python) in a network namespace
+    # of its own, whose loopback device ip brings up
+    python3 iproute2
     # install, package and autostart-entry checks (CPack's Debian generator finds programs with file)
     desktop-file-utils appstream dpkg-dev file
     # the hook runs under these
@@ -126,3 +129,23 @@ claude_works() {
         [ -n "$(find -L "$modules/.bin/claude" -size +1M 2>/dev/null)" ]
 }
 install_pinned "Claude Code" @anthropic-ai/claude-code "$claude_version" "$deps/claude" claude_works
+
+# LUMORA_REAL_CLIENTS=latest: the newest published Codex CLI and Claude Code as well, in
+# .deps/latest, for the real-client tests to run against (make test-latest-clients), so that a
+# change in either client's way of reporting figures shows up as a failing test. Needs the npm
+# registry every time, to learn which version is the newest.
+if [ "${LUMORA_REAL_CLIENTS:-}" = latest ]; then
+    for pair in codex:@openai/codex claude:@anthropic-ai/claude-code; do
+        latest_folder=$deps/latest/${pair%%:*} latest_package=${pair#*:}
+        newest=$(npm view "$latest_package" version 2>/dev/null) || {
+            echo "setup: cannot ask the npm registry for the newest $latest_package" >&2
+            exit 1
+        }
+        newest_works() {
+            grep -q "\"version\": \"$newest\"" \
+                "$latest_folder/node_modules/$latest_package/package.json" 2>/dev/null
+        }
+        install_pinned "$latest_package (newest)" "$latest_package" "$newest" "$latest_folder" \
+            newest_works
+    done
+fi

@@ -17,9 +17,11 @@ ClaudeCacheWatcher::ClaudeCacheWatcher(QString cachePath, QObject* parent)
 
 void ClaudeCacheWatcher::watch() {
     const QFileInfo file(m_path);
-    if (m_seenSize < 0 && file.exists()) {
+    if (!m_started) {
+        // What is there before the first look is not a change.
+        m_started = true;
         m_seenModified = file.lastModified();
-        m_seenSize = file.size();
+        m_seenSize = file.exists() ? file.size() : -1;
     }
     const QString folder = file.absolutePath();
     if (!m_watcher.directories().contains(folder) && QFileInfo(folder).isDir()) {

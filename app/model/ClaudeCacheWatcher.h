@@ -33,6 +33,7 @@ private:
     QString m_path;
     QFileSystemWatcher m_watcher;
     QTimer m_settleTimer;
+    bool m_started = false;
     QDateTime m_seenModified;
     qint64 m_seenSize = -1;
 };

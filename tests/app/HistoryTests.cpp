@@ -257,7 +257,9 @@ TEST(UsageHistoryModel, AHookRunReachesTheLabelWithinASecond) {
     services.claudeProvider = claude;
     AppModel model(services);
     model.start();
-    ASSERT_TRUE(waitUntil([&] { return model.snapshot().statusMessage.has_value(); }));
+    // The first refresh has found no figures yet; the hook brings them.
+    ASSERT_TRUE(waitUntil(
+        [&] { return model.snapshot().statusMessage == ClaudeUsageProvider::sendMessageMessage; }));
     for (const int used : {42, 85}) {
         QProcess hook;
         hook.start("/bin/sh", {claude->statusLineInstaller().hookScriptPath()});

@@ -48,15 +48,17 @@ TEST(HistoryCommand, StatusCarriesThePaceAndTheWeeklyWindowAndBadArgumentsAreUsa
                            {"usedRatio", 0.36},
                            {"resetsAt", isoDateTimeText(QDateTime::fromSecsSinceEpoch(
                                             reset + 4 * 86400, Qt::UTC))}}));
-    const QString tooltip = QJsonDocument::fromJson(
-                                runLumora(home.path(), {"status", "--waybar"}).out.toUtf8())
-                                .object()["tooltip"]
-                                .toString();
+    const QString tooltip =
+        QJsonDocument::fromJson(runLumora(home.path(), {"status", "--waybar"}).out.toUtf8())
+            .object()["tooltip"]
+            .toString();
     EXPECT_TRUE(tooltip.contains("\n  At this pace: limit in ")) << tooltip.toStdString();
 
-    for (const QStringList& wrong :
-         {QStringList{"history", "--since", "7x"}, {"history", "--provider", "gemini"},
-          {"history", "--json", "--csv"}, {"history", "--since"}, {"history", "--all"}}) {
+    for (const QStringList& wrong : {QStringList{"history", "--since", "7x"},
+                                     {"history", "--provider", "gemini"},
+                                     {"history", "--json", "--csv"},
+                                     {"history", "--since"},
+                                     {"history", "--all"}}) {
         const CommandOutcome outcome = runLumora(home.path(), wrong);
         EXPECT_EQ(outcome.exitCode, 2) << wrong.join(' ').toStdString();
         EXPECT_TRUE(outcome.err.startsWith("lumora: ")) << outcome.err.toStdString();

@@ -1,0 +1,388 @@
+// The real Claude Code and the real Codex CLI (the versions scripts/setup.sh pins in .deps, or
+// the newest published ones with LUMORA_REAL_CLIENTS=latest) hand Lumora the figures that a local
+// stand-in of their vendors' services reports (tests/realclients/standin.py), with made-up
+// sign-in data. The stand-in and the clients share a network namespace of their own with only a
+// loopback device, so nothing leaves the machine. Lumora runs as users run it: the tray on a
+// private bus with a watcher and a notification service of the test's, and the command line.
+#include "TraySupport.h"
+
+#include "core/AtomicFile.h"
+#include "core/ProcessRunner.h"
+
+#include <QDBusVariant>
+#include <QDir>
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QStandardPaths>
+
+#include <gtest/gtest.h>
+
+using namespace lumora;
+using namespace lumora::test;
+
+namespace {
+
+class Notifications : public QObject {
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.Notifications")
+
+public:
+    QStringList titles;
+
+public slots:
+    uint Notify(const QString&, uint, const QString&, const QString& summary, const QString&,
+                const QStringList&, const QVariantMap&, int) {
+        titles.append(summary);
+        return static_cast<uint>(titles.size());
+    }
+    QStringList GetCapabilities() { return {"body", "actions"}; }
+    QString GetServerInformation(QString& vendor, QString& version, QString& specVersion) {
+        vendor = version = specVersion = "test";
+        return "test";
+    }
+};
+
+// An unsigned JSON web token with these claims: the clients read the claims, nobody checks it.
+QByteArray token(const QJsonObject& claims) {
+    const auto part = [](const QJsonObject& object) {
+        return QJsonDocument(object).toJson(QJsonDocument::Compact).toBase64(
+            QByteArray::Base64UrlEncoding | QByteArray::OmitTrailingEquals);
+    };
+    return part({{"alg", "none"}, {"typ", "JWT"}}) + '.' + part(claims) + ".c2lnbmF0dXJl";
+}
+
+// One setting of the stand-in: the session window's share and reset, the weekly one's, or a fault.
+struct Figures {
+    double used;
+    qint64 reset;
+    QString fault = {}; // "", "no-figures", "garbage" or "no-window"
+};
+
+class RealClientsTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        const bool latest = qEnvironmentVariable("LUMORA_REAL_CLIENTS") == "latest";
+        const QString deps = QStringLiteral(LUMORA_DEPS_DIR) + (latest ? "/latest" : "");
+        claudeCode = deps + "/claude/node_modules/.bin/claude";
+        codex = deps + "/codex/node_modules/.bin/codex";
+        for (const QString& tool : {claudeCode, codex}) {
+            if (!QFileInfo(tool).isExecutable()) {
+                const std::string missing = tool.toStdString() + " is not installed (scripts/"
+                                                                 "setup.sh installs it)";
+                if (qEnvironmentVariable("CI") == "true") {
+                    FAIL() << missing;
+                }
+                GTEST_SKIP() << "SKIPPED: " << missing;
+            }
+        }
+        ASSERT_TRUE(bus.isRunning());
+        // The stand-in in a network namespace of its own, loopback up; the clients join it.
+        setFigures({0.42, inTwoHours}, {0.31, inFourDays});
+        standIn.start("unshare", {"--net", "--map-root-user", "sh", "-c",
+                                  "ip link set lo up && exec python3 \"$0\" \"$1\" \"$2\"",
+                                  QStringLiteral(LUMORA_STANDIN), home.filePath("port"),
+                                  home.filePath("stand-in.json")});
+        if (!waitUntil([&] { return QFileInfo::exists(home.filePath("port")); })) {
+            GTEST_SKIP() << "SKIPPED: no network namespace for the stand-in here (unshare --net "
+                            "--map-root-user with ip and python3): "
+                         << standIn.readAll().toStdString();
+        }
+        port = QString::fromUtf8(readFile(home.filePath("port")));
+        ASSERT_TRUE(watcher.start());
+        ASSERT_TRUE(notificationBus.registerObject("/org/freedesktop/Notifications",
+                                                   &notifications, QDBusConnection::ExportAllSlots));
+        ASSERT_TRUE(notificationBus.registerService("org.freedesktop.Notifications"));
+    }
+    void TearDown() override {
+        for (QProcess* process : {&tray, &standIn}) {
+            process->kill();
+            process->waitForFinished(5000);
+        }
+        runProcess("tmux", {"-S", home.filePath("tmux.sock"), "kill-server"});
+    }
+
+    static ProcessResult runProcess(const QString& program, const QStringList& arguments,
+                                    const QProcessEnvironment& environment = {}) {
+        try {
+            return QtProcessRunner(environment.isEmpty() ? std::nullopt
+                                                         : std::optional(environment))
+                .run(QStandardPaths::findExecutable(program), arguments, {}, 30);
+        } catch (const Error& error) {
+            return {error.description(), -1};
+        }
+    }
+    // A script that runs a program inside the stand-in's network namespace.
+    QString inNamespace(const QString& name, const QString& program, const QString& settings = {}) {
+        const QString path = home.filePath("bin/" + name);
+        writeScript(path, QString("exec nsenter -t %1 -n -U --preserve-credentials -- env %2 '%3' "
+                                  "\"$@\"\n")
+                              .arg(standIn.processId())
+                              .arg(settings, program)
+                              .toUtf8());
+        return path;
+    }
+    void setFigures(const Figures& session, const Figures& weekly) {
+        const auto stamp = [](qint64 epoch) { return QString::number(epoch); };
+        QJsonObject headers;
+        if (session.fault != "no-figures") {
+            for (const auto& [name, window] : {std::pair{"5h", session}, {"7d", weekly}}) {
+                headers.insert(QString("anthropic-ratelimit-unified-%1-status").arg(name),
+                               window.used >= 1 ? "rejected" : "allowed");
+                headers.insert(QString("anthropic-ratelimit-unified-%1-utilization").arg(name),
+                               QString::number(window.used));
+                headers.insert(QString("anthropic-ratelimit-unified-%1-reset").arg(name),
+                               stamp(window.reset));
+            }
+            headers.insert("anthropic-ratelimit-unified-status", "allowed");
+            headers.insert("anthropic-ratelimit-unified-representative-claim", "five_hour");
+            headers.insert("anthropic-ratelimit-unified-reset", stamp(session.reset));
+        }
+        const auto window = [](const Figures& figures, int seconds) {
+            return QJsonObject{{"used_percent", qRound(figures.used * 100)},
+                               {"limit_window_seconds", seconds},
+                               {"reset_after_seconds", QDateTime::currentDateTimeUtc().secsTo(
+                                                           QDateTime::fromSecsSinceEpoch(figures.reset))},
+                               {"reset_at", figures.reset}};
+        };
+        QJsonObject limits{{"allowed", session.used < 1}, {"limit_reached", session.used >= 1}};
+        if (session.fault != "no-window") {
+            limits.insert("primary_window", window(session, 18000));
+            limits.insert("secondary_window", window(weekly, 604800));
+        }
+        QJsonObject usage{{"plan_type", "plus"},
+                          {"rate_limit", limits},
+                          {"credits", QJsonObject{{"has_credits", false},
+                                                  {"unlimited", false},
+                                                  {"balance", "0"}}}};
+        if (session.fault == "no-figures") {
+            usage.remove("rate_limit");
+        }
+        const QJsonObject config{
+            {"claude",
+             QJsonObject{{"headers", headers},
+                         {"body", session.fault == "garbage" ? "garbage" : "stream"}}},
+            {"codex", QJsonObject{{"usage", session.fault == "garbage" ? QJsonValue("garbage")
+                                                                       : QJsonValue(usage)}}}};
+        writeFileAtomically(home.filePath("stand-in.json"), QJsonDocument(config).toJson());
+    }
+    // The tray with one tool connected, its alerts on.
+    void startTray(const QString& claudePath, const QString& codexPath) {
+        QJsonObject preferences{{"alertsEnabled", true},
+                                {"providerEnabled", !claudePath.isEmpty()},
+                                {"codexEnabled", !codexPath.isEmpty()},
+                                {"showClaudeInMenuBar", true},
+                                {"showCodexInMenuBar", true}};
+        writeFile(home.filePath(".config/Lumora/preferences.json"),
+                  QJsonDocument(preferences).toJson());
+        QProcessEnvironment environment = lumoraEnvironment(home.path(), bus.address());
+        environment.insert("LUMORA_CLAUDE_PATH", claudePath.isEmpty() ? "/nowhere" : claudePath);
+        environment.insert("LUMORA_CODEX_PATH", codexPath.isEmpty() ? "/nowhere" : codexPath);
+        tray.setProcessEnvironment(environment);
+        tray.start(builtExecutable("lumora"), {});
+        ASSERT_TRUE(waitUntil([&] { return !watcher.registrations().isEmpty(); }));
+    }
+    QString label() {
+        const QDBusMessage reply = PrivateBus::call(
+            notificationBus,
+            QDBusMessage::createMethodCall(watcher.registrations().value(0), "/StatusNotifierItem",
+                                           "org.freedesktop.DBus.Properties", "Get")
+                << "org.kde.StatusNotifierItem" << "XAyatanaLabel");
+        return reply.arguments().value(0).value<QDBusVariant>().variant().toString();
+    }
+    // Waits for the label; the failure says what it showed instead.
+    void expectLabel(const QString& expected, std::chrono::seconds within) {
+        EXPECT_TRUE(waitUntil([&] { return label() == expected; }, within))
+            << "the label shows \"" << label().toStdString() << "\", not \""
+            << expected.toStdString() << "\"";
+    }
+    // What the command line reports of one tool's windows: kind, share used, reset time.
+    QStringList windowsInStatus(const QString& provider) const {
+        const CommandOutcome status = runLumora(home.path(), {"status", "--json", "--all"},
+                                                {{"LUMORA_CODEX_PATH", codexInNamespace},
+                                                 {"LUMORA_CLAUDE_PATH", claudeCode}});
+        QStringList windows;
+        for (const QJsonValue snapshot :
+             QJsonDocument::fromJson(status.out.toUtf8())["snapshots"].toArray()) {
+            for (const QJsonValue window : snapshot["windows"].toArray()) {
+                if (snapshot["providerID"] == provider) {
+                    windows << QString("%1 %2 %3").arg(window["kind"].toString()).arg(
+                                   window["usedRatio"].toDouble()).arg(window["resetsAt"].toString());
+                }
+            }
+        }
+        return windows;
+    }
+    static QString iso(qint64 epoch) {
+        return isoDateTimeText(QDateTime::fromSecsSinceEpoch(epoch, Qt::UTC));
+    }
+
+    TemporaryHome home;
+    PrivateBus bus;
+    QDBusConnection notificationBus = bus.connect("notifications");
+    Notifications notifications;
+    WatcherProcess watcher{bus.address(), home.path()};
+    QProcess standIn;
+    QProcess tray;
+    QString port, claudeCode, codex, codexInNamespace;
+    // Whole seconds, half a minute past the minute, so that a countdown reads the same for 30 s.
+    const qint64 now = QDateTime::currentSecsSinceEpoch();
+    const qint64 inTwoHours = now + 2 * 3600 + 30;
+    const qint64 inFourDays = now + 4 * 86400;
+};
+
+// The steps both clients go through, and what the tray shows after each.
+struct Step {
+    const char* what;
+    Figures session;
+    QString label;          // after the tool's name
+    QString notification;   // the one notification it brings, after the tool's name
+};
+const Step steps[] = {
+    {"58% left", {0.42, 0, ""}, "58%", ""},
+    {"15% left: past 80%", {0.85, 0, ""}, "15%", " usage reached 80%"},
+    {"the limit", {1.0, 0, ""}, "02hr 01min", " is resting"},
+    {"the window reset", {0.05, 5 * 3600, ""}, "95%", " is ready"},
+};
+
+} // namespace
+
+TEST_F(RealClientsTest, CodexReportsTheStandInsFiguresToLumora) {
+    codexInNamespace = inNamespace("codex", codex, "CODEX_HOME=" + home.filePath("codex"));
+    const QDateTime signedIn = QDateTime::currentDateTimeUtc();
+    const QByteArray jwt = token(
+        {{"email", "someone@example.org"},
+         {"exp", signedIn.toSecsSinceEpoch() + 86400},
+         {"https://api.openai.com/auth", QJsonObject{{"chatgpt_plan_type", "plus"},
+                                                     {"chatgpt_user_id", "user-standin"},
+                                                     {"chatgpt_account_id", "acct-standin"}}}});
+    writeFile(home.filePath("codex/auth.json"),
+              QJsonDocument(QJsonObject{{"auth_mode", "chatgpt"},
+                                        {"OPENAI_API_KEY", QJsonValue::Null},
+                                        {"last_refresh", isoDateTimeText(signedIn)},
+                                        {"tokens", QJsonObject{{"id_token", QString(jwt)},
+                                                               {"access_token", QString(jwt)},
+                                                               {"refresh_token", "standin"},
+                                                               {"account_id", "acct-standin"}}}})
+                  .toJson());
+    writeFile(home.filePath("codex/config.toml"),
+              "chatgpt_base_url = \"http://127.0.0.1:" + port.toUtf8() + "/backend-api/\"\n");
+    EXPECT_EQ(windowsInStatus("codex"),
+              (QStringList{"session 0.42 " + iso(inTwoHours), "weekly 0.31 " + iso(inFourDays)}));
+
+    startTray({}, codexInNamespace);
+    const auto refresh = [&] {
+        PrivateBus::call(notificationBus,
+                         QDBusMessage::createMethodCall("io.github.lumora.Lumora",
+                                                        "/io/github/lumora/Lumora",
+                                                        "io.github.lumora.Lumora", "Refresh"));
+    };
+    QStringList expected;
+    for (const Step& step : steps) {
+        SCOPED_TRACE(step.what);
+        setFigures({step.session.used, inTwoHours + step.session.reset}, {0.31, inFourDays});
+        refresh();
+        expectLabel("Codex " + step.label, std::chrono::seconds(15));
+        if (!step.notification.isEmpty()) {
+            expected << "Codex" + step.notification;
+        }
+        EXPECT_TRUE(waitUntil([&] { return notifications.titles == expected; }))
+            << notifications.titles.join(", ").toStdString();
+    }
+    // Bad answers (no window, no figures, not JSON): no figure at all rather than a wrong one.
+    for (const char* fault : {"no-window", "no-figures", "garbage"}) {
+        SCOPED_TRACE(fault);
+        setFigures({0.3, inTwoHours, fault}, {0.31, inFourDays});
+        refresh();
+        expectLabel("Codex --%", std::chrono::seconds(15));
+    }
+    // A share below nothing counts as nothing used.
+    setFigures({-0.05, inTwoHours}, {0.31, inFourDays});
+    refresh();
+    expectLabel("Codex 100%", std::chrono::seconds(15));
+    EXPECT_EQ(notifications.titles, expected);
+}
+
+TEST_F(RealClientsTest, ClaudeCodeReportsTheStandInsFiguresToLumora) {
+    ASSERT_EQ(runLumora(home.path(), {"connect", "claude"}, {{"LUMORA_CLAUDE_PATH", claudeCode}})
+                  .exitCode,
+              0);
+    // Onboarding done and the project trusted, so Claude Code goes straight to its prompt; it
+    // takes the token for a gateway's and then reads the rate-limit headers.
+    QDir().mkpath(home.filePath("project"));
+    writeFile(home.filePath(".claude.json"),
+              QJsonDocument(QJsonObject{
+                                {"hasCompletedOnboarding", true},
+                                {"projects", QJsonObject{{QFileInfo(home.filePath("project"))
+                                                              .canonicalFilePath(),
+                                                          QJsonObject{{"hasTrustDialogAccepted",
+                                                                       true}}}}}})
+                  .toJson());
+    startTray(claudeCode, {});
+    QProcessEnvironment terminal;
+    terminal.insert("HOME", home.path());
+    terminal.insert("PATH", "/usr/bin:/bin");
+    terminal.insert("LANG", "C.UTF-8");
+    terminal.insert("ANTHROPIC_BASE_URL", "http://127.0.0.1:" + port);
+    terminal.insert("ANTHROPIC_AUTH_TOKEN", token({{"aud", "claude-gateway"}, {"sub", "standin"}}));
+    const QStringList tmux{"-S", home.filePath("tmux.sock"), "-f", "/dev/null"};
+    ASSERT_EQ(runProcess("tmux",
+                         tmux + QStringList{"new-session", "-d", "-x", "120", "-y", "40", "-c",
+                                            home.filePath("project"),
+                                            inNamespace("claude", claudeCode)},
+                         terminal)
+                  .exitCode,
+              0);
+    const auto screen = [&] { return runProcess("tmux", tmux + QStringList{"capture-pane", "-p"}).output; };
+    ASSERT_TRUE(waitUntil([&] { return screen().contains("\u276F"); }, std::chrono::seconds(30)))
+        << screen().toStdString();
+    // Each setting reaches Lumora with the answer to the next message.
+    const auto send = [&] {
+        runProcess("tmux", tmux + QStringList{"send-keys", "What is left?", "Enter"});
+    };
+
+    QStringList expected;
+    for (const Step& step : steps) {
+        SCOPED_TRACE(step.what);
+        setFigures({step.session.used, inTwoHours + step.session.reset}, {0.31, inFourDays});
+        send();
+        expectLabel("Claude Code " + step.label, std::chrono::seconds(20));
+        if (!step.notification.isEmpty()) {
+            expected << "Claude Code" + step.notification;
+        }
+        EXPECT_TRUE(waitUntil([&] { return notifications.titles == expected; }))
+            << notifications.titles.join(", ").toStdString();
+        if (step.label == "58%") {
+            EXPECT_EQ(windowsInStatus("claude-code"),
+                      (QStringList{"session 0.42 " + iso(inTwoHours),
+                                   "weekly 0.31 " + iso(inFourDays)}));
+        }
+    }
+    // Bad answers: Claude Code hands over nothing, so the cache and the label keep the last
+    // figures (until they grow old and need a sync); a share below nothing counts as nothing used.
+    const QString cache = home.filePath(".local/share/Lumora/claude-rate-limits.json");
+    const QByteArray lastGood = readFile(cache);
+    const auto requests = [&] { return readFile(home.filePath("port.log")).count("POST /v1/"); };
+    for (const char* fault : {"no-figures", "garbage"}) {
+        SCOPED_TRACE(fault);
+        setFigures({0.3, inTwoHours, fault}, {0.31, inFourDays});
+        const qsizetype before = requests();
+        send();
+        // The status line runs again after the answer, now without figures: the hook says so.
+        EXPECT_TRUE(waitUntil(
+            [&] {
+                return requests() > before &&
+                       screen().contains("Lumora \u00B7 waiting for Claude Code usage");
+            },
+            std::chrono::seconds(20)))
+            << screen().toStdString();
+        EXPECT_EQ(readFile(cache), lastGood);
+        EXPECT_EQ(label(), "Claude Code 95%");
+    }
+    setFigures({-0.2, inTwoHours}, {0.31, inFourDays});
+    send();
+    expectLabel("Claude Code 100%", std::chrono::seconds(20));
+    EXPECT_EQ(notifications.titles, expected);
+}
+
+#include "RealClientsTests.moc"
