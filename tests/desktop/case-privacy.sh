@@ -5,9 +5,7 @@
 # but the session bus, the system bus (logind's sleep signal) and the X display.
 # The homes hold decoys that a careless reader would open: chats, credentials, histories.
 source "$(dirname "$0")/lib.sh"
-DIAGNOSE=x_windows_state
-
-command -v strace >/dev/null || skip "strace is not installed (scripts/setup.sh desktop)"
+need strace
 strace -f -o /dev/null true 2>/dev/null || skip "strace cannot trace here (ptrace is not permitted)"
 
 mkdir -p "$HOME/.claude/projects/secret-project" "$HOME/.codex/sessions/2026/11/23"
@@ -19,8 +17,8 @@ echo '{"tokens":{"access_token":"decoy"}}' >"$HOME/.codex/auth.json"
 echo 'model = "gpt-5"' >"$HOME/.codex/config.toml"
 echo '{"type":"message","content":"a private chat"}' >"$HOME/.codex/sessions/2026/11/23/rollout.jsonl"
 
-start_system_bus
-start_session_bus
+start_bus system
+start_bus session
 start_xvfb 1280x800
 start_xfce_panel
 ok "a private X display, session and system bus, and XFCE's panel are up"
@@ -59,36 +57,23 @@ check_trace() {
     log "$name: $(grep -cE ' (open|openat|openat2|creat)\(' "$file") opens and $(grep -c ' connect(' "$file") connects traced, none out of bounds ($file)"
 }
 
-install_fake_codex 30
-install_fake_claude
-trace connect-codex "$LUMORA" connect codex >"$OUT/connect-codex.log" 2>&1 ||
-    fail "lumora connect codex: $(cat "$OUT/connect-codex.log")"
-trace connect-claude "$LUMORA" connect claude >"$OUT/connect-claude.log" 2>&1 ||
-    fail "lumora connect claude: $(cat "$OUT/connect-claude.log")"
-feed_claude_hook 42
+WRAP=trace connect_fake_tools 30 42
 check_trace connect-codex
 check_trace connect-claude
 grep -q "execve(\"$SCRATCH/bin/codex\"" "$OUT/connect-codex.strace" ||
     fail "the trace does not show lumora connect codex starting codex: strace saw nothing"
 ok "lumora connect codex and lumora connect claude kept to their files under strace"
 
-if ! lumora_has_tray; then
-    skip "the traced session is ready; the Lumora checks wait: $LUMORA_NO_TRAY_REASON"
-fi
-
-
 expected_label="$("$LUMORA" status)" # the status line the tray should show too
 before=$(app_server_runs)
 start_lumora strace "${strace_options[@]}" -o "$OUT/tray.strace"
-wait_until 15 "the panel's watcher did not list Lumora's item" lumora_item_registered
 wait_until 20 "the tray did not read Codex" ran_since "$before"
 wait_until 20 "the tray does not show \"$expected_label\" as lumora status does" label_is "$expected_label"
 feed_claude_hook 50
 refresh_lumora
 wait_until 20 "a refresh did not read Claude Code's new figures" label_has "Claude Code 50%"
 ok "the tray started, showed both tools and refreshed both under strace"
-lumora_call Quit >/dev/null || true
-wait_until 15 "lumora did not quit" not alive "$SPAWNED_LUMORA"
+quit_lumora
 
 check_trace tray
 grep -q "execve(\"$SCRATCH/bin/codex\"" "$OUT/tray.strace" || fail "the trace does not show the tray starting codex"

@@ -1,93 +1,56 @@
-# Shared by the desktop cases (sourced). Each case runs in a PID namespace of its own (run.sh), so
-# nothing it starts can outlive it; the cleanup below still ends every process in the reverse of
-# its start order, and says so when Lumora outlives its SIGTERM.
-#
-# Everything lives under one scratch folder: the home, the XDG folders, the runtime folder and
-# both message buses are private; the real home, session bus and display are never touched.
+# Shared by the desktop cases (sourced). Each case runs in a PID namespace of its own (run.sh);
+# home, XDG and runtime folders and buses are private, under one scratch folder: the real home,
+# session bus and display are never touched.
 set -euo pipefail
-
 CASE=${CASE:?run the cases through tests/desktop/run.sh}
 OUT=${OUT:?}
 LUMORA=${LUMORA:?}
 HERE="$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)"
-mkdir -p "$OUT"
-
-# run.sh makes the scratch folder (and removes it even when a case runs out of time).
 SCRATCH="${SCRATCH:-$(mktemp -d /tmp/lumora-desktop-"$CASE".XXXXXX)}"
-export HOME="$SCRATCH/home"
+export HOME="$SCRATCH/home" XDG_RUNTIME_DIR="$SCRATCH/run"
 export XDG_CONFIG_HOME="$HOME/.config" XDG_DATA_HOME="$HOME/.local/share"
 export XDG_CACHE_HOME="$HOME/.cache" XDG_STATE_HOME="$HOME/.local/state"
-export XDG_RUNTIME_DIR="$SCRATCH/run"
-mkdir -p "$HOME" "$XDG_CONFIG_HOME" "$XDG_DATA_HOME" "$XDG_CACHE_HOME" "$XDG_STATE_HOME" \
+mkdir -p "$OUT" "$XDG_CONFIG_HOME" "$XDG_DATA_HOME" "$XDG_CACHE_HOME" "$XDG_STATE_HOME" \
     "$XDG_RUNTIME_DIR" "$SCRATCH/bin"
 chmod 700 "$XDG_RUNTIME_DIR"
 unset DISPLAY WAYLAND_DISPLAY SWAYSOCK DBUS_SESSION_BUS_ADDRESS DBUS_SYSTEM_BUS_ADDRESS \
     XDG_CURRENT_DESKTOP XDG_SESSION_TYPE DESKTOP_SESSION XAUTHORITY TERMINAL QT_QPA_PLATFORM \
     QT_QUICK_BACKEND LUMORA_CODEX_PATH LUMORA_CLAUDE_PATH || true
-export NO_AT_BRIDGE=1 GTK_A11Y=none LC_ALL=C.UTF-8
-export PATH="$SCRATCH/bin:$PATH"
-
-STARTED=() # "pid name", in start order
-LUMORA_PID=""
+export NO_AT_BRIDGE=1 GTK_A11Y=none LC_ALL=C.UTF-8 PATH="$SCRATCH/bin:$PATH"
+STARTED=() # pids, in start order
 
 log() { printf '  %s\n' "$*"; }
 ok() { printf '  ok: %s\n' "$*"; }
-# A case may name a function in DIAGNOSE that prints the state worth seeing when it fails
-# (Lumora's windows, say).
-DIAGNOSE=""
+# A screenshot and what DIAGNOSE (a function's name) prints go with a failure.
+DIAGNOSE=windows_state
+windows_state() { echo "Lumora's visible windows (id x y width height): $(lumora_windows | tr '\n' ';')"; }
 fail() {
     printf 'FAIL %s: %s\n' "$CASE" "$*"
-    # The screen as it was, for the person reading the failure.
-    if [ -n "${WAYLAND_DISPLAY:-}${DISPLAY:-}" ]; then
-        grab "$OUT/failure.png" 2>/dev/null && log "screenshot: $OUT/failure.png"
-    fi
-    if [ -n "$DIAGNOSE" ]; then
-        local diagnose=$DIAGNOSE
-        DIAGNOSE=""
-        "$diagnose" 2>&1 | sed 's/^/  state: /' || true
-    fi
+    [ -z "${WAYLAND_DISPLAY:-}${DISPLAY:-}" ] || { grab "$OUT/failure.png" 2>/dev/null && log "screenshot: $OUT/failure.png"; }
+    local diagnose=$DIAGNOSE
+    DIAGNOSE=""
+    [ -z "$diagnose" ] || "$diagnose" 2>&1 | sed 's/^/  state: /' || true
     exit 1
-}
-x_windows_state() {
-    local windows
-    windows=$(lumora_x_windows 2>/dev/null)
-    echo "Lumora's visible windows (id x y width height): ${windows:-none}" | tr '\n' ';'
-    echo
-    [ -z "${LUMORA_ITEM_NAME:-}" ] || echo "the item's label: \"$(lumora_label 2>&1)\""
 }
 # Exit code 77 tells run.sh that the case skipped; the message says what stopped it.
 skip() {
     printf 'SKIP %s: %s\n' "$CASE" "$*"
     exit 77
 }
+need() { for tool; do command -v "$tool" >/dev/null || skip "$tool is not installed (scripts/setup.sh desktop)"; done; }
 
+# Lumora first, given 3 s to end on SIGTERM (it must); then the rest in the reverse of their
+# start order, and, as the first process of the case's PID namespace, whatever those started.
 cleanup() {
-    local status=$?
+    local status=$? i
     trap - EXIT
-    local i entry pid name
-    for ((i = ${#STARTED[@]} - 1; i >= 0; i--)); do
-        entry=${STARTED[i]}
-        pid=${entry%% *}
-        name=${entry#* }
-        kill -TERM "$pid" 2>/dev/null || continue
-        for _ in $(seq 30); do
-            alive "$pid" || break
-            sleep 0.1
-        done
-        if alive "$pid"; then
-            # Panels and compositors may linger on the way out; Lumora must not.
-            [ "$name" != lumora ] || log "lumora (pid $pid) was still running 3 s after SIGTERM"
-            kill -KILL "$pid" 2>/dev/null || true
-        fi
-    done
-    # As the first process of the case's PID namespace, end whatever those started too.
-    if [ $$ -eq 1 ]; then
-        kill -KILL -1 2>/dev/null || true
-        for _ in $(seq 50); do
-            [ "$(ps -e --no-headers | wc -l)" -gt 2 ] || break
-            sleep 0.1
-        done
+    if [ -n "${SPAWNED_LUMORA:-}" ] && kill -TERM "$SPAWNED_LUMORA" 2>/dev/null; then
+        poll 3 not alive "$SPAWNED_LUMORA" || log "lumora (pid $SPAWNED_LUMORA) was still running 3 s after SIGTERM"
     fi
+    for ((i = ${#STARTED[@]} - 1; i >= 0; i--)); do kill -TERM "${STARTED[i]}" 2>/dev/null || true; done
+    gone() { for i in "${STARTED[@]}"; do ! alive "$i" || return 1; done; }
+    poll 3 gone || for i in "${STARTED[@]}"; do kill -KILL "$i" 2>/dev/null || true; done
+    [ $$ -ne 1 ] || { kill -KILL -1 2>/dev/null; poll 5 sh -c '[ "$(ps -e --no-headers | wc -l)" -le 2 ]'; } || true
     rm -rf "$SCRATCH" 2>/dev/null || true
     exit "$status"
 }
@@ -99,160 +62,202 @@ spawn() {
     local name=$1
     shift
     "$@" >"$OUT/$name.log" 2>&1 &
-    STARTED+=("$! $name")
     SPAWNED=$!
+    STARTED+=("$SPAWNED")
     disown "$SPAWNED" # how each ends is in its log, not in the case's output
 }
-
-# wait_until SECONDS WHAT COMMAND...: runs COMMAND every 100 ms until it succeeds; fails the
-# case with WHAT when SECONDS pass first.
-wait_until() {
-    local seconds=$1 what=$2
-    shift 2
-    local deadline=$((SECONDS + seconds))
+# poll SECONDS COMMAND...: runs COMMAND every 100 ms until it succeeds; false when SECONDS pass.
+poll() {
+    local deadline=$((SECONDS + $1))
+    shift
     until "$@" >/dev/null 2>&1; do
-        if ((SECONDS >= deadline)); then
-            fail "$what (not within $seconds s)"
-        fi
+        ((SECONDS < deadline)) || return 1
         sleep 0.1
     done
 }
-
+# wait_until SECONDS WHAT COMMAND...: the same, failing the case with WHAT when SECONDS pass.
+wait_until() { poll "$1" "${@:3}" || fail "$2 (not within $1 s)"; }
 not() { ! "$@"; }
-
-# alive PID: the process still runs (and is not a zombie).
 alive() { [ -e "/proc/$1" ] && ! grep -q '^State:.*Z' "/proc/$1/status" 2>/dev/null; }
 
 # --- message buses --------------------------------------------------------------------------
 
-start_session_bus() {
-    local file="$SCRATCH/session-bus"
-    spawn session-bus dbus-daemon --session --nofork --nopidfile --nosyslog --print-address=3 \
-        3>"$file"
-    wait_until 10 "the private session bus did not start" test -s "$file"
-    DBUS_SESSION_BUS_ADDRESS="$(head -n1 "$file")"
-    export DBUS_SESSION_BUS_ADDRESS
+# start_bus session|system: a private bus (GNOME Shell gets a "system" one with nobody on it).
+start_bus() {
+    spawn "$1-bus" dbus-daemon --session --nofork --nopidfile --nosyslog --print-address=3 3>"$SCRATCH/$1-bus"
+    wait_until 10 "the private $1 bus did not start" test -s "$SCRATCH/$1-bus"
+    export "DBUS_${1^^}_BUS_ADDRESS=$(head -n1 "$SCRATCH/$1-bus")"
 }
-
-# GNOME Shell asks logind and others on the system bus; a private bus with nobody on it lets
-# it start without the machine's system bus.
-start_system_bus() {
-    local file="$SCRATCH/system-bus"
-    spawn system-bus dbus-daemon --session --nofork --nopidfile --nosyslog --print-address=3 \
-        3>"$file"
-    wait_until 10 "the private system bus did not start" test -s "$file"
-    DBUS_SYSTEM_BUS_ADDRESS="$(head -n1 "$file")"
-    export DBUS_SYSTEM_BUS_ADDRESS
+bus_call() { # bus_call NAME PATH INTERFACE.METHOD ARGUMENT...: a method call on the session bus
+    gdbus call --session --timeout 10 -d "$1" -o "$2" -m "$3" "${@:4}"
 }
-
-bus_has() {
-    gdbus call --session --timeout 5 -d org.freedesktop.DBus -o /org/freedesktop/DBus \
-        -m org.freedesktop.DBus.NameHasOwner "$1" | grep -q true
-}
-
-bus_owner_pid() {
-    gdbus call --session --timeout 5 -d org.freedesktop.DBus -o /org/freedesktop/DBus \
-        -m org.freedesktop.DBus.GetConnectionUnixProcessID "$1" | sed -n 's/^(uint32 \([0-9]*\),)$/\1/p'
-}
-
-# The items the StatusNotifierWatcher on the session bus knows, one a line.
-watcher_items() {
-    gdbus call --session --timeout 5 -d org.kde.StatusNotifierWatcher -o /StatusNotifierWatcher \
-        -m org.freedesktop.DBus.Properties.Get org.kde.StatusNotifierWatcher \
-        RegisteredStatusNotifierItems | grep -o "'[^']*'" | tr -d "'"
+bus_has() { bus_call org.freedesktop.DBus /org/freedesktop/DBus org.freedesktop.DBus.NameHasOwner "$1" | grep -q true; }
+bus_owner_pid() { bus_call org.freedesktop.DBus /org/freedesktop/DBus org.freedesktop.DBus.GetConnectionUnixProcessID "$1" | sed -n 's/^(uint32 \([0-9]*\),)$/\1/p'; }
+watcher() { # watcher PROPERTY: a property of the StatusNotifierWatcher
+    bus_call org.kde.StatusNotifierWatcher /StatusNotifierWatcher org.freedesktop.DBus.Properties.Get \
+        org.kde.StatusNotifierWatcher "$1"
 }
 
 # --- X11 ------------------------------------------------------------------------------------
 
-# start_xvfb WIDTHxHEIGHT: a private X server on a free display number.
+# start_xvfb WIDTHxHEIGHT: a private X server on a free display number, its background dark.
 start_xvfb() {
-    local fifo="$SCRATCH/xvfb-display"
     spawn xvfb Xvfb -displayfd 3 -screen 0 "${1}x24" -nolisten tcp -noreset +extension RANDR \
-        3>"$fifo"
-    wait_until 15 "Xvfb did not start" test -s "$fifo"
-    DISPLAY=":$(head -n1 "$fifo")"
-    export DISPLAY
+        3>"$SCRATCH/xvfb-display"
+    wait_until 15 "Xvfb did not start" test -s "$SCRATCH/xvfb-display"
+    export DISPLAY=":$(head -n1 "$SCRATCH/xvfb-display")"
     wait_until 10 "Xvfb does not answer" xdpyinfo
-}
-
-# split_monitors: two side-by-side monitors on the one X screen (RandR 1.5 monitors), so that
-# Qt sees two screens, as on a desk with two displays (the right one takes over Xvfb's output,
-# so that no monitor spans the whole screen; so assigned, xfwm4 also sees the whole width).
-split_monitors() {
-    local width height half
-    read -r width height < <(xdpyinfo | awk '/dimensions:/ { split($2, s, "x"); print s[1], s[2] }')
-    half=$((width / 2))
-    xrandr --setmonitor left "$half/300x$height/200+0+0" none >/dev/null
-    xrandr --setmonitor right "$half/300x$height/200+$half+0" screen >/dev/null
-    MONITOR_WIDTH=$half MONITOR_HEIGHT=$height
-}
-
-# start_xfce_panel: xfwm4 and the XFCE panel with its notification area (which runs the
-# StatusNotifierWatcher) on the X server; sets PANEL_X, PANEL_Y, PANEL_W, PANEL_H.
-start_xfce_panel() {
-    mkdir -p "$XDG_CONFIG_HOME/xfce4/xfconf/xfce-perchannel-xml"
-    cp "$HERE/xfce4-panel.xml" "$HERE/xfwm4.xml" "$XDG_CONFIG_HOME/xfce4/xfconf/xfce-perchannel-xml/"
-    export XDG_CURRENT_DESKTOP=XFCE XDG_SESSION_TYPE=x11
     xsetroot -solid "#2e3440"
+}
+
+# start_xfce_panel: xfwm4 (with focus-stealing prevention) and the XFCE panel along the top, its
+# notification area (which runs the StatusNotifierWatcher) at the right end.
+start_xfce_panel() {
+    local xml="$XDG_CONFIG_HOME/xfce4/xfconf/xfce-perchannel-xml"
+    mkdir -p "$xml"
+    cat >"$xml/xfwm4.xml" <<EOF
+<?xml version="1.0" encoding="UTF-8"?>
+<channel name="xfwm4" version="1.0"><property name="general" type="empty">
+  <property name="prevent_focus_stealing" type="bool" value="true"/>
+</property></channel>
+EOF
+    cat >"$xml/xfce4-panel.xml" <<EOF
+<?xml version="1.0" encoding="UTF-8"?>
+<channel name="xfce4-panel" version="1.0">
+  <property name="configver" type="int" value="2"/>
+  <property name="panels" type="array">
+    <value type="int" value="1"/>
+    <property name="panel-1" type="empty">
+      <property name="position" type="string" value="p=6;x=0;y=0"/>
+      <property name="length" type="uint" value="100"/>
+      <property name="position-locked" type="bool" value="true"/>
+      <property name="size" type="uint" value="32"/>
+      <property name="icon-size" type="uint" value="24"/>
+      <property name="plugin-ids" type="array"><value type="int" value="1"/><value type="int" value="2"/></property>
+    </property>
+  </property>
+  <property name="plugins" type="empty">
+    <property name="plugin-1" type="string" value="separator">
+      <property name="expand" type="bool" value="true"/><property name="style" type="uint" value="0"/>
+    </property>
+    <property name="plugin-2" type="string" value="systray"><property name="square-icons" type="bool" value="true"/></property>
+  </property>
+</channel>
+EOF
+    export XDG_CURRENT_DESKTOP=XFCE XDG_SESSION_TYPE=x11
     spawn xfwm4 xfwm4 --compositor=off
     wait_until 20 "xfwm4 did not take the window manager selection (log: $OUT/xfwm4.log)" \
         sh -c "xprop -root _NET_SUPPORTING_WM_CHECK | grep -q 'window id'"
     spawn panel xfce4-panel --disable-wm-check
-    wait_until 30 "the panel's notification area did not start a StatusNotifierWatcher (log: $OUT/panel.log)" \
+    wait_until 30 "the panel did not start a StatusNotifierWatcher (log: $OUT/panel.log)" \
         bus_has org.kde.StatusNotifierWatcher
-    wait_until 10 "no panel window is shown" xdotool search --onlyvisible --class xfce4-panel
-    local panel
-    panel=$(xdotool search --onlyvisible --class xfce4-panel | head -n1)
-    eval "$(xdotool getwindowgeometry --shell "$panel")"
+    panel_geometry xfce4-panel
+}
+# panel_geometry CLASS: waits for a dock window of that class; sets PANEL_X, PANEL_Y, PANEL_W, PANEL_H.
+dock() {
+    local id
+    for id in $(xdotool search --onlyvisible --class "$1"); do
+        xprop -id "$id" _NET_WM_WINDOW_TYPE | grep -q _NET_WM_WINDOW_TYPE_DOCK && echo "$id" && return
+    done
+    return 1
+}
+panel_geometry() {
+    wait_until 40 "no $1 panel is shown" dock "$1"
+    eval "$(xdotool getwindowgeometry --shell "$(dock "$1")")"
     PANEL_X=$X PANEL_Y=$Y PANEL_W=$WIDTH PANEL_H=$HEIGHT
 }
 
 # grab FILE: the whole screen as PNG: grim under Wayland, the X root window otherwise.
 grab() {
-    if [ -n "${WAYLAND_DISPLAY:-}" ]; then
-        grim "$1"
-    else
-        xwd -root -silent | xwdtopnm 2>/dev/null | pnmtopng >"$1"
-    fi
+    if [ -n "${WAYLAND_DISPLAY:-}" ]; then grim "$1"; else xwd -root -silent | xwdtopnm 2>/dev/null | pnmtopng >"$1"; fi
 }
-
 screenshot_x() {
     grab "$OUT/$1.png"
     log "screenshot: $OUT/$1.png"
 }
-
+# differs FILE REFERENCE.png LEFT TOP WIDTH HEIGHT: grabs the screen into FILE; true when the
+# region differs from the reference, CHANGED then being the box "x y width height" that differs.
+differs() { grab "$1" && CHANGED=$(changed_box "$2" "$1" "${@:3}") && [ -n "$CHANGED" ]; }
 # screenshot_x_changed NAME REFERENCE.png LEFT TOP WIDTH HEIGHT: a screenshot taken once the
-# region differs from the reference picture (the window in it has drawn), within 10 s. Under
-# Wayland too, despite its name.
+# region differs from the reference (the window in it has drawn), within 10 s.
 screenshot_x_changed() {
-    local name=$1 reference=$2
-    shift 2
-    local deadline=$((SECONDS + 10))
-    while :; do
-        grab "$OUT/$name.png"
-        [ -z "$(changed_box "$reference" "$OUT/$name.png" "$@")" ] || break
-        ((SECONDS < deadline)) || fail "$name: nothing was drawn in the region $* within 10 s"
-        sleep 0.1
-    done
-    log "screenshot: $OUT/$name.png"
+    wait_until 10 "$1: nothing was drawn in the region ${*:3}" differs "$OUT/$1.png" "${@:2}"
+    log "screenshot: $OUT/$1.png"
+}
+# find_icon NAME BEFORE.png LEFT TOP WIDTH HEIGHT: waits for what appears in the region since
+# BEFORE.png once the item is there (in screenshot NAME), the same in two screenshots in a row
+# (panels may let it grow in): its icon; sets CX, CY, its middle.
+settled() { local last=${CHANGED:-}; differs "$@" && [ "$CHANGED" = "$last" ]; }
+find_icon() {
+    CHANGED=""
+    wait_until 15 "nothing appeared in the panel for Lumora's item" settled "$OUT/$1.png" "${@:2}"
+    log "screenshot: $OUT/$1.png"
+    read -r ix iy iw ih <<<"$CHANGED"
+    ((iw <= 48 && ih <= 48)) || fail "the change in the panel is ${iw}x${ih}, larger than an icon"
+    CX=$((ix + iw / 2)) CY=$((iy + ih / 2))
+    ok "the panel shows Lumora's icon (${iw}x${ih} at $ix,$iy)"
+}
+# changed_box BEFORE.png AFTER.png LEFT TOP WIDTH HEIGHT: the box "x y width height" (in screen
+# coordinates) of the pixels that differ inside that region; nothing when none does.
+changed_box() {
+    pamarith -difference <(pngtopnm "$1" | pamcut "${@:3}") <(pngtopnm "$2" | pamcut "${@:3}") |
+        pnmtoplainpnm | awk -v left="$3" -v top="$4" 'NR == 2 { w = $1 } NR <= 3 { next }
+        { for (i = 1; i <= NF; i++) { p = int(n / 3); n++; if ($i > 24) { x = p % w; y = int(p / w)
+            if (!f || x < x0) x0 = x; if (!f || x > x1) x1 = x; if (!f || y < y0) y0 = y; if (!f || y > y1) y1 = y; f = 1 } } }
+        END { if (f) print x0 + left, y0 + top, x1 - x0 + 1, y1 - y0 + 1 }'
 }
 
-# Visible top-level X windows of Lumora, one "id x y width height" a line.
-lumora_x_windows() {
+# Lumora's visible top-level windows, one "id x y width height" a line (sway's case redefines it).
+lumora_windows() {
     local id
     for id in $(xdotool search --onlyvisible --classname '^lumora$' 2>/dev/null); do
         eval "$(xdotool getwindowgeometry --shell "$id")"
         echo "$id $X $Y $WIDTH $HEIGHT"
     done
 }
+# The break screen covers the whole 1280x800 screen; the popover is 300 to 400 wide, next to
+# the icon at CX, CY for popover_near_icon.
+full_screen() { lumora_windows | awk '$2 == 0 && $3 == 0 && $4 == 1280 && $5 == 800 { f = 1 } END { exit !f }'; }
+popover_shown() { lumora_windows | awk '$4 >= 300 && $4 <= 400 && $5 < 800 { f = 1 } END { exit !f }'; }
+popover_near_icon() {
+    lumora_windows | awk -v cx="$CX" -v cy="$CY" '$4 >= 300 && $4 <= 400 && $5 < 800 && $2 <= cx + 40 &&
+        $2 + $4 >= cx - 40 && $3 <= cy + 400 && $3 + $5 >= cy - 400 { f = 1 } END { exit !f }'
+}
+# expect_break WHAT REFERENCE.png: WHAT covered the screen with the break screen, which drew.
+expect_break() {
+    wait_until 15 "$1 did not cover the screen with the break screen" full_screen
+    screenshot_x_changed break-screen "$2" 590 350 100 100
+    ok "$1 covered the screen with the break screen"
+}
+end_break() {
+    xdotool key Escape
+    wait_until 10 "Escape did not end the break" not full_screen
+    ok "Escape ended the break"
+}
+# click X Y BUTTON: a real click (sway's case clicks through its seat instead).
+click() { xdotool mousemove "$1" "$2" click "$3"; }
+# click_item BUTTON METHOD: a click on the icon at CX, CY makes the panel call METHOD on the item
+# (watch_item_calls logs those calls).
+watch_item_calls() {
+    spawn item-calls dbus-monitor --session "type='method_call',interface='org.kde.StatusNotifierItem'"
+    wait_until 10 "dbus-monitor did not start" grep -q NameAcquired "$OUT/item-calls.log"
+}
+item_called() { [ "$(grep -c "member=$1\$" "$OUT/item-calls.log")" -ge "$2" ]; }
+click_item() {
+    local count
+    count=$(grep -c "member=$2\$" "$OUT/item-calls.log" || true)
+    click "$CX" "$CY" "$1"
+    wait_until 10 "a click with button $1 on the icon did not reach the item (no $2)" item_called "$2" $((count + 1))
+    ok "a click with button $1 on the icon made the panel call $2 on the item"
+}
 
 # --- fake Codex and Claude Code -------------------------------------------------------------
 
-# A fake codex: signed in; its app-server answers the handshake and a rate-limit read with the
-# used percentage in $SCRATCH/codex-used (changed by a case between refreshes) and the reset time
-# in $SCRATCH/codex-resets (an hour from now). Every run is logged to $SCRATCH/codex-runs.
-install_fake_codex() {
-    echo "${1:-30}" >"$SCRATCH/codex-used"
+# A fake claude (Lumora only needs it to exist) and a fake codex: signed in; its app-server
+# answers the handshake and a rate-limit read with the used percentage in $SCRATCH/codex-used
+# and the reset time in $SCRATCH/codex-resets (an hour on); every run logged in codex-runs.
+install_fake_tools() {
+    echo "$1" >"$SCRATCH/codex-used"
     echo $(($(date +%s) + 3600)) >"$SCRATCH/codex-resets"
     cat >"$SCRATCH/bin/codex" <<EOF
 #!/bin/sh
@@ -269,66 +274,46 @@ app-server)
 esac
 exit 2
 EOF
-    chmod +x "$SCRATCH/bin/codex"
-    export LUMORA_CODEX_PATH="$SCRATCH/bin/codex"
-}
-
-# A fake claude executable (Lumora only needs it to exist) and the hook's cache, written by the
-# real hook script that `lumora connect claude` installs, fed the status JSON Claude Code gives.
-install_fake_claude() {
     printf '#!/bin/sh\necho "2.0.0 (Claude Code)"\n' >"$SCRATCH/bin/claude"
-    chmod +x "$SCRATCH/bin/claude"
-    export LUMORA_CLAUDE_PATH="$SCRATCH/bin/claude"
+    chmod +x "$SCRATCH/bin/codex" "$SCRATCH/bin/claude"
+    export LUMORA_CODEX_PATH="$SCRATCH/bin/codex" LUMORA_CLAUDE_PATH="$SCRATCH/bin/claude"
 }
-
+# The hook's cache, written by the real hook script that `lumora connect claude` installs, fed
+# the status JSON Claude Code gives.
 feed_claude_hook() {
-    local used=$1 resets=$(($(date +%s) + 7200))
+    local resets=$(($(date +%s) + 7200))
     printf '{"model":{"display_name":"Opus"},"rate_limits":{"five_hour":{"used_percentage":%s,"resets_at":%s},"seven_day":{"used_percentage":10,"resets_at":%s}}}' \
-        "$used" "$resets" "$((resets + 86400))" |
-        sh "$XDG_DATA_HOME/Lumora/claude-statusline.sh" >/dev/null
+        "$1" "$resets" "$((resets + 86400))" | sh "$XDG_DATA_HOME/Lumora/claude-statusline.sh" >/dev/null
 }
-
-# Both tools connected through the command line, as a user would.
+# connect_fake_tools CODEX-USED CLAUDE-USED: both connected through the command line, as a user
+# would (under WRAP NAME, when set: privacy's strace).
 connect_fake_tools() {
-    install_fake_codex "${1:-30}"
-    install_fake_claude
-    "$LUMORA" connect codex >"$OUT/connect-codex.log" 2>&1 || fail "lumora connect codex: $(cat "$OUT/connect-codex.log")"
-    "$LUMORA" connect claude >"$OUT/connect-claude.log" 2>&1 || fail "lumora connect claude: $(cat "$OUT/connect-claude.log")"
-    feed_claude_hook "${2:-42}"
+    install_fake_tools "$1"
+    for tool in codex claude; do
+        ${WRAP:+$WRAP connect-$tool} "$LUMORA" connect $tool >"$OUT/connect-$tool.log" 2>&1 ||
+            fail "lumora connect $tool: $(cat "$OUT/connect-$tool.log")"
+    done
+    feed_claude_hook "$2"
 }
 
 # --- Lumora ---------------------------------------------------------------------------------
 
-# Whether this lumora has its tray: `lumora quit` answers "Lumora is not running." on a bus
-# without one. A build from before the tray gives another answer; its cases then skip the
-# Lumora checks and say so, after proving the panel part.
-lumora_has_tray() {
-    local answer
-    answer="$("$LUMORA" quit 2>&1 || true)"
-    LUMORA_NO_TRAY_REASON="$LUMORA has no tray yet: \`lumora quit\` answered \"$(printf '%s' "$answer" | head -n1)\""
-    [[ "$answer" == *"Lumora is not running."* ]]
-}
-
-# Whether the watcher lists an item of the Lumora process; sets LUMORA_ITEM_NAME (its bus name)
-# and LUMORA_ITEM_PATH (its object path). Watchers write an item as "NAME/PATH", "NAME" (the
-# path is then /StatusNotifierItem) or, GNOME's AppIndicator extension, "NAME@PATH".
+# Whether the watcher lists an item of the Lumora process; sets LUMORA_ITEM_NAME and
+# LUMORA_ITEM_PATH. Watchers write an item as "NAME/PATH", "NAME" (the path is then
+# /StatusNotifierItem) or, GNOME's AppIndicator extension, "NAME@PATH".
 lumora_item_registered() {
     local item name path
-    for item in $(watcher_items); do
-        name=${item%%[/@]*}
-        path=${item#"$name"}
-        path=${path#@}
-        if [ "$(bus_owner_pid "$name")" = "$LUMORA_PID" ]; then
-            LUMORA_ITEM_NAME=$name
-            LUMORA_ITEM_PATH=${path:-/StatusNotifierItem}
-            return 0
-        fi
+    for item in $(watcher RegisteredStatusNotifierItems | grep -o "'[^']*'" | tr -d "'"); do
+        name=${item%%[/@]*} path=${item#"${item%%[/@]*}"}
+        [ "$(bus_owner_pid "$name")" = "$LUMORA_PID" ] || continue
+        LUMORA_ITEM_NAME=$name LUMORA_ITEM_PATH=${path#@}
+        LUMORA_ITEM_PATH=${LUMORA_ITEM_PATH:-/StatusNotifierItem}
+        return 0
     done
     return 1
 }
-
-# start_lumora [PREFIX...]: starts the tray (optionally under a wrapper such as strace) and waits
-# for its name and its item at the watcher.
+# start_lumora [PREFIX...]: starts the tray (under a wrapper such as strace, if given); waits for
+# its name and, when a watcher runs, its item there.
 start_lumora() {
     spawn lumora "$@" "$LUMORA"
     SPAWNED_LUMORA=$SPAWNED
@@ -336,9 +321,19 @@ start_lumora() {
         bus_has io.github.lumora.Lumora
     LUMORA_PID="$(bus_owner_pid io.github.lumora.Lumora)"
     ok "lumora runs (pid $LUMORA_PID) and owns io.github.lumora.Lumora"
+    bus_has org.kde.StatusNotifierWatcher || return 0
+    wait_until 15 "the watcher did not list Lumora's item" lumora_item_registered
+    ok "the watcher lists Lumora's item"
 }
-
-# The item's label (XAyatanaLabel), and whether it holds every text given.
+lumora_call() { bus_call io.github.lumora.Lumora /io/github/lumora/Lumora "io.github.lumora.Lumora.$1"; }
+quit_lumora() {
+    lumora_call Quit >/dev/null || true
+    wait_until 15 "lumora did not quit" not alive "$SPAWNED_LUMORA"
+}
+sni_property() {
+    bus_call "$LUMORA_ITEM_NAME" "$LUMORA_ITEM_PATH" org.freedesktop.DBus.Properties.Get org.kde.StatusNotifierItem "$1"
+}
+# The item's label (XAyatanaLabel); label_is TEXT, label_has TEXT...
 lumora_label() { sni_property XAyatanaLabel | sed -n "s/^(<'\(.*\)'>,)\$/\1/p"; }
 label_is() { [ "$(lumora_label)" = "$1" ]; }
 label_has() {
@@ -346,60 +341,17 @@ label_has() {
     label=$(lumora_label)
     for text; do [[ "$label" == *"$text"* ]] || return 1; done
 }
-# How often codex app-server ran (the fake codex logs every run), and a wait for one more run.
+# How often codex app-server ran, and whether it ran more often than that since.
 app_server_runs() { grep -c '^app-server' "$SCRATCH/codex-runs" 2>/dev/null || true; }
 ran_since() { [ "$(app_server_runs)" -gt "$1" ]; }
-
-# The panel's calls to the item (Activate, ContextMenu, ...), logged by dbus-monitor; item_called
-# METHOD COUNT: the panel has called METHOD at least COUNT times.
-watch_item_calls() {
-    spawn item-calls dbus-monitor --session "type='method_call',interface='org.kde.StatusNotifierItem'"
-    wait_until 10 "dbus-monitor did not start" grep -q NameAcquired "$OUT/item-calls.log"
-}
-item_called() { [ "$(grep -c "member=$1\$" "$OUT/item-calls.log")" -ge "${2:-1}" ]; }
-
 # refresh_lumora: asks the tray to refresh until it has run codex again (a refresh asked for
-# while one is under way is dropped, as it should be), within 20 s.
+# while one is under way is dropped, as it should be), within 21 s.
 refresh_lumora() {
-    local runs deadline=$((SECONDS + 20)) until
+    local runs
     runs=$(app_server_runs)
-    while ! ran_since "$runs"; do
-        ((SECONDS < deadline)) || fail "the tray did not refresh (no new codex run) within 20 s"
+    for _ in {1..7}; do
         lumora_call Refresh >/dev/null
-        until=$((SECONDS + 3))
-        while ! ran_since "$runs" && ((SECONDS < until)); do sleep 0.1; done
+        poll 3 ran_since "$runs" && return
     done
-}
-
-lumora_call() {
-    gdbus call --session --timeout 10 -d io.github.lumora.Lumora -o /io/github/lumora/Lumora \
-        -m "io.github.lumora.Lumora.$1"
-}
-
-sni_property() {
-    gdbus call --session --timeout 5 -d "$LUMORA_ITEM_NAME" \
-        -o "$LUMORA_ITEM_PATH" -m org.freedesktop.DBus.Properties.Get \
-        org.kde.StatusNotifierItem "$1"
-}
-
-# --- finding what changed on screen -----------------------------------------------------------
-
-# changed_box BEFORE.png AFTER.png LEFT TOP WIDTH HEIGHT: the bounding box "x y width height" (in
-# screen coordinates) of the pixels that differ between two screenshots inside that region, e.g.
-# an item that appeared in a panel; nothing when nothing changed there.
-changed_box() {
-    local before=$1 after=$2 left=$3 top=$4 width=$5 height=$6
-    pamarith -difference <(pngtopnm "$before" | pamcut "$left" "$top" "$width" "$height") \
-        <(pngtopnm "$after" | pamcut "$left" "$top" "$width" "$height") |
-        pnmtoplainpnm | awk -v left="$left" -v top="$top" '
-        NR == 2 { w = $1; next }
-        NR <= 3 { next }
-        {
-            for (i = 1; i <= NF; i++) {
-                p = n++ ; px = int(p / 3); if ($i > 24) { x = px % w; y = int(px / w);
-                if (!found || x < x0) x0 = x; if (!found || x > x1) x1 = x;
-                if (!found || y < y0) y0 = y; if (!found || y > y1) y1 = y; found = 1 }
-            }
-        }
-        END { if (found) print x0 + left, y0 + top, x1 - x0 + 1, y1 - y0 + 1 }'
+    fail "the tray did not refresh (no new codex run) within 21 s"
 }
