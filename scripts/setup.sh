@@ -40,10 +40,10 @@ fi
 if [ "${1:-}" = desktop ]; then
     packages+=(
         # the desktops: GNOME Shell with the AppIndicator extension, KDE Plasma's shell with kded
-        # (its StatusNotifierWatcher) and the activity manager, XFCE's panel and window manager,
-        # sway with waybar, dunst
+        # (its StatusNotifierWatcher), the activity manager and KWin, XFCE's panel and window
+        # manager, sway with waybar, dunst
         gnome-shell gnome-shell-extension-appindicator plasma-workspace plasma-desktop-data kded5
-        kactivitymanagerd xfce4-panel xfwm4 xfconf sway waybar dunst libnotify-bin
+        kactivitymanagerd kwin-x11 xfce4-panel xfwm4 xfconf sway waybar dunst libnotify-bin
         # driving and watching them: input, screenshots, D-Bus, traces (libwayland-dev builds
         # the test's virtual pointer for sway)
         xdotool x11-apps x11-utils x11-xserver-utils netpbm grim jq strace dbus-bin
