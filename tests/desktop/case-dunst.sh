@@ -14,8 +14,6 @@ cat >"$XDG_CONFIG_HOME/dunst/dunstrc" <<EOF
     origin = top-right
     # below the panel, so that the pictures show both
     offset = 16x48
-    font = Sans 11
-    frame_width = 2
     mouse_left_click = do_action, close_current
     show_indicators = no
 [urgency_normal]

@@ -72,7 +72,6 @@ connect_fake_tools 30 42
 # The tray sits at the left, after the probe and the workspaces; nothing else in that part of
 # the bar changes, so whatever appears there once Lumora runs is its icon.
 screenshot_x before-lumora
-watch_item_calls
 start_lumora
 find_icon bar-with-item "$OUT/before-lumora.png" 72 0 600 30
 

@@ -11,7 +11,6 @@ ok "xfce4-panel is up (${PANEL_W}x${PANEL_H} at $PANEL_X,$PANEL_Y) and runs the 
 
 connect_fake_tools 30 42
 screenshot_x before-lumora
-watch_item_calls
 start_lumora
 find_icon panel-with-item "$OUT/before-lumora.png" "$PANEL_X" "$PANEL_Y" "$PANEL_W" "$PANEL_H"
 

@@ -33,10 +33,7 @@ fail() {
     exit 1
 }
 # Exit code 77 tells run.sh that the case skipped; the message says what stopped it.
-skip() {
-    printf 'SKIP %s: %s\n' "$CASE" "$*"
-    exit 77
-}
+skip() { printf 'SKIP %s: %s\n' "$CASE" "$*" && exit 77; }
 need() { for tool; do command -v "$tool" >/dev/null || skip "$tool is not installed (scripts/setup.sh desktop)"; done; }
 
 # Lumora first, given 3 s to end on SIGTERM (it must); then the rest in the reverse of their
@@ -88,9 +85,8 @@ start_bus() {
     wait_until 10 "the private $1 bus did not start" test -s "$SCRATCH/$1-bus"
     export "DBUS_${1^^}_BUS_ADDRESS=$(head -n1 "$SCRATCH/$1-bus")"
 }
-bus_call() { # bus_call NAME PATH INTERFACE.METHOD ARGUMENT...: a method call on the session bus
-    gdbus call --session --timeout 10 -d "$1" -o "$2" -m "$3" "${@:4}"
-}
+# bus_call NAME PATH INTERFACE.METHOD ARGUMENT...: a method call on the session bus.
+bus_call() { gdbus call --session --timeout 10 -d "$1" -o "$2" -m "$3" "${@:4}"; }
 bus_has() { bus_call org.freedesktop.DBus /org/freedesktop/DBus org.freedesktop.DBus.NameHasOwner "$1" | grep -q true; }
 bus_owner_pid() { bus_call org.freedesktop.DBus /org/freedesktop/DBus org.freedesktop.DBus.GetConnectionUnixProcessID "$1" | sed -n 's/^(uint32 \([0-9]*\),)$/\1/p'; }
 watcher() { # watcher PROPERTY: a property of the StatusNotifierWatcher
@@ -153,17 +149,18 @@ EOF
         bus_has org.kde.StatusNotifierWatcher
     panel_geometry xfce4-panel
 }
-# panel_geometry CLASS: waits for a dock window of that class; sets PANEL_X, PANEL_Y, PANEL_W, PANEL_H.
-dock() {
+# shown_window CLASS TYPE: a shown window of that class and type (DOCK, TOOLTIP, ...), its id.
+shown_window() {
     local id
     for id in $(xdotool search --onlyvisible --class "$1"); do
-        xprop -id "$id" _NET_WM_WINDOW_TYPE | grep -q _NET_WM_WINDOW_TYPE_DOCK && echo "$id" && return
+        xprop -id "$id" _NET_WM_WINDOW_TYPE | grep -q "_NET_WM_WINDOW_TYPE_$2" && echo "$id" && return
     done
     return 1
 }
+# panel_geometry CLASS: waits for a dock window of that class; sets PANEL_X, PANEL_Y, PANEL_W, PANEL_H.
 panel_geometry() {
-    wait_until 40 "no $1 panel is shown" dock "$1"
-    eval "$(xdotool getwindowgeometry --shell "$(dock "$1")")"
+    wait_until 40 "no $1 panel is shown" shown_window "$1" DOCK
+    eval "$(xdotool getwindowgeometry --shell "$(shown_window "$1" DOCK)")"
     PANEL_X=$X PANEL_Y=$Y PANEL_W=$WIDTH PANEL_H=$HEIGHT
 }
 
@@ -171,10 +168,7 @@ panel_geometry() {
 grab() {
     if [ -n "${WAYLAND_DISPLAY:-}" ]; then grim "$1"; else xwd -root -silent | xwdtopnm 2>/dev/null | pnmtopng >"$1"; fi
 }
-screenshot_x() {
-    grab "$OUT/$1.png"
-    log "screenshot: $OUT/$1.png"
-}
+screenshot_x() { grab "$OUT/$1.png" && log "screenshot: $OUT/$1.png"; }
 # differs FILE REFERENCE.png LEFT TOP WIDTH HEIGHT: grabs the screen into FILE; true when the
 # region differs from the reference, CHANGED then being the box "x y width height" that differs.
 differs() { grab "$1" && CHANGED=$(changed_box "$2" "$1" "${@:3}") && [ -n "$CHANGED" ]; }
@@ -196,6 +190,8 @@ find_icon() {
     ((iw <= 48 && ih <= 48)) || fail "the change in the panel is ${iw}x${ih}, larger than an icon"
     CX=$((ix + iw / 2)) CY=$((iy + ih / 2))
     ok "the panel shows Lumora's icon (${iw}x${ih} at $ix,$iy)"
+    spawn item-calls dbus-monitor --session "type='method_call',interface='org.kde.StatusNotifierItem'"
+    wait_until 10 "dbus-monitor did not start" grep -q NameAcquired "$OUT/item-calls.log"
 }
 # changed_box BEFORE.png AFTER.png LEFT TOP WIDTH HEIGHT: the box "x y width height" (in screen
 # coordinates) of the pixels that differ inside that region; nothing when none does.
@@ -237,11 +233,7 @@ end_break() {
 # click X Y BUTTON: a real click (sway's case clicks through its seat instead).
 click() { xdotool mousemove "$1" "$2" click "$3"; }
 # click_item BUTTON METHOD: a click on the icon at CX, CY makes the panel call METHOD on the item
-# (watch_item_calls logs those calls).
-watch_item_calls() {
-    spawn item-calls dbus-monitor --session "type='method_call',interface='org.kde.StatusNotifierItem'"
-    wait_until 10 "dbus-monitor did not start" grep -q NameAcquired "$OUT/item-calls.log"
-}
+# (find_icon has dbus-monitor log those calls).
 item_called() { [ "$(grep -c "member=$1\$" "$OUT/item-calls.log")" -ge "$2" ]; }
 click_item() {
     local count
@@ -326,13 +318,8 @@ start_lumora() {
     ok "the watcher lists Lumora's item"
 }
 lumora_call() { bus_call io.github.lumora.Lumora /io/github/lumora/Lumora "io.github.lumora.Lumora.$1"; }
-quit_lumora() {
-    lumora_call Quit >/dev/null || true
-    wait_until 15 "lumora did not quit" not alive "$SPAWNED_LUMORA"
-}
-sni_property() {
-    bus_call "$LUMORA_ITEM_NAME" "$LUMORA_ITEM_PATH" org.freedesktop.DBus.Properties.Get org.kde.StatusNotifierItem "$1"
-}
+quit_lumora() { lumora_call Quit >/dev/null || true; wait_until 15 "lumora did not quit" not alive "$SPAWNED_LUMORA"; }
+sni_property() { bus_call "$LUMORA_ITEM_NAME" "$LUMORA_ITEM_PATH" org.freedesktop.DBus.Properties.Get org.kde.StatusNotifierItem "$1"; }
 # The item's label (XAyatanaLabel); label_is TEXT, label_has TEXT...
 lumora_label() { sni_property XAyatanaLabel | sed -n "s/^(<'\(.*\)'>,)\$/\1/p"; }
 label_is() { [ "$(lumora_label)" = "$1" ]; }
