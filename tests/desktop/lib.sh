@@ -78,7 +78,6 @@ not() { ! "$@"; }
 alive() { [ -e "/proc/$1" ] && ! grep -q '^State:.*Z' "/proc/$1/status" 2>/dev/null; }
 
 # --- message buses --------------------------------------------------------------------------
-
 # start_bus session|system: a private bus (GNOME Shell gets a "system" one with nobody on it).
 start_bus() {
     spawn "$1-bus" dbus-daemon --session --nofork --nopidfile --nosyslog --print-address=3 3>"$SCRATCH/$1-bus"
@@ -95,7 +94,6 @@ watcher() { # watcher PROPERTY: a property of the StatusNotifierWatcher
 }
 
 # --- X11 ------------------------------------------------------------------------------------
-
 # start_xvfb WIDTHxHEIGHT: a private X server on a free display number, its background dark.
 start_xvfb() {
     spawn xvfb Xvfb -displayfd 3 -screen 0 "${1}x24" -nolisten tcp -noreset +extension RANDR \
@@ -225,7 +223,10 @@ expect_break() {
     screenshot_x_changed break-screen "$2" 590 350 100 100
     ok "$1 covered the screen with the break screen"
 }
+# end_break: Escape, once the keyboard's focus is on the break screen, ends the break.
+has_input_focus() { lumora_windows | awk -v a="$(xdotool getwindowfocus)" '$1 == a { f = 1 } END { exit !f }'; }
 end_break() {
+    wait_until 10 "the break screen does not have the keyboard's focus" has_input_focus
     xdotool key Escape
     wait_until 10 "Escape did not end the break" not full_screen
     ok "Escape ended the break"
@@ -244,7 +245,6 @@ click_item() {
 }
 
 # --- fake Codex and Claude Code -------------------------------------------------------------
-
 # A fake claude (Lumora only needs it to exist) and a fake codex: signed in; its app-server
 # answers the handshake and a rate-limit read with the used percentage in $SCRATCH/codex-used
 # and the reset time in $SCRATCH/codex-resets (an hour on); every run logged in codex-runs.
@@ -289,7 +289,6 @@ connect_fake_tools() {
 }
 
 # --- Lumora ---------------------------------------------------------------------------------
-
 # Whether the watcher lists an item of the Lumora process; sets LUMORA_ITEM_NAME and
 # LUMORA_ITEM_PATH. Watchers write an item as "NAME/PATH", "NAME" (the path is then
 # /StatusNotifierItem) or, GNOME's AppIndicator extension, "NAME@PATH".
@@ -320,14 +319,10 @@ start_lumora() {
 lumora_call() { bus_call io.github.lumora.Lumora /io/github/lumora/Lumora "io.github.lumora.Lumora.$1"; }
 quit_lumora() { lumora_call Quit >/dev/null || true; wait_until 15 "lumora did not quit" not alive "$SPAWNED_LUMORA"; }
 sni_property() { bus_call "$LUMORA_ITEM_NAME" "$LUMORA_ITEM_PATH" org.freedesktop.DBus.Properties.Get org.kde.StatusNotifierItem "$1"; }
-# The item's label (XAyatanaLabel); label_is TEXT, label_has TEXT...
+# The item's label (XAyatanaLabel); label_is TEXT, label_has TEXT.
 lumora_label() { sni_property XAyatanaLabel | sed -n "s/^(<'\(.*\)'>,)\$/\1/p"; }
 label_is() { [ "$(lumora_label)" = "$1" ]; }
-label_has() {
-    local label text
-    label=$(lumora_label)
-    for text; do [[ "$label" == *"$text"* ]] || return 1; done
-}
+label_has() { [[ "$(lumora_label)" == *"$1"* ]]; }
 # How often codex app-server ran, and whether it ran more often than that since.
 app_server_runs() { grep -c '^app-server' "$SCRATCH/codex-runs" 2>/dev/null || true; }
 ran_since() { [ "$(app_server_runs)" -gt "$1" ]; }

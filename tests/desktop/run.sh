@@ -1,13 +1,9 @@
 #!/usr/bin/env bash
-# Runs Lumora against the real panels of a Debian desktop, headless: each case in
-# tests/desktop/case-*.sh starts its own buses, display server and panel, and ends them.
-#
-#   tests/desktop/run.sh [-o OUTPUT-FOLDER] [LUMORA-BINARY] [CASE...]
-#
-# Each case runs under a time limit in PID and user namespaces of its own (uid 1000 inside, the
-# caller outside: sway refuses to run as root, and a desktop session is a user's), so that
-# nothing a panel starts can outlive it. Output: one line per case, the screenshots' paths, and
-# "N passed, N failed, N skipped".
+# tests/desktop/run.sh [-o OUTPUT-FOLDER] [LUMORA-BINARY] [CASE...]: Lumora against the real panels
+# of a Debian desktop, headless; each case (case-*.sh) starts its own buses, display server and
+# panel, under a time limit, in PID and user namespaces of its own (uid 1000 inside: sway refuses
+# to run as root, and a desktop session is a user's), so that nothing it starts outlives it.
+# Prints a line per case, the screenshots' paths, and "N passed, N failed, N skipped".
 set -uo pipefail
 here="$(cd "$(dirname "$0")" && pwd)"
 out="$here/../../build/desktop-test"
