@@ -43,6 +43,10 @@ protected:
 TEST_F(FocusScreenshots, SettingsControlsScrollIntoSightWithTheirRing) {
     open();
     QQuickWindow& view = *window->window();
+    // Opened on its first control.
+    ASSERT_TRUE(waitUntil([&] { return view.activeFocusItem() != nullptr; }));
+    EXPECT_EQ(view.activeFocusItem()->objectName(), "refreshButton")
+        << view.activeFocusItem()->metaObject()->className();
     for (const QString name : {"styleButtonMinimal", "colorWell", "resetColorButton",
                                "startAtLoginSwitch", "keepHistorySwitch"}) {
         QQuickItem* control = tabTo(view, name);
