@@ -27,6 +27,8 @@ packages=(
     dash coreutils mawk
     # the break screen's typeface
     fonts-urw-base35
+    # the accessibility and keyboard tests: the accessibility bus, AT-SPI from Python, typing
+    at-spi2-core python3-pyatspi xdotool
 )
 
 if [ "${1:-}" = fuzz ]; then

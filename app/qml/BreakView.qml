@@ -16,9 +16,13 @@ Item {
         height: root.height
     }
 
+    // Also what a screen reader finds on the screen (a window's root item is not announced).
     Rectangle {
         anchors.fill: parent
         color: "black"
+        Accessible.role: Accessible.Pane
+        Accessible.name: root.viewModel.accessibleName
+        Accessible.description: root.viewModel.accessibleHint
     }
 
     PhotoFill {

@@ -14,11 +14,15 @@ Rectangle {
 
     width: 340
     implicitWidth: 340
+    Keys.onEscapePressed: root.viewModel.dismiss()
     implicitHeight: content.implicitHeight + 2 * root.padding
     color: colors.background
 
     PopoverColors {
         id: colors
+    }
+    KeyboardFocus {
+        focusFirstOnShow: true
     }
 
     ColumnLayout {
@@ -66,32 +70,22 @@ Rectangle {
                 ToolTip.text: root.viewModel.updateToolTip
                 onClicked: root.viewModel.openUpdate()
             }
-            ToolButton {
+            // Stays while a refresh runs (turning its spinner instead of the icon), so that the
+            // keyboard's focus is not lost.
+            IconButton {
                 objectName: "refreshButton"
-                visible: !root.viewModel.isRefreshing
-                display: AbstractButton.IconOnly
-                flat: true
-                icon.source: "icons/refresh.svg"
-                icon.width: 14
-                icon.height: 14
-                icon.color: colors.secondary
+                text: root.viewModel.refreshToolTip
+                icon.source: root.viewModel.isRefreshing ? "" : "icons/refresh.svg"
+                iconSize: 14
                 implicitWidth: 24
                 implicitHeight: 24
-                padding: 0
-                Accessible.name: root.viewModel.refreshToolTip
-                ToolTip.visible: hovered
-                ToolTip.delay: 500
-                ToolTip.text: root.viewModel.refreshToolTip
+                Accessible.description: root.viewModel.refreshState
                 onClicked: root.viewModel.refresh()
-            }
-            Item {
-                objectName: "refreshBusy"
-                visible: root.viewModel.isRefreshing
-                implicitWidth: 24
-                implicitHeight: 24
 
                 Spinner {
+                    objectName: "refreshBusy"
                     anchors.centerIn: parent
+                    visible: root.viewModel.isRefreshing
                 }
             }
         }
@@ -141,38 +135,20 @@ Rectangle {
             Item {
                 Layout.fillWidth: true
             }
-            ToolButton {
+            IconButton {
                 objectName: "settingsButton"
-                display: AbstractButton.IconOnly
-                flat: true
+                text: root.viewModel.settingsToolTip
                 icon.source: "icons/gear.svg"
-                icon.width: 16
-                icon.height: 16
-                icon.color: colors.secondary
                 implicitWidth: 28
                 implicitHeight: 28
-                padding: 0
-                Accessible.name: root.viewModel.settingsToolTip
-                ToolTip.visible: hovered
-                ToolTip.delay: 500
-                ToolTip.text: root.viewModel.settingsToolTip
                 onClicked: root.viewModel.openSettings()
             }
-            ToolButton {
+            IconButton {
                 objectName: "quitButton"
-                display: AbstractButton.IconOnly
-                flat: true
+                text: root.viewModel.quitToolTip
                 icon.source: "icons/power.svg"
-                icon.width: 16
-                icon.height: 16
-                icon.color: colors.secondary
                 implicitWidth: 28
                 implicitHeight: 28
-                padding: 0
-                Accessible.name: root.viewModel.quitToolTip
-                ToolTip.visible: hovered
-                ToolTip.delay: 500
-                ToolTip.text: root.viewModel.quitToolTip
                 onClicked: root.viewModel.quit()
             }
         }

@@ -39,4 +39,8 @@ Switch {
     PopoverColors {
         id: colors
     }
+    FocusRing {
+        shown: control.visualFocus
+        radius: 10
+    }
 }

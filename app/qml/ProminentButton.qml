@@ -18,6 +18,8 @@ Button {
     icon.width: 11
     icon.height: 11
     icon.color: colors.textOnAccent
+    // Qt 6.4 does not press a Qt Quick button for a screen reader's press action.
+    Accessible.onPressAction: button.clicked()
 
     contentItem: IconLabel {
         spacing: button.spacing
@@ -37,5 +39,9 @@ Button {
 
     PopoverColors {
         id: colors
+    }
+    FocusRing {
+        shown: button.visualFocus
+        radius: 8
     }
 }

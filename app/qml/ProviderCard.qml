@@ -6,7 +6,8 @@ import Lumora
 // One provider in the popover: its header (drag handle, name, show-in-panel switch), then its
 // usage, a stale notice, a status message or the connection step it still needs. Dragged by
 // the handle, its drag image follows the pointer over the whole popover; entering another card
-// reorders the two.
+// reorders the two. The card takes the keyboard's focus on its own, is read as one sentence, and
+// Alt+Up or Alt+Down moves it.
 Item {
     id: providerCard
 
@@ -14,6 +15,14 @@ Item {
 
     objectName: "card-" + providerCard.card.providerID
     implicitHeight: content.implicitHeight
+    activeFocusOnTab: true
+    Accessible.role: Accessible.ListItem
+    Accessible.name: providerCard.card.spokenText
+    Accessible.description: providerCard.card.reorderHint
+    Accessible.focusable: true
+    Keys.onPressed: (event) => {
+        event.accepted = providerCard.card.moveByKey(event.key, event.modifiers);
+    }
     opacity: providerCard.card.dragOpacity
     scale: providerCard.card.dragScale
 
@@ -30,6 +39,12 @@ Item {
 
     PopoverColors {
         id: colors
+    }
+
+    FocusRing {
+        anchors.margins: -6
+        radius: 8
+        shown: providerCard.activeFocus
     }
 
     DropArea {
@@ -67,6 +82,7 @@ Item {
                 id: handle
 
                 objectName: "dragHandle"
+                Accessible.ignored: true
                 implicitWidth: 16
                 implicitHeight: 18
 

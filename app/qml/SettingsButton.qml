@@ -13,8 +13,13 @@ Button {
     palette.buttonText: !button.destructive ? settingsButtonPalette.buttonText : settingsButtonPalette.button.hslLightness < 0.5 ? "#ff6961" : "#d70015"
     rightPadding: 12
     topPadding: 5
+    // Qt 6.4 does not press a Qt Quick button for a screen reader's press action.
+    Accessible.onPressAction: button.clicked()
 
     SystemPalette {
         id: settingsButtonPalette
+    }
+    FocusRing {
+        shown: button.visualFocus
     }
 }

@@ -47,5 +47,11 @@ Item {
             // Show what the model holds now, also when it refused the change.
             control.checked = Qt.binding(() => switchRow.checked);
         }
+
+        FocusRing {
+            parent: control.indicator
+            radius: 5
+            shown: control.visualFocus
+        }
     }
 }

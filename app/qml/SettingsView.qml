@@ -14,9 +14,13 @@ Rectangle {
     required property SettingsViewModel settings
 
     color: viewPalette.window
+    Keys.onEscapePressed: settingsView.Window.window.close()
 
     SystemPalette {
         id: viewPalette
+    }
+    KeyboardFocus {
+        flickable: scroller.contentItem
     }
 
     ScrollView {
@@ -228,6 +232,7 @@ Rectangle {
                     id: checkButton
 
                     objectName: "checkForUpdatesButton"
+                    Accessible.name: settingsView.settings.checkForUpdatesTitle
                     enabled: !settingsView.settings.isCheckingForUpdates
                     visible: settingsView.settings.showsCheckForUpdates
 

@@ -80,6 +80,9 @@ class BreakViewModel : public QObject {
     Q_PROPERTY(bool reduceMotion READ reduceMotion NOTIFY reduceMotionChanged)
     Q_PROPERTY(QString fontFamily READ fontFamily CONSTANT)
     Q_PROPERTY(QString resetsInTitle READ resetsInTitle CONSTANT)
+    // What a screen reader says of the break screen, and how it ends.
+    Q_PROPERTY(QString accessibleName READ accessibleName CONSTANT)
+    Q_PROPERTY(QString accessibleHint READ accessibleHint CONSTANT)
 
 public:
     // What fills the screen behind the text: the photo style without a photo is plain black.
@@ -88,6 +91,8 @@ public:
 
     static inline const QString resetTimeUnavailable = QStringLiteral("Reset time unavailable");
     static QString resetsInTitle() { return QStringLiteral("RESETS IN"); }
+    static QString accessibleName() { return tr("Break"); }
+    static QString accessibleHint() { return tr("Press Escape or click to end the break"); }
 
     explicit BreakViewModel(AppModel* model, QObject* parent = nullptr);
 

@@ -87,6 +87,7 @@ PopoverViewModel::PopoverViewModel(AppModel* model, QObject* parent)
         connect(each, &ProviderCardModel::dragBegun, this, &PopoverViewModel::beginDrag);
         connect(each, &ProviderCardModel::dragEntered, this, &PopoverViewModel::dragEntered);
         connect(each, &ProviderCardModel::dragEnded, this, &PopoverViewModel::endDrag);
+        connect(each, &ProviderCardModel::moveRequested, this, &PopoverViewModel::moveCard);
     }
     m_entries.setOrder(m_model->preferences()->providerOrder());
     updateCards();
@@ -104,6 +105,10 @@ ProviderCardModel* PopoverViewModel::card(const QString& providerID) {
 
 bool PopoverViewModel::isRefreshing() const {
     return m_model->isRefreshing();
+}
+
+QString PopoverViewModel::refreshState() const {
+    return isRefreshing() ? tr("Refreshing") : QString();
 }
 
 bool PopoverViewModel::showsUpdate() const {
@@ -167,6 +172,19 @@ void PopoverViewModel::dragEntered(const QString& targetProviderID) {
 
 void PopoverViewModel::endDrag() {
     setDraggedProviderID({});
+}
+
+void PopoverViewModel::moveCard(const QString& providerID, int step) {
+    const QStringList& order = m_entries.order();
+    const qsizetype from = order.indexOf(providerID);
+    const qsizetype to = from + step;
+    if (from >= 0 && to >= 0 && to < order.size()) {
+        m_model->swapProviders(providerID, order[to]);
+    }
+}
+
+void PopoverViewModel::dismiss() {
+    emit closeRequested();
 }
 
 void PopoverViewModel::setDraggedProviderID(const QString& providerID) {

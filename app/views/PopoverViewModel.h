@@ -52,6 +52,8 @@ class PopoverViewModel : public QObject {
     QML_UNCREATABLE("Made by the popover window.")
     Q_PROPERTY(lumora::PopoverEntries* entries READ entries CONSTANT)
     Q_PROPERTY(bool isRefreshing READ isRefreshing NOTIFY changed)
+    // What a screen reader adds to the Refresh button: "Refreshing" while one runs.
+    Q_PROPERTY(QString refreshState READ refreshState NOTIFY changed)
     Q_PROPERTY(bool showsUpdate READ showsUpdate NOTIFY changed)
     Q_PROPERTY(QString updateToolTip READ updateToolTip NOTIFY changed)
     Q_PROPERTY(QString draggedProviderID READ draggedProviderID NOTIFY draggedProviderIDChanged)
@@ -71,6 +73,7 @@ public:
     ProviderCardModel* card(const QString& providerID);
 
     bool isRefreshing() const;
+    QString refreshState() const;
     bool showsUpdate() const;
     QString updateToolTip() const;
     const QString& draggedProviderID() const { return m_draggedProviderID; }
@@ -104,6 +107,11 @@ public:
     Q_INVOKABLE void beginDrag(const QString& providerID);
     Q_INVOKABLE void dragEntered(const QString& targetProviderID);
     Q_INVOKABLE void endDrag();
+    // Moves a card one place up (-1) or down (+1) in the provider order, as a drag over its
+    // neighbour does; nothing at either end.
+    void moveCard(const QString& providerID, int step);
+    // Escape: the popover closes.
+    Q_INVOKABLE void dismiss();
 
 signals:
     void changed();

@@ -72,6 +72,60 @@ QString ProviderCardModel::connectionButtonTitle(const UsageSnapshot& snapshot,
     return {};
 }
 
+namespace {
+
+// English has one form for one and another for the rest; every other language's forms come from
+// the numerus entries of its translation.
+QString daysText(qint64 n) {
+    const int count = static_cast<int>(n);
+    return n == 1 ? ProviderCardModel::tr("%n day", "spoken duration", count)
+                  : ProviderCardModel::tr("%n days", "spoken duration", count);
+}
+
+QString hoursText(qint64 n) {
+    const int count = static_cast<int>(n);
+    return n == 1 ? ProviderCardModel::tr("%n hour", "spoken duration", count)
+                  : ProviderCardModel::tr("%n hours", "spoken duration", count);
+}
+
+QString minutesText(qint64 n) {
+    const int count = static_cast<int>(n);
+    return n == 1 ? ProviderCardModel::tr("%n minute", "spoken duration", count)
+                  : ProviderCardModel::tr("%n minutes", "spoken duration", count);
+}
+
+} // namespace
+
+QString ProviderCardModel::spokenDuration(qint64 minutes) {
+    const qint64 days = minutes / (24 * 60);
+    const qint64 hours = (minutes / 60) % 24;
+    const qint64 rest = minutes % 60;
+    if (days > 0) {
+        return hours > 0 ? tr("%1 %2", "spoken duration: days, then hours")
+                               .arg(daysText(days), hoursText(hours))
+                         : daysText(days);
+    }
+    if (hours > 0) {
+        return rest > 0 ? tr("%1 %2", "spoken duration: hours, then minutes")
+                              .arg(hoursText(hours), minutesText(rest))
+                        : hoursText(hours);
+    }
+    return minutesText(rest);
+}
+
+QString ProviderCardModel::reorderHint() {
+    return tr("Alt+Up or Alt+Down moves the card");
+}
+
+bool ProviderCardModel::moveByKey(int key, int modifiers) {
+    if ((modifiers & ~Qt::KeypadModifier) != Qt::AltModifier ||
+        (key != Qt::Key_Up && key != Qt::Key_Down)) {
+        return false;
+    }
+    emit moveRequested(m_providerID, key == Qt::Key_Up ? -1 : 1);
+    return true;
+}
+
 bool ProviderCardModel::isClaude() const {
     return m_providerID == providers::claudeCodeID;
 }
@@ -111,15 +165,21 @@ void ProviderCardModel::update(const QDateTime& now) {
         content.showsPrivacyLine = reading.state.kind() == Kind::disconnected;
         content.connectionBusy = reading.state.kind() == Kind::checking;
         content.connectionButtonTitle = connectionButtonTitle(snapshot, reading.state);
+        content.spokenText = tr("%1, %2", "a card read aloud: provider, message")
+                                 .arg(content.providerName, content.connectionMessage);
     } else if (snapshot.isStale(now)) {
         content.block = Block::Stale;
         content.lastUpdateText =
             QStringLiteral("Last update: ") + relativeTimeText(snapshot.capturedAt, now);
+        content.spokenText = tr("%1, %2, %3", "a card read aloud: provider, notice, last update")
+                                 .arg(content.providerName, staleTitle(), content.lastUpdateText);
     } else if (const auto window = snapshot.primaryWindow();
                !window || !window->usedRatio || !std::isfinite(*window->usedRatio)) {
         content.block = Block::Message;
         content.statusText =
             snapshot.statusMessage.value_or(QStringLiteral("Status is unavailable."));
+        content.spokenText = tr("%1, %2", "a card read aloud: provider, message")
+                                 .arg(content.providerName, content.statusText);
     } else {
         content.block = Block::Usage;
         double remaining = 1.0 - *window->usedRatio;
@@ -147,6 +207,7 @@ void ProviderCardModel::update(const QDateTime& now) {
             content.projection = std::move(shape.projection);
         }
         content.weeklyText = weeklyText(snapshot, now);
+        content.spokenText = spokenUsage(content, window->resetsAt, now);
     }
 
     if (!(content == m_content)) {
@@ -179,6 +240,23 @@ QString ProviderCardModel::weeklyText(const UsageSnapshot& snapshot, const QDate
             .arg(when);
     }
     return {};
+}
+
+QString ProviderCardModel::spokenUsage(const Content& content,
+                                       const std::optional<QDateTime>& resetsAt,
+                                       const QDateTime& now) {
+    const int percent = content.percentageText.toInt();
+    const qint64 seconds = resetsAt ? now.secsTo(*resetsAt) : -1;
+    if (seconds >= 60) {
+        return tr("%1, %n percent left, %2, resets in %3", "a card read aloud", percent)
+            .arg(content.providerName, content.windowLabel, spokenDuration(seconds / 60));
+    }
+    if (seconds > 0) {
+        return tr("%1, %n percent left, %2, resets in under a minute", "a card read aloud", percent)
+            .arg(content.providerName, content.windowLabel);
+    }
+    return tr("%1, %n percent left, %2", "a card read aloud", percent)
+        .arg(content.providerName, content.windowLabel);
 }
 
 namespace {

@@ -49,6 +49,9 @@ class ProviderCardModel : public QObject {
     Q_PROPERTY(bool connectionBusy READ connectionBusy NOTIFY changed)
     Q_PROPERTY(QString connectionButtonTitle READ connectionButtonTitle NOTIFY changed)
     Q_PROPERTY(QString compactRemainingText READ compactRemainingText NOTIFY changed)
+    // The whole card as one sentence for screen readers, and how to move it by keyboard.
+    Q_PROPERTY(QString spokenText READ spokenText NOTIFY changed)
+    Q_PROPERTY(QString reorderHint READ reorderHint CONSTANT)
     Q_PROPERTY(bool dragged READ dragged NOTIFY draggedChanged)
     // How the card looks while it is being dragged: faded and a little smaller.
     Q_PROPERTY(qreal dragOpacity READ dragOpacity NOTIFY draggedChanged)
@@ -104,6 +107,11 @@ public:
     bool connectionBusy() const { return m_content.connectionBusy; }
     const QString& connectionButtonTitle() const { return m_content.connectionButtonTitle; }
     const QString& compactRemainingText() const { return m_content.compactRemainingText; }
+    // "Claude Code, 58 percent left, Session limit, resets in 2 hours 15 minutes".
+    const QString& spokenText() const { return m_content.spokenText; }
+    // A stretch of whole minutes as a screen reader says it: "2 hours 15 minutes", "1 day 4 hours".
+    static QString spokenDuration(qint64 minutes);
+    static QString reorderHint();
     bool dragged() const { return m_dragged; }
     qreal dragOpacity() const { return m_dragged ? 0.35 : 1.0; }
     qreal dragScale() const { return m_dragged ? 0.985 : 1.0; }
@@ -129,6 +137,9 @@ public:
     Q_INVOKABLE void beginDrag() { emit dragBegun(m_providerID); }
     Q_INVOKABLE void dragEnter() { emit dragEntered(m_providerID); }
     Q_INVOKABLE void endDrag() { emit dragEnded(); }
+    // A key pressed on the focused card: Alt+Up and Alt+Down move it one place (as a drag over
+    // its neighbour does). Returns whether the key was one of those.
+    Q_INVOKABLE bool moveByKey(int key, int modifiers);
 
 signals:
     void changed();
@@ -136,6 +147,7 @@ signals:
     void dragBegun(const QString& providerID);
     void dragEntered(const QString& providerID);
     void dragEnded();
+    void moveRequested(const QString& providerID, int step);
 
 private:
     struct Content {
@@ -161,6 +173,7 @@ private:
         bool connectionBusy = false;
         QString connectionButtonTitle;
         QString compactRemainingText;
+        QString spokenText;
         bool operator==(const Content&) const = default;
     };
     struct Reading {
@@ -170,6 +183,8 @@ private:
         ProviderConnectionState state;
     };
     Reading read() const;
+    static QString spokenUsage(const Content& content, const std::optional<QDateTime>& resetsAt,
+                               const QDateTime& now);
     bool isClaude() const;
     bool isCodex() const;
 
