@@ -48,6 +48,8 @@ TEST_P(TranslationScreenshots, PopoverSettingsAndBreakScreen) {
     screenshot(code + "-break-screen", "styleDescription");
     screenshot(code + "-notifications", "paceAlerts");
     screenshot(code + "-privacy", "clearHistoryButton");
+    model->preferences()->setBreakScreenStyle(BreakScreenStyle::photo);
+    screenshot(code + "-photo", "choosePhotoButton");
 
     {
         PopoverWindow popover(model.get());
@@ -59,9 +61,14 @@ TEST_P(TranslationScreenshots, PopoverSettingsAndBreakScreen) {
         model->preferences()->setClaudeEnabled(false);
         rest();
         EXPECT_TRUE(saveScreenshot(*popover.window(), path("popover-" + code + "-connect")));
+        // Its figures twelve minutes old: the card asks for a sync.
+        UsageSnapshot stale = usage("claude-code", Availability::ready, 0.42);
+        stale.capturedAt = stale.capturedAt.addSecs(-12 * 60);
+        harness.claude->script->setSnapshot(stale);
         model->preferences()->setClaudeEnabled(true);
-        rest();
         ASSERT_TRUE(waitFor(model->refresh(false)));
+        rest();
+        EXPECT_TRUE(saveScreenshot(*popover.window(), path("popover-" + code + "-stale")));
     }
 
     BreakViewModel viewModel(model.get());
