@@ -1,5 +1,7 @@
 #include "translations/Translations.h"
 
+#include <QLibraryInfo>
+
 namespace lumora {
 
 std::unique_ptr<QTranslator> translatorFor(const QLocale& locale) {
@@ -20,10 +22,20 @@ std::unique_ptr<QTranslator> translatorFor(const QLocale& locale) {
 }
 
 void installTranslations(QCoreApplication& application) {
-    if (std::unique_ptr<QTranslator> translator = translatorFor(QLocale::system())) {
-        QCoreApplication::installTranslator(translator.get());
-        translator.release()->setParent(&application);
+    std::unique_ptr<QTranslator> translator = translatorFor(QLocale::system());
+    if (!translator) {
+        return;
     }
+    // Qt's own texts in the same language (the file dialog's buttons, for one), where Debian's
+    // qt6-translations-l10n is installed.
+    auto qt = std::make_unique<QTranslator>();
+    if (qt->load(QLocale(translator->language()), QStringLiteral("qt"), QStringLiteral("_"),
+                 QLibraryInfo::path(QLibraryInfo::TranslationsPath))) {
+        QCoreApplication::installTranslator(qt.get());
+        qt.release()->setParent(&application);
+    }
+    QCoreApplication::installTranslator(translator.get());
+    translator.release()->setParent(&application);
 }
 
 } // namespace lumora
