@@ -806,7 +806,7 @@ Ohne Befehl startet lumora im Infobereich oder öffnet das Nutzungsfenster des b
     <name>lumora::PopoverViewModel</name>
     <message>
         <source>Download Lumora %1</source>
-        <translation>Lumora %1 laden</translation>
+        <translation>Lumora %1 herunterladen</translation>
     </message>
     <message>
         <source>AI usage at a glance</source>
@@ -881,7 +881,7 @@ Ohne Befehl startet lumora im Infobereich oder öffnet das Nutzungsfenster des b
     </message>
     <message>
         <source>Get Codex</source>
-        <translation>Codex holen</translation>
+        <translation>Codex herunterladen</translation>
     </message>
     <message>
         <source>Open Sign In</source>
@@ -986,7 +986,7 @@ Ohne Befehl startet lumora im Infobereich oder öffnet das Nutzungsfenster des b
     </message>
     <message>
         <source>Download Lumora %1</source>
-        <translation>Lumora %1 laden</translation>
+        <translation>Lumora %1 herunterladen</translation>
     </message>
     <message>
         <source>Checking…</source>
