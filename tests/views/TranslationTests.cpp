@@ -7,8 +7,11 @@
 #include "core/CodexUsageProvider.h"
 #include "core/Messages.h"
 #include "core/RelativeTime.h"
+#include "core/UsageWindowLabel.h"
 #include "model/UsageNotifications.h"
 #include "views/BreakViewModel.h"
+#include "views/PopoverViewModel.h"
+#include "views/ProviderCardModel.h"
 #include "views/SettingsViewModel.h"
 
 #include <gtest/gtest.h>
@@ -83,6 +86,50 @@ TEST(Translation, TextsTimesAndPluralsInEachLanguage) {
         EXPECT_EQ(notification->title, row.notification);
         EXPECT_EQ(SettingsViewModel::styleTitles().join(", "), row.styles);
         EXPECT_EQ(shownMessage(CodexUsageProvider::notInstalledMessage), row.storedMessage);
+    }
+}
+
+// The texts of the views' rules, gathered over every state that shows one: in German none may
+// stay English, so a text that is not marked for translation fails here.
+TEST(Translation, NoViewTextStaysEnglishInGerman) {
+    const auto texts = [] {
+        using State = ProviderConnectionState;
+        QStringList all;
+        for (const char* provider : {"codex", "claude-code"}) {
+            const UsageSnapshot snapshot = usage(provider, Availability::ready, 0.5);
+            for (const State& state :
+                 {State::disconnected(), State::checking(), State::executableMissing(),
+                  State::loginRequired(), State::setupRequired(), State::waiting()}) {
+                all << ProviderCardModel::connectionMessage(snapshot, state)
+                    << ProviderCardModel::connectionButtonTitle(snapshot, state);
+            }
+        }
+        all << ProviderCardModel::percentSuffix() << ProviderCardModel::staleTitle()
+            << ProviderCardModel::staleDetail() << ProviderCardModel::privacyLine()
+            << ProviderCardModel::dragToolTip() << PopoverViewModel::subtitle()
+            << PopoverViewModel::refreshToolTip() << PopoverViewModel::breakTitle()
+            << PopoverViewModel::settingsToolTip() << PopoverViewModel::quitToolTip()
+            << BreakViewModel::resetsInTitle() << BreakViewModel::resetTimeUnavailable()
+            << SettingsViewModel::styleTitles() << SettingsViewModel::privacyLines();
+        for (const BreakScreenStyle style :
+             {BreakScreenStyle::photo, BreakScreenStyle::motion, BreakScreenStyle::minimal}) {
+            all << SettingsViewModel::styleDescription(style);
+        }
+        for (const auto kind :
+             {UsageWindow::Kind::session, UsageWindow::Kind::daily, UsageWindow::Kind::weekly,
+              UsageWindow::Kind::monthly, UsageWindow::Kind::credits}) {
+            all << usageWindowLabel(kind);
+        }
+        return all;
+    };
+    const QStringList english = texts();
+    const Language german{QLocale(QLocale::German, QLocale::Germany)};
+    const QStringList translated = texts();
+    ASSERT_EQ(translated.size(), english.size());
+    for (qsizetype i = 0; i < english.size(); ++i) {
+        if (english[i] != QLatin1String("Minimal")) { // the same word in German
+            EXPECT_NE(translated[i], english[i]);
+        }
     }
 }
 
