@@ -25,9 +25,12 @@ TEST(TranslationCommandLine, HelpAndStatusFollowTheLanguageVariables) {
         {{{"LANG", "fr_FR.UTF-8"}},
          "Utilisation" + nbsp + ": lumora [COMMANDE] [OPTIONS]",
          "Aucun outil n\u2019est affich\u00e9."},
-        // LANGUAGE comes first; LC_MESSAGES before LANG; a language without a translation
-        // is English.
+        // LANGUAGE comes first, and English in it wins over a later language; LC_MESSAGES
+        // before LANG; a country falls back to its language; a language without a
+        // translation is English.
         {{{"LANG", "de_DE.UTF-8"}, {"LANGUAGE", "fr"}}, "Utilisation", "Aucun outil"},
+        {{{"LANG", "de_DE.UTF-8"}, {"LANGUAGE", "en_GB:de"}}, "Usage: lumora", "No tool"},
+        {{{"LANG", "de_AT.UTF-8"}}, "Aufruf", "Kein Tool"},
         {{{"LANG", "C.UTF-8"}, {"LC_MESSAGES", "de_DE.UTF-8"}}, "Aufruf", "Kein Tool"},
         {{{"LANG", "es_ES.UTF-8"}}, "Usage: lumora", "No tool is shown."},
     };
