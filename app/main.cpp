@@ -1,4 +1,5 @@
 #include "cli/CommandLine.h"
+#include "translations/Translations.h"
 
 #include <QCoreApplication>
 #include <QTextStream>
@@ -21,6 +22,7 @@ int main(int argc, char** argv) {
 #endif
     QCoreApplication app(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("Lumora"));
+    lumora::installTranslations(app);
     QTextStream out(stdout);
     QTextStream err(stderr);
     return lumora::cli::run(QCoreApplication::arguments().mid(1), out, err);

@@ -2,6 +2,7 @@
 
 #include "core/ParsedVersion.h"
 
+#include <QCoreApplication>
 #include <QEventLoop>
 #include <QFile>
 #include <QJsonDocument>
@@ -47,7 +48,8 @@ QByteArray readLocalFeed(const QString& path) {
     }
     if (file.error() != QFileDevice::NoError) {
         throw FileSystemError(
-            QStringLiteral("Could not read \u201c%1\u201d: %2").arg(path, file.errorString()));
+            QCoreApplication::translate("Messages", "Could not read \u201c%1\u201d: %2")
+                .arg(path, file.errorString()));
     }
     return content;
 }
@@ -88,19 +90,21 @@ std::optional<AppUpdateManifest> AppUpdateManifest::decode(const QByteArray& byt
 QString AppUpdateError::descriptionOf(Case c) {
     switch (c) {
     case Case::invalidFeedURL:
-        return QStringLiteral("The update feed must use HTTPS.");
+        return QStringLiteral(QT_TRANSLATE_NOOP("Messages", "The update feed must use HTTPS."));
     case Case::invalidServerResponse:
-        return QStringLiteral("The update server did not return a valid response.");
+        return QStringLiteral(
+            QT_TRANSLATE_NOOP("Messages", "The update server did not return a valid response."));
     case Case::manifestTooLarge:
-        return QStringLiteral("The update information is unexpectedly large.");
+        return QStringLiteral(
+            QT_TRANSLATE_NOOP("Messages", "The update information is unexpectedly large."));
     case Case::invalidManifest:
-        return QStringLiteral("The update information is invalid.");
+        return QStringLiteral(QT_TRANSLATE_NOOP("Messages", "The update information is invalid."));
     case Case::invalidVersion:
-        return QStringLiteral("The update version is invalid.");
+        return QStringLiteral(QT_TRANSLATE_NOOP("Messages", "The update version is invalid."));
     case Case::insecureDownloadURL:
-        return QStringLiteral("The update download must use HTTPS.");
+        return QStringLiteral(QT_TRANSLATE_NOOP("Messages", "The update download must use HTTPS."));
     case Case::insecureReleaseNotesURL:
-        return QStringLiteral("The release notes must use HTTPS.");
+        return QStringLiteral(QT_TRANSLATE_NOOP("Messages", "The release notes must use HTTPS."));
     }
     return {};
 }
@@ -261,7 +265,7 @@ QByteArray AppUpdateChecker::fetch(const QUrl& url) const {
     }
 
     if (stop == Stop::timedOut) {
-        throw NetworkError(QStringLiteral("The request timed out."));
+        throw NetworkError(QStringLiteral(QT_TRANSLATE_NOOP("Messages", "The request timed out.")));
     }
     const QVariant status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
     const bool success = status.toInt() >= 200 && status.toInt() <= 299;

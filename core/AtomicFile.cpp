@@ -2,6 +2,7 @@
 
 #include "core/Errors.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -16,9 +17,10 @@
 namespace lumora {
 namespace {
 
-QString systemError(const QString& action, const QString& path, int error) {
-    return QStringLiteral("%1 \u201c%2\u201d: %3")
-        .arg(action, path, QString::fromLocal8Bit(std::strerror(error)));
+// `action` is a translatable text with the path as %1 and the system's reason as %2.
+QString systemError(const char* action, const QString& path, int error) {
+    return QCoreApplication::translate("Messages", action)
+        .arg(path, QString::fromLocal8Bit(std::strerror(error)));
 }
 
 mode_t currentUmask() {
@@ -73,10 +75,11 @@ void writeFileAtomically(const QString& path, const QByteArray& content,
     QByteArray temporaryName = targetName + ".tmp.XXXXXX";
     const int fd = ::mkstemp(temporaryName.data());
     if (fd < 0) {
-        throw FileSystemError(
-            systemError(QStringLiteral("Could not create a file next to"), target, errno));
+        throw FileSystemError(systemError(
+            QT_TRANSLATE_NOOP("Messages", "Could not create a file next to \u201c%1\u201d: %2"),
+            target, errno));
     }
-    auto fail = [&](const QString& action, int error) {
+    auto fail = [&](const char* action, int error) {
         ::close(fd);
         ::unlink(temporaryName.constData());
         throw FileSystemError(systemError(action, target, error));
@@ -89,26 +92,29 @@ void writeFileAtomically(const QString& path, const QByteArray& content,
         if (written < 0) {
             if (errno == EINTR)
                 continue;
-            fail(QStringLiteral("Could not write"), errno);
+            fail(QT_TRANSLATE_NOOP("Messages", "Could not write \u201c%1\u201d: %2"), errno);
         }
         data += written;
         left -= written;
     }
     if (::fchmod(fd, mode) != 0) {
-        fail(QStringLiteral("Could not set the permissions of"), errno);
+        fail(QT_TRANSLATE_NOOP("Messages", "Could not set the permissions of \u201c%1\u201d: %2"),
+             errno);
     }
     if (::fsync(fd) != 0) {
-        fail(QStringLiteral("Could not write"), errno);
+        fail(QT_TRANSLATE_NOOP("Messages", "Could not write \u201c%1\u201d: %2"), errno);
     }
     if (::close(fd) != 0) {
         const int error = errno;
         ::unlink(temporaryName.constData());
-        throw FileSystemError(systemError(QStringLiteral("Could not write"), target, error));
+        throw FileSystemError(systemError(
+            QT_TRANSLATE_NOOP("Messages", "Could not write \u201c%1\u201d: %2"), target, error));
     }
     if (::rename(temporaryName.constData(), targetName.constData()) != 0) {
         const int error = errno;
         ::unlink(temporaryName.constData());
-        throw FileSystemError(systemError(QStringLiteral("Could not replace"), target, error));
+        throw FileSystemError(systemError(
+            QT_TRANSLATE_NOOP("Messages", "Could not replace \u201c%1\u201d: %2"), target, error));
     }
 }
 
@@ -124,14 +130,16 @@ void createFolders(const QString& path, unsigned mode) {
         current = parent;
     }
     if (!QFileInfo(current).isDir()) {
-        throw FileSystemError(
-            systemError(QStringLiteral("Could not create the folder"), clean, ENOTDIR));
+        throw FileSystemError(systemError(
+            QT_TRANSLATE_NOOP("Messages", "Could not create the folder \u201c%1\u201d: %2"), clean,
+            ENOTDIR));
     }
     for (const QString& folder : missing) {
         const QByteArray name = QFile::encodeName(folder);
         if (::mkdir(name.constData(), static_cast<mode_t>(mode)) != 0 && errno != EEXIST) {
-            throw FileSystemError(
-                systemError(QStringLiteral("Could not create the folder"), folder, errno));
+            throw FileSystemError(systemError(
+                QT_TRANSLATE_NOOP("Messages", "Could not create the folder \u201c%1\u201d: %2"),
+                folder, errno));
         }
         // mkdir applies the umask; the folders we create get exactly the mode asked for.
         ::chmod(name.constData(), static_cast<mode_t>(mode));
@@ -140,8 +148,9 @@ void createFolders(const QString& path, unsigned mode) {
 
 void setFileMode(const QString& path, unsigned mode) {
     if (::chmod(QFile::encodeName(path).constData(), static_cast<mode_t>(mode)) != 0) {
-        throw FileSystemError(
-            systemError(QStringLiteral("Could not set the permissions of"), path, errno));
+        throw FileSystemError(systemError(
+            QT_TRANSLATE_NOOP("Messages", "Could not set the permissions of \u201c%1\u201d: %2"),
+            path, errno));
     }
 }
 

@@ -20,7 +20,8 @@ public:
 
     private:
         explicit ParseError(Case c)
-            : Error(QStringLiteral("No usage data was found in the Claude status line cache.")),
+            : Error(QStringLiteral(QT_TRANSLATE_NOOP(
+                  "Messages", "No usage data was found in the Claude status line cache."))),
               m_case(c) {}
         Case m_case;
     };

@@ -24,14 +24,16 @@ const QString previousStatusLineKey = QStringLiteral("status_line");
 QJsonDocument readJsonFile(const QString& path, const QString& what) {
     const auto bytes = readWholeFile(path);
     if (!bytes) {
-        throw FileSystemError(QStringLiteral("%1 (%2) could not be read.").arg(what, path));
+        throw FileSystemError(
+            QCoreApplication::translate("Messages", "%1 (%2) could not be read.").arg(what, path));
     }
     QJsonParseError error{};
     QJsonDocument document = QJsonDocument::fromJson(*bytes, &error);
     if (error.error != QJsonParseError::NoError) {
-        throw JsonSyntaxError(QStringLiteral("%1 (%2) is not valid JSON: %3 at byte %4.")
-                                  .arg(what, path, error.errorString())
-                                  .arg(error.offset));
+        throw JsonSyntaxError(
+            QCoreApplication::translate("Messages", "%1 (%2) is not valid JSON: %3 at byte %4.")
+                .arg(what, path, error.errorString())
+                .arg(error.offset));
     }
     return document;
 }
@@ -150,7 +152,8 @@ QJsonObject ClaudeStatusLineInstaller::loadSettings() const {
     }
     QJsonDocument document;
     try {
-        document = readJsonFile(path, QStringLiteral("Claude Code settings"));
+        document =
+            readJsonFile(path, QCoreApplication::translate("Messages", "Claude Code settings"));
     } catch (const JsonSyntaxError&) {
         // Qt reads only objects and arrays at the top level. A lone string or number is still
         // JSON, just not settings: tell the two apart by reading it as an array element.
@@ -183,8 +186,8 @@ std::optional<QJsonObject> ClaudeStatusLineInstaller::loadBackup() const {
     if (!QFileInfo::exists(path)) {
         return std::nullopt;
     }
-    const QJsonDocument document =
-        readJsonFile(path, QStringLiteral("Lumora's backup of your status line"));
+    const QJsonDocument document = readJsonFile(
+        path, QCoreApplication::translate("Messages", "Lumora's backup of your status line"));
     if (!document.isObject()) {
         return std::nullopt;
     }
@@ -272,8 +275,9 @@ void ClaudeStatusLineInstaller::uninstall() const {
     for (const QString& path : {hookScriptPath(), backupPath()}) {
         QFile file(path);
         if (file.exists() && !file.remove()) {
-            throw FileSystemError(QStringLiteral("Could not remove \u201c%1\u201d: %2")
-                                      .arg(path, file.errorString()));
+            throw FileSystemError(
+                QCoreApplication::translate("Messages", "Could not remove \u201c%1\u201d: %2")
+                    .arg(path, file.errorString()));
         }
     }
 }

@@ -2,6 +2,7 @@
 
 #include "core/Errors.h"
 
+#include <QCoreApplication>
 #include <QJsonObject>
 #include <QString>
 
@@ -21,7 +22,9 @@ public:
 
 private:
     explicit InstallerError(Case c)
-        : Error(QStringLiteral("Claude Code settings could not be updated safely.")), m_case(c) {}
+        : Error(QStringLiteral(
+              QT_TRANSLATE_NOOP("Messages", "Claude Code settings could not be updated safely."))),
+          m_case(c) {}
     Case m_case;
 };
 
@@ -29,7 +32,8 @@ private:
 class HookHelperMissingError : public Error {
 public:
     explicit HookHelperMissingError(const QString& path)
-        : Error(QStringLiteral("Lumora's status-line helper is missing (%1). Reinstall Lumora.")
+        : Error(QCoreApplication::translate(
+                    "Messages", "Lumora's status-line helper is missing (%1). Reinstall Lumora.")
                     .arg(path)) {}
 };
 

@@ -47,11 +47,11 @@ public:
     const QString& savedSnapshotURL() const { return m_savedSnapshotURL; }
 
     static inline const QString notInstalledMessage =
-        QStringLiteral("Claude Code is not installed.");
+        QStringLiteral(QT_TRANSLATE_NOOP("Messages", "Claude Code is not installed."));
     static inline const QString enableSyncMessage =
-        QStringLiteral("Enable official Claude Code status sync.");
-    static inline const QString sendMessageMessage =
-        QStringLiteral("Open Claude Code and send a message once to sync usage.");
+        QStringLiteral(QT_TRANSLATE_NOOP("Messages", "Enable official Claude Code status sync."));
+    static inline const QString sendMessageMessage = QStringLiteral(
+        QT_TRANSLATE_NOOP("Messages", "Open Claude Code and send a message once to sync usage."));
     // The Claude Code release the hook was last checked against, running the real program: it
     // read the hook from its settings, ran it with its status JSON and showed what it printed.
     static inline const QString checkedClaudeCodeVersion = QStringLiteral("2.1.330");

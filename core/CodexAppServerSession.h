@@ -2,6 +2,7 @@
 
 #include "core/Errors.h"
 
+#include <QCoreApplication>
 #include <QString>
 
 #include <optional>
@@ -35,11 +36,15 @@ public:
         static SessionError serverExited(int exitCode) {
             return SessionError(
                 Case::serverExited,
-                QStringLiteral("Codex app-server exited with code %1.").arg(exitCode), exitCode);
+                QCoreApplication::translate("Messages", "Codex app-server exited with code %1.")
+                    .arg(exitCode),
+                exitCode);
         }
         static SessionError timedOut() {
-            return SessionError(Case::timedOut, QStringLiteral("Codex usage check timed out."),
-                                std::nullopt);
+            return SessionError(
+                Case::timedOut,
+                QStringLiteral(QT_TRANSLATE_NOOP("Messages", "Codex usage check timed out.")),
+                std::nullopt);
         }
         Case kind() const { return m_case; }
         // The server's exit status, for serverExited.

@@ -24,11 +24,14 @@ public:
         enum class Case { rateLimitResponseNotFound, windowNotFound };
         static ParseError rateLimitResponseNotFound() {
             return ParseError(Case::rateLimitResponseNotFound,
-                              QStringLiteral("The Codex app-server did not return usage data."));
+                              QStringLiteral(QT_TRANSLATE_NOOP(
+                                  "Messages", "The Codex app-server did not return usage data.")));
         }
         static ParseError windowNotFound() {
-            return ParseError(Case::windowNotFound,
-                              QStringLiteral("The Codex response did not include a usage window."));
+            return ParseError(
+                Case::windowNotFound,
+                QStringLiteral(QT_TRANSLATE_NOOP(
+                    "Messages", "The Codex response did not include a usage window.")));
         }
         Case kind() const { return m_case; }
         bool operator==(const ParseError& other) const { return m_case == other.m_case; }

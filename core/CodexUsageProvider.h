@@ -45,10 +45,12 @@ public:
     // install locations, then nvm's Node versions, newest first. No search along PATH.
     std::optional<QString> locateCodexExecutable() const;
 
-    static inline const QString notInstalledMessage = QStringLiteral("Codex is not installed.");
-    static inline const QString signInMessage = QStringLiteral("Sign in to Codex to continue.");
+    static inline const QString notInstalledMessage =
+        QStringLiteral(QT_TRANSLATE_NOOP("Messages", "Codex is not installed."));
+    static inline const QString signInMessage =
+        QStringLiteral(QT_TRANSLATE_NOOP("Messages", "Sign in to Codex to continue."));
     static inline const QString setupIncompleteMessage =
-        QStringLiteral("Codex setup is incomplete.");
+        QStringLiteral(QT_TRANSLATE_NOOP("Messages", "Codex setup is incomplete."));
 
 private:
     static UsageSnapshot noData(const QString& message);

@@ -40,8 +40,9 @@ public:
 class DecodingError : public Error {
 public:
     DecodingError()
-        : Error(QStringLiteral(
-              "The data could not be read because it is not in the correct format.")) {}
+        : Error(QStringLiteral(QT_TRANSLATE_NOOP(
+              "Messages", "The data could not be read because it is not in the correct format."))) {
+    }
 };
 
 } // namespace lumora

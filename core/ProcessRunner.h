@@ -65,7 +65,9 @@ public:
 
     private:
         explicit RunnerError(Case c)
-            : Error(QStringLiteral("The local status check timed out.")), m_case(c) {}
+            : Error(QStringLiteral(
+                  QT_TRANSLATE_NOOP("Messages", "The local status check timed out."))),
+              m_case(c) {}
         Case m_case;
     };
 

@@ -4,6 +4,7 @@
 #include "core/DataFolder.h"
 #include "core/Errors.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QFileInfo>
 
@@ -35,7 +36,8 @@ void SnapshotCache::save(const UsageSnapshot& snapshot) const {
     const QString folder = QFileInfo(m_fileURL).absolutePath();
     if (!QDir().mkpath(folder)) {
         throw FileSystemError(
-            QStringLiteral("Could not create the folder \u201c%1\u201d.").arg(folder));
+            QCoreApplication::translate("Messages", "Could not create the folder \u201c%1\u201d.")
+                .arg(folder));
     }
     writeFileAtomically(m_fileURL, snapshot.encode());
 }

@@ -2,6 +2,7 @@
 
 #include "core/Errors.h"
 
+#include <QCoreApplication>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QRegularExpression>
@@ -246,7 +247,7 @@ UsageSnapshot UsageSnapshot::preview(const QDateTime& now) {
                          SnapshotSource::preview,
                          Confidence::estimated,
                          86400,
-                         QStringLiteral("Preview data")};
+                         QStringLiteral(QT_TRANSLATE_NOOP("Messages", "Preview data"))};
 }
 
 UsageSnapshot UsageSnapshot::codexPreview(const QDateTime& now) {
@@ -258,7 +259,7 @@ UsageSnapshot UsageSnapshot::codexPreview(const QDateTime& now) {
                          SnapshotSource::preview,
                          Confidence::exact,
                          86400,
-                         QStringLiteral("Preview data")};
+                         QStringLiteral(QT_TRANSLATE_NOOP("Messages", "Preview data"))};
 }
 
 std::optional<UsageWindow> UsageSnapshot::primaryWindow() const {
@@ -320,8 +321,9 @@ QString UsageSnapshot::compactRemainingText(const QDateTime& now) const {
     const auto minutes = static_cast<qint64>(std::ceil(seconds / 60.0));
     const qint64 hours = minutes / 60;
     const qint64 mins = minutes - hours * 60;
-    return QString::asprintf("%02lldhr %02lldmin", static_cast<long long>(hours),
-                             static_cast<long long>(mins));
+    return QCoreApplication::translate("UsageSnapshot", "%1hr %2min", "time to the reset")
+        .arg(hours, 2, 10, QLatin1Char('0'))
+        .arg(mins, 2, 10, QLatin1Char('0'));
 }
 
 QJsonObject UsageSnapshot::toJson() const {

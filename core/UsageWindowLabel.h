@@ -2,6 +2,7 @@
 
 #include "core/UsageSnapshot.h"
 
+#include <QCoreApplication>
 #include <QString>
 
 namespace lumora {
@@ -10,15 +11,15 @@ namespace lumora {
 inline QString usageWindowLabel(UsageWindow::Kind kind) {
     switch (kind) {
     case UsageWindow::Kind::session:
-        return QStringLiteral("Session limit");
+        return QCoreApplication::translate("UsageWindowLabel", "Session limit");
     case UsageWindow::Kind::daily:
-        return QStringLiteral("Daily limit");
+        return QCoreApplication::translate("UsageWindowLabel", "Daily limit");
     case UsageWindow::Kind::weekly:
-        return QStringLiteral("Weekly limit");
+        return QCoreApplication::translate("UsageWindowLabel", "Weekly limit");
     case UsageWindow::Kind::monthly:
-        return QStringLiteral("Monthly limit");
+        return QCoreApplication::translate("UsageWindowLabel", "Monthly limit");
     case UsageWindow::Kind::credits:
-        return QStringLiteral("Credits");
+        return QCoreApplication::translate("UsageWindowLabel", "Credits");
     }
     return {};
 }

@@ -28,7 +28,8 @@ set(CPACK_DEBIAN_PACKAGE_HOMEPAGE https://github.com/lumora/lumora)
 # the QML modules of its views, Qt Gui (its X11 platform plugin, xcb), Qt's SVG plugins for the
 # icons, Qt D-Bus, a session bus for the status item, the notifications and the single instance,
 # the break screen's typeface, and Qt SQL's SQLite driver for the usage history (a plugin, so
-# the shared-library scan does not find it).
+# the shared-library scan does not find it). Qt's own translations are recommended: the file
+# dialog speaks German and French with them.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_DEPENDS
     "qml6-module-qtquick, qml6-module-qtquick-controls, qml6-module-qtquick-dialogs, \
@@ -36,5 +37,5 @@ qml6-module-qtquick-layouts, qml6-module-qtquick-window, qml6-module-qtquick-tem
 qml6-module-qtqml-workerscript, libqt6gui6, libqt6svg6, libqt6dbus6, libqt6sql6-sqlite, \
 fonts-urw-base35, \
 default-dbus-session-bus | dbus-session-bus")
-set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "qt6-wayland")
+set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "qt6-wayland, qt6-translations-l10n")
 include(CPack)

@@ -13,6 +13,8 @@ packages=(
     qml6-module-qtquick qml6-module-qtquick-controls qml6-module-qtquick-dialogs
     qml6-module-qtquick-layouts qml6-module-qtquick-window qml6-module-qtquick-templates
     qml6-module-qtqml-workerscript
+    # translations: lupdate and lrelease, and the CMake package qt_add_translations comes from
+    qt6-l10n-tools qt6-tools-dev
     # the usage history: Qt SQL's SQLite driver
     libqt6sql6-sqlite
     # tests and benchmarks (unshare keeps the real Codex CLI and Claude Code off the network in

@@ -10,10 +10,12 @@
 #include "core/CodexUsageProvider.h"
 #include "core/Errors.h"
 #include "core/MenuBarDisplayFormatter.h"
+#include "core/Messages.h"
 #include "core/SnapshotCache.h"
 #include "platform/PreferencesStore.h"
 #include "platform/ProviderChoices.h"
 
+#include <QCoreApplication>
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -57,21 +59,25 @@ int status(const QStringList& options, QTextStream& out, QTextStream& err) {
         } else if (option == QLatin1String("--all")) {
             all = true;
         } else {
-            return usageError(err, QStringLiteral("unknown option for status: %1").arg(option));
+            return usageError(
+                err, QCoreApplication::translate("CommandLine", "unknown option for status: %1")
+                         .arg(option));
         }
     }
     if (json && waybar) {
-        return usageError(err, QStringLiteral("--json and --waybar do not go together"));
+        return usageError(err, QCoreApplication::translate(
+                                   "CommandLine", "--json and --waybar do not go together"));
     }
 
     const ProviderChoices choices = ProviderChoices::read(JsonFilePreferencesStore());
     const bool showsClaude = all || choices.claudeEnabled;
     const bool showsCodex = all || choices.codexEnabled;
-    UsageSnapshot codex = UsageSnapshot::unavailable(providers::codexID, providers::codexName,
-                                                     QStringLiteral("Codex is disconnected."));
-    UsageSnapshot claude =
-        UsageSnapshot::unavailable(providers::claudeCodeID, providers::claudeCodeName,
-                                   QStringLiteral("Claude Code is disconnected."));
+    UsageSnapshot codex = UsageSnapshot::unavailable(
+        providers::codexID, providers::codexName,
+        QStringLiteral(QT_TRANSLATE_NOOP("Messages", "Codex is disconnected.")));
+    UsageSnapshot claude = UsageSnapshot::unavailable(
+        providers::claudeCodeID, providers::claudeCodeName,
+        QStringLiteral(QT_TRANSLATE_NOOP("Messages", "Claude Code is disconnected.")));
     {
         // Codex runs child processes for up to seconds; read Claude Code's files meanwhile.
         std::jthread codexFetch;
@@ -123,21 +129,23 @@ int status(const QStringList& options, QTextStream& out, QTextStream& err) {
 int connectClaude(QTextStream& out) {
     const ClaudeUsageProvider provider;
     if (!provider.locateClaudeExecutable()) {
-        out << ClaudeUsageProvider::notInstalledMessage << "\n"
-            << ClaudeUsageProvider::checkedVersionMessage << "\n";
+        out << shownMessage(ClaudeUsageProvider::notInstalledMessage) << "\n"
+            << QCoreApplication::translate("Messages", "Lumora is checked with Claude Code %1.")
+                   .arg(ClaudeUsageProvider::checkedClaudeCodeVersion)
+            << "\n";
         return 1;
     }
     try {
         provider.installStatusLineSync();
     } catch (const Error& error) {
-        out << error.description() << "\n";
+        out << shownMessage(error.description()) << "\n";
         return 1;
     }
     // The user asked for Claude Code by name: it is switched on and shown in the panel too.
     JsonFilePreferencesStore store;
     store.setValue(preferencekeys::claudeEnabled, true);
     store.setValue(preferencekeys::showClaudeInMenuBar, true);
-    out << ClaudeUsageProvider::sendMessageMessage << "\n";
+    out << shownMessage(ClaudeUsageProvider::sendMessageMessage) << "\n";
     return 0;
 }
 
@@ -148,20 +156,22 @@ int connectCodex(QTextStream& out) {
     switch (readiness.kind()) {
     case LocalProviderReadiness::Kind::ready:
         JsonFilePreferencesStore().setValue(preferencekeys::codexEnabled, true);
-        out << "Codex is connected.\n";
+        out << QCoreApplication::translate("CommandLine", "Codex is connected.") << "\n";
         return 0;
     case LocalProviderReadiness::Kind::executableMissing:
-        out << CodexUsageProvider::notInstalledMessage << "\n";
+        out << shownMessage(CodexUsageProvider::notInstalledMessage) << "\n";
         break;
     case LocalProviderReadiness::Kind::loginRequired:
-        out << CodexUsageProvider::signInMessage << "\n"
-            << "Run `codex login` in a terminal, then try again.\n";
+        out << shownMessage(CodexUsageProvider::signInMessage) << "\n"
+            << QCoreApplication::translate("CommandLine",
+                                           "Run `codex login` in a terminal, then try again.")
+            << "\n";
         break;
     case LocalProviderReadiness::Kind::setupRequired:
-        out << CodexUsageProvider::setupIncompleteMessage << "\n";
+        out << shownMessage(CodexUsageProvider::setupIncompleteMessage) << "\n";
         break;
     case LocalProviderReadiness::Kind::unavailable:
-        out << readiness.message() << "\n";
+        out << shownMessage(readiness.message()) << "\n";
         break;
     }
     return 1;
@@ -171,25 +181,26 @@ int disconnectClaude(QTextStream& out) {
     try {
         ClaudeUsageProvider().uninstallStatusLineSync();
     } catch (const Error& error) {
-        out << error.description() << "\n";
+        out << shownMessage(error.description()) << "\n";
         return 1;
     }
     JsonFilePreferencesStore().setValue(preferencekeys::claudeEnabled, false);
-    out << "Claude Code is disconnected.\n";
+    out << QCoreApplication::translate("Messages", "Claude Code is disconnected.") << "\n";
     return 0;
 }
 
 int disconnectCodex(QTextStream& out) {
     JsonFilePreferencesStore().setValue(preferencekeys::codexEnabled, false);
-    out << "Codex is disconnected.\n";
+    out << QCoreApplication::translate("Messages", "Codex is disconnected.") << "\n";
     return 0;
 }
 
 int connection(bool connect, const QStringList& words, QTextStream& out, QTextStream& err) {
     const QString command = connect ? QStringLiteral("connect") : QStringLiteral("disconnect");
     if (words.size() != 1) {
-        return usageError(err,
-                          QStringLiteral("%1 needs one provider: claude or codex").arg(command));
+        return usageError(err, QCoreApplication::translate("CommandLine",
+                                                           "%1 needs one provider: claude or codex")
+                                   .arg(command));
     }
     const QString provider = words.first();
     if (provider == QLatin1String("claude")) {
@@ -198,7 +209,8 @@ int connection(bool connect, const QStringList& words, QTextStream& out, QTextSt
     if (provider == QLatin1String("codex")) {
         return connect ? connectCodex(out) : disconnectCodex(out);
     }
-    return usageError(err, QStringLiteral("unknown provider for %1: %2").arg(command, provider));
+    return usageError(err, QCoreApplication::translate("CommandLine", "unknown provider for %1: %2")
+                               .arg(command, provider));
 }
 
 // The feed given on the command line: an address with a scheme, or else the path of a file.
@@ -227,37 +239,44 @@ int checkUpdates(const QStringList& options, QTextStream& out, QTextStream& err)
     for (qsizetype i = 0; i < options.size(); i += 2) {
         const QString& option = options[i];
         if (option != QLatin1String("--feed") && option != QLatin1String("--current-version")) {
-            return usageError(err,
-                              QStringLiteral("unknown option for check-updates: %1").arg(option));
+            return usageError(err, QCoreApplication::translate(
+                                       "CommandLine", "unknown option for check-updates: %1")
+                                       .arg(option));
         }
         if (i + 1 >= options.size()) {
-            return usageError(err, QStringLiteral("%1 needs a value").arg(option));
+            return usageError(
+                err, QCoreApplication::translate("CommandLine", "%1 needs a value").arg(option));
         }
         const QString& value = options[i + 1];
         if (option == QLatin1String("--current-version")) {
             currentVersion = value;
         } else if (value.trimmed().isEmpty()) {
-            return usageError(err, QStringLiteral("--feed needs an address or a file"));
+            return usageError(err, QCoreApplication::translate(
+                                       "CommandLine", "--feed needs an address or a file"));
         } else {
             feed = feedFromArgument(value);
         }
     }
     if (!feed) {
-        out << "The update channel is not configured in this build.\n";
+        out << QCoreApplication::translate("Messages",
+                                           "The update channel is not configured in this build.")
+            << "\n";
         return 1;
     }
     try {
         const std::optional<AppUpdateManifest> update =
             AppUpdateChecker(feed).check(currentVersion);
         if (!update) {
-            out << "Lumora is up to date.\n";
+            out << QCoreApplication::translate("Messages", "Lumora is up to date.") << "\n";
             return 0;
         }
-        out << "Lumora " << printable(update->version) << " is available.\n"
+        out << QCoreApplication::translate("Messages", "Lumora %1 is available.")
+                   .arg(printable(update->version))
+            << "\n"
             << update->downloadURL.toString(QUrl::FullyEncoded) << "\n";
         return 0;
     } catch (const Error& error) {
-        out << error.description() << "\n";
+        out << shownMessage(error.description()) << "\n";
         return 1;
     }
 }
@@ -282,7 +301,8 @@ QString instanceMethod(const QString& command) {
 } // namespace
 
 QString usageText() {
-    return QStringLiteral(
+    return QCoreApplication::translate(
+        "CommandLine",
         "Usage: lumora [COMMAND] [OPTIONS]\n"
         "\n"
         "Shows how much of your Claude Code and Codex usage allowance is left.\n"
@@ -333,12 +353,17 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err) {
     } else if (command == QLatin1String("check-updates")) {
         code = checkUpdates(rest, out, err);
     } else if (const QString method = instanceMethod(command); !method.isEmpty()) {
-        code = rest.isEmpty() ? instance::callRunningInstance(method, out, err)
-                              : usageError(err, QStringLiteral("%1 takes no options").arg(command));
+        code =
+            rest.isEmpty()
+                ? instance::callRunningInstance(method, out, err)
+                : usageError(err, QCoreApplication::translate("CommandLine", "%1 takes no options")
+                                      .arg(command));
     } else if (command.startsWith(QLatin1Char('-'))) {
-        code = usageError(err, QStringLiteral("unknown option: %1").arg(command));
+        code = usageError(
+            err, QCoreApplication::translate("CommandLine", "unknown option: %1").arg(command));
     } else {
-        code = usageError(err, QStringLiteral("unknown command: %1").arg(command));
+        code = usageError(
+            err, QCoreApplication::translate("CommandLine", "unknown command: %1").arg(command));
     }
     out.flush();
     err.flush();

@@ -1,8 +1,10 @@
 #include "cli/HistoryCommand.h"
 
 #include "core/DataFolder.h"
+#include "core/Messages.h"
 #include "history/HistoryStore.h"
 
+#include <QCoreApplication>
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -64,20 +66,24 @@ int history(const QStringList& options, QTextStream& out, QTextStream& err) {
         const QString& option = options[index];
         if (option == QLatin1String("--json") || option == QLatin1String("--csv")) {
             if (format != Format::table) {
-                return usageError(err, QStringLiteral("--json and --csv do not go together"));
+                return usageError(err, QCoreApplication::translate(
+                                           "CommandLine", "--json and --csv do not go together"));
             }
             format = option == QLatin1String("--json") ? Format::json : Format::csv;
         } else if (option == QLatin1String("--provider") || option == QLatin1String("--since")) {
             if (++index >= options.size()) {
-                return usageError(err, QStringLiteral("%1 needs a value").arg(option));
+                return usageError(
+                    err,
+                    QCoreApplication::translate("CommandLine", "%1 needs a value").arg(option));
             }
             const QString& value = options[index];
             if (option == QLatin1String("--since")) {
                 const auto seconds = sinceSeconds(value);
                 if (!seconds) {
                     return usageError(
-                        err, QStringLiteral("--since takes a count of days, hours or minutes, "
-                                            "such as 7d, 12h or 30m: %1")
+                        err, QCoreApplication::translate("CommandLine",
+                                                         "--since takes a count of days, hours or "
+                                                         "minutes, such as 7d, 12h or 30m: %1")
                                  .arg(value));
                 }
                 since = *seconds;
@@ -86,12 +92,15 @@ int history(const QStringList& options, QTextStream& out, QTextStream& err) {
             } else if (value == QLatin1String("claude")) {
                 provider = providers::claudeCodeID;
             } else {
-                return usageError(err, QStringLiteral("unknown provider: %1 (claude-code or "
-                                                      "codex)")
-                                           .arg(value));
+                return usageError(
+                    err, QCoreApplication::translate("CommandLine",
+                                                     "unknown provider: %1 (claude-code or codex)")
+                             .arg(value));
             }
         } else {
-            return usageError(err, QStringLiteral("unknown option for history: %1").arg(option));
+            return usageError(
+                err, QCoreApplication::translate("CommandLine", "unknown option for history: %1")
+                         .arg(option));
         }
     }
 
@@ -100,7 +109,10 @@ int history(const QStringList& options, QTextStream& out, QTextStream& err) {
     const QList<HistoryFigure> figures =
         store.figures(QDateTime::currentDateTimeUtc().addSecs(-since), provider);
     if (!store.isOpen() && QFileInfo::exists(store.path())) {
-        err << "lumora: the usage history could not be read: " << store.problem() << "\n";
+        err << "lumora: "
+            << QCoreApplication::translate("CommandLine", "the usage history could not be read: %1")
+                   .arg(shownMessage(store.problem()))
+            << "\n";
         return 1;
     }
     switch (format) {
@@ -129,16 +141,20 @@ int history(const QStringList& options, QTextStream& out, QTextStream& err) {
         break;
     case Format::table:
         if (figures.isEmpty()) {
-            out << (store.isOpen() ? "No figures in that time.\n"
-                                   : "No usage history yet: the tray keeps one while it runs.\n");
+            out << (store.isOpen()
+                        ? QCoreApplication::translate("CommandLine", "No figures in that time.")
+                        : QCoreApplication::translate(
+                              "CommandLine",
+                              "No usage history yet: the tray keeps one while it runs."))
+                << "\n";
             break;
         }
         out << QStringLiteral("%1  %2  %3  %4  %5\n")
-                   .arg(QStringLiteral("captured (UTC)"), -20)
-                   .arg(QStringLiteral("provider"), -11)
-                   .arg(QStringLiteral("window"), -7)
-                   .arg(QStringLiteral("left"), 4)
-                   .arg(QStringLiteral("resets (UTC)"));
+                   .arg(QCoreApplication::translate("CommandLine", "captured (UTC)"), -20)
+                   .arg(QCoreApplication::translate("CommandLine", "provider"), -11)
+                   .arg(QCoreApplication::translate("CommandLine", "window"), -7)
+                   .arg(QCoreApplication::translate("CommandLine", "left"), 4)
+                   .arg(QCoreApplication::translate("CommandLine", "resets (UTC)"));
         for (const HistoryFigure& figure : figures) {
             out << QStringLiteral("%1  %2  %3  %4  %5\n")
                        .arg(isoDateTimeText(figure.capturedAt), -20)

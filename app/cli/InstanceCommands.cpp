@@ -1,5 +1,9 @@
 #include "cli/InstanceCommands.h"
 
+#include "core/Messages.h"
+
+#include <QCoreApplication>
+
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
@@ -14,7 +18,7 @@ int callRunningInstance(const QString& method, QTextStream& out, QTextStream& er
     const QDBusConnection bus = QDBusConnection::sessionBus();
     QDBusConnectionInterface* daemon = bus.isConnected() ? bus.interface() : nullptr;
     if (!daemon || !daemon->isServiceRegistered(serviceName).value()) {
-        out << notRunningMessage << "\n";
+        out << shownMessage(notRunningMessage) << "\n";
         return 1;
     }
     const QDBusMessage call =
@@ -25,7 +29,7 @@ int callRunningInstance(const QString& method, QTextStream& out, QTextStream& er
         QDeadlineTimer deadline(timeout);
         while (daemon->isServiceRegistered(serviceName).value()) {
             if (deadline.hasExpired()) {
-                out << "Lumora did not quit.\n";
+                out << QCoreApplication::translate("CommandLine", "Lumora did not quit.") << "\n";
                 return 1;
             }
             QThread::msleep(20);
@@ -34,9 +38,11 @@ int callRunningInstance(const QString& method, QTextStream& out, QTextStream& er
     }
     if (reply.type() == QDBusMessage::ErrorMessage) {
         if (!daemon->isServiceRegistered(serviceName).value()) {
-            out << notRunningMessage << "\n";
+            out << shownMessage(notRunningMessage) << "\n";
         } else {
-            out << "Lumora did not answer: " << reply.errorMessage() << "\n";
+            out << QCoreApplication::translate("CommandLine", "Lumora did not answer: %1")
+                       .arg(reply.errorMessage())
+                << "\n";
         }
         return 1;
     }

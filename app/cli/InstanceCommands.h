@@ -12,7 +12,9 @@ inline const QString serviceName = QStringLiteral("io.github.lumora.Lumora");
 inline const QString objectPath = QStringLiteral("/io/github/lumora/Lumora");
 inline const QString interfaceName = QStringLiteral("io.github.lumora.Lumora");
 
-inline const QString notRunningMessage = QStringLiteral("Lumora is not running.");
+// In English; shown through shownMessage.
+inline const QString notRunningMessage =
+    QStringLiteral(QT_TRANSLATE_NOOP("Messages", "Lumora is not running."));
 
 // Asks the running tray to do `method` (ShowPopover, ShowBreak, ShowSettings, Refresh, Quit).
 // Returns 0 when it did, 1 when no tray runs ("Lumora is not running.") or it did not answer.

@@ -1,6 +1,9 @@
 #include "cli/WaybarStatus.h"
+#include "core/LocaleFormats.h"
+#include "core/Messages.h"
 #include "core/UsageWindowLabel.h"
 
+#include <QCoreApplication>
 #include <QJsonArray>
 #include <QStringList>
 
@@ -27,29 +30,37 @@ std::optional<int> remainingPercent(const UsageSnapshot& snapshot, const QDateTi
 QString shortTime(const QDateTime& when, const QDateTime& now, const QLocale& locale) {
     const QDateTime local = when.toLocalTime();
     if (local.date() == now.toLocalTime().date()) {
-        return locale.toString(local.time(), QLocale::ShortFormat);
+        return shortTimeText(local.time(), locale);
     }
-    return locale.toString(local, QLocale::ShortFormat);
+    return locale.toString(local.date(), QLocale::ShortFormat) + QLatin1Char(' ') +
+           shortTimeText(local.time(), locale);
 }
 
 QString tooltipLine(const UsageSnapshot& snapshot, const QDateTime& now, const QLocale& locale) {
     const QString name = snapshot.providerName;
     if (snapshot.isStale(now)) {
-        return QStringLiteral("%1: usage needs sync (last update %2)")
+        return QCoreApplication::translate("WaybarStatus", "%1: usage needs sync (last update %2)")
             .arg(name, shortTime(snapshot.capturedAt, now, locale));
     }
     const auto percent = remainingPercent(snapshot, now);
     if (!percent) {
-        return name + QStringLiteral(": ") +
-               snapshot.statusMessage.value_or(QStringLiteral("Status is unavailable."));
+        return QCoreApplication::translate("WaybarStatus", "%1: %2",
+                                           "Codex: Codex is not installed.")
+            .arg(name, snapshot.statusMessage
+                           ? shownMessage(*snapshot.statusMessage)
+                           : QCoreApplication::translate("WaybarStatus", "Status is unavailable."));
     }
     const UsageWindow window = *snapshot.primaryWindow();
-    QString line =
-        QStringLiteral("%1 · %2: %3% left").arg(name, usageWindowLabel(window.kind)).arg(*percent);
+    const QString label = usageWindowLabel(window.kind);
     if (window.resetsAt) {
-        line += QStringLiteral(", resets ") + shortTime(*window.resetsAt, now, locale);
+        return QCoreApplication::translate("WaybarStatus", "%1 · %2: %3% left, resets %4")
+            .arg(name, label)
+            .arg(*percent)
+            .arg(shortTime(*window.resetsAt, now, locale));
     }
-    return line;
+    return QCoreApplication::translate("WaybarStatus", "%1 · %2: %3% left")
+        .arg(name, label)
+        .arg(*percent);
 }
 
 int severity(Availability availability) {
@@ -91,8 +102,9 @@ QJsonObject waybarStatus(const QString& title, const QList<UsageSnapshot>& shown
         }
     }
     if (shown.isEmpty()) {
-        lines << QStringLiteral("No tool is shown. Connect one with `lumora connect claude` or "
-                                "`lumora connect codex`.");
+        lines << QCoreApplication::translate("WaybarStatus",
+                                             "No tool is shown. Connect one with `lumora connect "
+                                             "claude` or `lumora connect codex`.");
     }
 
     QJsonArray classes{rawValue(worst)};

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/LocaleFormats.h"
 #include "core/UsageSnapshot.h"
 #include "history/UsagePace.h"
 
@@ -22,6 +23,6 @@ namespace lumora::cli {
 // Waybar reads text and tooltip as Pango markup, so both are escaped.
 QJsonObject waybarStatus(const QString& title, const QList<UsageSnapshot>& shown,
                          const QHash<QString, UsagePace>& paces, const QDateTime& now,
-                         const QLocale& locale = QLocale::system());
+                         const QLocale& locale = timeLocale());
 
 } // namespace lumora::cli

@@ -75,8 +75,10 @@ AppModel::Services AppModel::Services::standard(std::optional<QUrl> feedURL,
 
 AppModel::AppModel(Services services, QObject* parent)
     : QObject(parent), m_services(std::move(services)),
-      m_snapshot(claudeUnavailable(QStringLiteral("Claude Code status is unavailable."))),
-      m_codexSnapshot(codexUnavailable(QStringLiteral("Codex status is unavailable."))) {
+      m_snapshot(claudeUnavailable(
+          QStringLiteral(QT_TRANSLATE_NOOP("Messages", "Claude Code status is unavailable.")))),
+      m_codexSnapshot(codexUnavailable(
+          QStringLiteral(QT_TRANSLATE_NOOP("Messages", "Codex status is unavailable.")))) {
     // The update settings first, then the preferences, then the photo.
     m_updates = new UpdateChecks(m_services.updateChecker, m_services.currentVersion,
                                  m_services.urlOpener, m_services.timing, this);
@@ -114,7 +116,8 @@ AppModel::AppModel(Services services, QObject* parent)
     connect(m_connections, &ProviderConnections::refreshRequested, this,
             [this](bool forceClaudeLive) { refresh(forceClaudeLive); });
     connect(m_connections, &ProviderConnections::claudeDisconnected, this, [this] {
-        setSnapshot(claudeUnavailable(QStringLiteral("Claude Code is disconnected.")));
+        setSnapshot(claudeUnavailable(
+            QStringLiteral(QT_TRANSLATE_NOOP("Messages", "Claude Code is disconnected."))));
     });
 
     for (QObject* source : std::initializer_list<QObject*>{this, m_preferences, m_connections,
@@ -182,21 +185,22 @@ QFuture<void> AppModel::loadCache() {
 
 QFuture<UsageSnapshot> AppModel::fetchClaude(bool forceLive) const {
     if (!m_preferences->claudeEnabled()) {
-        return QtFuture::makeReadyFuture(
-            claudeUnavailable(QStringLiteral("Claude Code is disconnected.")));
+        return QtFuture::makeReadyFuture(claudeUnavailable(
+            QStringLiteral(QT_TRANSLATE_NOOP("Messages", "Claude Code is disconnected."))));
     }
-    return fetchInBackground(
-        m_services.claudeProvider, forceLive,
-        claudeUnavailable(QStringLiteral("Claude Code status is unavailable.")));
+    return fetchInBackground(m_services.claudeProvider, forceLive,
+                             claudeUnavailable(QStringLiteral(QT_TRANSLATE_NOOP(
+                                 "Messages", "Claude Code status is unavailable."))));
 }
 
 QFuture<UsageSnapshot> AppModel::fetchCodex() const {
     if (!m_preferences->codexEnabled()) {
-        return QtFuture::makeReadyFuture(
-            codexUnavailable(QStringLiteral("Codex is disconnected.")));
+        return QtFuture::makeReadyFuture(codexUnavailable(
+            QStringLiteral(QT_TRANSLATE_NOOP("Messages", "Codex is disconnected."))));
     }
     return fetchInBackground(m_services.codexProvider, false,
-                             codexUnavailable(QStringLiteral("Codex status is unavailable.")));
+                             codexUnavailable(QStringLiteral(
+                                 QT_TRANSLATE_NOOP("Messages", "Codex status is unavailable."))));
 }
 
 QFuture<void> AppModel::refresh(bool forceClaudeLive) {
@@ -338,19 +342,19 @@ QString AppModel::statusTitle(const UsageSnapshot& snapshot, const QDateTime& no
     const QString& name = snapshot.providerName;
     const double elapsed = static_cast<double>(snapshot.capturedAt.msecsTo(now)) / 1000.0;
     if (elapsed > snapshot.staleAfterSeconds) {
-        return name + QStringLiteral(" usage needs sync");
+        return tr("%1 usage needs sync").arg(name);
     }
     switch (snapshot.availability) {
     case Availability::ready:
-        return name + QStringLiteral(" is available");
+        return tr("%1 is available").arg(name);
     case Availability::limited:
-        return QStringLiteral("Approaching the limit");
+        return tr("Approaching the limit");
     case Availability::blocked:
-        return name + QStringLiteral(" is resting");
+        return tr("%1 is resting").arg(name);
     case Availability::unknown:
         break;
     }
-    return QStringLiteral("Status unavailable");
+    return tr("Status unavailable");
 }
 
 void AppModel::onClaudeSwitchAssigned(bool enabled) {

@@ -129,7 +129,8 @@ public:
     Q_INVOKABLE void showBreakWindow();
     Q_INVOKABLE void showSettingsWindow();
 
-    static inline const QString lastKnownStatusMessage = QStringLiteral("Last known local status");
+    static inline const QString lastKnownStatusMessage =
+        QStringLiteral(QT_TRANSLATE_NOOP("Messages", "Last known local status"));
 
 signals:
     void snapshotChanged();

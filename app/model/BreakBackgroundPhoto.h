@@ -26,8 +26,8 @@ class BreakBackgroundPhoto : public QObject {
                    breakBackgroundErrorMessageChanged)
 
 public:
-    static inline const QString unusablePhotoMessage =
-        QStringLiteral("That photo could not be used. Please choose another image.");
+    static inline const QString unusablePhotoMessage = QStringLiteral(QT_TRANSLATE_NOOP(
+        "Messages", "That photo could not be used. Please choose another image."));
     // Larger files are refused rather than read into memory.
     static constexpr qint64 maximumFileSize = 256 * 1024 * 1024;
 

@@ -67,7 +67,8 @@ public:
     };
 
     static inline const QString codexLoginCommand = QStringLiteral("codex login");
-    static inline const QString codexSetupIncomplete = QStringLiteral("Codex setup is incomplete.");
+    static inline const QString codexSetupIncomplete =
+        QStringLiteral(QT_TRANSLATE_NOOP("Messages", "Codex setup is incomplete."));
 
     ProviderConnections(Services services, AppPreferences* preferences, AppTiming timing,
                         QObject* parent = nullptr);

@@ -3,6 +3,8 @@
 #include "core/Errors.h"
 #include "model/Background.h"
 
+#include <QCoreApplication>
+
 namespace lumora {
 namespace {
 
@@ -64,10 +66,10 @@ QFuture<void> UpdateChecks::checkForUpdates(bool userInitiated) {
         [this, userInitiated, completion](const CheckOutcome& outcome) {
             if (!outcome.failure) {
                 setAvailableUpdate(outcome.offer);
-                setStatusMessage(
-                    outcome.offer
-                        ? QStringLiteral("Lumora %1 is available.").arg(outcome.offer->version)
-                        : upToDateMessage);
+                setStatusMessage(outcome.offer ? QCoreApplication::translate(
+                                                     "Messages", "Lumora %1 is available.")
+                                                     .arg(outcome.offer->version)
+                                               : upToDateMessage);
             } else if (userInitiated) {
                 setStatusMessage(outcome.failure);
             }

@@ -51,9 +51,10 @@ class UpdateChecks : public QObject {
         QString updateStatusMessage READ updateStatusMessage NOTIFY updateStatusMessageChanged)
 
 public:
-    static inline const QString notConfiguredMessage =
-        QStringLiteral("The update channel is not configured in this build.");
-    static inline const QString upToDateMessage = QStringLiteral("Lumora is up to date.");
+    static inline const QString notConfiguredMessage = QStringLiteral(
+        QT_TRANSLATE_NOOP("Messages", "The update channel is not configured in this build."));
+    static inline const QString upToDateMessage =
+        QStringLiteral(QT_TRANSLATE_NOOP("Messages", "Lumora is up to date."));
 
     // Without a checker the build has no update channel.
     UpdateChecks(std::shared_ptr<UpdateChecking> checker, QString currentVersion,

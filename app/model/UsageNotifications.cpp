@@ -28,16 +28,19 @@ usageNotification(const UsageSnapshot& previous, const UsageSnapshot& next, cons
 
     if (previous.availability != Availability::blocked) {
         if (!crossed && next.availability == Availability::blocked) {
-            return UsageNotification{name + QStringLiteral(" is resting"),
-                                     resetDescription(next, locale), true};
+            return UsageNotification{
+                QCoreApplication::translate("UsageNotifications", "%1 is resting").arg(name),
+                resetDescription(next, locale), true};
         }
     } else if (next.availability == Availability::ready) {
-        return UsageNotification{name + QStringLiteral(" is ready"),
-                                 QStringLiteral("You can use %1 again.").arg(name)};
+        return UsageNotification{
+            QCoreApplication::translate("UsageNotifications", "%1 is ready").arg(name),
+            QCoreApplication::translate("UsageNotifications", "You can use %1 again.").arg(name)};
     }
     if (crossed) {
-        return UsageNotification{name + QStringLiteral(" usage reached 80%"),
-                                 resetDescription(next, locale), true};
+        return UsageNotification{
+            QCoreApplication::translate("UsageNotifications", "%1 usage reached 80%").arg(name),
+            resetDescription(next, locale), true};
     }
     return std::nullopt;
 }
@@ -58,10 +61,10 @@ std::optional<UsageNotification> paceNotification(const UsageSnapshot& snapshot,
 QString resetDescription(const UsageSnapshot& snapshot, const QLocale& locale) {
     const auto window = snapshot.primaryWindow();
     if (!window || !window->resetsAt) {
-        return QStringLiteral("Reset time is unavailable.");
+        return QCoreApplication::translate("UsageNotifications", "Reset time is unavailable.");
     }
-    return QStringLiteral("Expected reset: ") +
-           locale.toString(window->resetsAt->toLocalTime().time(), QLocale::ShortFormat);
+    return QCoreApplication::translate("UsageNotifications", "Expected reset: %1")
+        .arg(locale.toString(window->resetsAt->toLocalTime().time(), QLocale::ShortFormat));
 }
 
 UsageNotifications::UsageNotifications(std::shared_ptr<Notifier> notifier, QObject* parent)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/LocaleFormats.h"
 #include "core/UsageSnapshot.h"
 #include "history/UsagePace.h"
 #include "platform/Notifier.h"
@@ -29,7 +30,7 @@ struct UsageNotification {
 // twice gives nothing the second time.
 std::optional<UsageNotification> usageNotification(const UsageSnapshot& previous,
                                                    const UsageSnapshot& next,
-                                                   const QLocale& locale = QLocale::system());
+                                                   const QLocale& locale = timeLocale());
 
 // "At this pace Claude Code reaches its limit in 30 min", when the pace of the main window puts
 // its limit before its reset and half an hour away or less.
@@ -38,7 +39,7 @@ std::optional<UsageNotification> paceNotification(const UsageSnapshot& snapshot,
 inline constexpr qint64 paceWarningSeconds = 30 * 60;
 
 // "Expected reset: 14:30" in the locale's short time format, or that the time is unknown.
-QString resetDescription(const UsageSnapshot& snapshot, const QLocale& locale = QLocale::system());
+QString resetDescription(const UsageSnapshot& snapshot, const QLocale& locale = timeLocale());
 
 // Sends the usage notifications through the desktop's notification service.
 class UsageNotifications : public QObject {

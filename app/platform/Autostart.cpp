@@ -3,6 +3,7 @@
 #include "core/AtomicFile.h"
 #include "core/DataFolder.h"
 #include "core/Errors.h"
+#include "core/Messages.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -97,16 +98,18 @@ std::optional<QString> AutostartEntry::setEnabled(bool enabled) const {
             createFolders(QFileInfo(m_entryPath).absolutePath(), 0700);
             writeFileAtomically(m_entryPath, entryContent(m_executable));
         } catch (const Error& error) {
-            return QStringLiteral("Lumora could not be set to start at login. ") +
-                   error.description();
+            return QCoreApplication::translate("Autostart",
+                                               "Lumora could not be set to start at login. %1")
+                .arg(shownMessage(error.description()));
         }
         return std::nullopt;
     }
     const QByteArray name = QFile::encodeName(m_entryPath);
     if (::unlink(name.constData()) != 0 && errno != ENOENT) {
         const int error = errno;
-        return QStringLiteral("Lumora could not be kept from starting at login. Could not "
-                              "remove \u201c%1\u201d: %2")
+        return QCoreApplication::translate("Autostart",
+                                           "Lumora could not be kept from starting at login. "
+                                           "Could not remove \u201c%1\u201d: %2")
             .arg(m_entryPath, QString::fromLocal8Bit(std::strerror(error)));
     }
     return std::nullopt;

@@ -1,5 +1,7 @@
 #include "platform/DesktopServices.h"
 
+#include "core/Messages.h"
+
 #include <QApplication>
 #include <QClipboard>
 #include <QDesktopServices>
@@ -63,18 +65,19 @@ void FileDialogImageChooser::chooseImage(QWindow* over,
     if (qobject_cast<QApplication*>(QCoreApplication::instance()) == nullptr) {
         return;
     }
-    auto* dialog = new QFileDialog(nullptr, title);
+    auto* dialog = new QFileDialog(nullptr, shownMessage(title));
     dialog->setAttribute(Qt::WA_DeleteOnClose);
     dialog->setFileMode(QFileDialog::ExistingFile);
     dialog->setAcceptMode(QFileDialog::AcceptOpen);
-    dialog->setLabelText(QFileDialog::Accept, acceptLabel);
+    dialog->setLabelText(QFileDialog::Accept, shownMessage(acceptLabel));
     // One filter for every image format this system decodes, in either case (photo.JPG).
     QStringList patterns;
     for (const QByteArray& format : QImageReader::supportedImageFormats()) {
         const QString suffix = QString::fromLatin1(format);
         patterns << QStringLiteral("*.") + suffix << QStringLiteral("*.") + suffix.toUpper();
     }
-    dialog->setNameFilter(QStringLiteral("Images (%1)").arg(patterns.join(QLatin1Char(' '))));
+    dialog->setNameFilter(QCoreApplication::translate("DesktopServices", "Images (%1)")
+                              .arg(patterns.join(QLatin1Char(' '))));
     QObject::connect(dialog, &QFileDialog::fileSelected, dialog,
                      [chosen = std::move(chosen)](const QString& path) {
                          if (!path.isEmpty()) {

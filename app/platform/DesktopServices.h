@@ -73,8 +73,11 @@ public:
 // QGuiApplication there is no dialog to show and nothing is chosen.
 class FileDialogImageChooser : public ImageChooser {
 public:
-    static inline const QString title = QStringLiteral("Choose a Break Background");
-    static inline const QString acceptLabel = QStringLiteral("Choose Photo");
+    // In English; shown through shownMessage.
+    static inline const QString title =
+        QStringLiteral(QT_TRANSLATE_NOOP("Messages", "Choose a Break Background"));
+    static inline const QString acceptLabel =
+        QStringLiteral(QT_TRANSLATE_NOOP("Messages", "Choose Photo"));
 
     void chooseImage(QWindow* over, std::function<void(const QString& path)> chosen) override;
 };

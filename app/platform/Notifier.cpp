@@ -1,5 +1,7 @@
 #include "platform/Notifier.h"
 
+#include "core/Messages.h"
+
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
@@ -130,8 +132,10 @@ QFuture<void> DBusNotifier::sendOfferingBreak(const QString& title, const QStrin
                  const QDBusPendingReply<QStringList> reply(call);
                  const bool showsActions =
                      reply.isValid() && reply.value().contains(QStringLiteral("actions"));
-                 const QStringList actions =
-                     showsActions ? QStringList{breakActionKey, breakActionLabel} : QStringList{};
+                 QStringList actions;
+                 if (showsActions) {
+                     actions << breakActionKey << shownMessage(breakActionLabel);
+                 }
                  callThen(connection, notifyMessage(title, body, actions),
                           [listener, promise, showsActions](const QDBusPendingCall& call) {
                               const QDBusPendingReply<uint> id(call);

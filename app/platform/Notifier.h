@@ -53,7 +53,9 @@ public:
     static inline const QString desktopEntry = QStringLiteral("lumora");
     static inline const QString iconName = QStringLiteral("lumora");
     static inline const QString breakActionKey = QStringLiteral("take-a-break");
-    static inline const QString breakActionLabel = QStringLiteral("Take a Break");
+    // In English; shown through shownMessage.
+    static inline const QString breakActionLabel =
+        QStringLiteral(QT_TRANSLATE_NOOP("Messages", "Take a Break"));
     // A service that has not answered by then is treated as absent.
     static constexpr std::chrono::milliseconds callTimeout{10000};
 

@@ -89,6 +89,8 @@ Item {
                 id: meridiemText
 
                 objectName: "meridiem"
+                // A 24-hour clock has none.
+                visible: text !== ""
                 anchors.baseline: clockText.baseline
                 text: root.viewModel.meridiem
                 color: root.viewModel.secondaryInformationColor

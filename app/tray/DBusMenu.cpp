@@ -2,6 +2,7 @@
 
 #include "tray/TrayDBusTypes.h"
 
+#include <QCoreApplication>
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDBusMetaType>
@@ -68,11 +69,11 @@ DBusMenu::DBusMenu(QObject* parent) : QDBusVirtualObject(parent) {
 }
 
 QList<QPair<DBusMenu::Action, QString>> DBusMenu::entries() {
-    return {{Action::showUsage, QStringLiteral("Show Usage")},
-            {Action::takeBreak, QStringLiteral("Take a Break")},
-            {Action::refresh, QStringLiteral("Refresh")},
-            {Action::settings, QStringLiteral("Settings\u2026")},
-            {Action::quit, QStringLiteral("Quit Lumora")}};
+    return {{Action::showUsage, QCoreApplication::translate("DBusMenu", "Show Usage")},
+            {Action::takeBreak, QCoreApplication::translate("DBusMenu", "Take a Break")},
+            {Action::refresh, QCoreApplication::translate("DBusMenu", "Refresh")},
+            {Action::settings, QCoreApplication::translate("DBusMenu", "Settings\u2026")},
+            {Action::quit, QCoreApplication::translate("DBusMenu", "Quit Lumora")}};
 }
 
 QString DBusMenu::introspect(const QString& /*path*/) const {

@@ -1,5 +1,6 @@
 #include "tray/StatusItem.h"
 
+#include "core/Messages.h"
 #include "platform/Notifier.h"
 #include "tray/GaugeIcon.h"
 #include "tray/StatusBarController.h"
@@ -91,7 +92,7 @@ void StatusItem::fallBack() {
         m_toldAboutMissingTray = true;
         m_controller->showPopover(std::nullopt);
         if (m_notifier) {
-            m_notifier->send(noTrayTitle, noTrayBody);
+            m_notifier->send(shownMessage(noTrayTitle), shownMessage(noTrayBody));
         }
     }
 }

@@ -28,12 +28,15 @@ public:
     enum class Mode { starting, statusNotifierItem, xembed, noTray };
     Q_ENUM(Mode)
 
-    static inline const QString noTrayTitle = QStringLiteral("Lumora has no tray to sit in");
-    static inline const QString noTrayBody = QStringLiteral(
+    // In English; shown through shownMessage.
+    static inline const QString noTrayTitle =
+        QStringLiteral(QT_TRANSLATE_NOOP("Messages", "Lumora has no tray to sit in"));
+    static inline const QString noTrayBody = QStringLiteral(QT_TRANSLATE_NOOP(
+        "Messages",
         "This desktop shows no tray icons, so Lumora cannot show its usage in the panel. On "
         "GNOME, install and turn on the AppIndicator extension "
         "(gnome-shell-extension-appindicator); Lumora appears there as soon as it is on. Until "
-        "then, `lumora popover` shows the usage.");
+        "then, `lumora popover` shows the usage."));
 
     StatusItem(StatusBarController* controller, QDBusConnection bus,
                std::shared_ptr<Notifier> notifier, QObject* parent = nullptr);

@@ -6,6 +6,7 @@
 #include "core/DataFolder.h"
 #include "model/AppModel.h"
 #include "platform/MemoryRelease.h"
+#include "translations/Translations.h"
 #include "tray/ChildProcesses.h"
 #include "tray/HookRepair.h"
 #include "tray/InstanceService.h"
@@ -79,7 +80,10 @@ bool hasDesktopSession() {
 
 int runTray(int& argc, char** argv) {
     if (!hasDesktopSession()) {
-        std::fprintf(stderr, "%s\n", noDesktopMessage);
+        QCoreApplication app(argc, argv);
+        installTranslations(app);
+        std::fprintf(stderr, "%s\n",
+                     qPrintable(QCoreApplication::translate("Messages", noDesktopMessage)));
         return 1;
     }
     releaseFreedMemoryPromptly();
@@ -88,6 +92,7 @@ int runTray(int& argc, char** argv) {
     const QtMessageHandler previousHandler = qInstallMessageHandler(desktopSessionMissing);
     QApplication app(argc, argv);
     qInstallMessageHandler(previousHandler);
+    installTranslations(app);
     QApplication::setQuitOnLastWindowClosed(false);
     chooseSceneGraph();
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QtGlobal>
+
 namespace lumora {
 
 // `lumora` without a command: the tray application. Returns the process's exit code: 0 after
@@ -11,7 +13,8 @@ int runTray(int& argc, char** argv);
 // Qt platform that needs neither (offscreen, for example).
 bool hasDesktopSession();
 
-inline constexpr const char* noDesktopMessage =
-    "Lumora needs a desktop session to show its tray. `lumora status` works without one.";
+inline constexpr const char* noDesktopMessage = QT_TRANSLATE_NOOP(
+    "Messages",
+    "Lumora needs a desktop session to show its tray. `lumora status` works without one.");
 
 } // namespace lumora

@@ -99,31 +99,38 @@ QList<UsageSnapshot> BreakViewModel::breakSnapshots(const QStringList& providerO
     return shown;
 }
 
-QString BreakViewModel::clockTime(const QDateTime& moment) {
+QString BreakViewModel::clockTime(const QDateTime& moment, const QLocale& locale) {
     const QTime time = moment.toLocalTime().time();
-    const int hour = time.isValid() ? time.hour() % 12 : 0;
+    const int hour = time.isValid() ? time.hour() : 0;
     const int minute = time.isValid() ? time.minute() : 0;
+    const int shownHour = !uses12HourClock(locale) ? hour : hour % 12 == 0 ? 12 : hour % 12;
     return QStringLiteral("%1:%2")
-        .arg(hour == 0 ? 12 : hour, 2, 10, QLatin1Char('0'))
+        .arg(shownHour, 2, 10, QLatin1Char('0'))
         .arg(minute, 2, 10, QLatin1Char('0'));
 }
 
-QString BreakViewModel::meridiem(const QDateTime& moment) {
+QString BreakViewModel::meridiem(const QDateTime& moment, const QLocale& locale) {
+    if (!uses12HourClock(locale)) {
+        return {};
+    }
     const QTime time = moment.toLocalTime().time();
-    return time.isValid() && time.hour() >= 12 ? QStringLiteral("PM") : QStringLiteral("AM");
+    return time.isValid() && time.hour() >= 12 ? locale.pmText() : locale.amText();
 }
 
 QString BreakViewModel::resetCountdown(const QDateTime& reset, const QDateTime& now) {
     const double seconds = double(now.msecsTo(reset)) / 1000.0;
     const qint64 minutes = qint64(std::ceil(seconds / 60.0));
     const qint64 m = std::max<qint64>(minutes, 0);
-    const auto unit = [](qint64 count, const char* one, const char* many) {
-        return QStringLiteral("%1 %2").arg(count).arg(QLatin1String(count == 1 ? one : many));
-    };
-    if (minutes >= 60) {
-        return unit(m / 60, "hour", "hours") + QLatin1Char(' ') + unit(m % 60, "minute", "minutes");
+    // A separate text for exactly one keeps English right without a translator; the "%n"
+    // texts carry every other count, inflected by the translations.
+    const int hours = static_cast<int>(m / 60);
+    const int rest = static_cast<int>(m % 60);
+    const QString minuteText = rest == 1 ? tr("1 minute") : tr("%n minutes", nullptr, rest);
+    if (minutes < 60) {
+        return minuteText;
     }
-    return unit(m, "minute", "minutes");
+    const QString hourText = hours == 1 ? tr("1 hour") : tr("%n hours", nullptr, hours);
+    return tr("%1 %2", "1 hour 5 minutes").arg(hourText, minuteText);
 }
 
 QColor BreakViewModel::secondaryInformationColor(BreakScreenStyle style, const QColor& textColor) {
@@ -148,11 +155,11 @@ BreakStatus BreakViewModel::status(const UsageSnapshot& snapshot, const QDateTim
     BreakStatus status;
     status.providerID = snapshot.providerID;
     status.title = snapshot.providerName.toUpper();
-    status.remainingText = snapshot.remainingPercentageText(now) + QStringLiteral(" LEFT");
+    status.remainingText = tr("%1 LEFT", "42% LEFT").arg(snapshot.remainingPercentageText(now));
     const auto window = snapshot.primaryWindow();
     status.hasResetTime = window && window->resetsAt;
     status.resetText =
-        status.hasResetTime ? resetCountdown(*window->resetsAt, now) : resetTimeUnavailable;
+        status.hasResetTime ? resetCountdown(*window->resetsAt, now) : resetTimeUnavailable();
     return status;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/LocaleFormats.h"
 #include "core/UsageSnapshot.h"
 #include "model/AppPreferences.h"
 
@@ -89,8 +90,8 @@ public:
     enum class Background { Photo, Motion, Black };
     Q_ENUM(Background)
 
-    static inline const QString resetTimeUnavailable = QStringLiteral("Reset time unavailable");
-    static QString resetsInTitle() { return QStringLiteral("RESETS IN"); }
+    static QString resetTimeUnavailable() { return tr("Reset time unavailable"); }
+    static QString resetsInTitle() { return tr("RESETS IN"); }
     static QString accessibleName() { return tr("Break"); }
     static QString accessibleHint() { return tr("Press Escape or click to end the break"); }
 
@@ -101,10 +102,11 @@ public:
     static QList<UsageSnapshot> breakSnapshots(const QStringList& providerOrder, bool claudeEnabled,
                                                bool codexEnabled, const UsageSnapshot& claude,
                                                const UsageSnapshot& codex);
-    // "09:05" at 21:05 local time, "12:30" at 00:30.
-    static QString clockTime(const QDateTime& moment);
-    // "AM" before noon (local time), else "PM".
-    static QString meridiem(const QDateTime& moment);
+    // On a 12-hour clock "09:05" at 21:05 local time and "12:30" at 00:30; on a 24-hour clock
+    // "21:05" and "00:30".
+    static QString clockTime(const QDateTime& moment, const QLocale& locale = timeLocale());
+    // On a 12-hour clock "AM" before noon (local time), else "PM"; nothing on a 24-hour clock.
+    static QString meridiem(const QDateTime& moment, const QLocale& locale = timeLocale());
     // "1 hour 5 minutes", "30 minutes", "1 minute"; minutes counted up, a past reset "0 minutes".
     static QString resetCountdown(const QDateTime& reset, const QDateTime& now);
     static QColor secondaryInformationColor(BreakScreenStyle style, const QColor& textColor);

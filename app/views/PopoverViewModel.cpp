@@ -116,7 +116,7 @@ bool PopoverViewModel::showsUpdate() const {
 }
 
 QString PopoverViewModel::updateToolTip() const {
-    return QStringLiteral("Download Lumora ") + m_model->updates()->availableUpdateVersion();
+    return tr("Download Lumora %1").arg(m_model->updates()->availableUpdateVersion());
 }
 
 void PopoverViewModel::setActive(bool active) {

@@ -79,12 +79,12 @@ public:
     const QString& draggedProviderID() const { return m_draggedProviderID; }
 
     static QString title() { return QStringLiteral("LUMORA"); }
-    static QString subtitle() { return QStringLiteral("AI usage at a glance"); }
-    static QString updateTitle() { return QStringLiteral("Update"); }
-    static QString refreshToolTip() { return QStringLiteral("Refresh"); }
-    static QString breakTitle() { return QStringLiteral("Break"); }
-    static QString settingsToolTip() { return QStringLiteral("Settings"); }
-    static QString quitToolTip() { return QStringLiteral("Quit Lumora"); }
+    static QString subtitle() { return tr("AI usage at a glance"); }
+    static QString updateTitle() { return tr("Update"); }
+    static QString refreshToolTip() { return tr("Refresh"); }
+    static QString breakTitle() { return tr("Break"); }
+    static QString settingsToolTip() { return tr("Settings"); }
+    static QString quitToolTip() { return tr("Quit Lumora"); }
 
     // While active the cards' relative times and staleness follow the clock; while inactive
     // nothing runs. Activating re-reads everything at once.

@@ -1,6 +1,8 @@
 #include "views/ProviderCardModel.h"
 #include "core/UsageWindowLabel.h"
 
+#include "core/LocaleFormats.h"
+#include "core/Messages.h"
 #include "core/RelativeTime.h"
 #include "model/AppModel.h"
 #include "views/Sparkline.h"
@@ -17,12 +19,12 @@ ProviderCardModel::ProviderCardModel(AppModel* model, QString providerID, QObjec
     : QObject(parent), m_model(model), m_providerID(std::move(providerID)) {}
 
 QString ProviderCardModel::staleDetail() {
-    return QStringLiteral("Open Claude Code and send a message to refresh the official usage "
-                          "status. The last percentage is hidden when it is no longer current.");
+    return tr("Open Claude Code and send a message to refresh the official usage status. The last "
+              "percentage is hidden when it is no longer current.");
 }
 
 QString ProviderCardModel::privacyLine() {
-    return QStringLiteral("Usage and reset time only. No chats, code, files, or credentials.");
+    return tr("Usage and reset time only. No chats, code, files, or credentials.");
 }
 
 QString ProviderCardModel::connectionMessage(const UsageSnapshot& snapshot,
@@ -30,22 +32,21 @@ QString ProviderCardModel::connectionMessage(const UsageSnapshot& snapshot,
     const QString& name = snapshot.providerName;
     switch (state.kind()) {
     case Kind::disconnected:
-        return QStringLiteral("Connect your existing local ") + name + QStringLiteral(" session.");
+        return tr("Connect your existing local %1 session.").arg(name);
     case Kind::checking:
-        return QStringLiteral("Checking local setup…");
+        return tr("Checking local setup…");
     case Kind::executableMissing:
-        return name + QStringLiteral(" is not installed.");
+        return tr("%1 is not installed.").arg(name);
     case Kind::loginRequired:
-        return QStringLiteral("Sign in through the official ") + name +
-               QStringLiteral(" app first.");
+        return tr("Sign in through the official %1 app first.").arg(name);
     case Kind::setupRequired:
         // Only Claude Code has a status sync to enable, whichever card asks.
-        return QStringLiteral("Enable official Claude Code status sync. Lumora stores only usage "
-                              "and reset time.");
+        return tr("Enable official Claude Code status sync. Lumora stores only usage and reset "
+                  "time.");
     case Kind::waiting:
-        return QStringLiteral("Waiting for Claude Code usage…");
+        return tr("Waiting for Claude Code usage…");
     case Kind::failed:
-        return state.message();
+        return shownMessage(state.message());
     }
     return {};
 }
@@ -54,20 +55,19 @@ QString ProviderCardModel::connectionButtonTitle(const UsageSnapshot& snapshot,
                                                  const ProviderConnectionState& state) {
     switch (state.kind()) {
     case Kind::disconnected:
-        return QStringLiteral("Connect");
+        return tr("Connect");
     case Kind::checking:
-        return QStringLiteral("Checking");
+        return tr("Checking");
     case Kind::executableMissing:
-        return snapshot.providerID == providers::claudeCodeID ? QStringLiteral("Install")
-                                                              : QStringLiteral("Get Codex");
+        return snapshot.providerID == providers::claudeCodeID ? tr("Install") : tr("Get Codex");
     case Kind::loginRequired:
-        return QStringLiteral("Open Sign In");
+        return tr("Open Sign In");
     case Kind::setupRequired:
-        return QStringLiteral("Enable Sync");
+        return tr("Enable Sync");
     case Kind::waiting:
-        return QStringLiteral("Check Now");
+        return tr("Check Now");
     case Kind::failed:
-        return QStringLiteral("Try Again");
+        return tr("Try Again");
     }
     return {};
 }
@@ -155,8 +155,7 @@ void ProviderCardModel::update(const QDateTime& now) {
     content.providerName = snapshot.providerName;
     content.showsSwitch = reading.enabled;
     content.showInMenuBar = reading.shownInMenuBar;
-    content.switchLabel =
-        QStringLiteral("Show ") + snapshot.providerName + QStringLiteral(" in the menu bar");
+    content.switchLabel = tr("Show %1 in the menu bar").arg(snapshot.providerName);
     content.compactRemainingText = snapshot.compactRemainingText(now);
 
     if (!reading.enabled || reading.state.kind() != Kind::disconnected) {
@@ -170,14 +169,14 @@ void ProviderCardModel::update(const QDateTime& now) {
     } else if (snapshot.isStale(now)) {
         content.block = Block::Stale;
         content.lastUpdateText =
-            QStringLiteral("Last update: ") + relativeTimeText(snapshot.capturedAt, now);
+            tr("Last update: %1").arg(relativeTimeText(snapshot.capturedAt, now));
         content.spokenText = tr("%1, %2, %3", "a card read aloud: provider, notice, last update")
                                  .arg(content.providerName, staleTitle(), content.lastUpdateText);
     } else if (const auto window = snapshot.primaryWindow();
                !window || !window->usedRatio || !std::isfinite(*window->usedRatio)) {
         content.block = Block::Message;
-        content.statusText =
-            snapshot.statusMessage.value_or(QStringLiteral("Status is unavailable."));
+        content.statusText = snapshot.statusMessage ? shownMessage(*snapshot.statusMessage)
+                                                    : tr("Status is unavailable.");
         content.spokenText = tr("%1, %2", "a card read aloud: provider, message")
                                  .arg(content.providerName, content.statusText);
     } else {
@@ -195,7 +194,7 @@ void ProviderCardModel::update(const QDateTime& now) {
         content.windowLabel = usageWindowLabel(window->kind);
         if (window->resetsAt) {
             content.resetText =
-                QStringLiteral("Resets ") + relativeTimeText(*window->resetsAt, now);
+                tr("Resets %1", "in 2 hr 15 min").arg(relativeTimeText(*window->resetsAt, now));
         }
         if (const UsageHistory* history = m_model->history(); history->isKept()) {
             const QList<PaceFigure> figures = history->mainWindowFigures(snapshot);
@@ -226,18 +225,13 @@ QString ProviderCardModel::weeklyText(const UsageSnapshot& snapshot, const QDate
         }
         const qint64 left = remainingPercentage(*window.usedRatio).value_or(0);
         if (!window.resetsAt) {
-            return QCoreApplication::translate("ProviderCardModel", "Weekly %1% left").arg(left);
+            return tr("Weekly %1% left").arg(left);
         }
         // Within a day the time alone says when; further out, the day of the week too.
         const QDateTime reset = window.resetsAt->toLocalTime();
-        const QString when = now.secsTo(*window.resetsAt) < 24 * 3600
-                                 ? locale.toString(reset.time(), QLocale::ShortFormat)
-                                 : locale.dayName(reset.date().dayOfWeek(), QLocale::ShortFormat) +
-                                       QLatin1Char(' ') +
-                                       locale.toString(reset.time(), QLocale::ShortFormat);
-        return QCoreApplication::translate("ProviderCardModel", "Weekly %1% left \u00B7 resets %2")
+        return tr("Weekly %1% left \u00B7 resets %2", "resets Mon 09:00")
             .arg(left)
-            .arg(when);
+            .arg(dayAndTimeText(*window.resetsAt, now, locale));
     }
     return {};
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/LocaleFormats.h"
 #include "core/UsageSnapshot.h"
 #include "model/ProviderConnectionState.h"
 
@@ -99,7 +100,7 @@ public:
     // "Weekly 64% left · resets Mon 09:00" when a weekly window is reported beside the main one.
     const QString& weeklyText() const { return m_content.weeklyText; }
     static QString weeklyText(const UsageSnapshot& snapshot, const QDateTime& now,
-                              const QLocale& locale = QLocale::system());
+                              const QLocale& locale = timeLocale());
     const QString& statusText() const { return m_content.statusText; }
     const QString& lastUpdateText() const { return m_content.lastUpdateText; }
     const QString& connectionMessage() const { return m_content.connectionMessage; }
@@ -116,11 +117,11 @@ public:
     qreal dragOpacity() const { return m_dragged ? 0.35 : 1.0; }
     qreal dragScale() const { return m_dragged ? 0.985 : 1.0; }
 
-    static QString percentSuffix() { return QStringLiteral("% left"); }
-    static QString staleTitle() { return QStringLiteral("Usage needs sync"); }
+    static QString percentSuffix() { return tr("% left"); }
+    static QString staleTitle() { return tr("Usage needs sync"); }
     static QString staleDetail();
     static QString privacyLine();
-    static QString dragToolTip() { return QStringLiteral("Drag to reorder"); }
+    static QString dragToolTip() { return tr("Drag to reorder"); }
 
     // The texts of the connection block, from the snapshot's provider and the state.
     static QString connectionMessage(const UsageSnapshot& snapshot,

@@ -1,5 +1,6 @@
 #include "views/SettingsViewModel.h"
 
+#include "core/Messages.h"
 #include "core/RelativeTime.h"
 #include "model/AppModel.h"
 #include "platform/Autostart.h"
@@ -64,7 +65,7 @@ bool SettingsViewModel::showsDisconnectClaude() const {
 
 QString SettingsViewModel::lastChecked() const {
     const QDateTime& capturedAt = m_model->snapshot().capturedAt;
-    return capturedAt.isValid() ? relativeTimeText(capturedAt, now()) : QStringLiteral("Never");
+    return capturedAt.isValid() ? relativeTimeText(capturedAt, now()) : tr("Never");
 }
 
 bool SettingsViewModel::canRefresh() const {
@@ -72,7 +73,7 @@ bool SettingsViewModel::canRefresh() const {
 }
 
 QStringList SettingsViewModel::styleTitles() {
-    return {QStringLiteral("Photo"), QStringLiteral("Motion"), QStringLiteral("Minimal")};
+    return {tr("Photo"), tr("Motion"), tr("Minimal")};
 }
 
 int SettingsViewModel::selectedStyle() const {
@@ -82,8 +83,7 @@ int SettingsViewModel::selectedStyle() const {
 QStringList SettingsViewModel::styleAccessibilityValues() const {
     QStringList values;
     for (const BreakScreenStyle style : styles) {
-        values << (style == preferences().breakScreenStyle() ? QStringLiteral("Selected")
-                                                             : QStringLiteral("Not selected"));
+        values << (style == preferences().breakScreenStyle() ? tr("Selected") : tr("Not selected"));
     }
     return values;
 }
@@ -95,13 +95,13 @@ QString SettingsViewModel::styleDescription() const {
 QString SettingsViewModel::styleDescription(BreakScreenStyle style) {
     switch (style) {
     case BreakScreenStyle::photo:
-        return QStringLiteral("Your photo is copied into Lumora and stays only on this computer.");
+        return tr("Your photo is copied into Lumora and stays only on this computer.");
     case BreakScreenStyle::motion:
-        return QStringLiteral("A slow, wind-driven stainless-steel surface.");
+        return tr("A slow, wind-driven stainless-steel surface.");
     case BreakScreenStyle::minimal:
         break;
     }
-    return QStringLiteral("A black screen with white time and reset information.");
+    return tr("A black screen with white time and reset information.");
 }
 
 QColor SettingsViewModel::textColor() const {
@@ -121,8 +121,7 @@ QVariant SettingsViewModel::photo() const {
 }
 
 QString SettingsViewModel::choosePhotoTitle() const {
-    return m_model->photo()->hasBreakBackgroundImage() ? QStringLiteral("Change Photo…")
-                                                       : QStringLiteral("Choose Photo…");
+    return m_model->photo()->hasBreakBackgroundImage() ? tr("Change Photo…") : tr("Choose Photo…");
 }
 
 bool SettingsViewModel::showsDeletePhoto() const {
@@ -130,7 +129,8 @@ bool SettingsViewModel::showsDeletePhoto() const {
 }
 
 QString SettingsViewModel::photoError() const {
-    return showsPhotoControls() ? m_model->photo()->breakBackgroundErrorMessage() : QString();
+    return showsPhotoControls() ? shownMessage(m_model->photo()->breakBackgroundErrorMessage())
+                                : QString();
 }
 
 bool SettingsViewModel::alertsEnabled() const {
@@ -147,7 +147,7 @@ bool SettingsViewModel::showsDownload() const {
 
 QString SettingsViewModel::downloadTitle() const {
     return showsDownload()
-               ? QStringLiteral("Download Lumora ") + m_model->updates()->availableUpdateVersion()
+               ? tr("Download Lumora %1").arg(m_model->updates()->availableUpdateVersion())
                : QString();
 }
 
@@ -160,12 +160,11 @@ bool SettingsViewModel::isCheckingForUpdates() const {
 }
 
 QString SettingsViewModel::checkForUpdatesTitle() const {
-    return isCheckingForUpdates() ? QStringLiteral("Checking…")
-                                  : QStringLiteral("Check for Updates");
+    return isCheckingForUpdates() ? tr("Checking…") : tr("Check for Updates");
 }
 
 QString SettingsViewModel::updateStatus() const {
-    return m_model->updates()->updateStatusMessage();
+    return shownMessage(m_model->updates()->updateStatusMessage());
 }
 
 bool SettingsViewModel::startsAtLogin() const {
@@ -173,9 +172,8 @@ bool SettingsViewModel::startsAtLogin() const {
 }
 
 QStringList SettingsViewModel::privacyLines() {
-    return {
-        QStringLiteral("Never reads or sends chats, code, file names, or credentials."),
-        QStringLiteral("Usage data stays on this computer and is never shared with advertisers.")};
+    return {tr("Never reads or sends chats, code, file names, or credentials."),
+            tr("Usage data stays on this computer and is never shared with advertisers.")};
 }
 
 void SettingsViewModel::disconnectCodex() {

@@ -1,5 +1,6 @@
 #include "views/SettingsWindow.h"
 
+#include "core/Messages.h"
 #include "model/AppModel.h"
 #include "platform/Autostart.h"
 #include "views/SettingsViewModel.h"
@@ -34,7 +35,7 @@ void SettingsWindow::create() {
     m_engine = std::make_unique<QQmlEngine>();
     m_engine->addImportPath(QStringLiteral("qrc:/qt/qml"));
     m_view = std::make_unique<QQuickView>(m_engine.get(), nullptr);
-    m_view->setTitle(title);
+    m_view->setTitle(shownMessage(title));
     m_view->setFlags(Qt::Window | Qt::CustomizeWindowHint | Qt::WindowTitleHint |
                      Qt::WindowCloseButtonHint | Qt::WindowStaysOnTopHint);
     m_view->setMinimumSize(size);

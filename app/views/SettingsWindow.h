@@ -26,7 +26,9 @@ class SettingsWindow : public QObject {
     Q_OBJECT
 
 public:
-    static inline const QString title = QStringLiteral("Lumora Settings");
+    // In English; shown through shownMessage.
+    static inline const QString title =
+        QStringLiteral(QT_TRANSLATE_NOOP("Messages", "Lumora Settings"));
     static constexpr QSize size{520, 520};
     // After this long the window is raised once more, so that focus moving away from a popover
     // that closes at the same moment does not leave it behind.

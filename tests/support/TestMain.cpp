@@ -32,6 +32,12 @@ int main(int argc, char** argv) {
     qputenv("XDG_CACHE_HOME", root + "/.cache");
     qunsetenv("LUMORA_CLAUDE_PATH");
     qunsetenv("LUMORA_CODEX_PATH");
+    // English texts and times whatever the developer's desktop speaks; a test that wants another
+    // language sets it for itself (or for the lumora it starts).
+    for (const char* name : {"LANGUAGE", "LC_ALL", "LC_MESSAGES", "LC_TIME"}) {
+        qunsetenv(name);
+    }
+    qputenv("LANG", "C.UTF-8");
 
 #ifdef LUMORA_TEST_GUI_APPLICATION
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
