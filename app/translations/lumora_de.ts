@@ -801,6 +801,14 @@ Ohne Befehl startet lumora im Infobereich oder öffnet das Nutzungsfenster des b
         <source>RESETS IN</source>
         <translation>ZURÜCKSETZUNG IN</translation>
     </message>
+    <message>
+        <source>Break</source>
+        <translation>Pause</translation>
+    </message>
+    <message>
+        <source>Press Escape or click to end the break</source>
+        <translation>Escape drücken oder klicken, um die Pause zu beenden</translation>
+    </message>
 </context>
 <context>
     <name>lumora::PopoverViewModel</name>
@@ -831,6 +839,10 @@ Ohne Befehl startet lumora im Infobereich oder öffnet das Nutzungsfenster des b
     <message>
         <source>Quit Lumora</source>
         <translation>Lumora beenden</translation>
+    </message>
+    <message>
+        <source>Refreshing</source>
+        <translation>Wird aktualisiert</translation>
     </message>
 </context>
 <context>
@@ -936,6 +948,102 @@ Ohne Befehl startet lumora im Infobereich oder öffnet das Nutzungsfenster des b
     <message>
         <source>Drag to reorder</source>
         <translation>Zum Umsortieren ziehen</translation>
+    </message>
+    <message numerus="yes">
+        <source>%n day</source>
+        <comment>spoken duration</comment>
+        <translation>
+            <numerusform>%n Tag</numerusform>
+            <numerusform>%n Tagen</numerusform>
+        </translation>
+    </message>
+    <message numerus="yes">
+        <source>%n days</source>
+        <comment>spoken duration</comment>
+        <translation>
+            <numerusform>%n Tag</numerusform>
+            <numerusform>%n Tagen</numerusform>
+        </translation>
+    </message>
+    <message numerus="yes">
+        <source>%n hour</source>
+        <comment>spoken duration</comment>
+        <translation>
+            <numerusform>%n Stunde</numerusform>
+            <numerusform>%n Stunden</numerusform>
+        </translation>
+    </message>
+    <message numerus="yes">
+        <source>%n hours</source>
+        <comment>spoken duration</comment>
+        <translation>
+            <numerusform>%n Stunde</numerusform>
+            <numerusform>%n Stunden</numerusform>
+        </translation>
+    </message>
+    <message numerus="yes">
+        <source>%n minute</source>
+        <comment>spoken duration</comment>
+        <translation>
+            <numerusform>%n Minute</numerusform>
+            <numerusform>%n Minuten</numerusform>
+        </translation>
+    </message>
+    <message numerus="yes">
+        <source>%n minutes</source>
+        <comment>spoken duration</comment>
+        <translation>
+            <numerusform>%n Minute</numerusform>
+            <numerusform>%n Minuten</numerusform>
+        </translation>
+    </message>
+    <message>
+        <source>%1 %2</source>
+        <comment>spoken duration: days, then hours</comment>
+        <translation>%1 und %2</translation>
+    </message>
+    <message>
+        <source>%1 %2</source>
+        <comment>spoken duration: hours, then minutes</comment>
+        <translation>%1 und %2</translation>
+    </message>
+    <message>
+        <source>Alt+Up or Alt+Down moves the card</source>
+        <translation>Alt+Pfeil nach oben oder Alt+Pfeil nach unten verschiebt die Karte</translation>
+    </message>
+    <message>
+        <source>%1, %2</source>
+        <comment>a card read aloud: provider, message</comment>
+        <translation>%1, %2</translation>
+    </message>
+    <message>
+        <source>%1, %2, %3</source>
+        <comment>a card read aloud: provider, notice, last update</comment>
+        <translation>%1, %2, %3</translation>
+    </message>
+    <message numerus="yes">
+        <source>%1, %n percent left, %2, resets in %3</source>
+        <comment>a card read aloud</comment>
+        <translation>
+            <numerusform>%1, %n Prozent übrig, %2, Zurücksetzung in %3</numerusform>
+            <numerusform>%1, %n Prozent übrig, %2, Zurücksetzung in %3</numerusform>
+        </translation>
+    </message>
+    <message numerus="yes">
+        <source>%1, %n percent left, %2, resets in under a minute</source>
+        <comment>a card read aloud</comment>
+        <translation>
+            <numerusform>%1, %n Prozent übrig, %2, Zurücksetzung in weniger als einer Minute</numerusform>
+            <numerusform>%1, %n Prozent übrig, %2, Zurücksetzung in weniger als einer Minute</numerusform>
+        </translation>
+    </message>
+    <message numerus="yes">
+        <source>%1, %n percent left, %2</source>
+        <comment>a card read aloud</comment>
+        <translation>
+            <numerusform>%1, %n Prozent übrig, %2</numerusform>
+            <numerusform>%1, %n Prozent übrig, %2</numerusform>
+        </translation>
     </message>
 </context>
 <context>

@@ -802,6 +802,14 @@ Sans commande, lumora se lance dans la zone de notification ou ouvre la fenêtre
         <source>RESETS IN</source>
         <translation>RÉINITIALISATION DANS</translation>
     </message>
+    <message>
+        <source>Break</source>
+        <translation>Pause</translation>
+    </message>
+    <message>
+        <source>Press Escape or click to end the break</source>
+        <translation>Appuyez sur Échap ou cliquez pour terminer la pause</translation>
+    </message>
 </context>
 <context>
     <name>lumora::PopoverViewModel</name>
@@ -832,6 +840,10 @@ Sans commande, lumora se lance dans la zone de notification ou ouvre la fenêtre
     <message>
         <source>Quit Lumora</source>
         <translation>Quitter Lumora</translation>
+    </message>
+    <message>
+        <source>Refreshing</source>
+        <translation>Actualisation en cours</translation>
     </message>
 </context>
 <context>
@@ -937,6 +949,102 @@ Sans commande, lumora se lance dans la zone de notification ou ouvre la fenêtre
     <message>
         <source>Drag to reorder</source>
         <translation>Faire glisser pour réorganiser</translation>
+    </message>
+    <message numerus="yes">
+        <source>%n day</source>
+        <comment>spoken duration</comment>
+        <translation>
+            <numerusform>%n jour</numerusform>
+            <numerusform>%n jours</numerusform>
+        </translation>
+    </message>
+    <message numerus="yes">
+        <source>%n days</source>
+        <comment>spoken duration</comment>
+        <translation>
+            <numerusform>%n jour</numerusform>
+            <numerusform>%n jours</numerusform>
+        </translation>
+    </message>
+    <message numerus="yes">
+        <source>%n hour</source>
+        <comment>spoken duration</comment>
+        <translation>
+            <numerusform>%n heure</numerusform>
+            <numerusform>%n heures</numerusform>
+        </translation>
+    </message>
+    <message numerus="yes">
+        <source>%n hours</source>
+        <comment>spoken duration</comment>
+        <translation>
+            <numerusform>%n heure</numerusform>
+            <numerusform>%n heures</numerusform>
+        </translation>
+    </message>
+    <message numerus="yes">
+        <source>%n minute</source>
+        <comment>spoken duration</comment>
+        <translation>
+            <numerusform>%n minute</numerusform>
+            <numerusform>%n minutes</numerusform>
+        </translation>
+    </message>
+    <message numerus="yes">
+        <source>%n minutes</source>
+        <comment>spoken duration</comment>
+        <translation>
+            <numerusform>%n minute</numerusform>
+            <numerusform>%n minutes</numerusform>
+        </translation>
+    </message>
+    <message>
+        <source>%1 %2</source>
+        <comment>spoken duration: days, then hours</comment>
+        <translation>%1 et %2</translation>
+    </message>
+    <message>
+        <source>%1 %2</source>
+        <comment>spoken duration: hours, then minutes</comment>
+        <translation>%1 et %2</translation>
+    </message>
+    <message>
+        <source>Alt+Up or Alt+Down moves the card</source>
+        <translation>Alt+Haut ou Alt+Bas déplace la carte</translation>
+    </message>
+    <message>
+        <source>%1, %2</source>
+        <comment>a card read aloud: provider, message</comment>
+        <translation>%1, %2</translation>
+    </message>
+    <message>
+        <source>%1, %2, %3</source>
+        <comment>a card read aloud: provider, notice, last update</comment>
+        <translation>%1, %2, %3</translation>
+    </message>
+    <message numerus="yes">
+        <source>%1, %n percent left, %2, resets in %3</source>
+        <comment>a card read aloud</comment>
+        <translation>
+            <numerusform>%1, %n pour cent restant, %2, réinitialisation dans %3</numerusform>
+            <numerusform>%1, %n pour cent restants, %2, réinitialisation dans %3</numerusform>
+        </translation>
+    </message>
+    <message numerus="yes">
+        <source>%1, %n percent left, %2, resets in under a minute</source>
+        <comment>a card read aloud</comment>
+        <translation>
+            <numerusform>%1, %n pour cent restant, %2, réinitialisation dans moins d’une minute</numerusform>
+            <numerusform>%1, %n pour cent restants, %2, réinitialisation dans moins d’une minute</numerusform>
+        </translation>
+    </message>
+    <message numerus="yes">
+        <source>%1, %n percent left, %2</source>
+        <comment>a card read aloud</comment>
+        <translation>
+            <numerusform>%1, %n pour cent restant, %2</numerusform>
+            <numerusform>%1, %n pour cent restants, %2</numerusform>
+        </translation>
     </message>
 </context>
 <context>
