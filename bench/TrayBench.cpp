@@ -1,8 +1,9 @@
 // The tray's cost, measured on the real lumora program against a private bus and a watcher of
 // this program's own, with fake Claude Code and Codex tools connected:
 //   - start to registered status item, median of 10 starts;
-//   - resident memory right after start (no window opened yet), and after the popover has been
-//     opened and closed;
+//   - resident memory right after start (no window opened yet), after the popover has been
+//     opened and closed, and 35 s later (the tray lets go of its windows' memory 30 s after the
+//     last one closed), each with its share of anonymous memory and of mapped files (smaps);
 //   - CPU time of the tray itself over an idle period (default 5 minutes).
 // Runs under Xvfb when it is installed (as on a desktop), else on the offscreen platform.
 // Usage: bench_tray [--idle-seconds N] [--starts N] [--history FILE]
@@ -72,17 +73,28 @@ QString firstLine(QProcess& process) {
     return QString::fromUtf8(process.readLine()).trimmed();
 }
 
-qint64 residentKiB(qint64 pid) {
-    QFile status(QStringLiteral("/proc/%1/status").arg(pid));
-    if (!status.open(QIODevice::ReadOnly)) {
-        return -1;
+// Resident memory from /proc/PID/smaps_rollup: "R MB (anonymous A MB, files F MB)".
+QString memoryFigures(qint64 pid) {
+    QFile file(QStringLiteral("/proc/%1/smaps_rollup").arg(pid));
+    if (!file.open(QIODevice::ReadOnly)) {
+        return QStringLiteral("unknown");
     }
-    for (const QByteArray& line : status.readAll().split('\n')) {
-        if (line.startsWith("VmRSS:")) {
-            return line.mid(6).trimmed().split(' ').first().toLongLong();
+    qint64 rss = 0;
+    qint64 anonymous = 0;
+    for (const QByteArray& line : file.readAll().split('\n')) {
+        const auto kib = [&line] {
+            return line.split(':').value(1).trimmed().split(' ').first().toLongLong();
+        };
+        if (line.startsWith("Rss:")) {
+            rss = kib();
+        } else if (line.startsWith("Anonymous:")) {
+            anonymous = kib();
         }
     }
-    return -1;
+    return QStringLiteral("%1 MB (anonymous %2 MB, files %3 MB)")
+        .arg(rss / 1024.0, 0, 'f', 1)
+        .arg(anonymous / 1024.0, 0, 'f', 1)
+        .arg((rss - anonymous) / 1024.0, 0, 'f', 1);
 }
 
 // utime + stime of the process itself, in clock ticks.
@@ -247,7 +259,7 @@ int main(int argc, char** argv) {
     // The last start stays up: its memory, the popover, then the idle minutes.
     const qint64 pid = tray.processId();
     idle(3000);
-    std::printf("resident memory after start: %.1f MB\n", residentKiB(pid) / 1024.0);
+    std::printf("resident memory after start: %s\n", qPrintable(memoryFigures(pid)));
     const QString item = watcher.registered.first();
     for (int i = 0; i < 2; ++i) {
         call(item, QStringLiteral("/StatusNotifierItem"),
@@ -255,9 +267,11 @@ int main(int argc, char** argv) {
              {100, 100});
         idle(3000);
     }
-    std::printf("resident memory after the popover opened and closed: %.1f MB\n",
-                residentKiB(pid) / 1024.0);
-    idle(5000);
+    std::printf("resident memory after the popover opened and closed: %s\n",
+                qPrintable(memoryFigures(pid)));
+    idle(35000);
+    std::printf("resident memory 35 s after the popover closed: %s (target 45 MB)\n",
+                qPrintable(memoryFigures(pid)));
     const auto conversations = [&] {
         QFile log(codex + QStringLiteral(".log"));
         return log.open(QIODevice::ReadOnly) ? log.readAll().count('\n') : 0;
@@ -272,7 +286,7 @@ int main(int argc, char** argv) {
     const double cpuSeconds = static_cast<double>(after - before) / ::sysconf(_SC_CLK_TCK);
     std::printf("idle CPU over %.0f s: %.2f s of CPU, %.3f%% of one core\n", seconds, cpuSeconds,
                 100.0 * cpuSeconds / seconds);
-    std::printf("resident memory after the idle period: %.1f MB\n", residentKiB(pid) / 1024.0);
+    std::printf("resident memory after the idle period: %s\n", qPrintable(memoryFigures(pid)));
     const QDBusMessage label = bus.call(
         QDBusMessage::createMethodCall(item, QStringLiteral("/StatusNotifierItem"),
                                        QStringLiteral("org.freedesktop.DBus.Properties"),

@@ -15,4 +15,11 @@ void releaseFreedMemoryPromptly();
 // Hands free pages in the middle of the heaps back to the system as well; for after a burst.
 void returnFreedMemory();
 
+// Asks the kernel to reclaim at once the pages of the files mapped into this process (the code
+// and read-only data of its libraries) that no other process maps. They are clean copies of
+// files, so nothing is lost: what is used again is read back in on first touch. For a process
+// that goes idle after a burst of work, such as a tray after its windows have closed: the
+// libraries of a UI it no longer shows stay resident otherwise until memory runs short.
+void pageOutMappedFiles();
+
 } // namespace lumora

@@ -4,6 +4,7 @@
 #include "platform/Notifier.h"
 #include "tray/GaugeIcon.h"
 #include "tray/StatusBarController.h"
+#include "views/PopoverWindow.h"
 
 #include <QCursor>
 #include <QGuiApplication>
@@ -116,6 +117,8 @@ void StatusItem::createTrayIcon() {
 }
 
 void StatusItem::setMode(Mode mode) {
+    // With no tray to open it from, the popover is a window of its own.
+    m_controller->popover()->setShownAsWindow(mode == Mode::noTray);
     if (mode == Mode::statusNotifierItem) {
         m_fallbackTimer.stop();
         delete m_trayIcon;

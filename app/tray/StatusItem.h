@@ -20,7 +20,8 @@ class StatusBarController;
 // Lumora's presence in the panel, on whatever the desktop offers: the StatusNotifierItem when a
 // watcher is there (at start or whenever one appears); otherwise, after a short wait for a panel
 // that is still starting, Qt's XEmbed tray icon when an XEmbed tray exists; and with no tray at
-// all, the popover once as a window of its own and one notification that says how to get a tray.
+// all, the popover once as a normal window and one notification that says how to get a tray (the
+// popover stays a normal window until a tray appears).
 class StatusItem : public QObject {
     Q_OBJECT
 

@@ -9,6 +9,7 @@
 #include "translations/Translations.h"
 #include "tray/ChildProcesses.h"
 #include "tray/HookRepair.h"
+#include "tray/InstanceLock.h"
 #include "tray/InstanceService.h"
 #include "tray/ResumeWatcher.h"
 #include "tray/StatusBarController.h"
@@ -96,11 +97,21 @@ int runTray(int& argc, char** argv) {
     QApplication::setQuitOnLastWindowClosed(false);
     chooseSceneGraph();
 
-    // One tray per session: a second start shows the first one's popover.
+    // One tray per session: a second start shows the first one's popover. Without a session
+    // bus, a lock file per user and display keeps it to one tray all the same.
     const QDBusConnection bus = QDBusConnection::sessionBus();
     InstanceService instance(bus);
-    if (instance.claim() == InstanceService::Claim::runningElsewhere) {
+    InstanceLock lock;
+    switch (instance.claim()) {
+    case InstanceService::Claim::runningElsewhere:
         return 0;
+    case InstanceService::Claim::noBus:
+        if (!lock.tryLock()) {
+            return 0;
+        }
+        break;
+    case InstanceService::Claim::owned:
+        break;
     }
 
     repairHookScript(currentHomeDirectory(), locateHookHelper());

@@ -3,6 +3,7 @@
 #include "platform/MemoryRelease.h"
 #include "platform/ReduceMotion.h"
 #include "views/BreakViewModel.h"
+#include "views/ViewEngine.h"
 
 #include <QCursor>
 #include <QGuiApplication>
@@ -16,7 +17,7 @@
 namespace lumora {
 
 BreakWindows::BreakWindows(AppModel* model, QObject* parent, const QDBusConnection& desktopBus)
-    : QObject(parent), m_model(model), m_desktopBus(desktopBus) {}
+    : QObject(parent), m_model(model), m_desktopBus(desktopBus), m_engine(ViewEngine::shared()) {}
 
 BreakWindows::~BreakWindows() {
     // The windows go before the engine that created their content.
@@ -37,11 +38,9 @@ QQuickWindow* BreakWindows::textWindow() const {
 }
 
 void BreakWindows::createOnce() {
-    if (m_engine) {
+    if (m_viewModel) {
         return;
     }
-    m_engine = std::make_unique<QQmlEngine>();
-    m_engine->addImportPath(QStringLiteral("qrc:/qt/qml"));
     m_viewModel = new BreakViewModel(m_model, this);
     m_reduceMotion = new ReduceMotionSetting(m_desktopBus, this);
     const auto followReduceMotion = [this] {
@@ -86,7 +85,8 @@ void BreakWindows::end() {
     m_viewModel->setActive(false);
     // The windows go with the break: Qt Quick's software renderer keeps a screen-sized backing
     // store and the last frame's textures for as long as a window exists, tens of megabytes on a
-    // 4K screen. The engine, its compiled view and the view model stay for the next break.
+    // 4K screen. The view model stays for the next break, and the engine with the compiled view
+    // until the views let go of it.
     for (QQuickView* window : std::as_const(m_windows)) {
         window->hide();
         window->deleteLater();
@@ -117,7 +117,7 @@ void BreakWindows::followScreens() {
 }
 
 QQuickView* BreakWindows::createWindow(QScreen* screen) {
-    auto* window = new QQuickView(m_engine.get(), nullptr);
+    auto* window = new QQuickView(m_engine->engine(), nullptr);
     window->setTitle(QStringLiteral("Lumora"));
     window->setFlags(Qt::Window | Qt::FramelessWindowHint);
     window->setColor(Qt::black);
@@ -133,6 +133,7 @@ QQuickView* BreakWindows::createWindow(QScreen* screen) {
         qWarning("Break screen: %s", qPrintable(error.toString()));
     }
     window->installEventFilter(this);
+    m_engine->watch(window);
     return window;
 }
 

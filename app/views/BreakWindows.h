@@ -8,7 +8,6 @@
 #include <memory>
 
 QT_BEGIN_NAMESPACE
-class QQmlEngine;
 class QQuickView;
 class QQuickWindow;
 class QScreen;
@@ -19,9 +18,11 @@ namespace lumora {
 class AppModel;
 class BreakViewModel;
 class ReduceMotionSetting;
+class ViewEngine;
 
-// The break screen: one frameless full-screen window per screen. The QML engine and the view
-// model are created on the first break and kept; the windows live while a break is shown. The
+// The break screen: one frameless full-screen window per screen. The view model is created on the
+// first break and kept; the windows live while a break is shown, on the QML engine of all the
+// views (ViewEngine). The
 // screen under the cursor (on Wayland, where the cursor cannot be asked for, the first screen)
 // shows the clock and the providers; the others show the same background without text. Screens
 // plugged in or out during a break are followed. A click on any of the windows, or Escape, ends
@@ -70,7 +71,7 @@ private:
 
     AppModel* m_model;
     QDBusConnection m_desktopBus;
-    std::unique_ptr<QQmlEngine> m_engine;
+    std::shared_ptr<ViewEngine> m_engine;
     BreakViewModel* m_viewModel = nullptr;
     ReduceMotionSetting* m_reduceMotion = nullptr;
     QHash<QScreen*, QQuickView*> m_windows;

@@ -3,6 +3,7 @@
 #include "model/AppModel.h"
 #include "views/PopoverPlacement.h"
 #include "views/PopoverViewModel.h"
+#include "views/ViewEngine.h"
 
 #include <QCoreApplication>
 #include <QCursor>
@@ -14,9 +15,11 @@
 
 namespace lumora {
 
-PopoverWindow::PopoverWindow(AppModel* model, QObject* parent) : QObject(parent), m_model(model) {
+PopoverWindow::PopoverWindow(AppModel* model, QObject* parent)
+    : QObject(parent), m_model(model), m_engine(ViewEngine::shared()) {
     m_graceEnd.setSingleShot(true);
     connect(&m_graceEnd, &QTimer::timeout, this, &PopoverWindow::onActiveChanged);
+    connect(m_engine.get(), &ViewEngine::releasing, this, &PopoverWindow::dropWindow);
 }
 
 PopoverWindow::~PopoverWindow() {
@@ -42,17 +45,18 @@ void PopoverWindow::ensureWindow() {
     if (m_view) {
         return;
     }
-    m_view = new QQuickView();
-    m_view->setFlags(Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint);
+    m_view = new QQuickView(m_engine->engine(), nullptr);
     m_view->setTitle(QStringLiteral("Lumora"));
     m_view->setColor(Qt::transparent);
-    m_view->engine()->addImportPath(QStringLiteral("qrc:/qt/qml"));
+    applyStyle();
     m_view->setResizeMode(QQuickView::SizeViewToRootObject);
     m_view->setInitialProperties({{QStringLiteral("viewModel"), QVariant::fromValue(viewModel())}});
     m_view->setSource(QUrl(QStringLiteral("qrc:/qt/qml/Lumora/MenuBarContent.qml")));
     connect(m_view, &QQuickWindow::frameSwapped, this, &PopoverWindow::frameSwapped);
     connect(m_view, &QWindow::activeChanged, this, &PopoverWindow::onActiveChanged);
     connect(m_view, &QWindow::visibleChanged, this, &PopoverWindow::onVisibleChanged);
+    m_view->installEventFilter(this);
+    m_engine->watch(m_view);
     // On Wayland a fixed-size window: tiling compositors (sway, Hyprland) float such a window
     // instead of tiling it, and the size still follows the content. X11 window managers float a
     // frameless tool window anyway.
@@ -74,10 +78,28 @@ void PopoverWindow::ensureWindow() {
     }
     // The cards change height with what they show; the popover keeps to its corner.
     connect(m_view, &QWindow::heightChanged, this, [this] {
-        if (m_shown) {
+        if (m_shown && !m_asWindow) {
             place();
         }
     });
+}
+
+void PopoverWindow::dropWindow() {
+    if (m_shown || !m_view) {
+        return;
+    }
+    delete m_view;
+    m_view = nullptr;
+}
+
+void PopoverWindow::applyStyle() {
+    if (m_asWindow) {
+        // A window like any other: a title bar with a close button, in the task bar and the
+        // window list, movable, under the windows the user works in.
+        m_view->setFlags(Qt::Window);
+    } else {
+        m_view->setFlags(Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint);
+    }
 }
 
 void PopoverWindow::place() {
@@ -89,6 +111,18 @@ void PopoverWindow::place() {
         screens.append(screen->availableGeometry());
     }
     const QSize size = m_view->size();
+    if (m_asWindow) {
+        // Centred on the screen the user is working on; the window manager may move it.
+        const QScreen* screen = QGuiApplication::screenAt(m_anchor);
+        if (screen == nullptr) {
+            screen = QGuiApplication::primaryScreen();
+        }
+        if (screen != nullptr) {
+            m_view->setPosition(screen->availableGeometry().center() -
+                                QPoint(size.width() / 2, size.height() / 2));
+        }
+        return;
+    }
     m_view->setPosition(popoverPosition(m_anchor, size, screens));
 }
 
@@ -99,6 +133,7 @@ void PopoverWindow::show(std::optional<QPoint> cursor) {
         m_shown = true;
         m_wasActive = false;
         m_openedAt.start();
+        applyStyle();
         viewModel()->setActive(true);
         if (QQuickItem* root = m_view->rootObject()) {
             m_view->resize(qRound(root->width()), qRound(root->height()));
@@ -123,7 +158,7 @@ void PopoverWindow::close() {
 }
 
 void PopoverWindow::onActiveChanged() {
-    if (!m_shown) {
+    if (!m_shown || m_asWindow) {
         return;
     }
     if (m_view->isActive()) {
@@ -139,6 +174,16 @@ void PopoverWindow::onActiveChanged() {
     if (m_wasActive) {
         close();
     }
+}
+
+bool PopoverWindow::eventFilter(QObject* watched, QEvent* event) {
+    // The window manager's close button: hidden and kept, as any close. The tray runs on.
+    if (watched == m_view && event->type() == QEvent::Close) {
+        event->ignore();
+        close();
+        return true;
+    }
+    return QObject::eventFilter(watched, event);
 }
 
 void PopoverWindow::onVisibleChanged(bool visible) {

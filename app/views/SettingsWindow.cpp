@@ -4,6 +4,7 @@
 #include "model/AppModel.h"
 #include "platform/Autostart.h"
 #include "views/SettingsViewModel.h"
+#include "views/ViewEngine.h"
 
 #include <QCursor>
 #include <QGuiApplication>
@@ -19,7 +20,9 @@ SettingsWindow::SettingsWindow(AppModel* model, QObject* parent)
 
 SettingsWindow::SettingsWindow(AppModel* model, std::shared_ptr<AutostartEntry> autostart,
                                QObject* parent)
-    : QObject(parent), m_model(model), m_autostart(std::move(autostart)) {
+    : QObject(parent), m_model(model), m_autostart(std::move(autostart)),
+      m_engine(ViewEngine::shared()) {
+    connect(m_engine.get(), &ViewEngine::releasing, this, &SettingsWindow::dropView);
     m_raiseAgain.setSingleShot(true);
     m_raiseAgain.setInterval(raiseAgainAfter);
     connect(&m_raiseAgain, &QTimer::timeout, this, &SettingsWindow::bringToFront);
@@ -31,10 +34,10 @@ SettingsWindow::~SettingsWindow() {
 }
 
 void SettingsWindow::create() {
-    m_viewModel = new SettingsViewModel(m_model, m_autostart, this);
-    m_engine = std::make_unique<QQmlEngine>();
-    m_engine->addImportPath(QStringLiteral("qrc:/qt/qml"));
-    m_view = std::make_unique<QQuickView>(m_engine.get(), nullptr);
+    if (!m_viewModel) {
+        m_viewModel = new SettingsViewModel(m_model, m_autostart, this);
+    }
+    m_view = std::make_unique<QQuickView>(m_engine->engine(), nullptr);
     m_view->setTitle(shownMessage(title));
     m_view->setFlags(Qt::Window | Qt::CustomizeWindowHint | Qt::WindowTitleHint |
                      Qt::WindowCloseButtonHint | Qt::WindowStaysOnTopHint);
@@ -60,6 +63,13 @@ void SettingsWindow::create() {
     m_view->installEventFilter(this);
     connect(m_view.get(), &QWindow::visibleChanged, m_viewModel,
             [this](bool visible) { m_viewModel->setTicking(visible); });
+    m_engine->watch(m_view.get());
+}
+
+void SettingsWindow::dropView() {
+    if (m_view && !m_view->isVisible()) {
+        m_view.reset();
+    }
 }
 
 void SettingsWindow::show() {

@@ -7,7 +7,6 @@
 #include <memory>
 
 QT_BEGIN_NAMESPACE
-class QQmlEngine;
 class QQuickView;
 class QQuickWindow;
 class QWindow;
@@ -18,10 +17,11 @@ namespace lumora {
 class AppModel;
 class AutostartEntry;
 class SettingsViewModel;
+class ViewEngine;
 
-// The settings window "Lumora Settings": created on first use and reused for the life of the
-// process. A normal titled window of a fixed size, kept above other windows. Closing it only
-// hides it.
+// The settings window "Lumora Settings": created on first use and reused; a while after the last
+// of Lumora's windows closed its view goes (ViewEngine) and the next show makes it again. A normal
+// titled window of a fixed size, kept above other windows. Closing it only hides it.
 class SettingsWindow : public QObject {
     Q_OBJECT
 
@@ -46,7 +46,7 @@ public:
     void hide();
     // The window while it is on screen, else nullptr.
     QWindow* visibleWindow() const;
-    // The window once it has been created (the first show()), else nullptr.
+    // The window while it exists (from a show until the views are let go), else nullptr.
     QQuickWindow* window() const;
     SettingsViewModel* viewModel() const { return m_viewModel; }
 
@@ -59,12 +59,13 @@ protected:
 
 private:
     void create();
+    void dropView();
     void bringToFront();
 
     AppModel* m_model;
     std::shared_ptr<AutostartEntry> m_autostart;
     SettingsViewModel* m_viewModel = nullptr;
-    std::unique_ptr<QQmlEngine> m_engine;
+    std::shared_ptr<ViewEngine> m_engine;
     std::unique_ptr<QQuickView> m_view;
     QTimer m_raiseAgain;
 };
