@@ -42,17 +42,6 @@ TEST(AtomicFile, ReplacesContentWithRequestedModeAndLeavesNoTemporaryFiles) {
     EXPECT_EQ(QDir(home.filePath("a/b")).entryList(QDir::Files), QStringList{"file.json"});
 }
 
-TEST(AtomicFile, WritesThroughASymbolicLinkAndKeepsTheLink) {
-    TemporaryHome home;
-    writeFile(home.filePath("dotfiles/settings.json"), "{}");
-    QDir().mkpath(home.filePath(".claude"));
-    ASSERT_TRUE(QFile::link(home.filePath("dotfiles/settings.json"),
-                            home.filePath(".claude/settings.json")));
-    writeFileAtomically(home.filePath(".claude/settings.json"), "{\"a\":1}");
-    EXPECT_TRUE(QFileInfo(home.filePath(".claude/settings.json")).isSymLink());
-    EXPECT_EQ(readFile(home.filePath("dotfiles/settings.json")), "{\"a\":1}");
-}
-
 TEST(AtomicFile, FailureThrowsTheSystemTextAndLeavesNothingBehind) {
     TemporaryHome home;
     // Renaming a file over a non-empty folder fails even for root.
