@@ -148,9 +148,6 @@ protected:
             return match.hasMatch() && match.captured(1).toInt() > run;
         };
     }
-    QJsonObject settingsNow() const {
-        return QJsonDocument::fromJson(readFile(settings())).object();
-    }
     void expectCacheUntouched() const {
         EXPECT_EQ(readFile(cache()), cacheBefore);
         EXPECT_EQ(QFileInfo(cache()).lastModified(), cacheTimeBefore);
@@ -200,7 +197,7 @@ TEST_F(RealClaudeCodeTest, TheHookRunsInsideClaudeCodeAndDisconnectRestoresTheEa
               home.filePath(".npm-global/bin/claude"));
     const Outcome connected = lumora({"connect", "claude"});
     ASSERT_EQ(connected.exitCode, 0) << connected.out.toStdString() << connected.err.toStdString();
-    QJsonObject hooked = settingsNow();
+    QJsonObject hooked = readJsonObject(settings());
     EXPECT_TRUE(hooked.take("statusLine")["command"].toString().contains("claude-statusline.sh"));
     EXPECT_EQ(hooked, others);
 
@@ -229,7 +226,7 @@ TEST_F(RealClaudeCodeTest, TheHookRunsInsideClaudeCodeAndDisconnectRestoresTheEa
     const int runBefore = earlierRunShown();
     const Outcome disconnected = lumora({"disconnect", "claude"});
     ASSERT_EQ(disconnected.exitCode, 0) << disconnected.out.toStdString();
-    EXPECT_EQ(settingsNow(), original);
+    EXPECT_EQ(readJsonObject(settings()), original);
     EXPECT_FALSE(QFileInfo::exists(dataFolder(home.path()) + "/claude-statusline.sh"));
     EXPECT_TRUE(waitForScreen(showsEarlierRunAfter(runBefore), "the restored status line"));
 
@@ -248,7 +245,7 @@ TEST_F(RealClaudeCodeTest, TheHookRunsInsideClaudeCodeAndDisconnectRestoresTheEa
 
     const Outcome finished = lumora({"disconnect", "claude"});
     ASSERT_EQ(finished.exitCode, 0) << finished.out.toStdString();
-    EXPECT_EQ(settingsNow(), others);
+    EXPECT_EQ(readJsonObject(settings()), others);
     EXPECT_TRUE(waitForScreen([](const QString& text) { return !text.contains(waitingLine); },
                               "the waiting line gone"));
 }

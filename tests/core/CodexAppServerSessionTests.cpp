@@ -165,8 +165,6 @@ TEST_F(AppServerSessionTest, AServerThatExitsOrNeverAnswersEndsTheConversation) 
         }
         EXPECT_EQ(childProcesses(), QList<ChildProcess>{}); // ended and reaped, never a zombie
     }
-    EXPECT_EQ(SessionError::serverExited(3).description(), "Codex app-server exited with code 3.");
-    EXPECT_EQ(SessionError::timedOut().description(), "Codex usage check timed out.");
     // An answer followed at once by an error exit is an answer.
     for (int round = 0; round < 10; ++round) {
         EXPECT_EQ(CodexAppServerSession(
