@@ -6,7 +6,6 @@
 #include <QCoreApplication>
 #include <QDeadlineTimer>
 #include <QMutex>
-#include <QProcess>
 #include <QSslKey>
 #include <QSslServer>
 #include <QSslSocket>
@@ -187,17 +186,13 @@ protected:
     // One self-signed certificate for 127.0.0.1, made once per test process.
     static void SetUpTestSuite() {
         QTemporaryDir folder(processHome() + "/certificate-XXXXXX");
-        QProcess openssl;
-        openssl.setWorkingDirectory(folder.path());
-        openssl.setProcessChannelMode(QProcess::MergedChannels);
-        openssl.start("openssl", {"req", "-x509", "-newkey", "ec", "-pkeyopt",
-                                  "ec_paramgen_curve:prime256v1", "-nodes", "-days", "2", "-subj",
-                                  "/CN=127.0.0.1", "-addext", "subjectAltName=IP:127.0.0.1",
-                                  "-keyout", "key.pem", "-out", "certificate.pem"});
-        if (!openssl.waitForFinished(60000) || openssl.exitCode() != 0) {
-            ADD_FAILURE() << "openssl (installed by scripts/setup.sh) failed: "
-                          << openssl.errorString().toStdString() << openssl.readAll().toStdString();
-        }
+        const CommandOutcome openssl = runProgram(
+            "openssl",
+            {"req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1", "-nodes",
+             "-days", "2", "-subj", "/CN=127.0.0.1", "-addext", "subjectAltName=IP:127.0.0.1",
+             "-keyout", folder.filePath("key.pem"), "-out", folder.filePath("certificate.pem")});
+        EXPECT_EQ(openssl.exitCode, 0)
+            << "openssl (installed by scripts/setup.sh) failed: " << openssl.err.toStdString();
         certificate = QSslCertificate(readFile(folder.filePath("certificate.pem")));
         key = QSslKey(readFile(folder.filePath("key.pem")), QSsl::Ec);
     }
