@@ -22,7 +22,7 @@ namespace {
 
 const QDateTime codexNow = QDateTime::fromSecsSinceEpoch(1767200000, Qt::UTC);
 const QByteArray usageAnswer =
-    R"({"id":2,"result":{"rateLimits":{"primary":{"usedPercent":42,"windowDurationMins":300,"resetsAt":1767225600},"secondary":{"usedPercent":7,"windowDurationMins":10080}}}})";
+    R"({"id":2,"result":{"rateLimits":{"primary":{"usedPercent":42,"windowDurationMins":300,"resetsAt":1767225600},"secondary":{"usedPercent":7,"windowDurationMins":10080,"resetsAt":1767657600}}}})";
 
 // Installs of either tool on fixed paths of this machine would shadow the per-test home folder.
 std::optional<QString> systemInstall(const QString& tool) {
@@ -286,18 +286,19 @@ TEST_F(CodexProviderTest, ALoginStatusThatHangsTimesOutAfterFiveSeconds) {
 }
 
 TEST_F(CodexProviderTest, FetchReadsUsageThroughTheAppServerOrSaysWhatFailed) {
-    EXPECT_EQ(provider(installCodex("exit 0", answeringAppServer(usageAnswer))).fetch(),
-              (UsageSnapshot{"codex",
-                             "Codex",
-                             codexNow,
-                             Availability::ready,
-                             {UsageWindow(Kind::session, 0.42,
-                                          QDateTime::fromSecsSinceEpoch(1767225600, Qt::UTC)),
-                              UsageWindow(Kind::weekly, 0.07, std::nullopt)},
-                             SnapshotSource::officialAppServer,
-                             Confidence::exact,
-                             120,
-                             std::nullopt}));
+    EXPECT_EQ(
+        provider(installCodex("exit 0", answeringAppServer(usageAnswer))).fetch(),
+        (UsageSnapshot{
+            "codex",
+            "Codex",
+            codexNow,
+            Availability::ready,
+            {UsageWindow(Kind::session, 0.42, QDateTime::fromSecsSinceEpoch(1767225600, Qt::UTC)),
+             UsageWindow(Kind::weekly, 0.07, QDateTime::fromSecsSinceEpoch(1767657600, Qt::UTC))},
+            SnapshotSource::officialAppServer,
+            Confidence::exact,
+            120,
+            std::nullopt}));
     EXPECT_EQ(calls(), (QStringList{"login status", "app-server --listen stdio://"}));
 
     QFile::remove(home.filePath("calls"));
