@@ -1,12 +1,18 @@
+// The command line, driven as a user would: the built lumora in a scratch home, with a stand-in
+// claude, a fake codex named by LUMORA_CODEX_PATH and local update feeds.
+#include "core/AppUpdate.h"
+#include "core/BuildInfo.h"
 #include "core/ClaudeUsageProvider.h"
+#include "core/ExecutableSearch.h"
 #include "core/UsageSnapshot.h"
+#include "history/HistoryStore.h"
 #include "support/TestSupport.h"
 
-#include <QDir>
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QUrl>
 
 #include <gtest/gtest.h>
 
@@ -15,16 +21,31 @@ using namespace lumora::test;
 
 namespace {
 
-using Outcome = CommandOutcome;
-
 class CommandLineTest : public ::testing::Test {
 protected:
-    Outcome lumora(const QStringList& arguments) const { return runLumora(home.path(), arguments); }
-    void installClaude() const { writeScript(home.filePath(".local/bin/claude"), "exit 0\n"); }
-    QString data(const QString& name) const { return home.path() + "/.local/share/Lumora/" + name; }
-    QString preferencesFile() const { return home.path() + "/.config/Lumora/preferences.json"; }
-    QJsonObject preferences() const {
-        return QJsonDocument::fromJson(readFile(preferencesFile())).object();
+    CommandOutcome lumora(const QStringList& arguments) const {
+        return runLumora(home.path(), arguments, {{"LUMORA_CODEX_PATH", codex()}});
+    }
+    // The snapshots of `lumora status --json` and the arguments given.
+    QJsonArray snapshots(const QStringList& more = {}) const {
+        const CommandOutcome run = lumora(QStringList{"status", "--json"} + more);
+        EXPECT_EQ(run.exitCode, 0) << run.err.toStdString();
+        return QJsonDocument::fromJson(run.out.toUtf8())["snapshots"].toArray();
+    }
+    // A fake codex: `login status` runs `login`; the app server reports 42% used.
+    void installCodex(const QByteArray& login) const {
+        writeScript(
+            codex(),
+            fakeCodex(
+                login,
+                answeringAppServer(
+                    R"({"id":2,"result":{"rateLimits":{"primary":{"usedPercent":42,"windowDurationMins":300}}}})")));
+    }
+    QString codex() const { return home.filePath("tools/codex"); }
+    QJsonObject preferences() const { return readJsonObject(home.preferencesFile()); }
+    void writeFeed(const QByteArray& version) const {
+        writeFile(home.filePath("feed.json"),
+                  R"({"version": ")" + version + R"(", "downloadURL": "https://e.com/get?v=1"})");
     }
 
     TemporaryHome home;
@@ -34,70 +55,68 @@ protected:
 
 TEST_F(CommandLineTest, AFreshUserSeesNoProviderUnlessAllAreAskedFor) {
     // Without a command lumora is the tray, which needs a display; the status line does not.
-    const Outcome tray = runLumora(
+    const CommandOutcome tray = runLumora(
         home.path(), {}, {{"DISPLAY", ""}, {"WAYLAND_DISPLAY", ""}, {"QT_QPA_PLATFORM", ""}});
     EXPECT_EQ(tray.exitCode, 1);
     EXPECT_EQ(tray.err, "Lumora needs a desktop session to show its tray. `lumora status` works "
                         "without one.\n");
-    const Outcome plain = lumora({"status"});
-    EXPECT_EQ(plain.exitCode, 0);
-    EXPECT_EQ(plain.out, "Lumora\n");
-    const QJsonObject none =
-        QJsonDocument::fromJson(lumora({"status", "--json"}).out.toUtf8()).object();
-    EXPECT_EQ(none["title"].toString(), "Lumora");
-    EXPECT_TRUE(none["snapshots"].toArray().isEmpty());
+    EXPECT_EQ(lumora({"status"}).out, "Lumora\n");
+    EXPECT_TRUE(snapshots().isEmpty());
 
-    const Outcome all = lumora({"status", "--all"});
+    const CommandOutcome all = lumora({"status", "--all"});
     EXPECT_EQ(all.exitCode, 0);
     EXPECT_EQ(all.out, "Codex --% \u00B7 Claude Code --%\n");
-
-    const Outcome json = lumora({"status", "--json", "--all"});
-    EXPECT_EQ(json.exitCode, 0);
-    const QJsonObject document = QJsonDocument::fromJson(json.out.toUtf8()).object();
-    EXPECT_EQ(document["title"].toString(), "Codex --% \u00B7 Claude Code --%");
-    const QJsonArray snapshots = document["snapshots"].toArray();
-    ASSERT_EQ(snapshots.size(), 2);
-    EXPECT_EQ(snapshots[0].toObject()["providerID"].toString(), "codex");
-    const auto claude = UsageSnapshot::fromJson(snapshots[1].toObject());
-    EXPECT_EQ(claude.statusMessage, "Claude Code is not installed.");
+    const CommandOutcome json = lumora({"status", "--json", "--all"});
+    EXPECT_EQ(QJsonDocument::fromJson(json.out.toUtf8())["title"],
+              "Codex --% \u00B7 Claude Code --%");
+    const QJsonArray both = snapshots({"--all"});
+    ASSERT_EQ(both.size(), 2);
+    EXPECT_EQ(both[0]["providerID"], "codex");
+    EXPECT_EQ(UsageSnapshot::fromJson(both[1].toObject()).statusMessage,
+              "Claude Code is not installed.");
     // Snapshots without a verdict are not remembered, and status writes no preferences.
-    EXPECT_FALSE(QFileInfo::exists(data("claude-code-snapshot.json")));
-    EXPECT_FALSE(QFileInfo::exists(preferencesFile()));
+    EXPECT_FALSE(QFileInfo::exists(home.dataFile("claude-code-snapshot.json")));
+    EXPECT_FALSE(QFileInfo::exists(home.preferencesFile()));
 }
 
-TEST_F(CommandLineTest, ConnectThenStatusReadsTheHookCacheAndRemembersIt) {
-    const Outcome missing = lumora({"connect", "claude"});
+TEST_F(CommandLineTest, ConnectClaudeThenStatusReadsTheHookCacheAndRemembersIt) {
+    const CommandOutcome missing = lumora({"connect", "claude"});
     EXPECT_EQ(missing.exitCode, 1);
     EXPECT_EQ(missing.out, "Claude Code is not installed.\n" +
                                ClaudeUsageProvider::checkedVersionMessage + "\n");
-    EXPECT_FALSE(QFileInfo::exists(preferencesFile()));
+    EXPECT_FALSE(QFileInfo::exists(home.preferencesFile()));
 
-    installClaude();
-    const Outcome connected = lumora({"connect", "claude"});
+    home.installClaude();
+    const CommandOutcome connected = lumora({"connect", "claude"});
     EXPECT_EQ(connected.exitCode, 0) << connected.err.toStdString();
     EXPECT_EQ(connected.out, "Open Claude Code and send a message once to sync usage.\n");
-    EXPECT_TRUE(QFileInfo::exists(data("claude-statusline.sh")));
-    EXPECT_EQ(preferences()["providerEnabled"], QJsonValue(true));
+    EXPECT_TRUE(QFileInfo::exists(home.dataFile("claude-statusline.sh")));
+    EXPECT_EQ(preferences()["providerEnabled"], true);
 
-    writeFile(data("claude-rate-limits.json"), R"({"five_hour":{"used_percentage":42}})");
-    const Outcome status = lumora({"status"});
-    EXPECT_EQ(status.out, "Claude Code 58%\n");
-    const auto saved = UsageSnapshot::decode(readFile(data("claude-code-snapshot.json")));
+    writeFile(home.dataFile("claude-rate-limits.json"), R"({"five_hour":{"used_percentage":42}})");
+    EXPECT_EQ(lumora({"status"}).out, "Claude Code 58%\n");
+    const auto saved = UsageSnapshot::decode(readFile(home.dataFile("claude-code-snapshot.json")));
     ASSERT_TRUE(saved);
     EXPECT_EQ(saved->windows.first().usedRatio, 0.42);
 
-    const Outcome disconnected = lumora({"disconnect", "claude"});
-    EXPECT_EQ(disconnected.exitCode, 0);
-    EXPECT_FALSE(QFileInfo::exists(data("claude-statusline.sh")));
-    EXPECT_EQ(preferences()["providerEnabled"], QJsonValue(false));
+    EXPECT_EQ(lumora({"disconnect", "claude"}).exitCode, 0);
+    EXPECT_FALSE(QFileInfo::exists(home.dataFile("claude-statusline.sh")));
+    EXPECT_EQ(preferences()["providerEnabled"], false);
     EXPECT_EQ(lumora({"status"}).out, "Lumora\n");
     EXPECT_TRUE(lumora({"status", "--all"}).out.endsWith("Claude Code --%\n"));
+
+    // Settings that cannot be rewritten safely: the error is reported and the file kept.
+    writeFile(home.filePath(".claude/settings.json"), "[1, 2, 3]\n");
+    const CommandOutcome refused = lumora({"connect", "claude"});
+    EXPECT_EQ(refused.exitCode, 1);
+    EXPECT_EQ(refused.out, "Claude Code settings could not be updated safely.\n");
+    EXPECT_EQ(readFile(home.filePath(".claude/settings.json")), "[1, 2, 3]\n");
 }
 
 TEST_F(CommandLineTest, StatusFollowsTheStoredOrderAndSwitchesLikeThePanel) {
-    installClaude();
+    home.installClaude();
     ASSERT_EQ(lumora({"connect", "claude"}).exitCode, 0);
-    writeFile(data("claude-rate-limits.json"), R"({"five_hour":{"used_percentage":10}})");
+    writeFile(home.dataFile("claude-rate-limits.json"), R"({"five_hour":{"used_percentage":10}})");
     // Choices the tray stored: Claude Code first, Codex on, and the panel switches, which the
     // command line ignores (it shows what the panel would with both allowed).
     QJsonObject stored = preferences();
@@ -105,50 +124,161 @@ TEST_F(CommandLineTest, StatusFollowsTheStoredOrderAndSwitchesLikeThePanel) {
     stored["codexEnabled"] = true;
     stored["showCodexInMenuBar"] = false;
     stored["showClaudeInMenuBar"] = false;
-    writeFile(preferencesFile(), QJsonDocument(stored).toJson());
+    writeFile(home.preferencesFile(), QJsonDocument(stored).toJson());
 
     EXPECT_EQ(lumora({"status"}).out, "Claude Code 90% \u00B7 Codex --%\n");
-    const QJsonObject document =
-        QJsonDocument::fromJson(lumora({"status", "--json"}).out.toUtf8()).object();
-    const QJsonArray snapshots = document["snapshots"].toArray();
-    ASSERT_EQ(snapshots.size(), 2);
-    EXPECT_EQ(snapshots[0].toObject()["providerID"].toString(), "claude-code");
+    const QJsonArray shown = snapshots();
+    ASSERT_EQ(shown.size(), 2);
+    EXPECT_EQ(shown[0]["providerID"], "claude-code");
 
     // Codex switched off from the terminal; the other choices stay as they were.
-    const Outcome off = lumora({"disconnect", "codex"});
+    const CommandOutcome off = lumora({"disconnect", "codex"});
     EXPECT_EQ(off.exitCode, 0);
     EXPECT_EQ(off.out, "Codex is disconnected.\n");
-    EXPECT_EQ(preferences()["codexEnabled"], QJsonValue(false));
-    EXPECT_EQ(preferences()["providerOrder"], QJsonValue(QJsonArray{"claude-code", "codex"}));
+    EXPECT_EQ(preferences()["codexEnabled"], false);
+    EXPECT_EQ(preferences()["providerOrder"], (QJsonArray{"claude-code", "codex"}));
     EXPECT_EQ(lumora({"status"}).out, "Claude Code 90%\n");
 }
 
-TEST_F(CommandLineTest, InstallerErrorsAreReportedAndTheSettingsKept) {
-    installClaude();
-    const QByteArray array = "[1, 2, 3]\n";
-    writeFile(home.filePath(".claude/settings.json"), array);
-    const Outcome run = lumora({"connect", "claude"});
-    EXPECT_EQ(run.exitCode, 1);
-    EXPECT_EQ(run.out, "Claude Code settings could not be updated safely.\n");
-    EXPECT_EQ(readFile(home.filePath(".claude/settings.json")), array);
+TEST_F(CommandLineTest, ConnectCodexTellsWhatIsMissingAndStatusRemembersIt) {
+    if (!firstExecutable({"/usr/local/bin/codex", "/usr/bin/codex", "/opt/homebrew/bin/codex"})) {
+        const CommandOutcome missing = lumora({"connect", "codex"});
+        EXPECT_EQ(missing.exitCode, 1);
+        EXPECT_EQ(missing.out, "Codex is not installed.\n");
+    }
+    installCodex("echo 'Not logged in'; exit 1");
+    const CommandOutcome signedOut = lumora({"connect", "codex"});
+    EXPECT_EQ(signedOut.exitCode, 1);
+    EXPECT_EQ(signedOut.out,
+              "Sign in to Codex to continue.\nRun `codex login` in a terminal, then try again.\n");
+    EXPECT_FALSE(QFileInfo::exists(home.preferencesFile()));
+
+    // Ready: Codex is switched on, as the tray does when it finds Codex ready.
+    installCodex("exit 0");
+    const CommandOutcome connected = lumora({"connect", "codex"});
+    EXPECT_EQ(connected.exitCode, 0);
+    EXPECT_EQ(connected.out, "Codex is connected.\n");
+    EXPECT_EQ(preferences()["codexEnabled"], true);
+    EXPECT_EQ(lumora({"status", "--all"}).out, "Codex 58% \u00B7 Claude Code --%\n");
+    const UsageSnapshot read = UsageSnapshot::fromJson(snapshots()[0].toObject());
+    EXPECT_EQ(read.source, SnapshotSource::officialAppServer);
+    EXPECT_EQ(read.windows.first().usedRatio, 0.42);
+    const auto saved = UsageSnapshot::decode(readFile(home.dataFile("codex-snapshot.json")));
+    ASSERT_TRUE(saved);
+    EXPECT_EQ(saved->windows, read.windows);
+
+    // Signed out: the status says so and nothing new is remembered.
+    installCodex("exit 1");
+    EXPECT_EQ(snapshots()[0].toObject()["statusMessage"], "Sign in to Codex to continue.");
+    EXPECT_EQ(UsageSnapshot::decode(readFile(home.dataFile("codex-snapshot.json"))), saved);
+    EXPECT_EQ(lumora({"disconnect", "codex"}).exitCode, 0);
+    EXPECT_EQ(preferences()["codexEnabled"], false);
+    EXPECT_EQ(lumora({"status"}).out, "Lumora\n");
+}
+
+TEST_F(CommandLineTest, CheckUpdatesReportsAnOfferOrWhatWentWrong) {
+    writeFeed("1.5.0");
+    const QString feed = home.filePath("feed.json");
+    for (const QString& form : {feed, QUrl::fromLocalFile(feed).toString(), QString("feed.json")}) {
+        const CommandOutcome run =
+            lumora({"check-updates", "--feed", form, "--current-version", "1.4.2"});
+        EXPECT_EQ(run.exitCode, 0) << form.toStdString();
+        EXPECT_EQ(run.out, "Lumora 1.5.0 is available.\nhttps://e.com/get?v=1\n");
+    }
+    EXPECT_EQ(lumora({"check-updates", "--current-version", "1.5.0", "--feed", feed}).out,
+              "Lumora is up to date.\n");
+    const QString missing = home.filePath("missing.json");
+    QList<std::pair<QStringList, QString>> failures{
+        {{"--feed", feed, "--current-version", "not a version"}, "The update version is invalid."},
+        {{"--feed", "http://127.0.0.1:1/feed.json"}, "The update feed must use HTTPS."},
+        {{"--feed", missing},
+         QString("Could not read \u201c%1\u201d: No such file or directory").arg(missing)},
+    };
+    if (!configuredUpdateFeedURL(buildinfo::updateFeedUrl)) {
+        failures.append({QStringList{}, "The update channel is not configured in this build."});
+    }
+    for (const auto& [options, expected] : failures) {
+        const CommandOutcome run = lumora(QStringList{"check-updates"} + options);
+        EXPECT_EQ(run.exitCode, 1) << options.join(' ').toStdString();
+        EXPECT_EQ(run.out, expected + "\n");
+    }
+
+    // Without --current-version the build's own version is compared.
+    writeFeed(buildinfo::version);
+    const CommandOutcome current = lumora({"check-updates", "--feed", feed});
+    EXPECT_EQ(current.exitCode, 0);
+    EXPECT_EQ(current.out, "Lumora is up to date.\n");
+    // A feed cannot send control sequences to the terminal.
+    writeFeed("9.0.0-\\u001b[2J\\u009b31m+\\u0007");
+    EXPECT_TRUE(lumora({"check-updates", "--feed", feed})
+                    .out.startsWith("Lumora 9.0.0-\uFFFD[2J\uFFFD31m+\uFFFD is available.\n"));
 }
 
 TEST_F(CommandLineTest, VersionHelpAndWrongUsage) {
-    const Outcome version = lumora({"--version"});
+    const CommandOutcome version = lumora({"--version"});
     EXPECT_EQ(version.exitCode, 0);
     EXPECT_EQ(version.out, "Lumora 0.1.0\n");
-    const Outcome help = lumora({"--help"});
+    const CommandOutcome help = lumora({"--help"});
     EXPECT_EQ(help.exitCode, 0);
     EXPECT_TRUE(help.out.startsWith("Usage: lumora"));
 
-    for (const QStringList& wrong :
-         {QStringList{"frobnicate"}, QStringList{"--frobnicate"}, QStringList{"status", "--xml"},
-          QStringList{"status", "--json", "--waybar"}, QStringList{"connect"},
-          QStringList{"connect", "gemini"}, QStringList{"disconnect"},
-          QStringList{"disconnect", "claude", "codex"}}) {
-        const Outcome run = lumora(wrong);
+    QList<QStringList> wrongs{{"check-updates", "--feed", " "}};
+    for (const char* wrong :
+         {"frobnicate", "--frobnicate", "status --xml", "status --json --waybar", "connect",
+          "connect gemini", "disconnect", "disconnect claude codex", "check-updates --feed",
+          "check-updates --current-version", "check-updates --json", "history --since 7x",
+          "history --provider gemini", "history --json --csv", "history --since",
+          "history --all"}) {
+        wrongs << QString(wrong).split(' ');
+    }
+    for (const QStringList& wrong : wrongs) {
+        const CommandOutcome run = lumora(wrong);
         EXPECT_EQ(run.exitCode, 2) << wrong.join(' ').toStdString();
         EXPECT_TRUE(run.out.isEmpty());
-        EXPECT_TRUE(run.err.contains("Usage: lumora"));
+        EXPECT_TRUE(run.err.startsWith("lumora: ")) << run.err.toStdString();
+        EXPECT_TRUE(wrong[0] == "history" || run.err.contains("Usage: lumora"))
+            << run.err.toStdString();
     }
+}
+
+// The kept history as the command line shows it: the pace and the weekly window in status --json
+// and the waybar tooltip, and the history command's table.
+TEST_F(CommandLineTest, StatusCarriesThePaceAndTheWeeklyWindow) {
+    home.installClaude();
+    ASSERT_EQ(lumora({"connect", "claude"}).exitCode, 0);
+    const qint64 reset = QDateTime::currentSecsSinceEpoch() + 3 * 3600;
+    writeFile(home.dataFile("claude-rate-limits.json"),
+              QString(R"({"five_hour":{"used_percentage":60,"resets_at":%1},)"
+                      R"("seven_day":{"used_percentage":36,"resets_at":%2}})")
+                  .arg(reset)
+                  .arg(reset + 4 * 86400)
+                  .toUtf8());
+    {
+        // 30 points in the last 40 minutes: the limit in about 53 minutes, before the reset.
+        HistoryStore store(HistoryStore::defaultPath(home.path()), HistoryStore::Access::readWrite);
+        for (int ago = 40; ago >= 10; ago -= 10) {
+            store.record({"claude-code", UsageWindow::Kind::session, 0.6 - ago * 0.0075,
+                          QDateTime::fromSecsSinceEpoch(reset, Qt::UTC),
+                          QDateTime::currentDateTimeUtc().addSecs(-60 * ago),
+                          SnapshotSource::officialCLI});
+        }
+    }
+    const QJsonObject claude = snapshots()[0].toObject();
+    const QJsonObject pace = claude["pace"].toObject();
+    EXPECT_EQ(pace["verdict"], "limit_before_reset");
+    EXPECT_NEAR(pace["ratePerHour"].toDouble(), 0.45, 0.01);
+    const QDateTime limit = QDateTime::fromString(pace["limitAt"].toString(), Qt::ISODate);
+    EXPECT_NEAR(QDateTime::currentDateTimeUtc().secsTo(limit), 53 * 60, 120);
+    EXPECT_TRUE(pace["leftAtReset"].isNull());
+    EXPECT_TRUE(pace["text"].toString().startsWith("At this pace: limit in "));
+    EXPECT_EQ(claude["weeklyWindow"].toObject(),
+              (QJsonObject{{"kind", "weekly"},
+                           {"usedRatio", 0.36},
+                           {"resetsAt", isoDateTimeText(QDateTime::fromSecsSinceEpoch(
+                                            reset + 4 * 86400, Qt::UTC))}}));
+    const QString tooltip =
+        QJsonDocument::fromJson(lumora({"status", "--waybar"}).out.toUtf8())["tooltip"].toString();
+    EXPECT_TRUE(tooltip.contains("\n  At this pace: limit in ")) << tooltip.toStdString();
+    const CommandOutcome table = lumora({"history", "--provider", "claude"});
+    EXPECT_EQ(table.out.count('\n'), 5) << table.out.toStdString(); // a header and four rows
 }

@@ -32,7 +32,6 @@ using namespace lumora::test;
 namespace {
 
 const QString realClaude = QStringLiteral(LUMORA_REAL_CLAUDE_PATH);
-const QString unshare = QStringLiteral("/usr/bin/unshare");
 const QString waitingLine = QStringLiteral("Lumora \u00B7 waiting for Claude Code usage");
 // The user's own status line: keeps the JSON it was handed, and counts its runs so that the test
 // can tell a new run from an old line still on the screen.
@@ -49,23 +48,15 @@ class RealClaudeCodeTest : public ::testing::Test {
 protected:
     void SetUp() override {
         tmux = QStandardPaths::findExecutable(QStringLiteral("tmux"));
-        std::string missing;
-        if (!QFileInfo(realClaude).isExecutable()) {
-            missing = "Claude Code is not installed at " + realClaude.toStdString() +
-                      " (scripts/setup.sh installs the npm package @anthropic-ai/claude-code "
-                      "there; it could not reach the npm registry?)";
-        } else if (tmux.isEmpty()) {
-            missing = "tmux is not installed (scripts/setup.sh installs it)";
-        }
-        if (!missing.empty()) {
-            if (qEnvironmentVariable("CI") == QLatin1String("true")) {
-                FAIL() << missing; // continuous integration must run this test
-            }
-            GTEST_SKIP() << "SKIPPED: " << missing;
-        }
-        if (!canIsolate()) {
-            GTEST_SKIP() << "SKIPPED: cannot give Claude Code a network namespace of its own "
-                            "here (unshare --net failed), and it must not reach the network";
+        requireRealClient(!QFileInfo(realClaude).isExecutable()
+                              ? "Claude Code is not installed at " + realClaude.toStdString() +
+                                    " (scripts/setup.sh installs the npm package "
+                                    "@anthropic-ai/claude-code there; it could not reach the npm "
+                                    "registry?)"
+                          : tmux.isEmpty() ? "tmux is not installed (scripts/setup.sh installs it)"
+                                           : "");
+        if (IsSkipped() || HasFatalFailure()) {
+            return;
         }
         // Onboarding done and the project folder trusted, so Claude Code asks only about the key.
         QDir().mkpath(project());
@@ -101,15 +92,6 @@ protected:
         }
     }
 
-    bool canIsolate() const {
-        try {
-            return QtProcessRunner()
-                       .run(unshare, isolation + QStringList{"true"}, {}, 10)
-                       .exitCode == 0;
-        } catch (const Error&) {
-            return false; // no unshare at all
-        }
-    }
     // tmux on a socket of this test's own, with no configuration file. The first command starts
     // the server, which hands its environment to Claude Code: nothing from the developer's own
     // set-up (an API key, a Claude Code configuration folder) reaches it.
@@ -131,8 +113,8 @@ protected:
     void startClaudeCode(const QString& executable) {
         const ProcessResult started =
             tmuxCommand(QStringList{"new-session", "-d", "-x", "120", "-y", "40", "-c", project(),
-                                    "-P", "-F", "#{pane_pid}", unshare} +
-                        isolation + QStringList{executable});
+                                    "-P", "-F", "#{pane_pid}"} +
+                        networkIsolation + QStringList{executable});
         claudePid = started.output.trimmed().toLongLong();
         ASSERT_EQ(started.exitCode, 0) << started.output.toStdString();
         ASSERT_GT(claudePid, 0) << started.output.toStdString();
@@ -166,9 +148,6 @@ protected:
             return match.hasMatch() && match.captured(1).toInt() > run;
         };
     }
-    QJsonObject settingsNow() const {
-        return QJsonDocument::fromJson(readFile(settings())).object();
-    }
     void expectCacheUntouched() const {
         EXPECT_EQ(readFile(cache()), cacheBefore);
         EXPECT_EQ(QFileInfo(cache()).lastModified(), cacheTimeBefore);
@@ -184,7 +163,6 @@ protected:
     QString settings() const { return claudeSettingsPath(home.path()); }
     QString cache() const { return dataFolder(home.path()) + "/claude-rate-limits.json"; }
 
-    const QStringList isolation{"--net", "--map-root-user"};
     TemporaryHome home;
     QString tmux;
     qint64 claudePid = 0;
@@ -219,7 +197,7 @@ TEST_F(RealClaudeCodeTest, TheHookRunsInsideClaudeCodeAndDisconnectRestoresTheEa
               home.filePath(".npm-global/bin/claude"));
     const Outcome connected = lumora({"connect", "claude"});
     ASSERT_EQ(connected.exitCode, 0) << connected.out.toStdString() << connected.err.toStdString();
-    QJsonObject hooked = settingsNow();
+    QJsonObject hooked = readJsonObject(settings());
     EXPECT_TRUE(hooked.take("statusLine")["command"].toString().contains("claude-statusline.sh"));
     EXPECT_EQ(hooked, others);
 
@@ -248,7 +226,7 @@ TEST_F(RealClaudeCodeTest, TheHookRunsInsideClaudeCodeAndDisconnectRestoresTheEa
     const int runBefore = earlierRunShown();
     const Outcome disconnected = lumora({"disconnect", "claude"});
     ASSERT_EQ(disconnected.exitCode, 0) << disconnected.out.toStdString();
-    EXPECT_EQ(settingsNow(), original);
+    EXPECT_EQ(readJsonObject(settings()), original);
     EXPECT_FALSE(QFileInfo::exists(dataFolder(home.path()) + "/claude-statusline.sh"));
     EXPECT_TRUE(waitForScreen(showsEarlierRunAfter(runBefore), "the restored status line"));
 
@@ -267,7 +245,7 @@ TEST_F(RealClaudeCodeTest, TheHookRunsInsideClaudeCodeAndDisconnectRestoresTheEa
 
     const Outcome finished = lumora({"disconnect", "claude"});
     ASSERT_EQ(finished.exitCode, 0) << finished.out.toStdString();
-    EXPECT_EQ(settingsNow(), others);
+    EXPECT_EQ(readJsonObject(settings()), others);
     EXPECT_TRUE(waitForScreen([](const QString& text) { return !text.contains(waitingLine); },
                               "the waiting line gone"));
 }

@@ -30,7 +30,7 @@ protected:
         return document.object();
     }
     void connectClaude() const {
-        writeScript(home.filePath(".local/bin/claude"), "exit 0\n");
+        home.installClaude();
         ASSERT_EQ(runLumora(home.path(), {"connect", "claude"}).exitCode, 0);
     }
     // What the hook and the tray left behind: Claude Code's last snapshot.
@@ -47,9 +47,8 @@ protected:
             Confidence::exact,
             150,
             std::nullopt};
-        writeFile(data("claude-code-snapshot.json"), snapshot.encode());
+        writeFile(home.dataFile("claude-code-snapshot.json"), snapshot.encode());
     }
-    QString data(const QString& name) const { return home.filePath(".local/share/Lumora/" + name); }
 
     TemporaryHome home;
 };
@@ -100,10 +99,8 @@ TEST_F(WaybarTest, ClassIsTheWorstShownVerdictAndPercentageTheLowestCurrentShare
 
     // Codex shown too, first in the default order, but signed out: its line says so, it changes
     // neither the verdict nor the percentage.
-    writeScript(home.filePath("tools/codex"),
-                "case \"$1\" in login) echo 'Not logged in'; exit 1;; esac\n");
-    writeFile(home.filePath(".config/Lumora/preferences.json"),
-              R"({"providerEnabled": true, "codexEnabled": true})");
+    writeScript(home.filePath("tools/codex"), fakeCodex("echo 'Not logged in'; exit 1", "exit 1"));
+    writeFile(home.preferencesFile(), R"({"providerEnabled": true, "codexEnabled": true})");
     saveClaude(Availability::limited, 0.9);
     const QJsonObject both = waybar();
     EXPECT_EQ(classes(both), QStringList{"limited"});
@@ -123,7 +120,7 @@ TEST_F(WaybarTest, ClassIsTheWorstShownVerdictAndPercentageTheLowestCurrentShare
         stale["tooltip"].toString().contains("Claude Code: usage needs sync (last update "));
 
     // Only the signed-out Codex shown: nothing is known.
-    writeFile(home.filePath(".config/Lumora/preferences.json"), R"({"codexEnabled": true})");
+    writeFile(home.preferencesFile(), R"({"codexEnabled": true})");
     const QJsonObject unknown = waybar();
     EXPECT_EQ(classes(unknown), QStringList{"unknown"});
     EXPECT_FALSE(unknown.contains("percentage"));
@@ -134,8 +131,8 @@ TEST_F(WaybarTest, BadFilesStillGiveOneLineOfValidJson) {
     connectClaude();
     for (const QByteArray& corrupt : {QByteArray("{\"availability\": \"ready\", \"windows\": [{"),
                                       QByteArray("\x00\xff\n\x1b[2J", 6), QByteArray("[]")}) {
-        writeFile(data("claude-code-snapshot.json"), corrupt);
-        writeFile(data("claude-rate-limits.json"), corrupt);
+        writeFile(home.dataFile("claude-code-snapshot.json"), corrupt);
+        writeFile(home.dataFile("claude-rate-limits.json"), corrupt);
         const QJsonObject status = waybar();
         EXPECT_EQ(status["text"].toString(), "Claude Code --%");
         EXPECT_EQ(classes(status), QStringList{"unknown"});
@@ -149,8 +146,8 @@ TEST_F(WaybarTest, BadFilesStillGiveOneLineOfValidJson) {
     hostile["availability"] = "limited";
     hostile["staleAfterSeconds"] = 86400;
     hostile["statusMessage"] = "<span size='99999'>&</span>\nline\x01";
-    writeFile(data("claude-rate-limits.json"), "");
-    writeFile(data("claude-code-snapshot.json"), QJsonDocument(hostile).toJson());
+    writeFile(home.dataFile("claude-rate-limits.json"), "");
+    writeFile(home.dataFile("claude-code-snapshot.json"), QJsonDocument(hostile).toJson());
     const QJsonObject status = waybar();
     EXPECT_EQ(classes(status), QStringList{"limited"});
     EXPECT_EQ(status["tooltip"].toString(),

@@ -137,49 +137,46 @@ TEST_F(AppServerSessionTest, ResponsesThatDoNotEndTheConversation) {
     }
 }
 
-TEST_F(AppServerSessionTest, AServerThatNeverAnswersIsTerminatedAtTheTimeLimit) {
-    const QString pidFile = home.filePath("server.pid");
-    const QString codex = server("echo $$ > '" + pidFile.toUtf8() + "'\nexec sleep 30\n");
-    QElapsedTimer clock;
-    clock.start();
-    const SessionError error = sessionFailure(CodexAppServerSession(codex, quick(500)));
-    EXPECT_EQ(error.kind(), SessionError::Case::timedOut);
-    EXPECT_EQ(error.description(), "Codex usage check timed out.");
-    EXPECT_GE(clock.elapsed(), 500);
-    EXPECT_LT(clock.elapsed(), 5000);
-    const QByteArray pid = readFile(pidFile).trimmed();
-    ASSERT_FALSE(pid.isEmpty());
-    EXPECT_FALSE(QFileInfo::exists("/proc/" + pid)) << "the server is still running or a zombie";
-    EXPECT_EQ(childProcesses(), QList<ChildProcess>{});
-}
-
-TEST_F(AppServerSessionTest, AServerThatExitsEndsTheConversationWithItsStatus) {
-    // Before answering, after reading the first request or without reading anything.
-    for (const QByteArray& body : {QByteArray("take 1\nexit 3\n"), QByteArray("exit 3\n")}) {
-        const SessionError error = sessionFailure(CodexAppServerSession(server(body), quick(5000)));
-        EXPECT_EQ(error, SessionError::serverExited(3)) << body.toStdString();
-        EXPECT_EQ(error.description(), "Codex app-server exited with code 3.");
+TEST_F(AppServerSessionTest, AServerThatExitsOrNeverAnswersEndsTheConversation) {
+    const QByteArray initialized = "take 1\nprintf '%s\\n' '" + initializeAnswer + "'\ntake 2\n";
+    const struct {
+        QByteArray body;
+        int milliseconds;
+        SessionError expected;
+    } cases[] = {
+        // Before answering, after reading the first request or without reading anything.
+        {"take 1\nexit 3\n", 5000, SessionError::serverExited(3)},
+        {"exit 3\n", 5000, SessionError::serverExited(3)},
+        // Killed by a signal: the signal number is the status.
+        {"take 1\nkill -9 $$\n", 5000, SessionError::serverExited(9)},
+        // Exiting cleanly without an answer is not an answer: the time limit decides.
+        {initialized + "exit 0\n", 600, SessionError::timedOut()},
+        {"exec sleep 30\n", 500, SessionError::timedOut()},
+    };
+    for (const auto& c : cases) {
+        QElapsedTimer clock;
+        clock.start();
+        EXPECT_EQ(sessionFailure(CodexAppServerSession(server(c.body), quick(c.milliseconds))),
+                  c.expected)
+            << c.body.toStdString();
+        if (c.expected == SessionError::timedOut()) {
+            EXPECT_GE(clock.elapsed(), c.milliseconds);
+            EXPECT_LT(clock.elapsed(), 5000);
+        }
+        EXPECT_EQ(childProcesses(), QList<ChildProcess>{}); // ended and reaped, never a zombie
     }
-    // Killed by a signal: the signal number is the status.
-    EXPECT_EQ(sessionFailure(CodexAppServerSession(server("take 1\nkill -9 $$\n"), quick(5000))),
-              SessionError::serverExited(9));
-    // Exiting cleanly without an answer is not an answer: the time limit decides.
-    QElapsedTimer clock;
-    clock.start();
-    EXPECT_EQ(sessionFailure(CodexAppServerSession(
-                  server("take 1\nprintf '%s\\n' '" + initializeAnswer + "'\ntake 2\nexit 0\n"),
-                  quick(600))),
-              SessionError::timedOut());
-    EXPECT_GE(clock.elapsed(), 600);
     // An answer followed at once by an error exit is an answer.
     for (int round = 0; round < 10; ++round) {
-        EXPECT_EQ(CodexAppServerSession(server("take 1\nprintf '%s\\n' '" + initializeAnswer +
-                                               "'\ntake 2\nprintf '%s\\n' '" + rateLimitAnswer +
-                                               "'\nexit 3\n"),
-                                        quick(5000))
+        EXPECT_EQ(CodexAppServerSession(
+                      server(initialized + "printf '%s\\n' '" + rateLimitAnswer + "'\nexit 3\n"),
+                      quick(5000))
                       .readRateLimits(),
                   initializeAnswer + "\n" + rateLimitAnswer + "\n");
     }
+    // A server that cannot start is a process error.
+    writeFile(home.filePath("bin/not-executable"), "#!/bin/sh\n");
+    EXPECT_THROW(CodexAppServerSession(home.filePath("bin/not-executable")).readRateLimits(),
+                 ProcessError);
 }
 
 TEST_F(AppServerSessionTest, AnswerExitAndTimeLimitRacingEndTheConversationOnce) {
@@ -216,12 +213,6 @@ TEST_F(AppServerSessionTest, AnswerExitAndTimeLimitRacingEndTheConversationOnce)
     }
     EXPECT_EQ(answers + exits + timeouts, 10);
     EXPECT_GT(timeouts, 0); // the late ones
-}
-
-TEST_F(AppServerSessionTest, AServerThatCannotStartIsAProcessError) {
-    writeFile(home.filePath("bin/not-executable"), "#!/bin/sh\n");
-    EXPECT_THROW(CodexAppServerSession(home.filePath("bin/not-executable")).readRateLimits(),
-                 ProcessError);
 }
 
 TEST_F(AppServerSessionTest, OversizedLinesAreDroppedAndTheTranscriptIsCapped) {

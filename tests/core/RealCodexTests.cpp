@@ -22,38 +22,20 @@ const QString realCodex = QStringLiteral(LUMORA_REAL_CODEX_PATH);
 class RealCodexTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        if (!QFileInfo(realCodex).isExecutable()) {
-            const std::string missing =
-                "the real Codex CLI is not installed at " + realCodex.toStdString() +
-                " (scripts/setup.sh installs the npm package @openai/codex there; it could not "
-                "reach the npm registry?)";
-            if (qEnvironmentVariable("CI") == QLatin1String("true")) {
-                FAIL() << missing; // continuous integration must run these tests
-            }
-            GTEST_SKIP() << "SKIPPED: " << missing;
-        }
-        const QString unshare = QStringLiteral("/usr/bin/unshare");
-        if (!canIsolate(unshare)) {
-            GTEST_SKIP() << "SKIPPED: cannot give the real Codex CLI a network namespace of its "
-                            "own here (unshare --net failed), and it must not reach the network";
-        }
+        requireRealClient(QFileInfo(realCodex).isExecutable()
+                              ? ""
+                              : "the real Codex CLI is not installed at " +
+                                    realCodex.toStdString() +
+                                    " (scripts/setup.sh installs the npm package @openai/codex "
+                                    "there; it could not reach the npm registry?)");
         // Nothing from the developer's own Codex set-up may reach the tool (this test process's
         // environment is its own; nothing else in it needs these).
         for (const char* name :
              {"CODEX_HOME", "OPENAI_API_KEY", "CODEX_API_KEY", "OPENAI_BASE_URL"}) {
             qunsetenv(name);
         }
-        writeScript(codex(), "exec " + unshare.toUtf8() + " " + isolation.join(' ').toUtf8() +
-                                 " '" + realCodex.toUtf8() + "' \"$@\"\n");
-    }
-    bool canIsolate(const QString& unshare) const {
-        try {
-            return QtProcessRunner()
-                       .run(unshare, isolation + QStringList{"true"}, {}, 10)
-                       .exitCode == 0;
-        } catch (const Error&) {
-            return false; // no unshare at all
-        }
+        writeScript(codex(), "exec " + networkIsolation.join(' ').toUtf8() + " '" +
+                                 realCodex.toUtf8() + "' \"$@\"\n");
     }
     QString codex() const { return home.filePath("bin/codex"); }
     // This test is about what the real tool says, not how fast it says it: Node and a large
@@ -93,7 +75,6 @@ protected:
     }
 
     static constexpr int generousSeconds = 60;
-    const QStringList isolation{"--net", "--map-root-user"};
     TemporaryHome home;
 };
 

@@ -38,74 +38,63 @@ UsageSnapshot usedSession(double ratio, std::optional<QDateTime> reset = std::nu
 
 } // namespace
 
-TEST(UsageSnapshotTexts, RoundingHalvesAwayFromZeroAtTheEdges) {
-    // 1 - 0.995 is 0.5000000000000004 in doubles: one percent remains.
-    EXPECT_EQ(usedSession(0.995).compactRemainingText(t0), "1%");
-    EXPECT_EQ(usedSession(0.995).remainingPercentageText(t0), "01%");
-    // 0.996 leaves nothing: the compact text turns into the countdown.
-    const auto exhausted = usedSession(0.996, t0.addSecs(3600));
-    EXPECT_EQ(exhausted.compactRemainingText(t0), "01hr 00min");
-    EXPECT_EQ(exhausted.remainingPercentageText(t0), "00%");
-    EXPECT_EQ(usedSession(0.175).compactRemainingText(t0), "83%"); // 82.5 -> 83
-    EXPECT_EQ(usedSession(0.93).remainingPercentageText(t0), "07%");
-    EXPECT_EQ(usedSession(0.0).remainingPercentageText(t0), "100%");
-    EXPECT_EQ(usedSession(0.0).compactRemainingText(t0), "100%");
-}
-
-TEST(UsageSnapshotTexts, StalenessIsStrictlyGreaterThanTheLimit) {
-    const auto snapshot = usedSession(0.42);
-    EXPECT_EQ(snapshot.compactRemainingText(t0.addSecs(150)), "58%");
-    EXPECT_EQ(snapshot.remainingPercentageText(t0.addSecs(150)), "58%");
-    EXPECT_FALSE(snapshot.isStale(t0.addSecs(150)));
-    EXPECT_EQ(snapshot.compactRemainingText(t0.addSecs(151)), "--%");
-    EXPECT_EQ(snapshot.remainingPercentageText(t0.addSecs(151)), "--%");
-    EXPECT_TRUE(snapshot.isStale(t0.addSecs(151)));
-    EXPECT_TRUE(snapshot.isStale(t0.addMSecs(150001)));
-}
-
-TEST(UsageSnapshotTexts, CountdownForAnExhaustedWindow) {
-    const auto at = [](qint64 seconds) {
-        return usedSession(1.0, t0.addSecs(seconds));
+TEST(UsageSnapshotTexts, RoundingStalenessCountdownAndMissingFigures) {
+    const auto exhausted = [](qint64 resetIn) {
+        return usedSession(1.0, t0.addSecs(resetIn));
     };
-    EXPECT_EQ(at(3 * 3600 + 59 * 60 + 30).compactRemainingText(t0), "04hr 00min");
-    EXPECT_EQ(at(125 * 60).compactRemainingText(t0), "02hr 05min");
-    EXPECT_EQ(at(61).compactRemainingText(t0), "00hr 02min");
-    EXPECT_EQ(at(26 * 3600).compactRemainingText(t0), "26hr 00min");
-    EXPECT_EQ(at(0).compactRemainingText(t0), "00hr 00min");
-    EXPECT_EQ(at(-500).compactRemainingText(t0), "00hr 00min");  // a reset already passed
-    EXPECT_EQ(usedSession(1.0).compactRemainingText(t0), "--%"); // no reset time
-}
-
-TEST(UsageSnapshotTexts, PrimaryWindowAndMissingFigures) {
-    const auto mixed = snapshotWith(
-        {UsageWindow(Kind::weekly, 0.40, std::nullopt), UsageWindow(Kind::session, 0.10, {})});
-    EXPECT_EQ(mixed.primaryWindow()->kind, Kind::session);
-    EXPECT_EQ(mixed.compactRemainingText(t0), "90%");
-    EXPECT_EQ(mixed.remainingPercentageText(t0), "90%");
-    EXPECT_EQ(snapshotWith({UsageWindow(Kind::weekly, 0.40, {})}).compactRemainingText(t0), "60%");
+    const QList<UsageWindow> mixed{UsageWindow(Kind::weekly, 0.40, std::nullopt),
+                                   UsageWindow(Kind::session, 0.10, {})};
+    const struct {
+        UsageSnapshot snapshot;
+        qint64 secondsLater;
+        const char* compact;
+        const char* percentage;
+    } cases[] = {
+        // 1 - 0.995 is 0.5000000000000004 in doubles: one percent remains; halves round up.
+        {usedSession(0.995), 0, "1%", "01%"},
+        {usedSession(0.175), 0, "83%", "83%"},
+        {usedSession(0.93), 0, "7%", "07%"},
+        {usedSession(0.0), 0, "100%", "100%"},
+        // Nothing left: the compact text turns into the countdown to the reset.
+        {usedSession(0.996, t0.addSecs(3600)), 0, "01hr 00min", "00%"},
+        {exhausted(3 * 3600 + 59 * 60 + 30), 0, "04hr 00min", "00%"},
+        {exhausted(125 * 60), 0, "02hr 05min", "00%"},
+        {exhausted(61), 0, "00hr 02min", "00%"},
+        {exhausted(26 * 3600), 0, "26hr 00min", "00%"},
+        {exhausted(0), 0, "00hr 00min", "00%"},
+        {exhausted(-500), 0, "00hr 00min", "00%"}, // a reset already passed
+        {usedSession(1.0), 0, "--%", "00%"},       // no reset time
+        // Stale strictly after the limit.
+        {usedSession(0.42), 150, "58%", "58%"},
+        {usedSession(0.42), 151, "--%", "--%"},
+        // The session window comes first; without any figure there is nothing to show.
+        {snapshotWith(mixed), 0, "90%", "90%"},
+        {snapshotWith({UsageWindow(Kind::weekly, 0.40, {})}), 0, "60%", "60%"},
+        {snapshotWith({}), 0, "--%", "--%"},
+        {snapshotWith({UsageWindow(Kind::session, std::nullopt, {})}), 0, "--%", "--%"},
+        // Ratios read back from disk are not clamped; the texts must still behave.
+        {snapshotWith({UsageWindow::unclamped(Kind::session, 7.0, {})}), 0, "--%", "00%"},
+    };
+    for (const auto& c : cases) {
+        const QDateTime now = t0.addSecs(c.secondsLater);
+        EXPECT_EQ(c.snapshot.compactRemainingText(now), c.compact) << c.compact;
+        EXPECT_EQ(c.snapshot.remainingPercentageText(now), c.percentage) << c.percentage;
+    }
+    EXPECT_FALSE(usedSession(0.42).isStale(t0.addSecs(150)));
+    EXPECT_TRUE(usedSession(0.42).isStale(t0.addMSecs(150001)));
+    EXPECT_EQ(snapshotWith(mixed).primaryWindow()->kind, Kind::session);
     EXPECT_FALSE(snapshotWith({}).primaryWindow().has_value());
-    EXPECT_EQ(snapshotWith({}).compactRemainingText(t0), "--%");
-    EXPECT_EQ(snapshotWith({UsageWindow(Kind::session, std::nullopt, {})}).compactRemainingText(t0),
-              "--%");
-    // Ratios read back from disk are not clamped; the texts must still behave.
     const double nan = std::numeric_limits<double>::quiet_NaN();
     for (double wild : {1e300, -1e300, nan, std::numeric_limits<double>::infinity()}) {
         const auto s = snapshotWith({UsageWindow::unclamped(Kind::session, wild, {})});
         EXPECT_NO_THROW(s.compactRemainingText(t0));
         EXPECT_NO_THROW(s.remainingPercentageText(t0));
     }
-    EXPECT_EQ(
-        snapshotWith({UsageWindow::unclamped(Kind::session, 7.0, {})}).remainingPercentageText(t0),
-        "00%");
-}
-
-TEST(UsageWindowModel, ConstructorClampsButDecodingDoesNot) {
+    // The constructor clamps; decoding does not.
     EXPECT_EQ(UsageWindow(Kind::session, 1.7, {}).usedRatio, 1.0);
     EXPECT_EQ(UsageWindow(Kind::session, -0.2, {}).usedRatio, 0.0);
-    EXPECT_FALSE(UsageWindow(Kind::session, std::nullopt, {}).usedRatio.has_value());
     auto stored = usedSession(0.5).toJson();
-    QJsonArray windows{QJsonObject{{"kind", "session"}, {"usedRatio", 1.7}}};
-    stored["windows"] = windows;
+    stored["windows"] = QJsonArray{QJsonObject{{"kind", "session"}, {"usedRatio", 1.7}}};
     EXPECT_EQ(UsageSnapshot::fromJson(stored).windows.first().usedRatio, 1.7);
 }
 

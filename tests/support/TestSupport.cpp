@@ -3,6 +3,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QJsonDocument>
 #include <QProcess>
 
 #include <gtest/gtest.h>
@@ -33,6 +34,11 @@ TemporaryHome::~TemporaryHome() {
     qputenv("XDG_CONFIG_HOME", m_previousConfigHome);
 }
 
+QString TemporaryHome::installClaude() const {
+    writeScript(filePath(".local/bin/claude"), "exit 0\n");
+    return filePath(".local/bin/claude");
+}
+
 void writeFile(const QString& path, const QByteArray& content) {
     QDir().mkpath(QFileInfo(path).absolutePath());
     QFile file(path);
@@ -50,6 +56,10 @@ QByteArray readFile(const QString& path) {
         return {};
     }
     return file.readAll();
+}
+
+QJsonObject readJsonObject(const QString& path) {
+    return QJsonDocument::fromJson(readFile(path)).object();
 }
 
 void writeScript(const QString& path, const QByteArray& body) {
@@ -73,6 +83,48 @@ void setModificationTime(const QString& path, const QDateTime& when) {
     }
 }
 
+QByteArray fakeCodex(const QByteArray& login, const QByteArray& appServer) {
+    return "case \"$1\" in\nlogin) " + login + ";;\napp-server) " + appServer + ";;\nesac\n";
+}
+
+QByteArray answeringAppServer(const QByteArray& answer) {
+    return R"(read -r _; echo '{"id":1,"result":{}}'; read -r _; read -r _; echo ')" + answer +
+           "'; exec cat > /dev/null";
+}
+
+namespace {
+
+CommandOutcome run(const QString& program, const QStringList& arguments, const QByteArray& input,
+                   const QProcessEnvironment& environment, const QString& workingFolder) {
+    QProcess process;
+    process.setProcessEnvironment(environment);
+    process.setWorkingDirectory(workingFolder);
+    process.start(program, arguments);
+    process.write(input);
+    process.closeWriteChannel();
+    if (!process.waitForFinished(120000)) {
+        ADD_FAILURE() << program.toStdString() << " did not finish";
+        process.kill();
+        process.waitForFinished();
+    }
+    const bool exited =
+        process.exitStatus() == QProcess::NormalExit && process.error() != QProcess::FailedToStart;
+    return {exited ? process.exitCode() : -1, QString::fromUtf8(process.readAllStandardOutput()),
+            QString::fromUtf8(process.readAllStandardError())};
+}
+
+} // namespace
+
+CommandOutcome runProgram(const QString& program, const QStringList& arguments,
+                          const QByteArray& input,
+                          const QList<QPair<QString, QString>>& environment) {
+    QProcessEnvironment variables = QProcessEnvironment::systemEnvironment();
+    for (const auto& [name, value] : environment) {
+        variables.insert(name, value);
+    }
+    return run(program, arguments, input, variables, QDir::currentPath());
+}
+
 CommandOutcome runLumora(const QString& home, const QStringList& arguments,
                          const QList<QPair<QString, QString>>& environment) {
     return runLumoraAt(builtExecutable("lumora"), home, arguments, environment);
@@ -81,7 +133,6 @@ CommandOutcome runLumora(const QString& home, const QStringList& arguments,
 CommandOutcome runLumoraAt(const QString& executable, const QString& home,
                            const QStringList& arguments,
                            const QList<QPair<QString, QString>>& environment) {
-    QProcess process;
     QProcessEnvironment variables = QProcessEnvironment::systemEnvironment();
     variables.insert("HOME", home);
     for (const char* name :
@@ -91,16 +142,7 @@ CommandOutcome runLumoraAt(const QString& executable, const QString& home,
     for (const auto& [name, value] : environment) {
         variables.insert(name, value);
     }
-    process.setProcessEnvironment(variables);
-    process.setWorkingDirectory(home);
-    process.start(executable, arguments);
-    if (!process.waitForFinished(30000)) {
-        ADD_FAILURE() << "lumora did not finish";
-        process.kill();
-        process.waitForFinished();
-    }
-    return {process.exitCode(), QString::fromUtf8(process.readAllStandardOutput()),
-            QString::fromUtf8(process.readAllStandardError())};
+    return run(executable, arguments, {}, variables, home);
 }
 
 QString builtExecutable(const QString& name) {
@@ -109,6 +151,20 @@ QString builtExecutable(const QString& name) {
 
 QString fixturePath(const QString& relative) {
     return QStringLiteral(LUMORA_TEST_FIXTURES_DIR "/") + relative;
+}
+
+void requireRealClient(const std::string& missing) {
+    if (!missing.empty()) {
+        if (qEnvironmentVariable("CI") == QLatin1String("true")) {
+            FAIL() << missing; // continuous integration must run these tests
+        }
+        GTEST_SKIP() << "SKIPPED: " << missing;
+    }
+    if (runProgram(networkIsolation[0], networkIsolation.mid(1) + QStringList{"true"}).exitCode !=
+        0) {
+        GTEST_SKIP() << "SKIPPED: cannot give the real client a network namespace of its own here "
+                        "(unshare --net failed), and it must not reach the network";
+    }
 }
 
 } // namespace lumora::test

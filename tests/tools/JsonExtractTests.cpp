@@ -3,7 +3,6 @@
 
 #include <QDir>
 #include <QFileInfo>
-#include <QProcess>
 
 #include <gtest/gtest.h>
 
@@ -22,19 +21,8 @@ std::optional<std::string> raw(std::string_view document, std::string_view path)
     return extract(document, path, Format::raw).value;
 }
 
-struct HelperRun {
-    int exitCode = -1;
-    QByteArray out;
-    QByteArray err;
-};
-
-HelperRun helper(const QStringList& arguments, const QByteArray& input) {
-    QProcess process;
-    process.start(builtExecutable("lumora-json"), arguments);
-    process.write(input);
-    process.closeWriteChannel();
-    EXPECT_TRUE(process.waitForFinished(10000));
-    return {process.exitCode(), process.readAllStandardOutput(), process.readAllStandardError()};
+CommandOutcome helper(const QStringList& arguments, const QByteArray& input) {
+    return runProgram(builtExecutable("lumora-json"), arguments, input);
 }
 
 } // namespace
@@ -113,7 +101,7 @@ TEST(JsonExtract, TheHelperWritesNothingWhenItFindsNothing) {
     const QString out = home.filePath("out.json");
     const QByteArray input = R"({"rate_limits":{"five_hour":{"used_percentage":58}}})";
 
-    HelperRun run = helper({"extract", "rate_limits", "json", "-o", out, "-"}, input);
+    CommandOutcome run = helper({"extract", "rate_limits", "json", "-o", out, "-"}, input);
     EXPECT_EQ(run.exitCode, 0) << run.err.toStdString();
     EXPECT_EQ(readFile(out), R"({"five_hour":{"used_percentage":58}})");
     EXPECT_EQ(fileMode(out), 0600);
