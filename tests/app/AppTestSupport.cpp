@@ -3,11 +3,15 @@
 #include "core/Errors.h"
 
 #include <QCoreApplication>
+#include <QDBusPendingCall>
 #include <QDeadlineTimer>
 #include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QMutex>
 #include <QThreadPool>
+
+#include <gtest/gtest.h>
 
 namespace lumora::test {
 
@@ -28,6 +32,100 @@ void settle() {
         QCoreApplication::processEvents(QEventLoop::AllEvents);
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     }
+}
+
+void runEventsFor(std::chrono::milliseconds duration) {
+    QDeadlineTimer deadline(duration);
+    waitUntil([&] { return deadline.hasExpired(); }, duration + std::chrono::seconds(1));
+}
+
+namespace {
+
+QMutex logMutex;
+QStringList logged;
+QtMessageHandler previousHandler = nullptr;
+
+void recordMessage(QtMsgType type, const QMessageLogContext& context, const QString& message) {
+    if (type != QtDebugMsg && type != QtInfoMsg) {
+        QMutexLocker locker(&logMutex);
+        logged.append(message);
+    }
+    if (previousHandler) {
+        previousHandler(type, context, message);
+    }
+}
+
+} // namespace
+
+WarningLog::WarningLog() {
+    clear();
+    previousHandler = qInstallMessageHandler(recordMessage);
+}
+
+WarningLog::~WarningLog() {
+    qInstallMessageHandler(previousHandler);
+    previousHandler = nullptr;
+}
+
+QStringList WarningLog::messages() const {
+    QMutexLocker locker(&logMutex);
+    return logged;
+}
+
+void WarningLog::clear() {
+    QMutexLocker locker(&logMutex);
+    logged.clear();
+}
+
+PrivateBus::PrivateBus() {
+    m_daemon.start(QStringLiteral("dbus-daemon"),
+                   {QStringLiteral("--session"), QStringLiteral("--print-address"),
+                    QStringLiteral("--nofork")});
+    if (!m_daemon.waitForStarted(5000)) {
+        ADD_FAILURE() << "dbus-daemon is missing (package dbus)";
+        return;
+    }
+    QDeadlineTimer deadline(std::chrono::seconds(10));
+    while (!m_daemon.canReadLine() && !deadline.hasExpired()) {
+        m_daemon.waitForReadyRead(100);
+    }
+    m_address = QString::fromUtf8(m_daemon.readLine()).trimmed();
+    EXPECT_FALSE(m_address.isEmpty()) << "dbus-daemon printed no address";
+}
+
+PrivateBus::~PrivateBus() {
+    for (const QString& name : m_connections) {
+        QDBusConnection::disconnectFromBus(name);
+    }
+    m_daemon.terminate();
+    if (!m_daemon.waitForFinished(5000)) {
+        m_daemon.kill();
+        m_daemon.waitForFinished();
+    }
+}
+
+QDBusConnection PrivateBus::connect(const QString& name) {
+    static int counter = 0;
+    const QString unique = QStringLiteral("%1-%2").arg(name).arg(++counter);
+    m_connections.append(unique);
+    return QDBusConnection::connectToBus(m_address, unique);
+}
+
+QDBusMessage PrivateBus::call(const QDBusConnection& connection, const QDBusMessage& message) {
+    const QDBusPendingCall pending = connection.asyncCall(message, 10000);
+    EXPECT_TRUE(waitUntil([&] { return pending.isFinished(); }, std::chrono::seconds(15)));
+    return pending.reply();
+}
+
+QString PrivateBus::ownerOf(const QDBusConnection& connection, const QString& name) {
+    const QDBusMessage reply =
+        call(connection, QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.DBus"),
+                                                        QStringLiteral("/org/freedesktop/DBus"),
+                                                        QStringLiteral("org.freedesktop.DBus"),
+                                                        QStringLiteral("GetNameOwner"))
+                             << name);
+    return reply.type() == QDBusMessage::ReplyMessage ? reply.arguments().value(0).toString()
+                                                      : QString();
 }
 
 void Gate::close() {
@@ -115,6 +213,43 @@ void FakeDesktop::chooseImage(QWindow* over, std::function<void(const QString&)>
     }
 }
 
+bool FakeNotificationService::registerOn(QDBusConnection connection) {
+    return connection.registerObject(QStringLiteral("/org/freedesktop/Notifications"), this,
+                                     QDBusConnection::ExportAllSlots) &&
+           connection.registerService(QStringLiteral("org.freedesktop.Notifications"));
+}
+
+QStringList FakeNotificationService::summaries() const {
+    QStringList all;
+    for (const Received& notification : received) {
+        all.append(notification.summary);
+    }
+    return all;
+}
+
+void FakeNotificationService::emitSignal(const QDBusConnection& connection, const QString& name,
+                                         const QVariantList& arguments) const {
+    QDBusMessage signal =
+        QDBusMessage::createSignal(QStringLiteral("/org/freedesktop/Notifications"),
+                                   QStringLiteral("org.freedesktop.Notifications"), name);
+    signal.setArguments(arguments);
+    EXPECT_TRUE(connection.send(signal));
+}
+
+uint FakeNotificationService::Notify(const QString& appName, uint replacesId, const QString& icon,
+                                     const QString& summary, const QString& body,
+                                     const QStringList& actions, const QVariantMap& hints,
+                                     int expireTimeout) {
+    received.append({appName, replacesId, icon, summary, body, actions, hints, expireTimeout});
+    return static_cast<uint>(received.size());
+}
+
+QString FakeNotificationService::GetServerInformation(QString& vendor, QString& version,
+                                                      QString& specVersion) {
+    vendor = version = specVersion = QStringLiteral("test");
+    return QStringLiteral("fake-notifications");
+}
+
 std::optional<AppUpdateManifest> FakeUpdateChecker::check(const QString& currentVersion) const {
     ++checks;
     gate.pass();
@@ -176,6 +311,18 @@ void ModelHarness::storePreference(const QString& key, const QJsonValue& value) 
     }
     object.insert(key, value);
     writeFile(preferencesPath(), QJsonDocument(object).toJson());
+}
+
+void ModelHarness::enableBoth(const std::optional<UsageSnapshot>& claudeAnswer,
+                              const std::optional<UsageSnapshot>& codexAnswer) const {
+    storePreference(QStringLiteral("providerEnabled"), true);
+    storePreference(QStringLiteral("codexEnabled"), true);
+    if (claudeAnswer) {
+        claude->script->setSnapshot(*claudeAnswer);
+    }
+    if (codexAnswer) {
+        codex->script->setSnapshot(*codexAnswer);
+    }
 }
 
 std::optional<QJsonValue> ModelHarness::storedPreference(const QString& key) const {

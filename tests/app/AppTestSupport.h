@@ -7,8 +7,12 @@
 #include "platform/Notifier.h"
 #include "support/TestSupport.h"
 
+#include <QDBusConnection>
+#include <QDBusMessage>
 #include <QFuture>
 #include <QJsonValue>
+#include <QProcess>
+#include <QVariantMap>
 
 #include <atomic>
 #include <chrono>
@@ -29,6 +33,47 @@ template <typename T> bool waitFor(const QFuture<T>& future) {
 }
 // Lets the thread pool and the event loop settle: every background task and queued call done.
 void settle();
+// Runs the event loop for this long: for animations to come to rest before a screenshot, or to
+// show that something does not happen.
+void runEventsFor(std::chrono::milliseconds duration);
+
+// Records every warning and error Qt reports while it exists (QML's binding and type errors
+// among them), so that a test can fail on any. One at a time.
+class WarningLog {
+public:
+    WarningLog();
+    ~WarningLog();
+    WarningLog(const WarningLog&) = delete;
+    WarningLog& operator=(const WarningLog&) = delete;
+
+    QStringList messages() const;
+    void clear();
+};
+
+// A dbus-daemon of the test's own, as a child process, and connections to it. Ended with the
+// object.
+class PrivateBus {
+public:
+    PrivateBus();
+    ~PrivateBus();
+    PrivateBus(const PrivateBus&) = delete;
+    PrivateBus& operator=(const PrivateBus&) = delete;
+
+    bool isRunning() const { return !m_address.isEmpty(); }
+    QString address() const { return m_address; }
+    // A new connection of this process to the bus.
+    QDBusConnection connect(const QString& name);
+    // Calls a method and runs the event loop until the answer is there (the callee may live in
+    // this very thread).
+    static QDBusMessage call(const QDBusConnection& connection, const QDBusMessage& message);
+    // The unique name that owns `name`, or empty.
+    static QString ownerOf(const QDBusConnection& connection, const QString& name);
+
+private:
+    QProcess m_daemon;
+    QString m_address;
+    QStringList m_connections;
+};
 
 // Holds background work until the test opens it.
 class Gate {
@@ -132,6 +177,41 @@ public:
     int imageDialogsShown = 0;
 };
 
+// A stand-in for the desktop's notification service, for a PrivateBus. It advertises
+// `capabilities`, records every notification and can raise the signals a real one sends when the
+// user presses a button or a notification closes.
+class FakeNotificationService : public QObject {
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.Notifications")
+
+public:
+    struct Received {
+        QString appName;
+        uint replacesId;
+        QString icon;
+        QString summary;
+        QString body;
+        QStringList actions;
+        QVariantMap hints;
+        int expireTimeout;
+    };
+    QList<Received> received;
+    QStringList capabilities{"body", "actions"};
+
+    // Serves the notification service's name and object on `connection`.
+    bool registerOn(QDBusConnection connection);
+    QStringList summaries() const;
+    void emitSignal(const QDBusConnection& connection, const QString& name,
+                    const QVariantList& arguments) const;
+
+public slots:
+    uint Notify(const QString& appName, uint replacesId, const QString& icon,
+                const QString& summary, const QString& body, const QStringList& actions,
+                const QVariantMap& hints, int expireTimeout);
+    QStringList GetCapabilities() { return capabilities; }
+    QString GetServerInformation(QString& vendor, QString& version, QString& specVersion);
+};
+
 class FakeUpdateChecker : public UpdateChecking {
 public:
     std::optional<AppUpdateManifest> check(const QString& currentVersion) const override;
@@ -164,6 +244,9 @@ public:
     QString codexCachePath() const { return data("codex-snapshot.json"); }
     // Writes one key into the preferences file, as an earlier run would have.
     void storePreference(const QString& key, const QJsonValue& value) const;
+    // Both providers switched on in the preferences file, answering these when given.
+    void enableBoth(const std::optional<UsageSnapshot>& claudeAnswer = std::nullopt,
+                    const std::optional<UsageSnapshot>& codexAnswer = std::nullopt) const;
     std::optional<QJsonValue> storedPreference(const QString& key) const;
 
     TemporaryHome home;

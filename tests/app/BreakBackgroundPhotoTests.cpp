@@ -3,7 +3,6 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QImage>
-#include <QWindow>
 
 #include <gtest/gtest.h>
 
@@ -96,20 +95,4 @@ TEST_F(BreakBackgroundPhotoTest, RemovingThePhotoFallsBackOnlyFromThePhotoStyle)
     writeFile(storedPhoto(), "\x89PNG\r\n\x1a\n truncated");
     EXPECT_FALSE(harness.makeModel()->photo()->hasBreakBackgroundImage());
     EXPECT_TRUE(QFileInfo::exists(storedPhoto()));
-}
-
-TEST_F(BreakBackgroundPhotoTest, ChoosingOpensTheDialogOverAVisibleSettingsWindow) {
-    const auto model = harness.makeModel();
-    model->chooseBreakBackgroundImage(); // no settings window; the user cancels
-    EXPECT_EQ(harness.desktop->imageDialogsShown, 1);
-    EXPECT_EQ(harness.desktop->imageDialogParent, nullptr);
-    EXPECT_FALSE(model->photo()->hasBreakBackgroundImage());
-
-    QWindow settings;
-    harness.desktop->settingsWindow = &settings;
-    harness.desktop->chosenImage = writeImage("chosen.jpg", "JPEG", QSize(16, 9));
-    model->chooseBreakBackgroundImage();
-    EXPECT_EQ(harness.desktop->imageDialogParent, &settings);
-    EXPECT_EQ(model->photo()->breakBackgroundImage().size(), QSize(16, 9));
-    EXPECT_EQ(model->preferences()->breakScreenStyle(), BreakScreenStyle::photo);
 }

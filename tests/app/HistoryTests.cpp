@@ -20,104 +20,82 @@ QDateTime at(int minutes) {
     return now.addSecs(60 * minutes);
 }
 
-// Every warning Qt logs while it exists.
-struct LoggedWarnings {
-    LoggedWarnings() { previous = qInstallMessageHandler(record); }
-    ~LoggedWarnings() { qInstallMessageHandler(previous); }
-    static void record(QtMsgType, const QMessageLogContext&, const QString& message) {
-        lines().append(message);
-    }
-    static QStringList& lines() {
-        static QStringList logged;
-        return logged;
-    }
-    QtMessageHandler previous;
-};
-
 } // namespace
 
 TEST(UsagePaceRules, ProjectTheLimitOrTheShareLeftFromTheFiguresOfTheCurrentWindow) {
-    const auto reset = at(150);
+    // A figure: minutes from now, the share used, and the reset in minutes from now (none: -1).
+    struct Figure {
+        int minutes;
+        double used;
+        int reset = 150;
+    };
     const struct {
         const char* sequence;
-        QList<PaceFigure> figures;
+        std::vector<Figure> figures;
         Verdict verdict;
         QString text;
-        std::optional<QDateTime> limitAt;
+        std::optional<int> limitAt; // minutes from now
     } rows[] = {
         {"steady climb of 12 points an hour, resetting first",
-         {{at(-30), 0.10, reset},
-          {at(-20), 0.12, reset},
-          {at(-10), 0.14, reset},
-          {now, 0.16, reset}},
+         {{-30, 0.10}, {-20, 0.12}, {-10, 0.14}, {0, 0.16}},
          Verdict::leftAtReset,
          "At this pace: 54% left at reset",
-         at(420)},
+         420},
         {"steady climb of 30 points an hour, running out first",
-         {{at(-40), 0.30, reset}, {at(-20), 0.40, reset}, {now, 0.50, reset}},
+         {{-40, 0.30}, {-20, 0.40}, {0, 0.50}},
          Verdict::limitBeforeReset,
          "At this pace: limit in 1 hr 40 min",
-         at(100)},
+         100},
         {"a burst, then half an hour without use",
-         {{at(-60), 0.20, reset},
-          {at(-45), 0.50, reset},
-          {at(-35), 0.50, reset},
-          {at(-10), 0.50, reset},
-          {now, 0.50, reset}},
+         {{-60, 0.20}, {-45, 0.50}, {-35, 0.50}, {-10, 0.50}, {0, 0.50}},
          Verdict::idle,
          "",
          std::nullopt},
         {"a burst, then twenty minutes without use",
-         {{at(-40), 0.20, reset}, {at(-20), 0.50, reset}, {now, 0.50, reset}},
+         {{-40, 0.20}, {-20, 0.50}, {0, 0.50}},
          Verdict::limitBeforeReset,
          "At this pace: limit in 1 hr 6 min",
-         at(67)},
+         67},
         {"a reset in the middle: the earlier window's figures drop out",
-         {{at(-60), 0.80, at(-30)},
-          {at(-40), 0.95, at(-30)},
-          {at(-25), 0.00, reset},
-          {at(-5), 0.10, reset}},
+         {{-60, 0.80, -30}, {-40, 0.95, -30}, {-25, 0.00}, {-5, 0.10}},
          Verdict::leftAtReset,
          "At this pace: 13% left at reset",
-         at(175)},
+         175},
         {"a drop in the share without reset times is a reset too",
-         {{at(-60), 0.70, std::nullopt}, {at(-20), 0.05, std::nullopt}, {now, 0.10, std::nullopt}},
+         {{-60, 0.70, -1}, {-20, 0.05, -1}, {0, 0.10, -1}},
          Verdict::limitBeforeReset,
          "At this pace: limit in 6 hr",
-         at(360)},
+         360},
         {"a clock that jumps back: figures from the future are left out",
-         {{at(90), 0.95, reset},
-          {at(-30), 0.10, reset},
-          {at(95), 0.99, reset},
-          {at(-15), 0.13, reset},
-          {now, 0.16, reset}},
+         {{90, 0.95}, {-30, 0.10}, {95, 0.99}, {-15, 0.13}, {0, 0.16}},
          Verdict::leftAtReset,
          "At this pace: 54% left at reset",
-         at(420)},
+         420},
         {"one figure only",
-         {{now, 0.30, reset}},
+         {{0, 0.30}},
          Verdict::notEnoughData,
          "Not enough data for a pace yet",
          std::nullopt},
         {"two figures nine minutes apart",
-         {{at(-9), 0.30, reset}, {now, 0.40, reset}},
+         {{-9, 0.30}, {0, 0.40}},
          Verdict::notEnoughData,
          "Not enough data for a pace yet",
          std::nullopt},
-        {"100% reached",
-         {{at(-30), 0.80, reset}, {now, 1.0, reset}},
-         Verdict::atLimit,
-         "",
-         std::nullopt},
+        {"100% reached", {{-30, 0.80}, {0, 1.0}}, Verdict::atLimit, "", std::nullopt},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.sequence);
-        const UsagePace pace = usagePace(row.figures, now);
+        QList<PaceFigure> figures;
+        for (const Figure& figure : row.figures) {
+            figures.append({at(figure.minutes), figure.used,
+                            figure.reset == -1 ? std::nullopt : std::optional(at(figure.reset))});
+        }
+        const UsagePace pace = usagePace(figures, now);
         EXPECT_EQ(pace.verdict, row.verdict);
         EXPECT_EQ(paceText(pace, now), row.text);
         if (row.limitAt) {
             ASSERT_TRUE(pace.limitAt.has_value());
-            EXPECT_NEAR(pace.limitAt->secsTo(*row.limitAt), 0, 60);
+            EXPECT_NEAR(pace.limitAt->secsTo(at(*row.limitAt)), 0, 60);
         }
     }
 }
@@ -181,26 +159,24 @@ TEST(HistoryStore, ADamagedFileIsMovedAsideAndAFolderThatCannotBeWrittenMeansNoH
     const QString path = HistoryStore::defaultPath(home.path());
     writeFile(path, QByteArray("not a database, whatever it once was").repeated(200));
     {
-        LoggedWarnings warnings;
+        WarningLog warnings;
         HistoryStore store(path, HistoryStore::Access::readWrite);
         EXPECT_TRUE(store.isOpen());
         EXPECT_TRUE(store.record({"codex", UsageWindow::Kind::session, 0.5, std::nullopt, now,
                                   SnapshotSource::officialAppServer}));
-        EXPECT_EQ(warnings.lines().size(), 1) << warnings.lines().join('\n').toStdString();
-        EXPECT_TRUE(warnings.lines().value(0).contains("history.sqlite.corrupt"));
-        warnings.lines().clear();
+        EXPECT_EQ(warnings.messages().size(), 1) << warnings.messages().join('\n').toStdString();
+        EXPECT_TRUE(warnings.messages().value(0).contains("history.sqlite.corrupt"));
     }
     EXPECT_TRUE(readFile(path + ".corrupt").startsWith("not a database"));
 
     // No folder can be made under /proc, not even by root.
-    LoggedWarnings warnings;
+    WarningLog warnings;
     HistoryStore store("/proc/self/lumora/history.sqlite", HistoryStore::Access::readWrite);
     EXPECT_FALSE(store.isOpen());
     EXPECT_FALSE(store.record({"codex", UsageWindow::Kind::session, 0.5, std::nullopt, now,
                                SnapshotSource::officialAppServer}));
     EXPECT_TRUE(store.figures(at(-60)).isEmpty());
-    EXPECT_EQ(warnings.lines().size(), 1);
-    warnings.lines().clear();
+    EXPECT_EQ(warnings.messages().size(), 1);
 }
 
 TEST(UsageHistoryModel, RecordsRefreshesWarnsOncePerWindowAndShowsFiguresWithoutAHistory) {
@@ -239,11 +215,9 @@ TEST(UsageHistoryModel, RecordsRefreshesWarnsOncePerWindowAndShowsFiguresWithout
     harness.storePreference("showClaudeInMenuBar", true);
     auto services = harness.services();
     services.historyPath = "/proc/self/lumora/history.sqlite";
-    LoggedWarnings warnings;
     AppModel unkept(services);
     ASSERT_TRUE(waitFor(unkept.refresh(false)));
     EXPECT_EQ(unkept.menuBarDisplayText(), "Claude Code 95%");
-    warnings.lines().clear();
 }
 
 TEST(UsageHistoryModel, AHookRunReachesTheLabelWithinASecond) {

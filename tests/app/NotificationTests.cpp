@@ -6,8 +6,6 @@
 
 #include <QDBusConnection>
 #include <QDBusMessage>
-#include <QDeadlineTimer>
-#include <QProcess>
 
 #include <gtest/gtest.h>
 
@@ -16,90 +14,17 @@ using namespace lumora::test;
 
 namespace {
 
-// A stand-in for the desktop's notification daemon. It advertises `capabilities` and can raise
-// the signals a real one sends when the user presses a button or a notification closes.
-class FakeNotificationService : public QObject {
-    Q_OBJECT
-    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.Notifications")
-
-public:
-    struct Received {
-        QString appName;
-        uint replacesId;
-        QString icon;
-        QString summary;
-        QString body;
-        QStringList actions;
-        QVariantMap hints;
-        int expireTimeout;
-    };
-    QList<Received> received;
-    QStringList capabilities{"body", "actions"};
-
-    void emitSignal(const QDBusConnection& connection, const QString& name,
-                    const QVariantList& arguments) const {
-        QDBusMessage signal = QDBusMessage::createSignal("/org/freedesktop/Notifications",
-                                                         "org.freedesktop.Notifications", name);
-        signal.setArguments(arguments);
-        EXPECT_TRUE(connection.send(signal));
-    }
-
-public slots:
-    uint Notify(const QString& appName, uint replacesId, const QString& icon,
-                const QString& summary, const QString& body, const QStringList& actions,
-                const QVariantMap& hints, int expireTimeout) {
-        received.append({appName, replacesId, icon, summary, body, actions, hints, expireTimeout});
-        return static_cast<uint>(received.size());
-    }
-    QStringList GetCapabilities() { return capabilities; }
-    QString GetServerInformation(QString& vendor, QString& version, QString& specVersion) {
-        vendor = version = specVersion = "test";
-        return "fake-notifications";
-    }
-};
-
-// A dbus-daemon of the test's own, as a child process, with two connections on it: one for the
-// application and one for the notification service (registered on request).
+// A dbus-daemon of the test's own with two connections on it: one for the application and one
+// for the notification service (registered on request).
 class NotificationBusTest : public ::testing::Test {
 protected:
-    void SetUp() override {
-        daemon.start("dbus-daemon", {"--session", "--print-address", "--nofork"});
-        ASSERT_TRUE(daemon.waitForStarted(5000)) << "dbus-daemon is missing (package dbus)";
-        QDeadlineTimer deadline(std::chrono::seconds(10));
-        while (!daemon.canReadLine() && !deadline.hasExpired()) {
-            daemon.waitForReadyRead(100);
-        }
-        address = QString::fromUtf8(daemon.readLine()).trimmed();
-        ASSERT_FALSE(address.isEmpty());
-        static int counter = 0;
-        clientName = QStringLiteral("client-%1").arg(++counter);
-        serviceName = QStringLiteral("service-%1").arg(counter);
-    }
-    void TearDown() override {
-        QDBusConnection::disconnectFromBus(clientName);
-        QDBusConnection::disconnectFromBus(serviceName);
-        daemon.terminate();
-        if (!daemon.waitForFinished(5000)) {
-            daemon.kill();
-            daemon.waitForFinished(5000);
-        }
-    }
-    QDBusConnection client() const { return QDBusConnection::connectToBus(address, clientName); }
-    QDBusConnection serviceConnection() const {
-        return QDBusConnection::connectToBus(address, serviceName);
-    }
-    void registerService() {
-        QDBusConnection connection = serviceConnection();
-        ASSERT_TRUE(connection.registerObject("/org/freedesktop/Notifications", &service,
-                                              QDBusConnection::ExportAllSlots));
-        ASSERT_TRUE(connection.registerService("org.freedesktop.Notifications"));
-    }
+    void SetUp() override { ASSERT_TRUE(bus.isRunning()); }
+    void registerService() { ASSERT_TRUE(service.registerOn(serviceBus)); }
     // A model that notifies through this bus, both providers on and alerts granted.
     std::unique_ptr<AppModel> alertingModel() {
-        harness.storePreference("providerEnabled", true);
-        harness.storePreference("codexEnabled", true);
+        harness.enableBoth();
         AppModel::Services services = harness.services();
-        services.notifier = std::make_shared<DBusNotifier>(client());
+        services.notifier = std::make_shared<DBusNotifier>(client);
         auto model = std::make_unique<AppModel>(services);
         model->preferences()->setAlertsEnabled(true);
         settle();
@@ -109,7 +34,7 @@ protected:
     // Whatever the service sent before has reached the client: the answer to a later call
     // travels behind it.
     void roundTrip() {
-        EXPECT_TRUE(granted(DBusNotifier(client()).requestAuthorization()));
+        EXPECT_TRUE(granted(DBusNotifier(client).requestAuthorization()));
         settle();
     }
     static bool granted(const QFuture<bool>& answer) {
@@ -117,10 +42,9 @@ protected:
         return answer.resultCount() > 0 && answer.result();
     }
 
-    QProcess daemon;
-    QString address;
-    QString clientName;
-    QString serviceName;
+    PrivateBus bus;
+    QDBusConnection client = bus.connect("client");
+    QDBusConnection serviceBus = bus.connect("service");
     FakeNotificationService service;
     ModelHarness harness;
 };
@@ -197,7 +121,7 @@ TEST(UsageNotificationRules, ResetLineUsesTheLocalesShortTime) {
 
 TEST_F(NotificationBusTest, NotificationsReachTheDesktopServiceOverDBus) {
     registerService();
-    DBusNotifier notifier(client());
+    DBusNotifier notifier(client);
     EXPECT_TRUE(granted(notifier.requestAuthorization()));
 
     ASSERT_TRUE(waitFor(notifier.send("Codex usage reached 80%", "Expected reset: 14:30")));
@@ -218,14 +142,14 @@ TEST_F(NotificationBusTest, NotificationsReachTheDesktopServiceOverDBus) {
 }
 
 TEST_F(NotificationBusTest, WithoutAServiceAlertsTurnThemselvesBackOff) {
-    DBusNotifier notifier(client());
+    DBusNotifier notifier(client);
     EXPECT_FALSE(granted(notifier.requestAuthorization()));
     EXPECT_TRUE(waitFor(notifier.send("title", "body"))); // finishes quietly
     EXPECT_TRUE(waitFor(notifier.sendOfferingBreak("title", "body")));
     EXPECT_FALSE(granted(DBusNotifier(QDBusConnection("not-connected")).requestAuthorization()));
 
     AppModel::Services services = harness.services();
-    services.notifier = std::make_shared<DBusNotifier>(client());
+    services.notifier = std::make_shared<DBusNotifier>(client);
     AppModel model(services);
     QList<bool> seen;
     QObject::connect(model.preferences(), &AppPreferences::alertsEnabledChanged,
@@ -236,29 +160,7 @@ TEST_F(NotificationBusTest, WithoutAServiceAlertsTurnThemselvesBackOff) {
     EXPECT_EQ(harness.storedPreference("alertsEnabled"), QJsonValue(false));
 }
 
-TEST_F(NotificationBusTest, TheModelNotifiesThroughTheServiceClaudeFirstOnceEach) {
-    registerService();
-    const auto model = alertingModel();
-
-    harness.claude->script->setSnapshot(usage("claude-code", Availability::ready, 0.5));
-    harness.codex->script->setSnapshot(codex(Availability::ready, 0.2));
-    ASSERT_TRUE(waitFor(model->refresh(false)));
-    const QDateTime reset = QDateTime::currentDateTime().addSecs(7200);
-    harness.claude->script->setSnapshot(usage("claude-code", Availability::limited, 0.85, reset));
-    harness.codex->script->setSnapshot(codex(Availability::blocked, 1.0));
-    ASSERT_TRUE(waitFor(model->refresh(false)));
-    ASSERT_EQ(service.received.size(), 2);
-    EXPECT_EQ(service.received[0].summary, "Claude Code usage reached 80%");
-    EXPECT_EQ(service.received[0].body,
-              "Expected reset: " + QLocale::system().toString(reset.time(), QLocale::ShortFormat));
-    EXPECT_EQ(service.received[1].summary, "Codex usage reached 80%");
-
-    // The same state seen again sends nothing more.
-    ASSERT_TRUE(waitFor(model->refresh(false)));
-    EXPECT_EQ(service.received.size(), 2);
-}
-
-TEST_F(NotificationBusTest, TakeABreakOnAWarningOrALimitOpensTheBreakScreen) {
+TEST_F(NotificationBusTest, NotifiesClaudeFirstOnceEachAndTakeABreakOpensTheBreakScreen) {
     registerService();
     const auto model = alertingModel();
     const auto refreshTo = [&](const UsageSnapshot& claude, const UsageSnapshot& next) {
@@ -266,8 +168,14 @@ TEST_F(NotificationBusTest, TakeABreakOnAWarningOrALimitOpensTheBreakScreen) {
         harness.codex->script->setSnapshot(next);
         ASSERT_TRUE(waitFor(model->refresh(false)));
     };
-    refreshTo(usage("claude-code", Availability::limited, 0.9), codex(Availability::ready, 0.2));
+    // Claude Code first in each refresh, each state told once.
+    const QDateTime reset = QDateTime::currentDateTime().addSecs(7200);
+    refreshTo(usage("claude-code", Availability::limited, 0.9, reset),
+              codex(Availability::ready, 0.2));
+    EXPECT_EQ(service.received.value(0).body,
+              "Expected reset: " + QLocale::system().toString(reset.time(), QLocale::ShortFormat));
     refreshTo(usage("claude-code", Availability::blocked, 1.0), codex(Availability::limited, 0.85));
+    refreshTo(usage("claude-code", Availability::ready, 0.1), codex(Availability::limited, 0.85));
     refreshTo(usage("claude-code", Availability::ready, 0.1), codex(Availability::limited, 0.85));
     ASSERT_EQ(service.received.size(), 4);
     const QStringList takeABreak{"take-a-break", "Take a Break"};
@@ -277,41 +185,38 @@ TEST_F(NotificationBusTest, TakeABreakOnAWarningOrALimitOpensTheBreakScreen) {
         const auto& notification = service.received[i];
         EXPECT_EQ(notification.summary, summaries[i]);
         EXPECT_EQ(notification.actions, i < 3 ? takeABreak : QStringList()) << i;
-        EXPECT_EQ(notification.icon, "lumora");
-        EXPECT_EQ(notification.hints.value("desktop-entry").toString(), "lumora");
     }
 
     // Ignored: the reset notification (no button), another key, a closed notification, another
     // application's notification, and a bus peer that is not the notification service.
-    QDBusConnection bus = serviceConnection();
-    service.emitSignal(bus, "ActionInvoked", {4u, "take-a-break"});
-    service.emitSignal(bus, "ActionInvoked", {1u, "default"});
-    service.emitSignal(bus, "NotificationClosed", {2u, 2u});
-    service.emitSignal(bus, "ActionInvoked", {2u, "take-a-break"});
-    service.emitSignal(bus, "ActionInvoked", {99u, "take-a-break"});
-    service.emitSignal(client(), "ActionInvoked", {1u, "take-a-break"});
+    service.emitSignal(serviceBus, "ActionInvoked", {4u, "take-a-break"});
+    service.emitSignal(serviceBus, "ActionInvoked", {1u, "default"});
+    service.emitSignal(serviceBus, "NotificationClosed", {2u, 2u});
+    service.emitSignal(serviceBus, "ActionInvoked", {2u, "take-a-break"});
+    service.emitSignal(serviceBus, "ActionInvoked", {99u, "take-a-break"});
+    service.emitSignal(client, "ActionInvoked", {1u, "take-a-break"});
     roundTrip();
     EXPECT_EQ(harness.desktop->breakWindowsShown, 0);
 
-    service.emitSignal(bus, "ActionInvoked", {3u, "take-a-break"});
+    service.emitSignal(serviceBus, "ActionInvoked", {3u, "take-a-break"});
     ASSERT_TRUE(waitUntil([&] { return harness.desktop->breakWindowsShown == 1; }));
     // A notification the server keeps open can be pressed again.
-    service.emitSignal(bus, "ActionInvoked", {3u, "take-a-break"});
-    service.emitSignal(bus, "ActionInvoked", {1u, "take-a-break"});
+    service.emitSignal(serviceBus, "ActionInvoked", {3u, "take-a-break"});
+    service.emitSignal(serviceBus, "ActionInvoked", {1u, "take-a-break"});
     ASSERT_TRUE(waitUntil([&] { return harness.desktop->breakWindowsShown == 3; }));
 
     // A restarted service counts its ids from 1 again: its id 1 is not Lumora's warning.
-    ASSERT_TRUE(bus.unregisterService("org.freedesktop.Notifications"));
-    ASSERT_TRUE(bus.registerService("org.freedesktop.Notifications"));
+    ASSERT_TRUE(serviceBus.unregisterService("org.freedesktop.Notifications"));
+    ASSERT_TRUE(serviceBus.registerService("org.freedesktop.Notifications"));
     roundTrip();
-    service.emitSignal(bus, "ActionInvoked", {1u, "take-a-break"});
+    service.emitSignal(serviceBus, "ActionInvoked", {1u, "take-a-break"});
     roundTrip();
     EXPECT_EQ(harness.desktop->breakWindowsShown, 3);
     // Its own notifications still offer the break.
     refreshTo(usage("claude-code", Availability::ready, 0.1), codex(Availability::ready, 0.1));
     refreshTo(usage("claude-code", Availability::ready, 0.1), codex(Availability::limited, 0.9));
     ASSERT_EQ(service.received.size(), 5);
-    service.emitSignal(bus, "ActionInvoked", {5u, "take-a-break"});
+    service.emitSignal(serviceBus, "ActionInvoked", {5u, "take-a-break"});
     ASSERT_TRUE(waitUntil([&] { return harness.desktop->breakWindowsShown == 4; }));
 }
 
@@ -322,14 +227,10 @@ TEST_F(NotificationBusTest, AServiceWithoutButtonsGetsTheSameNotificationWithout
     harness.codex->script->setSnapshot(codex(Availability::limited, 0.9));
     ASSERT_TRUE(waitFor(model->refresh(false)));
     ASSERT_EQ(service.received.size(), 1);
-    const auto& warning = service.received[0];
-    EXPECT_EQ(warning.summary, "Codex usage reached 80%");
-    EXPECT_TRUE(warning.actions.isEmpty());
-    EXPECT_EQ(warning.icon, "lumora");
-    EXPECT_EQ(warning.hints.value("desktop-entry").toString(), "lumora");
-    EXPECT_EQ(warning.hints.value("sound-name").toString(), "message-new-instant");
+    EXPECT_EQ(service.received[0].summary, "Codex usage reached 80%");
+    EXPECT_TRUE(service.received[0].actions.isEmpty());
 
-    service.emitSignal(serviceConnection(), "ActionInvoked", {1u, "take-a-break"});
+    service.emitSignal(serviceBus, "ActionInvoked", {1u, "take-a-break"});
     roundTrip();
     EXPECT_EQ(harness.desktop->breakWindowsShown, 0);
 }
@@ -368,5 +269,3 @@ TEST(ModelNotifications, OnlyWithAlertsOnAndComparedWithTheCachedSnapshotAtStart
     EXPECT_EQ(harness.storedPreference("alertsEnabled"), QJsonValue(false));
     EXPECT_EQ(harness.notifier->authorizationRequests, 1);
 }
-
-#include "NotificationTests.moc"

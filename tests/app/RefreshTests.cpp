@@ -14,10 +14,6 @@ namespace {
 
 class RefreshTest : public ::testing::Test {
 protected:
-    void enableBoth() const {
-        harness.storePreference("providerEnabled", true);
-        harness.storePreference("codexEnabled", true);
-    }
     static void refresh(AppModel& model, bool forceClaudeLive = false) {
         ASSERT_TRUE(waitFor(model.refresh(forceClaudeLive)));
     }
@@ -46,8 +42,7 @@ TEST_F(RefreshTest, BothProvidersOffGiveDisconnectedSnapshotsAndNothingElse) {
 }
 
 TEST_F(RefreshTest, ARefreshDuringARefreshIsDropped) {
-    enableBoth();
-    harness.claude->script->setSnapshot(usage("claude-code", Availability::ready, 0.3));
+    harness.enableBoth(usage("claude-code", Availability::ready, 0.3));
     const auto model = harness.makeModel();
     QList<bool> refreshing;
     QObject::connect(model.get(), &AppModel::isRefreshingChanged,
@@ -72,9 +67,8 @@ TEST_F(RefreshTest, ARefreshDuringARefreshIsDropped) {
 }
 
 TEST_F(RefreshTest, ObserversSeeBothSnapshotsChangeTogetherClaudeFirst) {
-    enableBoth();
-    harness.claude->script->setSnapshot(usage("claude-code", Availability::ready, 0.3));
-    harness.codex->script->setSnapshot(usage("codex", Availability::ready, 0.1));
+    harness.enableBoth(usage("claude-code", Availability::ready, 0.3),
+                       usage("codex", Availability::ready, 0.1));
     const auto model = harness.makeModel();
     QStringList seen;
     QObject::connect(model.get(), &AppModel::snapshotChanged, [&] {
@@ -107,13 +101,11 @@ TEST_F(RefreshTest, CachedSnapshotsLoadAsLastKnownLocalStatus) {
 }
 
 TEST_F(RefreshTest, OnlySnapshotsWithAVerdictAreSavedAndSavingNeverStopsARefresh) {
-    enableBoth();
     SnapshotCache("codex", harness.codexCachePath()).save(usage("codex", Availability::ready, 0.4));
     const QByteArray earlierCodex = readFile(harness.codexCachePath());
     const UsageSnapshot claude = usage("claude-code", Availability::ready, 0.25);
-    harness.claude->script->setSnapshot(claude);
-    harness.codex->script->setSnapshot(
-        UsageSnapshot::unavailable("codex", "Codex", "Codex is not signed in."));
+    harness.enableBoth(claude,
+                       UsageSnapshot::unavailable("codex", "Codex", "Codex is not signed in."));
     const auto model = harness.makeModel();
     refresh(*model);
     EXPECT_EQ(SnapshotCache("claude-code", harness.claudeCachePath()).load(), claude);
@@ -177,22 +169,25 @@ TEST_F(RefreshTest, TheRealClaudeProviderFeedsTheTitleInTheStoredOrder) {
 
 TEST(StatusTitle, DependsOnAgeThenAvailability) {
     const QDateTime now = QDateTime::currentDateTimeUtc();
-    UsageSnapshot snapshot = usage("codex", Availability::blocked, 1.0);
-    snapshot.capturedAt = now.addSecs(-301);
-    snapshot.staleAfterSeconds = 300;
-    EXPECT_EQ(AppModel::statusTitle(snapshot, now), "Codex usage needs sync");
-    snapshot.capturedAt = now.addSecs(-300); // exactly at the limit: still current
-    EXPECT_EQ(AppModel::statusTitle(snapshot, now), "Codex is resting");
-    snapshot.availability = Availability::ready;
-    EXPECT_EQ(AppModel::statusTitle(snapshot, now), "Codex is available");
-    snapshot.availability = Availability::limited;
-    EXPECT_EQ(AppModel::statusTitle(snapshot, now), "Approaching the limit");
-    snapshot.availability = Availability::unknown;
-    EXPECT_EQ(AppModel::statusTitle(snapshot, now), "Status unavailable");
+    const struct {
+        int age; // seconds; stale after 300
+        Availability availability;
+        const char* title;
+    } rows[] = {{301, Availability::blocked, "Codex usage needs sync"},
+                {300, Availability::blocked, "Codex is resting"}, // exactly at the limit: current
+                {0, Availability::ready, "Codex is available"},
+                {0, Availability::limited, "Approaching the limit"},
+                {0, Availability::unknown, "Status unavailable"}};
+    for (const auto& row : rows) {
+        UsageSnapshot snapshot = usage("codex", row.availability, 1.0);
+        snapshot.capturedAt = now.addSecs(-row.age);
+        snapshot.staleAfterSeconds = 300;
+        EXPECT_EQ(AppModel::statusTitle(snapshot, now), row.title);
+    }
 }
 
 TEST_F(RefreshTest, StartRunsOneRefreshLoopAndOneUpdateLoop) {
-    enableBoth();
+    harness.enableBoth();
     harness.updateChecker = std::make_shared<FakeUpdateChecker>();
     AppTiming timing;
     timing.refreshInterval = std::chrono::milliseconds(20);
@@ -206,7 +201,7 @@ TEST_F(RefreshTest, StartRunsOneRefreshLoopAndOneUpdateLoop) {
 }
 
 TEST_F(RefreshTest, ALateResultNeverReachesADestroyedModel) {
-    enableBoth();
+    harness.enableBoth();
     harness.claude->script->fetchGate.close();
     auto model = harness.makeModel();
     const QFuture<void> pending = model->refresh(false);

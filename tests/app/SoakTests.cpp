@@ -30,8 +30,7 @@ TEST(ModelSoak, AThousandRefreshesKeepMemoryAndFileDescriptorsFlat) {
 
     const auto claude = harness.realClaudeProvider();
     claude->installStatusLineSync();
-    harness.storePreference("providerEnabled", true);
-    harness.storePreference("codexEnabled", true);
+    harness.enableBoth();
     harness.storePreference("showClaudeInMenuBar", true);
     harness.storePreference("alertsEnabled", true);
     AppModel::Services services = harness.services();

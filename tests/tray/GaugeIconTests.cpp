@@ -42,54 +42,45 @@ Tint tintAt(const QImage& icon, double clockwiseDegrees, QColor panel) {
 } // namespace
 
 TEST(GaugeIconTest, TheArcShowsTheShareInItsColourOnLightAndDarkPanels) {
-    const QList<std::optional<double>> states{std::nullopt, 1.0, 0.5, 0.15, 0.0};
+    // Per state, the tint at two points of the ring, in degrees clockwise from the top.
+    const struct {
+        std::optional<double> left;
+        double firstAt;
+        Tint first;
+        double secondAt;
+        Tint second;
+    } states[] = {
+        {std::nullopt, 45, Tint::grey, 225, Tint::grey}, // nothing known: the grey ring only
+        {1.0, 45, Tint::blue, 315, Tint::blue},          // all left: a full blue ring
+        {0.5, 90, Tint::blue, 270, Tint::grey},          // half: blue on the right, grey left
+        {0.15, 25, Tint::orange, 180, Tint::grey},       // 15% left: a short orange arc
+        {0.0, 90, Tint::red, 270, Tint::red},            // at the limit: all red
+    };
     const QList<QPair<QString, QColor>> panels{{"light", QColor("#f6f5f4")},
                                                {"dark", QColor("#241f31")}};
     const QString folder = QStringLiteral(LUMORA_TEST_SCREENSHOT_DIR);
     QDir().mkpath(folder);
     for (const auto& [panelName, panel] : panels) {
-        // One row per state, one column per size, shown four times larger.
+        // A contact sheet: one row per state, one column per size, shown four times larger.
         const int cell = 48 * 4 + 16;
-        QImage sheet(cell * 5, cell * states.size(), QImage::Format_ARGB32);
+        QImage sheet(cell * 5, cell * std::size(states), QImage::Format_ARGB32);
         sheet.fill(panel);
         QPainter painter(&sheet);
-        for (int row = 0; row < states.size(); ++row) {
+        for (int row = 0; row < int(std::size(states)); ++row) {
+            const auto& state = states[row];
             for (int column = 0; column < 5; ++column) {
                 const int size = GaugeIcon::sizes[column];
-                const QImage icon = GaugeIcon::render(size, states[row]);
+                const QImage icon = GaugeIcon::render(size, state.left);
                 ASSERT_EQ(icon.size(), QSize(size, size));
                 painter.drawImage(QRect(column * cell + 8, row * cell + 8, size * 4, size * 4),
                                   icon);
-                const auto at = [&](double degrees) {
-                    return tintAt(icon, degrees, panel);
-                };
                 const std::string where = QStringLiteral("%1 px on %2, state %3")
                                               .arg(size)
                                               .arg(panelName)
                                               .arg(row)
                                               .toStdString();
-                switch (row) {
-                case 0: // nothing known: the grey ring only
-                    EXPECT_EQ(at(45), Tint::grey) << where;
-                    EXPECT_EQ(at(225), Tint::grey) << where;
-                    break;
-                case 1: // all left: a full blue ring
-                    EXPECT_EQ(at(45), Tint::blue) << where;
-                    EXPECT_EQ(at(315), Tint::blue) << where;
-                    break;
-                case 2: // half: blue on the right, grey on the left
-                    EXPECT_EQ(at(90), Tint::blue) << where;
-                    EXPECT_EQ(at(270), Tint::grey) << where;
-                    break;
-                case 3: // 15% left: a short orange arc
-                    EXPECT_EQ(at(25), Tint::orange) << where;
-                    EXPECT_EQ(at(180), Tint::grey) << where;
-                    break;
-                case 4: // at the limit: all red
-                    EXPECT_EQ(at(90), Tint::red) << where;
-                    EXPECT_EQ(at(270), Tint::red) << where;
-                    break;
-                }
+                EXPECT_EQ(tintAt(icon, state.firstAt, panel), state.first) << where;
+                EXPECT_EQ(tintAt(icon, state.secondAt, panel), state.second) << where;
                 // Nothing outside the ring: the corners stay the panel's.
                 EXPECT_EQ(qAlpha(icon.pixel(0, 0)), 0) << where;
             }

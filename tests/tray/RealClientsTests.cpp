@@ -23,31 +23,12 @@ using namespace lumora::test;
 
 namespace {
 
-class Notifications : public QObject {
-    Q_OBJECT
-    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.Notifications")
-
-public:
-    QStringList titles;
-
-public slots:
-    uint Notify(const QString&, uint, const QString&, const QString& summary, const QString&,
-                const QStringList&, const QVariantMap&, int) {
-        titles.append(summary);
-        return static_cast<uint>(titles.size());
-    }
-    QStringList GetCapabilities() { return {"body", "actions"}; }
-    QString GetServerInformation(QString& vendor, QString& version, QString& specVersion) {
-        vendor = version = specVersion = "test";
-        return "test";
-    }
-};
-
 // An unsigned JSON web token with these claims: the clients read the claims, nobody checks it.
 QByteArray token(const QJsonObject& claims) {
     const auto part = [](const QJsonObject& object) {
-        return QJsonDocument(object).toJson(QJsonDocument::Compact).toBase64(
-            QByteArray::Base64UrlEncoding | QByteArray::OmitTrailingEquals);
+        return QJsonDocument(object)
+            .toJson(QJsonDocument::Compact)
+            .toBase64(QByteArray::Base64UrlEncoding | QByteArray::OmitTrailingEquals);
     };
     return part({{"alg", "none"}, {"typ", "JWT"}}) + '.' + part(claims) + ".c2lnbmF0dXJl";
 }
@@ -90,9 +71,7 @@ protected:
         }
         port = QString::fromUtf8(readFile(home.filePath("port")));
         ASSERT_TRUE(watcher.start());
-        ASSERT_TRUE(notificationBus.registerObject("/org/freedesktop/Notifications",
-                                                   &notifications, QDBusConnection::ExportAllSlots));
-        ASSERT_TRUE(notificationBus.registerService("org.freedesktop.Notifications"));
+        ASSERT_TRUE(notifications.registerOn(notificationBus));
     }
     void TearDown() override {
         for (QProcess* process : {&tray, &standIn}) {
@@ -123,7 +102,9 @@ protected:
         return path;
     }
     void setFigures(const Figures& session, const Figures& weekly) {
-        const auto stamp = [](qint64 epoch) { return QString::number(epoch); };
+        const auto stamp = [](qint64 epoch) {
+            return QString::number(epoch);
+        };
         QJsonObject headers;
         if (session.fault != "no-figures") {
             for (const auto& [name, window] : {std::pair{"5h", session}, {"7d", weekly}}) {
@@ -139,29 +120,29 @@ protected:
             headers.insert("anthropic-ratelimit-unified-reset", stamp(session.reset));
         }
         const auto window = [](const Figures& figures, int seconds) {
-            return QJsonObject{{"used_percent", qRound(figures.used * 100)},
-                               {"limit_window_seconds", seconds},
-                               {"reset_after_seconds", QDateTime::currentDateTimeUtc().secsTo(
-                                                           QDateTime::fromSecsSinceEpoch(figures.reset))},
-                               {"reset_at", figures.reset}};
+            return QJsonObject{
+                {"used_percent", qRound(figures.used * 100)},
+                {"limit_window_seconds", seconds},
+                {"reset_after_seconds", QDateTime::currentDateTimeUtc().secsTo(
+                                            QDateTime::fromSecsSinceEpoch(figures.reset))},
+                {"reset_at", figures.reset}};
         };
         QJsonObject limits{{"allowed", session.used < 1}, {"limit_reached", session.used >= 1}};
         if (session.fault != "no-window") {
             limits.insert("primary_window", window(session, 18000));
             limits.insert("secondary_window", window(weekly, 604800));
         }
-        QJsonObject usage{{"plan_type", "plus"},
-                          {"rate_limit", limits},
-                          {"credits", QJsonObject{{"has_credits", false},
-                                                  {"unlimited", false},
-                                                  {"balance", "0"}}}};
+        QJsonObject usage{
+            {"plan_type", "plus"},
+            {"rate_limit", limits},
+            {"credits",
+             QJsonObject{{"has_credits", false}, {"unlimited", false}, {"balance", "0"}}}};
         if (session.fault == "no-figures") {
             usage.remove("rate_limit");
         }
         const QJsonObject config{
-            {"claude",
-             QJsonObject{{"headers", headers},
-                         {"body", session.fault == "garbage" ? "garbage" : "stream"}}},
+            {"claude", QJsonObject{{"headers", headers},
+                                   {"body", session.fault == "garbage" ? "garbage" : "stream"}}},
             {"codex", QJsonObject{{"usage", session.fault == "garbage" ? QJsonValue("garbage")
                                                                        : QJsonValue(usage)}}}};
         writeFileAtomically(home.filePath("stand-in.json"), QJsonDocument(config).toJson());
@@ -187,7 +168,8 @@ protected:
             notificationBus,
             QDBusMessage::createMethodCall(watcher.registrations().value(0), "/StatusNotifierItem",
                                            "org.freedesktop.DBus.Properties", "Get")
-                << "org.kde.StatusNotifierItem" << "XAyatanaLabel");
+                << "org.kde.StatusNotifierItem"
+                << "XAyatanaLabel");
         return reply.arguments().value(0).value<QDBusVariant>().variant().toString();
     }
     // Waits for the label; the failure says what it showed instead.
@@ -198,16 +180,18 @@ protected:
     }
     // What the command line reports of one tool's windows: kind, share used, reset time.
     QStringList windowsInStatus(const QString& provider) const {
-        const CommandOutcome status = runLumora(home.path(), {"status", "--json", "--all"},
-                                                {{"LUMORA_CODEX_PATH", codexInNamespace},
-                                                 {"LUMORA_CLAUDE_PATH", claudeCode}});
+        const CommandOutcome status = runLumora(
+            home.path(), {"status", "--json", "--all"},
+            {{"LUMORA_CODEX_PATH", codexInNamespace}, {"LUMORA_CLAUDE_PATH", claudeCode}});
         QStringList windows;
         for (const QJsonValue snapshot :
              QJsonDocument::fromJson(status.out.toUtf8())["snapshots"].toArray()) {
             for (const QJsonValue window : snapshot["windows"].toArray()) {
                 if (snapshot["providerID"] == provider) {
-                    windows << QString("%1 %2 %3").arg(window["kind"].toString()).arg(
-                                   window["usedRatio"].toDouble()).arg(window["resetsAt"].toString());
+                    windows << QString("%1 %2 %3")
+                                   .arg(window["kind"].toString())
+                                   .arg(window["usedRatio"].toDouble())
+                                   .arg(window["resetsAt"].toString());
                 }
             }
         }
@@ -220,7 +204,7 @@ protected:
     TemporaryHome home;
     PrivateBus bus;
     QDBusConnection notificationBus = bus.connect("notifications");
-    Notifications notifications;
+    FakeNotificationService notifications;
     WatcherProcess watcher{bus.address(), home.path()};
     QProcess standIn;
     QProcess tray;
@@ -235,8 +219,8 @@ protected:
 struct Step {
     const char* what;
     Figures session;
-    QString label;          // after the tool's name
-    QString notification;   // the one notification it brings, after the tool's name
+    QString label;        // after the tool's name
+    QString notification; // the one notification it brings, after the tool's name
 };
 const Step steps[] = {
     {"58% left", {0.42, 0, ""}, "58%", ""},
@@ -272,10 +256,9 @@ TEST_F(RealClientsTest, CodexReportsTheStandInsFiguresToLumora) {
 
     startTray({}, codexInNamespace);
     const auto refresh = [&] {
-        PrivateBus::call(notificationBus,
-                         QDBusMessage::createMethodCall("io.github.lumora.Lumora",
-                                                        "/io/github/lumora/Lumora",
-                                                        "io.github.lumora.Lumora", "Refresh"));
+        PrivateBus::call(notificationBus, QDBusMessage::createMethodCall(
+                                              "io.github.lumora.Lumora", "/io/github/lumora/Lumora",
+                                              "io.github.lumora.Lumora", "Refresh"));
     };
     QStringList expected;
     for (const Step& step : steps) {
@@ -286,8 +269,8 @@ TEST_F(RealClientsTest, CodexReportsTheStandInsFiguresToLumora) {
         if (!step.notification.isEmpty()) {
             expected << "Codex" + step.notification;
         }
-        EXPECT_TRUE(waitUntil([&] { return notifications.titles == expected; }))
-            << notifications.titles.join(", ").toStdString();
+        EXPECT_TRUE(waitUntil([&] { return notifications.summaries() == expected; }))
+            << notifications.summaries().join(", ").toStdString();
     }
     // Bad answers (no window, no figures, not JSON): no figure at all rather than a wrong one.
     for (const char* fault : {"no-window", "no-figures", "garbage"}) {
@@ -300,7 +283,7 @@ TEST_F(RealClientsTest, CodexReportsTheStandInsFiguresToLumora) {
     setFigures({-0.05, inTwoHours}, {0.31, inFourDays});
     refresh();
     expectLabel("Codex 100%", std::chrono::seconds(15));
-    EXPECT_EQ(notifications.titles, expected);
+    EXPECT_EQ(notifications.summaries(), expected);
 }
 
 TEST_F(RealClientsTest, ClaudeCodeReportsTheStandInsFiguresToLumora) {
@@ -311,12 +294,11 @@ TEST_F(RealClientsTest, ClaudeCodeReportsTheStandInsFiguresToLumora) {
     // takes the token for a gateway's and then reads the rate-limit headers.
     QDir().mkpath(home.filePath("project"));
     writeFile(home.filePath(".claude.json"),
-              QJsonDocument(QJsonObject{
-                                {"hasCompletedOnboarding", true},
-                                {"projects", QJsonObject{{QFileInfo(home.filePath("project"))
-                                                              .canonicalFilePath(),
-                                                          QJsonObject{{"hasTrustDialogAccepted",
-                                                                       true}}}}}})
+              QJsonDocument(
+                  QJsonObject{{"hasCompletedOnboarding", true},
+                              {"projects",
+                               QJsonObject{{QFileInfo(home.filePath("project")).canonicalFilePath(),
+                                            QJsonObject{{"hasTrustDialogAccepted", true}}}}}})
                   .toJson());
     startTray(claudeCode, {});
     QProcessEnvironment terminal;
@@ -326,14 +308,16 @@ TEST_F(RealClientsTest, ClaudeCodeReportsTheStandInsFiguresToLumora) {
     terminal.insert("ANTHROPIC_BASE_URL", "http://127.0.0.1:" + port);
     terminal.insert("ANTHROPIC_AUTH_TOKEN", token({{"aud", "claude-gateway"}, {"sub", "standin"}}));
     const QStringList tmux{"-S", home.filePath("tmux.sock"), "-f", "/dev/null"};
-    ASSERT_EQ(runProcess("tmux",
-                         tmux + QStringList{"new-session", "-d", "-x", "120", "-y", "40", "-c",
-                                            home.filePath("project"),
-                                            inNamespace("claude", claudeCode)},
-                         terminal)
-                  .exitCode,
-              0);
-    const auto screen = [&] { return runProcess("tmux", tmux + QStringList{"capture-pane", "-p"}).output; };
+    ASSERT_EQ(
+        runProcess("tmux",
+                   tmux + QStringList{"new-session", "-d", "-x", "120", "-y", "40", "-c",
+                                      home.filePath("project"), inNamespace("claude", claudeCode)},
+                   terminal)
+            .exitCode,
+        0);
+    const auto screen = [&] {
+        return runProcess("tmux", tmux + QStringList{"capture-pane", "-p"}).output;
+    };
     ASSERT_TRUE(waitUntil([&] { return screen().contains("\u276F"); }, std::chrono::seconds(30)))
         << screen().toStdString();
     // Each setting reaches Lumora with the answer to the next message.
@@ -350,19 +334,21 @@ TEST_F(RealClientsTest, ClaudeCodeReportsTheStandInsFiguresToLumora) {
         if (!step.notification.isEmpty()) {
             expected << "Claude Code" + step.notification;
         }
-        EXPECT_TRUE(waitUntil([&] { return notifications.titles == expected; }))
-            << notifications.titles.join(", ").toStdString();
+        EXPECT_TRUE(waitUntil([&] { return notifications.summaries() == expected; }))
+            << notifications.summaries().join(", ").toStdString();
         if (step.label == "58%") {
-            EXPECT_EQ(windowsInStatus("claude-code"),
-                      (QStringList{"session 0.42 " + iso(inTwoHours),
-                                   "weekly 0.31 " + iso(inFourDays)}));
+            EXPECT_EQ(
+                windowsInStatus("claude-code"),
+                (QStringList{"session 0.42 " + iso(inTwoHours), "weekly 0.31 " + iso(inFourDays)}));
         }
     }
     // Bad answers: Claude Code hands over nothing, so the cache and the label keep the last
     // figures (until they grow old and need a sync); a share below nothing counts as nothing used.
     const QString cache = home.filePath(".local/share/Lumora/claude-rate-limits.json");
     const QByteArray lastGood = readFile(cache);
-    const auto requests = [&] { return readFile(home.filePath("port.log")).count("POST /v1/"); };
+    const auto requests = [&] {
+        return readFile(home.filePath("port.log")).count("POST /v1/");
+    };
     for (const char* fault : {"no-figures", "garbage"}) {
         SCOPED_TRACE(fault);
         setFigures({0.3, inTwoHours, fault}, {0.31, inFourDays});
@@ -382,7 +368,5 @@ TEST_F(RealClientsTest, ClaudeCodeReportsTheStandInsFiguresToLumora) {
     setFigures({-0.2, inTwoHours}, {0.31, inFourDays});
     send();
     expectLabel("Claude Code 100%", std::chrono::seconds(20));
-    EXPECT_EQ(notifications.titles, expected);
+    EXPECT_EQ(notifications.summaries(), expected);
 }
-
-#include "RealClientsTests.moc"

@@ -3,7 +3,6 @@
 #include <QDBusArgument>
 #include <QDBusConnectionInterface>
 #include <QDBusMetaType>
-#include <QDBusPendingCall>
 #include <QDeadlineTimer>
 #include <QFile>
 #include <QtQml/qqmlextensionplugin.h>
@@ -14,57 +13,6 @@
 Q_IMPORT_QML_PLUGIN(LumoraPlugin)
 
 namespace lumora::test {
-
-PrivateBus::PrivateBus() {
-    m_daemon.start(QStringLiteral("dbus-daemon"),
-                   {QStringLiteral("--session"), QStringLiteral("--print-address"),
-                    QStringLiteral("--nofork")});
-    if (!m_daemon.waitForStarted(5000)) {
-        ADD_FAILURE() << "dbus-daemon is missing (package dbus)";
-        return;
-    }
-    QDeadlineTimer deadline(std::chrono::seconds(10));
-    while (!m_daemon.canReadLine() && !deadline.hasExpired()) {
-        m_daemon.waitForReadyRead(100);
-    }
-    m_address = QString::fromUtf8(m_daemon.readLine()).trimmed();
-    EXPECT_FALSE(m_address.isEmpty()) << "dbus-daemon printed no address";
-}
-
-PrivateBus::~PrivateBus() {
-    for (const QString& name : m_connections) {
-        QDBusConnection::disconnectFromBus(name);
-    }
-    m_daemon.terminate();
-    if (!m_daemon.waitForFinished(5000)) {
-        m_daemon.kill();
-        m_daemon.waitForFinished();
-    }
-}
-
-QDBusConnection PrivateBus::connect(const QString& name) {
-    static int counter = 0;
-    const QString unique = QStringLiteral("%1-%2").arg(name).arg(++counter);
-    m_connections.append(unique);
-    return QDBusConnection::connectToBus(m_address, unique);
-}
-
-QDBusMessage PrivateBus::call(const QDBusConnection& connection, const QDBusMessage& message) {
-    const QDBusPendingCall pending = connection.asyncCall(message, 10000);
-    EXPECT_TRUE(waitUntil([&] { return pending.isFinished(); }, std::chrono::seconds(15)));
-    return pending.reply();
-}
-
-QString PrivateBus::ownerOf(const QDBusConnection& connection, const QString& name) {
-    const QDBusMessage reply =
-        call(connection, QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.DBus"),
-                                                        QStringLiteral("/org/freedesktop/DBus"),
-                                                        QStringLiteral("org.freedesktop.DBus"),
-                                                        QStringLiteral("GetNameOwner"))
-                             << name);
-    return reply.type() == QDBusMessage::ReplyMessage ? reply.arguments().value(0).toString()
-                                                      : QString();
-}
 
 WatcherProcess::WatcherProcess(QString busAddress, QString linkFolder)
     : m_busAddress(std::move(busAddress)), m_linkFolder(std::move(linkFolder)) {}

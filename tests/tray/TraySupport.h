@@ -10,31 +10,6 @@
 
 namespace lumora::test {
 
-// A dbus-daemon of the test's own, as a child process, and connections to it. Ended with the
-// object.
-class PrivateBus {
-public:
-    PrivateBus();
-    ~PrivateBus();
-    PrivateBus(const PrivateBus&) = delete;
-    PrivateBus& operator=(const PrivateBus&) = delete;
-
-    bool isRunning() const { return !m_address.isEmpty(); }
-    QString address() const { return m_address; }
-    // A new connection of this process to the bus.
-    QDBusConnection connect(const QString& name);
-    // Calls a method and runs the event loop until the answer is there (the callee may live in
-    // this very thread).
-    static QDBusMessage call(const QDBusConnection& connection, const QDBusMessage& message);
-    // The unique name that owns `name`, or empty.
-    static QString ownerOf(const QDBusConnection& connection, const QString& name);
-
-private:
-    QProcess m_daemon;
-    QString m_address;
-    QStringList m_connections;
-};
-
 // The test's stand-in for a panel's watcher (tests/tray/FakeWatcher.cpp) as a process of its
 // own, optionally started through a link of another name (the process name the tray looks at).
 class WatcherProcess {

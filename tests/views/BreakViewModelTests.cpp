@@ -156,10 +156,8 @@ TEST(BreakViewRules, TypefaceHasTabularDigits) {
 TEST(BreakViewModelTest, ShowsEnabledProvidersAndTicksOnlyWhileActive) {
     ModelHarness harness;
     const QDateTime reset = QDateTime::currentDateTimeUtc().addSecs(2 * 3600 + 30);
-    harness.claude->script->setSnapshot(usage("claude-code", Availability::ready, 0.42, reset));
-    harness.codex->script->setSnapshot(usage("codex", Availability::ready, 0.07));
-    harness.storePreference("providerEnabled", true);
-    harness.storePreference("codexEnabled", true);
+    harness.enableBoth(usage("claude-code", Availability::ready, 0.42, reset),
+                       usage("codex", Availability::ready, 0.07));
     auto model = harness.makeModel();
     ASSERT_TRUE(waitFor(model->refresh(false)));
     BreakViewModel view(model.get());

@@ -19,18 +19,6 @@ using namespace lumora::test;
 
 namespace {
 
-QQuickItem* findItem(QQuickItem* item, const QString& name) {
-    if (item->objectName() == name) {
-        return item;
-    }
-    for (QQuickItem* child : item->childItems()) {
-        if (QQuickItem* found = findItem(child, name)) {
-            return found;
-        }
-    }
-    return nullptr;
-}
-
 class PopoverWindowTest : public ::testing::Test {
 protected:
     void open() {

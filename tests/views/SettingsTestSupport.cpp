@@ -1,10 +1,9 @@
 #include "SettingsTestSupport.h"
 
 #include <QCoreApplication>
-#include <QDir>
 #include <QImage>
-#include <QMouseEvent>
 #include <QPainter>
+#include <QTest>
 
 #include <algorithm>
 
@@ -38,23 +37,6 @@ void SettingsWindowTest::open() {
     window->show();
     ASSERT_TRUE(waitUntil([&] { return window->window() && window->window()->isExposed(); }));
 }
-
-namespace {
-
-// Items made by a Repeater are not QObject children of the view; the visual tree has them all.
-QQuickItem* findItem(QQuickItem* root, const QString& name) {
-    if (root->objectName() == name) {
-        return root;
-    }
-    for (QQuickItem* child : root->childItems()) {
-        if (QQuickItem* found = findItem(child, name)) {
-            return found;
-        }
-    }
-    return nullptr;
-}
-
-} // namespace
 
 QQuickItem* SettingsWindowTest::item(const QString& name) const {
     return findItem(window->window()->contentItem(), name);
@@ -92,14 +74,8 @@ void SettingsWindowTest::click(const QString& name) const {
         return;
     }
     scrollTo(name);
-    QQuickWindow* view = window->window();
     const QPointF at = target->mapToScene(QPointF(target->width() / 2, target->height() / 2));
-    QMouseEvent press(QEvent::MouseButtonPress, at, view->mapToGlobal(at), Qt::LeftButton,
-                      Qt::LeftButton, Qt::NoModifier);
-    QCoreApplication::sendEvent(view, &press);
-    QMouseEvent release(QEvent::MouseButtonRelease, at, view->mapToGlobal(at), Qt::LeftButton,
-                        Qt::NoButton, Qt::NoModifier);
-    QCoreApplication::sendEvent(view, &release);
+    QTest::mouseClick(window->window(), Qt::LeftButton, {}, at.toPoint());
     QCoreApplication::processEvents();
 }
 
@@ -107,13 +83,9 @@ void SettingsWindowTest::screenshot(const QString& name, const QString& scrolled
     if (!scrolledTo.isEmpty()) {
         scrollTo(scrolledTo);
     }
-    // Switches slide to their new place: the picture shows where they come to rest.
-    const QDateTime until = QDateTime::currentDateTimeUtc().addMSecs(300);
-    waitUntil([&] { return QDateTime::currentDateTimeUtc() >= until; });
-    const QString folder = QCoreApplication::applicationDirPath() + QStringLiteral("/screenshots");
-    QDir().mkpath(folder);
-    EXPECT_TRUE(
-        saveScreenshot(*window->window(), folder + QStringLiteral("/settings-%1.png").arg(name)));
+    runEventsFor(std::chrono::milliseconds(300)); // switches slide to their new place
+    EXPECT_TRUE(saveScreenshot(*window->window(),
+                               screenshotFolder("settings") + QStringLiteral("/%1.png").arg(name)));
 }
 
 QString SettingsWindowTest::writeImage(const QString& name, QColor color) const {

@@ -34,7 +34,7 @@ protected:
     void scrollTo(const QString& name) const;
     // Scrolls to the control and clicks its middle; fails the test when it is not clickable.
     void click(const QString& name) const;
-    // Saves the window as it is now as screenshots/settings-<name>.png beside the test program.
+    // Saves the window as it is now as <name>.png in the screenshot folder "settings".
     void screenshot(const QString& name, const QString& scrolledTo = QString()) const;
     // A real image file in the temporary home.
     QString writeImage(const QString& name, QColor color = QColor(46, 110, 160)) const;

@@ -33,10 +33,8 @@ TEST_F(SettingsViewTest, DisconnectedProvidersShowTheirStatusWithoutDisconnectBu
 }
 
 TEST_F(SettingsViewTest, RefreshNowWaitsForTheRefreshAndDisconnectButtonsSwitchProvidersOff) {
-    harness.storePreference("providerEnabled", true);
-    harness.storePreference("codexEnabled", true);
-    harness.claude->script->setSnapshot(usage("claude-code", Availability::ready, 0.4));
-    harness.codex->script->setSnapshot(usage("codex", Availability::limited, 0.85));
+    harness.enableBoth(usage("claude-code", Availability::ready, 0.4),
+                       usage("codex", Availability::limited, 0.85));
     open();
 
     harness.claude->script->fetchGate.close();

@@ -1,8 +1,9 @@
 #include "ViewTestSupport.h"
 
+#include <QDir>
 #include <QImage>
-#include <QMutex>
 #include <QQmlEngine>
+#include <QQuickItem>
 #include <QQuickWindow>
 #include <QtQml/qqmlextensionplugin.h>
 
@@ -11,39 +12,6 @@
 Q_IMPORT_QML_PLUGIN(LumoraPlugin)
 
 namespace lumora::test {
-namespace {
-
-QMutex logMutex;
-QStringList logged;
-QtMessageHandler previousHandler = nullptr;
-
-void recordMessage(QtMsgType type, const QMessageLogContext& context, const QString& message) {
-    if (type != QtDebugMsg && type != QtInfoMsg) {
-        QMutexLocker locker(&logMutex);
-        logged.append(message);
-    }
-    if (previousHandler) {
-        previousHandler(type, context, message);
-    }
-}
-
-} // namespace
-
-WarningLog::WarningLog() {
-    QMutexLocker locker(&logMutex);
-    logged.clear();
-    previousHandler = qInstallMessageHandler(recordMessage);
-}
-
-WarningLog::~WarningLog() {
-    qInstallMessageHandler(previousHandler);
-    previousHandler = nullptr;
-}
-
-QStringList WarningLog::messages() const {
-    QMutexLocker locker(&logMutex);
-    return logged;
-}
 
 std::unique_ptr<QQmlEngine> makeQmlEngine() {
     auto engine = std::make_unique<QQmlEngine>();
@@ -54,6 +22,26 @@ std::unique_ptr<QQmlEngine> makeQmlEngine() {
 bool saveScreenshot(QQuickWindow& window, const QString& path) {
     const QImage image = window.grabWindow();
     return !image.isNull() && image.save(path, "PNG");
+}
+
+QString screenshotFolder(const QString& kind) {
+    const QString chosen = qEnvironmentVariable("LUMORA_SCREENSHOT_DIR");
+    const QString path =
+        chosen.isEmpty() ? QStringLiteral(LUMORA_TEST_BIN_DIR "/../screenshots/") + kind : chosen;
+    QDir().mkpath(path);
+    return QDir(path).absolutePath();
+}
+
+QQuickItem* findItem(QQuickItem* root, const QString& name) {
+    if (root->objectName() == name) {
+        return root;
+    }
+    for (QQuickItem* child : root->childItems()) {
+        if (QQuickItem* found = findItem(child, name)) {
+            return found;
+        }
+    }
+    return nullptr;
 }
 
 } // namespace lumora::test
