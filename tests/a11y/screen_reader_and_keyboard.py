@@ -57,15 +57,13 @@ def wait_until(condition, what, timeout=20.0):
 class Desktop:
     def __init__(self, lumora):
         self.lumora, self.scratch = lumora, tempfile.mkdtemp(prefix="lumora-a11y-")
-        self.processes, self.tray = [], None
-        home = os.path.join(self.scratch, "home")
-        self.env = {"PATH": os.environ["PATH"], "HOME": home, "LANG": "C.UTF-8", "TZ": "UTC",
-                    "XDG_CONFIG_HOME": home + "/.config", "XDG_DATA_HOME": home + "/.local/share",
-                    "XDG_CACHE_HOME": home + "/.cache", "XDG_STATE_HOME": home + "/.local/state",
+        self.processes, self.home = [], self.scratch + "/home"
+        # The XDG folders are those under HOME.
+        self.env = {"PATH": os.environ["PATH"], "HOME": self.home, "LANG": "C.UTF-8", "TZ": "UTC",
                     "XDG_RUNTIME_DIR": self.scratch + "/run", "QT_QPA_PLATFORM": "xcb",
                     "QT_LINUX_ACCESSIBILITY_ALWAYS_ON": "1"}
-        for key in (key for key in self.env if key.startswith("XDG_")):
-            os.makedirs(self.env[key], mode=0o700)
+        os.makedirs(self.home)
+        os.makedirs(self.env["XDG_RUNTIME_DIR"], mode=0o700)
 
     def start(self):
         read, write = os.pipe()
@@ -91,8 +89,8 @@ class Desktop:
         os.environ.update(self.env, AT_SPI_BUS_ADDRESS=address)
 
     def stop(self):
-        for process in [self.tray, *self.processes[::-1]]:
-            if process and process.poll() is None:
+        for process in self.processes[::-1]:
+            if process.poll() is None:
                 os.killpg(process.pid, signal.SIGTERM)
                 try:
                     process.wait(5)
@@ -124,10 +122,10 @@ class Desktop:
         self.run("connect", "claude")
         limit = {"used_percentage": 42, "resets_at": int(time.time()) + 8130}
         status = {"model": {"display_name": "Opus"}, "rate_limits": {"five_hour": limit}}
-        subprocess.run(["sh", self.env["XDG_DATA_HOME"] + "/Lumora/claude-statusline.sh"],
+        subprocess.run(["sh", self.home + "/.local/share/Lumora/claude-statusline.sh"],
                        input=json.dumps(status), env=self.env, text=True, check=True,
                        stdout=subprocess.DEVNULL)
-        self.tray = subprocess.Popen([self.lumora], env=self.env, start_new_session=True)
+        self.tray = self.spawn([self.lumora])
         wait_until(lambda: self.run("popover", check=False).returncode == 0, "lumora's tray")
 
     def codex_runs(self):
@@ -136,7 +134,7 @@ class Desktop:
 
     def preference(self, key):
         try:
-            with open(self.env["XDG_CONFIG_HOME"] + "/Lumora/preferences.json") as stored:
+            with open(self.home + "/.config/Lumora/preferences.json") as stored:
                 return json.load(stored).get(key)
         except (OSError, ValueError):
             return None
@@ -147,7 +145,8 @@ def test(desktop):
     from gi.repository import Atspi
 
     def nodes(node):
-        children = [node.getChildAtIndex(i) for i in range(node.childCount)]
+        """Every object under `node` (none under None), depth first."""
+        children = [node.getChildAtIndex(i) for i in range(node.childCount if node else 0)]
         return [n for child in children if child for n in [child, *nodes(child)]]
 
     def said(node):
@@ -174,11 +173,11 @@ def test(desktop):
 
     def focus(within):
         # The innermost focused object: a focus scope around it reports the focus too.
-        shown = window(within)
-        found = [n for n in nodes(shown) if has(n, pyatspi.STATE_FOCUSED)] if shown else []
-        return said(found[-1]) if found else ""
+        found = [said(n) for n in nodes(window(within)) if has(n, pyatspi.STATE_FOCUSED)]
+        return found[-1] if found else ""
 
     def press(*keys, focus_on=None, within=POPOVER_WINDOW):
+        """Types `keys`, then waits for the focus on what matches `focus_on` in that window."""
         if keys:
             subprocess.run(["xdotool", "key", "--delay", "20", *keys], env=desktop.env, check=True)
         if focus_on:
@@ -199,7 +198,7 @@ def test(desktop):
         press(focus_on=POPOVER[0])
 
     def popover_controls():
-        found = controls(window(POPOVER_WINDOW)) if window(POPOVER_WINDOW) else []
+        found = controls(window(POPOVER_WINDOW))
         return found if sum("percent left" in node.name for node in found) == 2 else None
 
     # The screen reader's popover: each control with its role and name, in visual order.
