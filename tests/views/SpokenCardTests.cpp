@@ -1,13 +1,11 @@
-// What a screen reader says for a card, the keys that move a focused card, and the focus rings as
-// a keyboard user meets them (PNGs in build/bin/screenshots/focus-*.png, to be looked at).
+// What a screen reader says for a card, the keys that move a focused card, and the settings' focus
+// rings as a keyboard user meets them (build/bin/screenshots/settings-focus-*.png, to be looked
+// at). The popover's focus order is tested by keyboard in tests/a11y.
 #include "SettingsTestSupport.h"
 
 #include "views/PopoverViewModel.h"
-#include "views/PopoverWindow.h"
 
-#include <QDir>
 #include <QJsonArray>
-#include <QQuickView>
 #include <QTest>
 
 namespace lumora::test {
@@ -108,7 +106,7 @@ TEST(SpokenCardTest, EachBlockIsReadAsOneSentenceAndAltArrowsMoveTheCard) {
 using FocusScreenshots = SettingsWindowTest;
 
 // Tab reaches each control, opened on the first; the settings form scrolls each into sight.
-TEST_F(FocusScreenshots, SettingsAndPopoverControls) {
+TEST_F(FocusScreenshots, SettingsControls) {
     open();
     QQuickWindow& view = *window->window();
     ASSERT_TRUE(waitUntil([&] { return view.activeFocusItem() != nullptr; }));
@@ -125,29 +123,6 @@ TEST_F(FocusScreenshots, SettingsAndPopoverControls) {
     QQuickItem* refresh = item("refreshButton");
     refresh->forceActiveFocus(Qt::BacktabFocusReason);
     EXPECT_GE(refresh->mapRectToScene(refresh->boundingRect()).top(), 0);
-
-    // The popover, without a ring until the keyboard moves the focus.
-    harness.storePreference("providerEnabled", true);
-    harness.storePreference("codexEnabled", true);
-    harness.codex->script->setSnapshot(usage("codex", Availability::ready, 0.3));
-    harness.claude->script->setSnapshot(usage("claude-code", Availability::ready, 0.42,
-                                              QDateTime::currentDateTimeUtc().addSecs(8130)));
-    auto connected = harness.makeModel();
-    PopoverWindow popover(connected.get());
-    popover.show(QPoint(0, 0));
-    ASSERT_TRUE(
-        waitUntil([&] { return popover.window()->isExposed() && !connected->isRefreshing(); }));
-    QQuickWindow& shown = *popover.window();
-    ASSERT_NE(shown.activeFocusItem(), nullptr);
-    EXPECT_EQ(shown.activeFocusItem()->objectName(), "refreshButton");
-    const QString folder = QCoreApplication::applicationDirPath() + "/screenshots/";
-    for (const QString name :
-         {"card-codex", "menuBarSwitch", "breakButton", "settingsButton", "refreshButton"}) {
-        ASSERT_NE(tabTo(shown, name, 10), nullptr);
-        const QDateTime until = QDateTime::currentDateTimeUtc().addMSecs(300); // rings settle
-        waitUntil([&] { return QDateTime::currentDateTimeUtc() >= until; });
-        EXPECT_TRUE(saveScreenshot(shown, folder + "focus-popover-" + name + ".png"));
-    }
 }
 
 } // namespace lumora::test
