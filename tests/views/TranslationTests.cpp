@@ -1,7 +1,7 @@
 // Lumora in English, German and French: the texts that are easy to get wrong in one table, and
-// the popover, the settings and the break
-// screen in German and French as PNGs (build/bin/screenshots/*-de*.png, *-fr*.png) to be looked
-// at after a change of a text: German texts are long, and nothing may be clipped or overlap.
+// the popover, the settings and the break screen in German and French as PNGs to look at after a
+// change of a text (build/bin/screenshots/*-de*.png, *-fr*.png): German texts are long, and
+// nothing may be clipped or overlap.
 #include "SettingsTestSupport.h"
 
 #include "core/CodexUsageProvider.h"
