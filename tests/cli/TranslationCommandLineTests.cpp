@@ -13,10 +13,11 @@ namespace lumora::test {
 TEST(TranslationCommandLine, HelpAndStatusFollowTheLanguageVariables) {
     const QTemporaryDir home;
     const QString nbsp(QChar(0x00A0));
+    // LANGUAGE comes first, and English in it wins over a later language; LC_MESSAGES before
+    // LANG; a country falls back to its language; a language without a translation is English.
     const struct {
         QList<QPair<QString, QString>> environment;
-        QString helpStart;
-        QString emptyTooltip;
+        QString help, status;
     } rows[] = {
         {{{"LANG", "en_US.UTF-8"}}, "Usage: lumora [COMMAND] [OPTIONS]", "No tool is shown."},
         {{{"LANG", "de_DE.UTF-8"}},
@@ -25,9 +26,6 @@ TEST(TranslationCommandLine, HelpAndStatusFollowTheLanguageVariables) {
         {{{"LANG", "fr_FR.UTF-8"}},
          "Utilisation" + nbsp + ": lumora [COMMANDE] [OPTIONS]",
          "Aucun outil n\u2019est affich\u00e9."},
-        // LANGUAGE comes first, and English in it wins over a later language; LC_MESSAGES
-        // before LANG; a country falls back to its language; a language without a
-        // translation is English.
         {{{"LANG", "de_DE.UTF-8"}, {"LANGUAGE", "fr"}}, "Utilisation", "Aucun outil"},
         {{{"LANG", "de_DE.UTF-8"}, {"LANGUAGE", "en_GB:de"}}, "Usage: lumora", "No tool"},
         {{{"LANG", "de_AT.UTF-8"}}, "Aufruf", "Kein Tool"},
@@ -35,16 +33,14 @@ TEST(TranslationCommandLine, HelpAndStatusFollowTheLanguageVariables) {
         {{{"LANG", "es_ES.UTF-8"}}, "Usage: lumora", "No tool is shown."},
     };
     for (const auto& row : rows) {
-        const QString shown = row.environment.first().second;
-        const CommandOutcome help = runLumora(home.path(), {"--help"}, row.environment);
-        EXPECT_TRUE(help.out.startsWith(row.helpStart)) << shown.toStdString() << "\n"
-                                                        << help.out.toStdString();
-        const CommandOutcome status =
-            runLumora(home.path(), {"status", "--waybar"}, row.environment);
-        const QString tooltip =
-            QJsonDocument::fromJson(status.out.toUtf8()).object()["tooltip"].toString();
-        EXPECT_TRUE(tooltip.startsWith(row.emptyTooltip)) << shown.toStdString() << "\n"
-                                                          << tooltip.toStdString();
+        const QString help = runLumora(home.path(), {"--help"}, row.environment).out;
+        const QString status =
+            QJsonDocument::fromJson(
+                runLumora(home.path(), {"status", "--waybar"}, row.environment).out.toUtf8())
+                .object()["tooltip"]
+                .toString();
+        EXPECT_EQ(help.left(row.help.size()), row.help);
+        EXPECT_EQ(status.left(row.status.size()), row.status);
     }
 }
 
