@@ -4,6 +4,7 @@
 #include "views/PopoverPlacement.h"
 #include "views/PopoverViewModel.h"
 #include "views/PopoverWindow.h"
+#include "views/ViewEngine.h"
 
 #include <QJsonArray>
 #include <QQuickItem>
@@ -137,6 +138,17 @@ TEST_F(PopoverWindowTest, LoadsWithoutWarningsAndEachControlReachesTheModel) {
     EXPECT_FALSE(popover->isShown());
     EXPECT_FALSE(window->isVisible());
     EXPECT_FALSE(popover->viewModel()->isActive()) << "no clock while hidden";
+
+    // A while after the last window closed (here at once) the views, the engine and the fonts
+    // go; the next open builds them again, complete.
+    const std::shared_ptr<ViewEngine> views = ViewEngine::shared();
+    QSignalSpy released(views.get(), &ViewEngine::released);
+    views->setReleaseDelay(std::chrono::milliseconds(1));
+    ASSERT_TRUE(waitUntil([&] { return released.size() == 1; }));
+    EXPECT_FALSE(views->hasEngine());
+    popover->show(QPoint(10, 10));
+    ASSERT_TRUE(waitUntil([&] { return popover->window()->isExposed(); }));
+    EXPECT_TRUE(item("menuBarSwitch", item("card-codex"))->isVisible());
     EXPECT_TRUE(warnings.messages().isEmpty()) << warnings.messages().join('\n').toStdString();
 }
 
