@@ -12,7 +12,9 @@ namespace lumora {
 SparklineShape sparklineShape(const QList<PaceFigure>& figures, const UsagePace& pace,
                               UsageWindow::Kind kind, const QDateTime& now) {
     const QList<PaceFigure> window = currentWindowFigures(figures, now);
-    if (window.size() < 2) {
+    // Figures only seconds apart make a dot, not a line: the line waits as long as the pace does.
+    if (window.size() < 2 ||
+        window.first().capturedAt.secsTo(window.last().capturedAt) < paceMinimumSpanSeconds) {
         return {};
     }
     const PaceFigure& newest = window.last();
