@@ -64,6 +64,9 @@ class Desktop:
         self.env = {"PATH": os.environ["PATH"], "HOME": self.home, "LANG": "C.UTF-8", "TZ": "UTC",
                     "XDG_RUNTIME_DIR": self.scratch + "/run", "QT_QPA_PLATFORM": "xcb",
                     "QT_LINUX_ACCESSIBILITY_ALWAYS_ON": "1"}
+        # A sanitizer build's settings (make test-asan) reach lumora as they reach every test.
+        self.env.update({name: value for name, value in os.environ.items()
+                         if name.endswith("SAN_OPTIONS")})
         os.makedirs(self.home)
         os.makedirs(self.env["XDG_RUNTIME_DIR"], mode=0o700)
 

@@ -1,5 +1,5 @@
 // What a screen reader says for a card, the keys that move a focused card, and the settings' focus
-// rings as a keyboard user meets them (build/bin/screenshots/settings-focus-*.png, to be looked
+// rings as a keyboard user meets them (build/screenshots/settings/focus-*.png, to be looked
 // at). The popover's focus order is tested by keyboard in tests/a11y.
 #include "SettingsTestSupport.h"
 

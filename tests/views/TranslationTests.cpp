@@ -153,7 +153,7 @@ TEST_P(TranslationScreenshots, PopoverSettingsAndBreakScreen) {
     settle();
     const QDateTime until = QDateTime::currentDateTimeUtc().addMSecs(400);
     waitUntil([&] { return QDateTime::currentDateTimeUtc() >= until; });
-    const QString folder = QCoreApplication::applicationDirPath() + "/screenshots/";
+    const QString folder = screenshotFolder("languages") + "/";
     for (const auto& [view, name] : {std::pair<QQuickWindow*, QString>{popover.window(), "popover"},
                                      {breakScreen.textWindow(), "break"}}) {
         EXPECT_TRUE(saveScreenshot(*view, folder + name + "-" + code + ".png"));
