@@ -29,8 +29,9 @@ packages=(
     dash coreutils mawk
     # the break screen's typeface
     fonts-urw-base35
-    # the accessibility and keyboard tests: the accessibility bus, AT-SPI from Python, typing
-    at-spi2-core python3-pyatspi xdotool
+    # the accessibility and keyboard tests: the accessibility bus, AT-SPI from Python, typing;
+    # the tests of the tray without a panel: finding windows and reading their properties
+    at-spi2-core python3-pyatspi xdotool x11-utils
 )
 
 if [ "${1:-}" = fuzz ]; then
