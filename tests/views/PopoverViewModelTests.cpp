@@ -66,46 +66,54 @@ protected:
 
 } // namespace
 
-TEST_F(PopoverViewModelTest, UsageBlockShowsWholePercentLeftWithTintLabelAndReset) {
+// The card's figures, what a screen reader says for it, across windows, ratios and resets.
+TEST_F(PopoverViewModelTest, UsageBlockShowsWholePercentLeftWithTintLabelResetAndSpokenText) {
+    using W = UsageWindow;
+    using K = UsageWindow::Kind;
     const auto base = usage("codex", Availability::ready, 0.42);
     now = base.capturedAt.addSecs(10);
-    const QDateTime resets = now.addSecs(2 * 3600 + 15 * 60 + 30);
+    const auto in = [&](qint64 seconds) {
+        return std::optional(now.addSecs(seconds));
+    };
     connect(base, usage("claude-code", Availability::ready, 0.1));
     const struct {
         UsageWindow window;
         QString percentage;
         double bar;
         Tint tint;
-        QString label;
-        QString reset;
+        QString reset, spoken;
     } rows[] = {
-        {UsageWindow::unclamped(UsageWindow::Kind::session, 1.0, resets), "0", 0, Tint::Red,
-         "Session limit", "Resets in 2 hr 15 min"},
-        {UsageWindow::unclamped(UsageWindow::Kind::daily, 1.25, std::nullopt), "0", 0, Tint::Red,
-         "Daily limit", ""},
-        {UsageWindow(UsageWindow::Kind::weekly, 0.996, std::nullopt), "0", 0.004, Tint::Red,
-         "Weekly limit", ""},
-        {UsageWindow(UsageWindow::Kind::monthly, 0.8, std::nullopt), "20", 0.2, Tint::Orange,
-         "Monthly limit", ""},
-        {UsageWindow(UsageWindow::Kind::credits, 0.79, std::nullopt), "21", 0.21, Tint::Accent,
-         "Credits", ""},
-        {UsageWindow(UsageWindow::Kind::session, 0.42, now.addSecs(-30)), "58", 0.58, Tint::Accent,
-         "Session limit", "Resets just now"},
+        {W::unclamped(K::session, 1.0, in(8130)), "0", 0, Tint::Red, "Resets in 2 hr 15 min",
+         "0 percent left, Session limit, resets in 2 hours 15 minutes"},
+        {W::unclamped(K::daily, 1.25, std::nullopt), "0", 0, Tint::Red, "",
+         "0 percent left, Daily limit"},
+        {W(K::weekly, 0.996, in(28 * 3600)), "0", 0.004, Tint::Red, "Resets in 1 day 4 hr",
+         "0 percent left, Weekly limit, resets in 1 day 4 hours"},
+        {W(K::monthly, 0.8, in(3 * 86400 + 1800)), "20", 0.2, Tint::Orange, "Resets in 3 days",
+         "20 percent left, Monthly limit, resets in 3 days"},
+        {W(K::credits, 0.79, std::nullopt), "21", 0.21, Tint::Accent, "",
+         "21 percent left, Credits"},
+        {W(K::session, 0.99, in(3660)), "1", 0.01, Tint::Orange, "Resets in 1 hr 1 min",
+         "1 percent left, Session limit, resets in 1 hour 1 minute"},
+        {W(K::session, 0.5, in(59)), "50", 0.5, Tint::Accent, "Resets in under a minute",
+         "50 percent left, Session limit, resets in under a minute"},
+        {W(K::session, 0.42, in(-30)), "58", 0.58, Tint::Accent, "Resets just now",
+         "58 percent left, Session limit"},
     };
     for (const auto& row : rows) {
         showSnapshots(snapshotWith("codex", row.window),
                       usage("claude-code", Availability::ready, 0.1));
         const ProviderCardModel& card = codexCard();
-        SCOPED_TRACE(row.label.toStdString() + " " + row.percentage.toStdString());
+        SCOPED_TRACE(row.spoken.toStdString());
         EXPECT_EQ(card.block(), Block::Usage);
         EXPECT_EQ(card.percentageText(), row.percentage);
         EXPECT_NEAR(card.barValue(), row.bar, 1e-9);
         EXPECT_EQ(card.tint(), row.tint);
-        EXPECT_EQ(card.windowLabel(), row.label);
         EXPECT_EQ(card.resetText(), row.reset);
+        EXPECT_EQ(card.spokenText(), "Codex, " + row.spoken);
         EXPECT_TRUE(card.showsSwitch());
-        EXPECT_EQ(card.switchLabel(), "Show Codex in the menu bar");
     }
+    EXPECT_EQ(codexCard().switchLabel(), "Show Codex in the menu bar");
     EXPECT_EQ(claudeCard().percentageText(), "90");
     EXPECT_EQ(ProviderCardModel::percentSuffix(), "% left");
 }
@@ -126,7 +134,7 @@ TEST_F(PopoverViewModelTest, OldSnapshotsNeedSyncAndMissingFiguresShowTheStatusM
     EXPECT_EQ(codexCard().block(), Block::Usage);
     ASSERT_TRUE(waitUntil([&] { return codexCard().block() == Block::Stale; }));
     popover->setActive(false);
-    EXPECT_EQ(codexCard().lastUpdateText(), "Last update: 5 min ago");
+    EXPECT_EQ(codexCard().spokenText(), "Codex, Usage needs sync, Last update: 5 min ago");
     EXPECT_TRUE(codexCard().percentageText().isEmpty());
     EXPECT_EQ(ProviderCardModel::staleTitle(), "Usage needs sync");
     EXPECT_TRUE(ProviderCardModel::staleDetail().startsWith("Open Claude Code and send a message"));
@@ -134,7 +142,7 @@ TEST_F(PopoverViewModelTest, OldSnapshotsNeedSyncAndMissingFiguresShowTheStatusM
     now = claude.capturedAt.addSecs(5);
     popover->setClock([this] { return now; });
     EXPECT_EQ(claudeCard().block(), Block::Message);
-    EXPECT_EQ(claudeCard().statusText(), "Hook quiet.");
+    EXPECT_EQ(claudeCard().spokenText(), "Claude Code, Hook quiet.");
     claude.statusMessage.reset();
     showSnapshots(codex, claude);
     EXPECT_EQ(claudeCard().statusText(), "Status is unavailable.");
@@ -183,6 +191,8 @@ TEST_F(PopoverViewModelTest, EveryConnectionStateHasItsMessageAndButton) {
         EXPECT_FALSE(card->connectionBusy());
         EXPECT_EQ(card->connectionButtonTitle(), "Connect");
     }
+    EXPECT_EQ(claudeCard().spokenText(),
+              "Claude Code, Connect your existing local Claude Code session.");
     EXPECT_EQ(ProviderCardModel::privacyLine(),
               "Usage and reset time only. No chats, code, files, or credentials.");
 
@@ -283,6 +293,26 @@ TEST_F(PopoverViewModelTest, DraggingOntoAnotherCardSwapsAtOnceAndStoresTheOrder
     EXPECT_FALSE(codexCard().dragged());
     popover->dragEntered("codex"); // no drag, no swap
     EXPECT_EQ(model->preferences()->providerOrder(), QStringList({"claude-code", "codex"}));
+
+    // Alt+Up and Alt+Down on a focused card move it as a drag does; only Alt, and the keypad's.
+    const QStringList first = {"codex", "claude-code"}, last = {"claude-code", "codex"};
+    const struct {
+        int key, modifiers;
+        bool taken;
+        QStringList order;
+    } keys[] = {
+        {Qt::Key_Down, Qt::AltModifier, true, last}, // last already
+        {Qt::Key_Up, Qt::NoModifier, false, last},
+        {Qt::Key_Up, Qt::AltModifier | Qt::ShiftModifier, false, last},
+        {Qt::Key_Up, Qt::AltModifier | Qt::KeypadModifier, true, first},
+        {Qt::Key_Up, Qt::AltModifier, true, first}, // first already
+    };
+    for (const auto& row : keys) {
+        EXPECT_EQ(codexCard().moveByKey(row.key, row.modifiers), row.taken);
+        EXPECT_EQ(model->preferences()->providerOrder(), row.order) << row.key << row.modifiers;
+    }
+    EXPECT_EQ(harness.storedPreference("providerOrder"),
+              QJsonValue(QJsonArray::fromStringList(first)));
 }
 
 // The update button, the refresh and the break; the window test clicks the rest.
