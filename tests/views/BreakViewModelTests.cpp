@@ -28,17 +28,15 @@ TEST(BreakViewRules, CountdownCountsWholeMinutesUp) {
     const struct {
         qint64 seconds;
         const char* text;
-    } rows[] = {
-        {60 * 60, "1 hour 0 minutes"},
-        {59 * 60 + 1, "1 hour 0 minutes"},
-        {30, "1 minute"},
-        {-90, "0 minutes"},
-        {0, "0 minutes"},
-        {61 * 60, "1 hour 1 minute"},
-        {120 * 60, "2 hours 0 minutes"},
-        {59 * 60, "59 minutes"},
-        {26 * 3600 + 125, "26 hours 3 minutes"},
-    };
+    } rows[] = {{60 * 60, "1 hour 0 minutes"},
+                {59 * 60 + 1, "1 hour 0 minutes"},
+                {30, "1 minute"},
+                {-90, "0 minutes"},
+                {0, "0 minutes"},
+                {61 * 60, "1 hour 1 minute"},
+                {120 * 60, "2 hours 0 minutes"},
+                {59 * 60, "59 minutes"},
+                {26 * 3600 + 125, "26 hours 3 minutes"}};
     for (const auto& row : rows) {
         EXPECT_EQ(BreakViewModel::resetCountdown(now.addSecs(row.seconds), now), row.text)
             << row.seconds << " s";

@@ -17,17 +17,8 @@ using Readiness = LocalProviderReadiness;
 
 namespace {
 
-// Records when the break screen was asked for, against the popover's close request.
-class RecordingDesktop : public FakeDesktop {
-public:
-    void showBreakWindow() override { events.append(QStringLiteral("break")); }
-    QStringList events;
-};
-
 class PopoverViewModelTest : public ::testing::Test {
 protected:
-    PopoverViewModelTest() { harness.desktop = desktop; }
-
     // Both providers switched on and refreshed once with these snapshots.
     void connect(const UsageSnapshot& codex, const UsageSnapshot& claude) {
         harness.enableBoth();
@@ -57,7 +48,6 @@ protected:
         return snapshot;
     }
 
-    std::shared_ptr<RecordingDesktop> desktop = std::make_shared<RecordingDesktop>();
     ModelHarness harness;
     std::unique_ptr<AppModel> model;
     std::unique_ptr<PopoverViewModel> popover;
@@ -151,33 +141,29 @@ TEST_F(PopoverViewModelTest, OldSnapshotsNeedSyncAndMissingFiguresShowTheStatusM
 TEST_F(PopoverViewModelTest, EveryConnectionStateHasItsMessageAndButton) {
     const auto codex = UsageSnapshot::unavailable("codex", "Codex", "");
     const auto claude = UsageSnapshot::unavailable("claude-code", "Claude Code", "");
+    // %1 is the tool's name; the same for both where only one name is given.
     const struct {
         State state;
-        QString codexMessage;
-        QString claudeMessage;
-        QString codexButton;
-        QString claudeButton;
+        QString message, codexButton, claudeButton;
     } rows[] = {
-        {State::disconnected(), "Connect your existing local Codex session.",
-         "Connect your existing local Claude Code session.", "Connect", "Connect"},
-        {State::checking(), "Checking local setup…", "Checking local setup…", "Checking",
-         "Checking"},
-        {State::executableMissing(), "Codex is not installed.", "Claude Code is not installed.",
-         "Get Codex", "Install"},
-        {State::loginRequired(), "Sign in through the official Codex app first.",
-         "Sign in through the official Claude Code app first.", "Open Sign In", "Open Sign In"},
+        {State::disconnected(), "Connect your existing local %1 session.", "Connect", "Connect"},
+        {State::checking(), "Checking local setup…", "Checking", "Checking"},
+        {State::executableMissing(), "%1 is not installed.", "Get Codex", "Install"},
+        {State::loginRequired(), "Sign in through the official %1 app first.", "Open Sign In",
+         "Open Sign In"},
         {State::setupRequired(),
          "Enable official Claude Code status sync. Lumora stores only usage and reset time.",
-         "Enable official Claude Code status sync. Lumora stores only usage and reset time.",
          "Enable Sync", "Enable Sync"},
-        {State::waiting(), "Waiting for Claude Code usage…", "Waiting for Claude Code usage…",
-         "Check Now", "Check Now"},
-        {State::failed("Codex setup is incomplete."), "Codex setup is incomplete.",
-         "Codex setup is incomplete.", "Try Again", "Try Again"},
+        {State::waiting(), "Waiting for Claude Code usage…", "Check Now", "Check Now"},
+        {State::failed("Codex setup is incomplete."), "Codex setup is incomplete.", "Try Again",
+         "Try Again"},
     };
     for (const auto& row : rows) {
-        EXPECT_EQ(ProviderCardModel::connectionMessage(codex, row.state), row.codexMessage);
-        EXPECT_EQ(ProviderCardModel::connectionMessage(claude, row.state), row.claudeMessage);
+        const auto message = [&](const char* name) {
+            return row.message.contains("%1") ? row.message.arg(name) : row.message;
+        };
+        EXPECT_EQ(ProviderCardModel::connectionMessage(codex, row.state), message("Codex"));
+        EXPECT_EQ(ProviderCardModel::connectionMessage(claude, row.state), message("Claude Code"));
         EXPECT_EQ(ProviderCardModel::connectionButtonTitle(codex, row.state), row.codexButton);
         EXPECT_EQ(ProviderCardModel::connectionButtonTitle(claude, row.state), row.claudeButton);
     }
@@ -211,7 +197,7 @@ TEST_F(PopoverViewModelTest, ConnectionButtonChecksReadinessOrContinuesSetup) {
     model->handleClaudeReadiness(Readiness::loginRequired());
     claudeCard().pressConnectionButton();
     ASSERT_EQ(model->connections()->claudeConnectionState().kind(), Kind::waiting);
-    EXPECT_EQ(desktop->openedUrls.size(), 1); // the sign-in page
+    EXPECT_EQ(harness.desktop->openedUrls.size(), 1); // the sign-in page
     harness.claude->script->setReadiness({Readiness::ready()});
     harness.claude->script->readinessGate.close();
     const int checksBefore = harness.claude->script->readinessChecks();
@@ -236,7 +222,7 @@ TEST_F(PopoverViewModelTest, ConnectionButtonChecksReadinessOrContinuesSetup) {
     // Missing: "Get Codex" continues the set-up (the product page, then waiting).
     codexCard().pressConnectionButton();
     EXPECT_EQ(model->connections()->codexConnectionState(), State::waiting());
-    EXPECT_EQ(desktop->openedUrls.size(), 2);
+    EXPECT_EQ(harness.desktop->openedUrls.size(), 2);
     EXPECT_EQ(codexCard().connectionMessage(), "Waiting for Claude Code usage…");
 }
 
@@ -330,8 +316,10 @@ TEST_F(PopoverViewModelTest, ButtonsAskForLiveDataAndCloseBeforeTheBreak) {
     ASSERT_TRUE(waitUntil([&] { return !popover->isRefreshing(); }));
     EXPECT_EQ(harness.claude->script->lastForceLive(), true) << "the popover asks for live data";
 
+    int breaksAtClose = -1;
     QObject::connect(popover.get(), &PopoverViewModel::closeRequested,
-                     [&] { desktop->events.append("close"); });
+                     [&] { breaksAtClose = harness.desktop->breakWindowsShown; });
     popover->startBreak();
-    EXPECT_EQ(desktop->events, QStringList({"close", "break"}));
+    EXPECT_EQ(breaksAtClose, 0);
+    EXPECT_EQ(harness.desktop->breakWindowsShown, 1);
 }
