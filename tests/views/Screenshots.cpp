@@ -32,6 +32,10 @@ struct Shot {
     const char* locale = nullptr;
 };
 
+void PrintTo(const Shot& shot, std::ostream* out) {
+    *out << shot.path.toStdString();
+}
+
 class Screenshots : public ViewTest, public ::testing::WithParamInterface<Shot> {
 public:
     void TearDown() override {

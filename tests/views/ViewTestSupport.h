@@ -15,11 +15,9 @@
 
 namespace lumora::test {
 
-// Qt's and QML's warnings, less the offscreen platform's notes about itself (it has no stacking
-// order and no size hints, and says so whenever a window is raised or a widget's hints change).
+// Qt's and QML's warnings, less the offscreen platform's notes that it cannot raise windows.
 QStringList significantWarnings(const WarningLog& log);
-// The item named `name` under `root` in the visual tree, which also holds the items a Repeater
-// makes (they are no QObject children of the view); null when there is none.
+// The item named `name` under `root` in the visual tree (which holds a Repeater's items too).
 QQuickItem* findItem(QQuickItem* root, const QString& name);
 QPoint centre(const QQuickItem* item);
 // A landscape-like photo (sky, sun, ground) saved as PNG at `path`.
@@ -47,7 +45,6 @@ public:
     QQuickItem* item(const QString& name, QQuickItem* within = nullptr) const;
     bool shown(const QString& name) const;
     QString text(const QString& name) const { return item(name)->property("text").toString(); }
-    // Scrolls the settings form so that the item is in view.
     void scrollTo(const QString& name) const;
     // Scrolls to the control and clicks its middle; fails the test when it is not clickable.
     void click(const QString& name, QQuickItem* within = nullptr) const;
