@@ -11,6 +11,7 @@
 #include <QFileDialog>
 #include <QJsonArray>
 #include <QPalette>
+#include <QSignalSpy>
 #include <QTest>
 
 namespace lumora::test {
@@ -91,6 +92,12 @@ TEST_F(SettingsTest, StatusRowsFollowTheClockAndDisconnectSwitchesProvidersOff) 
     EXPECT_EQ(settings->viewModel()->claudeStatus(), "Claude Code usage needs sync");
     EXPECT_EQ(settings->viewModel()->lastChecked(), "2 days ago");
     settings->viewModel()->setClock([] { return QDateTime::currentDateTimeUtc(); });
+    // Showing the window re-reads the rows once (and the times go on being re-read while shown).
+    QSignalSpy changes(settings->viewModel(), &SettingsViewModel::changed);
+    settings->viewModel()->setTicking(false);
+    settings->viewModel()->setTicking(true);
+    settings->viewModel()->setTicking(true);
+    EXPECT_EQ(changes.size(), 1);
 
     harness.claude->script->fetchGate.close();
     click("refreshButton");
@@ -163,6 +170,8 @@ TEST_F(SettingsTest, StylesAndThePhotoWithItsImportFailures) {
     EXPECT_EQ(harness.storedPreference("breakScreenStyle"), QJsonValue("minimal"));
     settings->viewModel()->selectStyle(7);
     EXPECT_EQ(settings->viewModel()->selectedStyle(), 2) << "an unknown index changes nothing";
+    EXPECT_EQ(settings->viewModel()->privacyLines().at(1),
+              "Usage data stays on this computer and is never shared with advertisers.");
 }
 
 TEST_F(SettingsTest, TextColourNotificationsStartAtLoginAndHistoryWriteTheirFiles) {
