@@ -143,7 +143,8 @@ std::vector<Shot> views() {
                                      .arg(size.width())
                                      .arg(size.height())
                                      .arg(set),
-                                 View::breakView, claude(0.42), codex(0.07), std::nullopt,
+                                 View::breakView, claude(0.42),
+                                 usage("codex", Availability::ready, 0.07), std::nullopt,
                                  Then::nothing, 0, 0, providers, style, size});
             }
         }
@@ -152,7 +153,8 @@ std::vector<Shot> views() {
         const QString code = QString::fromLatin1(locale).left(2);
         const auto claude = usage("claude-code", Availability::limited, 0.86, inTwoHours);
         const auto codex =
-            withWeekly(usage("codex", Availability::ready, 0.07, inTwoHours.addDays(3)));
+            withWeekly(usage("codex", Availability::ready, 0.07,
+                             QDateTime::currentDateTimeUtc().addSecs(3 * 86400 + 600)));
         for (const auto& [view, path] : {std::pair{View::popover, "languages/popover-"},
                                          {View::breakScreen, "languages/break-"},
                                          {View::settings, "settings/%1-break-screen"}}) {
