@@ -17,6 +17,8 @@
 #include <QJsonDocument>
 #include <QStandardPaths>
 
+#include <span>
+
 #include <gtest/gtest.h>
 
 using namespace lumora;
@@ -33,6 +35,20 @@ QByteArray token(const QJsonObject& claims) {
     };
     return part({{"alg", "none"}, {"typ", "JWT"}}) + '.' + part(claims) + ".c2lnbmF0dXJl";
 }
+
+// The steps both clients go through (the session's share used and how much later than in two
+// hours it resets), what the tray shows after each and the notification it brings, after the
+// tool's name.
+const struct Step {
+    double used;
+    qint64 later;
+    QString label, notification;
+} steps[] = {
+    {0.42, 0, "58%", ""},
+    {0.85, 0, "15%", " usage reached 80%"},
+    {1.0, 0, "02hr 01min", " is resting"},
+    {0.05, 5 * 3600, "95%", " is ready"},
+};
 
 class RealClientsTest : public ::testing::Test {
 protected:
@@ -137,6 +153,22 @@ protected:
             << "the label shows \"" << label().toStdString() << "\", not \""
             << expected.toStdString() << "\"";
     }
+    // Walks these steps: sets each one's figures, calls `ask` and waits for the label (calling
+    // `poke` meanwhile) and for the notifications it brings.
+    void walk(std::span<const Step> some, const QString& tool, const std::function<void()>& ask,
+              const std::function<void()>& poke = {}) {
+        for (const Step& step : some) {
+            SCOPED_TRACE(step.label.toStdString());
+            setFigures(step.used, inTwoHours + step.later);
+            ask();
+            expectLabel(tool + " " + step.label, std::chrono::seconds(20), poke);
+            if (!step.notification.isEmpty()) {
+                expected << tool + step.notification;
+            }
+            EXPECT_TRUE(waitUntil([&] { return notifications.summaries() == expected; }))
+                << notifications.summaries().join(", ").toStdString();
+        }
+    }
     // What the command line reports of one tool's windows: kind, share used, reset time.
     QStringList windowsInStatus(const QString& provider) const {
         const CommandOutcome status = runLumora(
@@ -168,24 +200,11 @@ protected:
     QProcess standIn;
     std::unique_ptr<LumoraProcess> tray;
     QString port, claudeCode, codex, codexInNamespace;
+    QStringList expected; // the notifications so far
     // Whole seconds, half a minute past the minute, so that a countdown reads the same for 30 s.
     const qint64 now = QDateTime::currentSecsSinceEpoch();
     const qint64 inTwoHours = now + 2 * 3600 + 30;
     const qint64 inFourDays = now + 4 * 86400;
-};
-
-// The steps both clients go through (the session's share used and how much later than in two
-// hours it resets), what the tray shows after each and the notification it brings, after the
-// tool's name.
-const struct Step {
-    double used;
-    qint64 later;
-    QString label, notification;
-} steps[] = {
-    {0.42, 0, "58%", ""},
-    {0.85, 0, "15%", " usage reached 80%"},
-    {1.0, 0, "02hr 01min", " is resting"},
-    {0.05, 5 * 3600, "95%", " is ready"},
 };
 
 } // namespace
@@ -214,40 +233,33 @@ TEST_F(RealClientsTest, CodexReportsTheStandInsFiguresToLumora) {
               (QStringList{"session 0.42 " + iso(inTwoHours), "weekly 0.31 " + iso(inFourDays)}));
 
     startTray({}, codexInNamespace);
-    // Asks the tray to refresh, once a second while the label is not there yet: a refresh asked
-    // for while one is in flight (that may have read the figures before) is dropped.
-    const auto refreshUntil = [&](const QString& expected) {
-        QDeadlineTimer nextRefresh(0);
-        expectLabel(expected, std::chrono::seconds(15), [&] {
-            if (nextRefresh.hasExpired()) {
-                nextRefresh.setRemainingTime(1000);
-                PrivateBus::call(notificationBus,
-                                 QDBusMessage::createMethodCall(
-                                     "io.github.lumora.Lumora", "/io/github/lumora/Lumora",
-                                     "io.github.lumora.Lumora", "Refresh"));
-            }
-        });
+    // Asks the tray to refresh, again each second while the label is not there yet: a refresh
+    // asked for while one is in flight (that may have read the figures before) is dropped.
+    QDeadlineTimer nextRefresh;
+    const auto ask = [&] {
+        nextRefresh.setRemainingTime(0);
     };
-    QStringList expected;
-    for (const Step& step : steps) {
-        SCOPED_TRACE(step.label.toStdString());
-        setFigures(step.used, inTwoHours + step.later);
-        refreshUntil("Codex " + step.label);
-        if (!step.notification.isEmpty()) {
-            expected << "Codex" + step.notification;
+    const auto refresh = [&] {
+        if (nextRefresh.hasExpired()) {
+            nextRefresh.setRemainingTime(1000);
+            PrivateBus::call(notificationBus,
+                             QDBusMessage::createMethodCall("io.github.lumora.Lumora",
+                                                            "/io/github/lumora/Lumora",
+                                                            "io.github.lumora.Lumora", "Refresh"));
         }
-        EXPECT_TRUE(waitUntil([&] { return notifications.summaries() == expected; }))
-            << notifications.summaries().join(", ").toStdString();
-    }
+    };
+    walk(steps, "Codex", ask, refresh);
     // Bad answers (no window, no figures, not JSON): no figure at all rather than a wrong one.
     for (const char* fault : {"no-window", "no-figures", "garbage"}) {
         SCOPED_TRACE(fault);
         setFigures(0.3, inTwoHours, fault);
-        refreshUntil("Codex --%");
+        ask();
+        expectLabel("Codex --%", std::chrono::seconds(20), refresh);
     }
     // A share below nothing counts as nothing used.
     setFigures(-0.05, inTwoHours);
-    refreshUntil("Codex 100%");
+    ask();
+    expectLabel("Codex 100%", std::chrono::seconds(20), refresh);
     EXPECT_EQ(notifications.summaries(), expected);
 }
 
@@ -290,23 +302,10 @@ TEST_F(RealClientsTest, ClaudeCodeReportsTheStandInsFiguresToLumora) {
         runProcess("tmux", tmux + QStringList{"send-keys", "What is left?", "Enter"});
     };
 
-    QStringList expected;
-    for (const Step& step : steps) {
-        SCOPED_TRACE(step.label.toStdString());
-        setFigures(step.used, inTwoHours + step.later);
-        send();
-        expectLabel("Claude Code " + step.label, std::chrono::seconds(20));
-        if (!step.notification.isEmpty()) {
-            expected << "Claude Code" + step.notification;
-        }
-        EXPECT_TRUE(waitUntil([&] { return notifications.summaries() == expected; }))
-            << notifications.summaries().join(", ").toStdString();
-        if (step.label == "58%") {
-            EXPECT_EQ(
-                windowsInStatus("claude-code"),
-                (QStringList{"session 0.42 " + iso(inTwoHours), "weekly 0.31 " + iso(inFourDays)}));
-        }
-    }
+    walk(std::span(steps).first(1), "Claude Code", send);
+    EXPECT_EQ(windowsInStatus("claude-code"),
+              (QStringList{"session 0.42 " + iso(inTwoHours), "weekly 0.31 " + iso(inFourDays)}));
+    walk(std::span(steps).subspan(1), "Claude Code", send);
     // Bad answers: Claude Code hands over nothing, so the cache and the label keep the last
     // figures (until they grow old and need a sync); a share below nothing counts as nothing used.
     const QString cache = home.filePath(".local/share/Lumora/claude-rate-limits.json");
