@@ -257,14 +257,6 @@ def test(desktop):
     press("Escape")
     gone(SETTINGS_WINDOW)
 
-    # Space on Break starts a break, and Escape ends it.
-    open_popover()
-    press("shift+Tab", "shift+Tab", "shift+Tab", focus_on=POPOVER[5])
-    press("space")
-    shows(BREAK_SCREEN)
-    press("Escape")
-    gone(BREAK_SCREEN)
-
     # Escape closes the popover, which opens again on its first control; Enter on Quit ends it.
     open_popover()
     press("Tab", focus_on=CODEX)

@@ -7,7 +7,6 @@
 #include "TraySupport.h"
 
 #include "core/AtomicFile.h"
-#include "core/ProcessRunner.h"
 
 #include <QDBusVariant>
 #include <QDeadlineTimer>
@@ -15,7 +14,6 @@
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
-#include <QStandardPaths>
 
 #include <span>
 
@@ -86,19 +84,9 @@ protected:
     void TearDown() override {
         standIn.kill();
         standIn.waitForFinished(5000);
-        runProcess("tmux", {"-S", home.filePath("tmux.sock"), "kill-server"});
+        runProgram("tmux", {"-S", home.filePath("tmux.sock"), "kill-server"});
     }
 
-    static ProcessResult runProcess(const QString& program, const QStringList& arguments,
-                                    const QProcessEnvironment& environment = {}) {
-        try {
-            return QtProcessRunner(environment.isEmpty() ? std::nullopt
-                                                         : std::optional(environment))
-                .run(QStandardPaths::findExecutable(program), arguments, {}, 30);
-        } catch (const Error& error) {
-            return {error.description(), -1};
-        }
-    }
     // A script that runs a program inside the stand-in's network namespace.
     QString inNamespace(const QString& name, const QString& program, const QString& settings = {}) {
         const QString path = home.filePath("bin/" + name);
@@ -278,28 +266,32 @@ TEST_F(RealClientsTest, ClaudeCodeReportsTheStandInsFiguresToLumora) {
                                             QJsonObject{{"hasTrustDialogAccepted", true}}}}}})
                   .toJson());
     startTray(claudeCode, {});
-    QProcessEnvironment terminal;
-    terminal.insert("HOME", home.path());
-    terminal.insert("PATH", "/usr/bin:/bin");
-    terminal.insert("LANG", "C.UTF-8");
-    terminal.insert("ANTHROPIC_BASE_URL", "http://127.0.0.1:" + port);
-    terminal.insert("ANTHROPIC_AUTH_TOKEN", token({{"aud", "claude-gateway"}, {"sub", "standin"}}));
-    const QStringList tmux{"-S", home.filePath("tmux.sock"), "-f", "/dev/null"};
-    ASSERT_EQ(
-        runProcess("tmux",
-                   tmux + QStringList{"new-session", "-d", "-x", "120", "-y", "40", "-c",
-                                      home.filePath("project"), inNamespace("claude", claudeCode)},
-                   terminal)
-            .exitCode,
-        0);
+    // A terminal with nothing of this process's environment.
+    const QStringList tmux{"tmux", "-S", home.filePath("tmux.sock"), "-f", "/dev/null"};
+    const QStringList terminal{"-i",
+                               "HOME=" + home.path(),
+                               "PATH=/usr/bin:/bin",
+                               "LANG=C.UTF-8",
+                               "ANTHROPIC_BASE_URL=http://127.0.0.1:" + port,
+                               "ANTHROPIC_AUTH_TOKEN=" +
+                                   token({{"aud", "claude-gateway"}, {"sub", "standin"}})};
+    ASSERT_EQ(runProgram("env", terminal + tmux +
+                                    QStringList{"new-session", "-d", "-x", "120", "-y", "40", "-c",
+                                                home.filePath("project"),
+                                                inNamespace("claude", claudeCode)})
+                  .exitCode,
+              0);
+    const auto tmuxDoes = [&](const QStringList& arguments) {
+        return runProgram("env", tmux + arguments).out;
+    };
     const auto screen = [&] {
-        return runProcess("tmux", tmux + QStringList{"capture-pane", "-p"}).output;
+        return tmuxDoes({"capture-pane", "-p"});
     };
     ASSERT_TRUE(waitUntil([&] { return screen().contains("\u276F"); }, std::chrono::seconds(30)))
         << screen().toStdString();
     // Each setting reaches Lumora with the answer to the next message.
     const auto send = [&] {
-        runProcess("tmux", tmux + QStringList{"send-keys", "What is left?", "Enter"});
+        tmuxDoes({"send-keys", "What is left?", "Enter"});
     };
 
     walk(std::span(steps).first(1), "Claude Code", send);
