@@ -182,8 +182,8 @@ TEST_F(InstanceTest, QuitEndsTheCodexConversationInFlightAndTheHookIsRepairedAtS
 }
 
 // Without any session bus, ten starts at once leave one tray; once it ends the next is the tray.
-TEST(NoBusInstanceTest, TenStartsAtOnceLeaveOneTray) {
-    TemporaryHome home;
+using NoBusInstanceTest = InstanceTest;
+TEST_F(NoBusInstanceTest, TenStartsAtOnceLeaveOneTray) {
     QTemporaryDir runtime;
     ASSERT_TRUE(QFile::setPermissions(runtime.path(),
                                       QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
