@@ -1,8 +1,7 @@
-// A stand-in for a panel's org.kde.StatusNotifierWatcher, as a process of its own so that tests
-// can kill it, start it again, or run it under another name (a link named gnome-shell). It joins
-// the bus in DBUS_SESSION_BUS_ADDRESS, prints "ready" once it owns the watcher's name and
-// "registered SERVICE" for every item that registers. With "hang" it never answers a
-// registration; with "error" it answers with an error.
+// A panel's org.kde.StatusNotifierWatcher as a process of its own, for tests to kill, restart or
+// run under another name (a link named gnome-shell), on DBUS_SESSION_BUS_ADDRESS. Prints "ready"
+// once it owns the name and "registered SERVICE" per item; with "hang" it never answers an item,
+// with "error" it refuses it.
 #include <QCoreApplication>
 #include <QDBusConnection>
 #include <QDBusContext>
@@ -21,10 +20,10 @@ public slots:
     void RegisterStatusNotifierItem(const QString& service) {
         std::printf("registered %s\n", qPrintable(service));
         std::fflush(stdout);
-        if (m_mode == QLatin1String("hang")) {
+        if (m_mode == "hang") {
             setDelayedReply(true);
-        } else if (m_mode == QLatin1String("error")) {
-            sendErrorReply(QDBusError::AccessDenied, QStringLiteral("No items wanted here"));
+        } else if (m_mode == "error") {
+            sendErrorReply(QDBusError::AccessDenied, "No items wanted here");
         }
     }
     void RegisterStatusNotifierHost(const QString&) {}
@@ -35,12 +34,10 @@ private:
 
 int main(int argc, char** argv) {
     QCoreApplication app(argc, argv);
-    Watcher watcher(app.arguments().value(1, QStringLiteral("normal")));
+    Watcher watcher(app.arguments().value(1));
     QDBusConnection bus = QDBusConnection::sessionBus();
-    if (!bus.registerObject(QStringLiteral("/StatusNotifierWatcher"), &watcher,
-                            QDBusConnection::ExportAllSlots) ||
-        !bus.registerService(QStringLiteral("org.kde.StatusNotifierWatcher"))) {
-        std::fprintf(stderr, "cannot own the watcher's name\n");
+    if (!bus.registerObject("/StatusNotifierWatcher", &watcher, QDBusConnection::ExportAllSlots) ||
+        !bus.registerService("org.kde.StatusNotifierWatcher")) {
         return 1;
     }
     std::printf("ready\n");

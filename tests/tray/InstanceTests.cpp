@@ -1,5 +1,6 @@
-// The lumora program itself: one tray per session, the commands that reach the running tray, a
-// clean quit, and the hook repair at start.
+// The lumora program itself: one tray per session with or without a bus, the commands that reach
+// the running tray, a clean quit, the hook repair at start, and the popover shown when no panel
+// hosts the tray.
 #include "TraySupport.h"
 
 #include "core/ClaudeStatusLineInstaller.h"
@@ -9,10 +10,13 @@
 
 #include <QDir>
 #include <QElapsedTimer>
-#include <QFile>
 #include <QFileInfo>
+#include <QRegularExpression>
+#include <QStandardPaths>
+#include <QTemporaryDir>
 
 #include <gtest/gtest.h>
+#include <xcb/xcb.h>
 
 #include <csignal>
 
@@ -21,49 +25,48 @@ using namespace lumora::test;
 
 namespace {
 
-struct Finished {
-    int exitCode = -1;
-    QString out;
-    QString err;
-    qint64 milliseconds = 0;
-};
-
 class InstanceTest : public ::testing::Test {
 protected:
     void SetUp() override { ASSERT_TRUE(bus.isRunning()); }
-    void TearDown() override {
-        if (tray.state() != QProcess::NotRunning) {
-            tray.kill();
-            tray.waitForFinished(5000);
-        }
-    }
 
     // Runs lumora to its end while this process keeps serving the bus.
-    Finished lumora(const QStringList& arguments, const QString& busAddress = {}) {
-        QProcess process;
-        process.setProcessEnvironment(
-            lumoraEnvironment(home.path(), busAddress.isEmpty() ? bus.address() : busAddress));
-        process.setWorkingDirectory(home.path());
-        QElapsedTimer clock;
-        clock.start();
-        process.start(builtExecutable("lumora"), arguments);
-        const bool ended = waitUntil([&] { return process.state() == QProcess::NotRunning; },
-                                     std::chrono::seconds(30));
-        const qint64 elapsed = clock.elapsed();
-        if (!ended) {
-            ADD_FAILURE() << "lumora " << arguments.join(' ').toStdString() << " did not end";
-            process.kill();
-            process.waitForFinished();
-        }
-        return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
-                QString::fromUtf8(process.readAllStandardOutput()),
-                QString::fromUtf8(process.readAllStandardError()), elapsed};
+    CommandOutcome lumora(const QStringList& arguments,
+                          const QList<QPair<QString, QString>>& variables = {},
+                          const QString& busAddress = {}) {
+        LumoraProcess process(home.path(), busAddress.isEmpty() ? bus.address() : busAddress,
+                              variables);
+        process.start(arguments);
+        const int exitCode = process.finish();
+        return {exitCode, process.readAllStandardOutput(), process.readAllStandardError()};
     }
 
     TemporaryHome home;
     PrivateBus bus;
-    QProcess tray;
 };
+
+// What a window manager sends when the user presses a window's close button.
+void askToClose(const QByteArray& display, xcb_window_t window) {
+    xcb_connection_t* connection = xcb_connect(display.constData(), nullptr);
+    const auto atom = [connection](const char* name) {
+        xcb_intern_atom_reply_t* reply = xcb_intern_atom_reply(
+            connection, xcb_intern_atom(connection, 0, std::strlen(name), name), nullptr);
+        const xcb_atom_t value = reply ? reply->atom : xcb_atom_t{XCB_ATOM_NONE};
+        std::free(reply);
+        return value;
+    };
+    xcb_client_message_event_t event{};
+    event.response_type = XCB_CLIENT_MESSAGE;
+    event.format = 32;
+    event.window = window;
+    event.type = atom("WM_PROTOCOLS");
+    event.data.data32[0] = atom("WM_DELETE_WINDOW");
+    // Checked, and so a round trip: a request merely flushed before the disconnect is now and
+    // then dropped by the server under load.
+    std::free(xcb_request_check(
+        connection, xcb_send_event_checked(connection, 0, window, XCB_EVENT_MASK_NO_EVENT,
+                                           reinterpret_cast<const char*>(&event))));
+    xcb_disconnect(connection);
+}
 
 } // namespace
 
@@ -71,28 +74,17 @@ TEST_F(InstanceTest, CommandsReachTheRunningTrayAndASecondStartShowsItsPopover) 
     // None runs: every command says so, on a bus without a tray and without any bus.
     for (const char* command : {"popover", "break", "settings", "quit"}) {
         for (const QString& address : {bus.address(), QStringLiteral("unix:path=/nonexistent")}) {
-            const Finished outcome = lumora({QString::fromLatin1(command)}, address);
+            const CommandOutcome outcome = lumora({command}, {}, address);
             EXPECT_EQ(outcome.exitCode, 1) << command;
             EXPECT_EQ(outcome.out, "Lumora is not running.\n") << command;
         }
     }
-    // Without a display, or with one that refuses the connection, the tray does not start and
-    // says what works instead.
+    // Without a display, or with one that refuses the connection, the tray says what works.
     for (const QString& display : {QString(), QStringLiteral(":1999")}) {
-        QProcess headless;
-        QProcessEnvironment environment = lumoraEnvironment(home.path(), bus.address());
-        environment.remove("QT_QPA_PLATFORM");
-        if (!display.isEmpty()) {
-            environment.insert("DISPLAY", display);
-        }
-        headless.setProcessEnvironment(environment);
-        headless.start(builtExecutable("lumora"), {});
-        ASSERT_TRUE(headless.waitForFinished(30000));
-        EXPECT_EQ(headless.exitStatus(), QProcess::NormalExit);
-        EXPECT_EQ(headless.exitCode(), 1);
-        EXPECT_EQ(QString::fromUtf8(headless.readAllStandardError()),
-                  "Lumora needs a desktop session to show its tray. `lumora status` works "
-                  "without one.\n");
+        const CommandOutcome headless = lumora({}, {{"QT_QPA_PLATFORM", ""}, {"DISPLAY", display}});
+        EXPECT_EQ(headless.exitCode, 1);
+        EXPECT_EQ(headless.err, "Lumora needs a desktop session to show its tray. `lumora status` "
+                                "works without one.\n");
     }
 
     // A tray of this process owns the name.
@@ -107,9 +99,11 @@ TEST_F(InstanceTest, CommandsReachTheRunningTrayAndASecondStartShowsItsPopover) 
     service->setController(&controller);
 
     // A second lumora: exits 0 within a second, and the first shows its popover.
-    const Finished second = lumora({});
+    QElapsedTimer clock;
+    clock.start();
+    const CommandOutcome second = lumora({});
     EXPECT_EQ(second.exitCode, 0) << second.err.toStdString();
-    EXPECT_LT(second.milliseconds, 1000);
+    EXPECT_LT(clock.elapsed(), 1000);
     EXPECT_TRUE(controller.popover()->isShown());
     controller.popover()->close();
 
@@ -122,8 +116,7 @@ TEST_F(InstanceTest, CommandsReachTheRunningTrayAndASecondStartShowsItsPopover) 
     ASSERT_TRUE(waitUntil([&] { return windows->settings == 1; }));
     // Quit: the command returns once the tray has let go of its name.
     QObject::connect(&controller, &StatusBarController::quitRequested, [&] { service.reset(); });
-    const Finished quit = lumora({"quit"});
-    EXPECT_EQ(quit.exitCode, 0) << quit.out.toStdString();
+    EXPECT_EQ(lumora({"quit"}).exitCode, 0);
     EXPECT_EQ(service, nullptr);
     EXPECT_EQ(lumora({"popover"}).out, "Lumora is not running.\n");
 }
@@ -142,35 +135,29 @@ TEST_F(InstanceTest, QuitEndsTheCodexConversationInFlightAndTheHookIsRepairedAtS
     const QByteArray settings = readFile(installer.settingsPath());
     const QByteArray staleScript = readFile(installer.hookScriptPath());
 
-    // Codex connected, and its app-server never answering: a conversation stays in flight. The
+    // Codex connected, its app-server never answering: a conversation stays in flight. The
     // server runs a process of its own (as the Codex CLI's launcher does), whose pid is noted.
     const QString codex = home.filePath("tools/codex");
-    const QString pidFile = home.filePath("app-server.pid");
-    const QByteArray quoted = "'" + pidFile.toUtf8() + "'";
+    const QByteArray pidFile = "'" + home.filePath("app-server.pid").toUtf8() + "'";
     writeScript(codex, "case \"$1\" in\nlogin) exit 0;;\napp-server) sleep 120 & echo $! > " +
-                           quoted + ".tmp; mv " + quoted + ".tmp " + quoted + "; wait;;\nesac\n");
+                           pidFile + ".tmp; mv " + pidFile + ".tmp " + pidFile +
+                           "; wait;;\nesac\n");
     writeFile(home.filePath(".config/Lumora/preferences.json"), "{\"codexEnabled\": true}");
-
-    QProcessEnvironment environment = lumoraEnvironment(home.path(), bus.address());
-    environment.insert("LUMORA_CODEX_PATH", codex);
-    tray.setProcessEnvironment(environment);
-    tray.setWorkingDirectory(home.path());
+    LumoraProcess tray(home.path(), bus.address(), {{"LUMORA_CODEX_PATH", codex}});
     // Starts the tray and returns the pid of its app-server once that is waiting.
-    const auto startTray = [&]() -> qint64 {
-        QFile::remove(pidFile);
-        tray.start(builtExecutable("lumora"), {});
-        if (!waitUntil([&] { return QFile::exists(pidFile); }, std::chrono::seconds(20))) {
-            return 0;
-        }
-        return readFile(pidFile).trimmed().toLongLong();
+    const auto startTray = [&]() -> pid_t {
+        QFile::remove(home.filePath("app-server.pid"));
+        tray.start();
+        return waitUntil([&] { return QFile::exists(home.filePath("app-server.pid")); },
+                         std::chrono::seconds(20))
+                   ? readFile(home.filePath("app-server.pid")).trimmed().toInt()
+                   : 0;
     };
-    const auto ended = [](qint64 pid) {
-        return waitUntil([&] { return ::kill(static_cast<pid_t>(pid), 0) != 0; },
-                         std::chrono::seconds(2));
+    const auto ended = [](pid_t pid) {
+        return waitUntil([&] { return ::kill(pid, 0) != 0; }, std::chrono::seconds(2));
     };
-    const qint64 server = startTray();
+    const pid_t server = startTray();
     ASSERT_GT(server, 0);
-    EXPECT_EQ(::kill(static_cast<pid_t>(server), 0), 0);
 
     // The script now names this build's helper and still chains the earlier status line;
     // Claude Code's settings are byte for byte what they were.
@@ -178,24 +165,113 @@ TEST_F(InstanceTest, QuitEndsTheCodexConversationInFlightAndTheHookIsRepairedAtS
     EXPECT_NE(repaired, staleScript);
     EXPECT_EQ(QString::fromUtf8(repaired),
               ClaudeStatusLineInstaller(home.path(), builtExecutable("lumora-json"))
-                  .statusLineScript(QStringLiteral("echo mine")));
+                  .statusLineScript("echo mine"));
     EXPECT_EQ(readFile(installer.settingsPath()), settings);
     EXPECT_EQ(fileMode(installer.hookScriptPath()), 0700);
 
     // Quit: exit 0, and the app-server is gone with it.
-    const Finished quit = lumora({"quit"});
-    EXPECT_EQ(quit.exitCode, 0) << quit.out.toStdString();
-    ASSERT_TRUE(waitUntil([&] { return tray.state() == QProcess::NotRunning; }));
-    EXPECT_EQ(tray.exitStatus(), QProcess::NormalExit);
-    EXPECT_EQ(tray.exitCode(), 0) << tray.readAllStandardError().toStdString();
+    EXPECT_EQ(lumora({"quit"}).exitCode, 0);
+    EXPECT_EQ(tray.finish(), 0) << tray.report();
     EXPECT_TRUE(ended(server)) << "the Codex app-server outlived the tray";
-
     // The session ending (SIGTERM) is a quit as well.
-    const qint64 second = startTray();
+    const pid_t second = startTray();
     ASSERT_GT(second, 0);
     ::kill(static_cast<pid_t>(tray.processId()), SIGTERM);
-    ASSERT_TRUE(waitUntil([&] { return tray.state() == QProcess::NotRunning; }));
-    EXPECT_EQ(tray.exitStatus(), QProcess::NormalExit);
-    EXPECT_EQ(tray.exitCode(), 0);
+    EXPECT_EQ(tray.finish(), 0) << tray.report();
     EXPECT_TRUE(ended(second)) << "the Codex app-server outlived the tray";
+}
+
+// Without any session bus, ten starts at once leave one tray; once it ends the next is the tray.
+using NoBusInstanceTest = InstanceTest;
+TEST_F(NoBusInstanceTest, TenStartsAtOnceLeaveOneTray) {
+    QTemporaryDir runtime;
+    ASSERT_TRUE(QFile::setPermissions(runtime.path(),
+                                      QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
+    const auto start = [&] {
+        auto tray = std::make_unique<LumoraProcess>(
+            home.path(), "unix:path=/nonexistent",
+            QList<QPair<QString, QString>>{{"XDG_RUNTIME_DIR", runtime.path()}});
+        tray->start();
+        return tray;
+    };
+    std::vector<std::unique_ptr<LumoraProcess>> trays;
+    std::generate_n(std::back_inserter(trays), 10, start);
+    const auto running = [&] {
+        return std::count_if(trays.begin(), trays.end(), [](const auto& tray) {
+            return tray->state() != QProcess::NotRunning;
+        });
+    };
+    // Nine give way at once, each with exit code 0; one stays.
+    ASSERT_TRUE(waitUntil([&] { return running() <= 1; }, std::chrono::seconds(30)));
+    EXPECT_FALSE(waitUntil([&] { return running() == 0; }, std::chrono::seconds(2)));
+    ASSERT_EQ(running(), 1);
+    for (const auto& tray : trays) {
+        if (tray->state() == QProcess::NotRunning) {
+            EXPECT_EQ(tray->finish(), 0) << tray->report();
+        } else {
+            ::kill(static_cast<pid_t>(tray->processId()), SIGTERM);
+            EXPECT_EQ(tray->finish(), 0) << tray->report();
+        }
+    }
+    const auto next = start();
+    EXPECT_FALSE(
+        waitUntil([&] { return next->state() == QProcess::NotRunning; }, std::chrono::seconds(2)));
+}
+
+// On an X server of its own with no panel: the popover it shows once is a normal window with a
+// title bar that a window manager puts in the task bar; closing it leaves the tray running.
+using NoTrayStartTest = InstanceTest;
+TEST_F(NoTrayStartTest, ThePopoverIsANormalWindowAndClosingItLeavesTheTrayRunning) {
+    if (QStandardPaths::findExecutable("Xvfb").isEmpty()) {
+        GTEST_SKIP() << "Xvfb is missing (package xvfb)";
+    }
+    QProcess xvfb;
+    xvfb.start("Xvfb", {"-displayfd", "1", "-screen", "0", "1280x800x24", "-nolisten", "tcp"});
+    ASSERT_TRUE(xvfb.waitForReadyRead(10000));
+    const QByteArray display = ":" + xvfb.readLine().trimmed();
+    const auto x11Tool = [&](const QString& tool, const QStringList& arguments) {
+        return runProgram(tool, arguments, {}, {{"DISPLAY", display}}).out.trimmed();
+    };
+    const auto shownWindows = [&] {
+        return x11Tool("xdotool", {"search", "--onlyvisible", "--name", "^Lumora$"});
+    };
+    LumoraProcess tray(home.path(), bus.address(),
+                       {{"QT_QPA_PLATFORM", "xcb"}, {"DISPLAY", display}});
+    tray.start();
+
+    // After its wait for a panel: the popover as a window of its own.
+    QString window;
+    ASSERT_TRUE(
+        waitUntil([&] { return !(window = shownWindows()).isEmpty(); }, std::chrono::seconds(20)))
+        << tray.report();
+    ASSERT_FALSE(window.contains('\n')) << "more than one window: " << window.toStdString();
+    const QString properties =
+        x11Tool("xprop", {"-id", window, "_NET_WM_WINDOW_TYPE", "_MOTIF_WM_HINTS",
+                          "WM_TRANSIENT_FOR", "_NET_WM_STATE"});
+    EXPECT_TRUE(properties.contains("_NET_WM_WINDOW_TYPE(ATOM) = _NET_WM_WINDOW_TYPE_NORMAL\n"))
+        << properties.toStdString();
+    // Motif hints (flags, functions, decorations), when there are any, keep the title (8) among
+    // the decorations and moving (4) and closing (32) among the functions.
+    const QRegularExpressionMatch motif =
+        QRegularExpression("_MOTIF_WM_HINTS\\(_MOTIF_WM_HINTS\\) = (\\w+), (\\w+), (\\w+)")
+            .match(properties);
+    const auto hint = [&](int i) {
+        return motif.captured(i).toUInt(nullptr, 16);
+    };
+    EXPECT_TRUE(!motif.hasMatch() || (hint(1) & 1) == 0 || (hint(2) & 36) == 36);
+    EXPECT_TRUE(!motif.hasMatch() || (hint(1) & 2) == 0 || (hint(3) & 8) != 0);
+    // Not transient, and in the task bar and the window list, not kept above the user's windows.
+    EXPECT_TRUE(properties.contains("WM_TRANSIENT_FOR:  not found.")) << properties.toStdString();
+    EXPECT_TRUE(properties.endsWith("_NET_WM_STATE:  not found.")) << properties.toStdString();
+
+    // Its close button: the window goes, the tray stays and still answers.
+    askToClose(display, window.toUInt());
+    ASSERT_TRUE(waitUntil([&] { return shownWindows().isEmpty(); })) << tray.report();
+    EXPECT_EQ(tray.state(), QProcess::Running);
+    EXPECT_EQ(lumora({"popover"}).exitCode, 0);
+    EXPECT_TRUE(waitUntil([&] { return !shownWindows().isEmpty(); }));
+    EXPECT_EQ(lumora({"quit"}).exitCode, 0);
+    EXPECT_EQ(tray.finish(), 0) << tray.report();
+    xvfb.terminate();
+    xvfb.waitForFinished(5000);
 }

@@ -1,9 +1,7 @@
 #include "TraySupport.h"
 
 #include <QDBusArgument>
-#include <QDBusConnectionInterface>
 #include <QDBusMetaType>
-#include <QDeadlineTimer>
 #include <QFile>
 #include <QtQml/qqmlextensionplugin.h>
 
@@ -14,19 +12,12 @@ Q_IMPORT_QML_PLUGIN(LumoraPlugin)
 
 namespace lumora::test {
 
-WatcherProcess::WatcherProcess(QString busAddress, QString linkFolder)
-    : m_busAddress(std::move(busAddress)), m_linkFolder(std::move(linkFolder)) {}
-
-WatcherProcess::~WatcherProcess() {
-    kill();
-}
-
 bool WatcherProcess::start(const QString& mode, const QString& name) {
     kill();
     m_output.clear();
-    QString program = builtExecutable(QStringLiteral("lumora_fake_watcher"));
-    if (name != QLatin1String("lumora_fake_watcher")) {
-        const QString link = m_linkFolder + QLatin1Char('/') + name;
+    QString program = builtExecutable("lumora_fake_watcher");
+    if (name != "lumora_fake_watcher") {
+        const QString link = m_linkFolder + '/' + name;
         QFile::remove(link);
         if (!QFile::link(program, link)) {
             ADD_FAILURE() << "cannot link " << link.toStdString();
@@ -35,23 +26,18 @@ bool WatcherProcess::start(const QString& mode, const QString& name) {
         program = link;
     }
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), m_busAddress);
+    environment.insert("DBUS_SESSION_BUS_ADDRESS", m_busAddress);
     m_process.setProcessEnvironment(environment);
     m_process.start(program, {mode});
-    if (!m_process.waitForStarted(5000)) {
-        return false;
-    }
-    return waitUntil([this] {
-        registrations();
-        return m_output.contains("ready\n");
-    });
+    return m_process.waitForStarted(5000) && waitUntil([this] {
+               registrations();
+               return m_output.contains("ready\n");
+           });
 }
 
 void WatcherProcess::kill() {
-    if (m_process.state() != QProcess::NotRunning) {
-        m_process.kill();
-        m_process.waitForFinished(5000);
-    }
+    m_process.kill();
+    m_process.waitForFinished(5000);
 }
 
 QStringList WatcherProcess::registrations() {
@@ -72,18 +58,45 @@ QString signatureOf(const QVariant& value) {
     return QString::fromLatin1(QDBusMetaType::typeToSignature(value.metaType()));
 }
 
-QProcessEnvironment lumoraEnvironment(const QString& home, const QString& busAddress) {
+LumoraProcess::LumoraProcess(const QString& home, const QString& busAddress,
+                             const QList<QPair<QString, QString>>& variables) {
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("HOME"), home);
     for (const char* name : {"XDG_DATA_HOME", "XDG_CONFIG_HOME", "LUMORA_CLAUDE_PATH",
                              "LUMORA_CODEX_PATH", "DISPLAY", "WAYLAND_DISPLAY"}) {
-        environment.remove(QString::fromLatin1(name));
+        environment.remove(name);
     }
-    environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
-    environment.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), busAddress);
-    // The system bus: the same private bus, so that nothing reaches the machine's own.
-    environment.insert(QStringLiteral("DBUS_SYSTEM_BUS_ADDRESS"), busAddress);
-    return environment;
+    const QList<QPair<QString, QString>> own{{"HOME", home},
+                                             {"QT_QPA_PLATFORM", "offscreen"},
+                                             {"DBUS_SESSION_BUS_ADDRESS", busAddress},
+                                             {"DBUS_SYSTEM_BUS_ADDRESS", busAddress}};
+    for (const auto& [name, value] : own + variables) {
+        value.isEmpty() ? environment.remove(name) : environment.insert(name, value);
+    }
+    setProcessEnvironment(environment);
+    setWorkingDirectory(home);
+}
+
+LumoraProcess::~LumoraProcess() {
+    kill();
+    waitForFinished(5000);
+}
+
+void LumoraProcess::start(const QStringList& arguments) {
+    QProcess::start(builtExecutable("lumora"), arguments);
+}
+
+int LumoraProcess::finish(std::chrono::milliseconds within) {
+    if (!waitUntil([this] { return state() == NotRunning; }, within)) {
+        return -1;
+    }
+    return exitStatus() == NormalExit ? exitCode() : -1;
+}
+
+std::string LumoraProcess::report() {
+    const QByteArray printed = readAllStandardOutput() + readAllStandardError();
+    return (state() == NotRunning ? "lumora ended with " + std::to_string(exitCode()) + ": "
+                                  : std::string("lumora runs: ")) +
+           printed.toStdString();
 }
 
 } // namespace lumora::test
