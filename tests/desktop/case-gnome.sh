@@ -9,18 +9,14 @@ need gnome-shell
 appindicator=ubuntu-appindicators@ubuntu.com probe=lumora-desktop-probe@lumora.invalid
 [ -d "/usr/share/gnome-shell/extensions/$appindicator" ] ||
     skip "the AppIndicator extension is not installed (gnome-shell-extension-appindicator)"
-gnome_state() {
-    windows_state
-    [ -z "${ITEM:-}" ] || echo "the item's Menu: $(sni_property Menu 2>&1)"
-    grep -E "AppIndicators-WARNING" "$OUT/gnome-shell.log" | tail -n 3 | sed 's/^.*WARNING \*\*: [0-9:.]* /the extension said: /'
-    echo "the top bar's indicators: $(shell_eval 'Object.entries(Main.panel.statusArea).filter(([k, v]) => v && v._indicator).map(([k, v]) => `${k}: id ${v._indicator.id}, shown ${v.mapped}, menu items ${v.menu.numMenuItems}`)' 2>&1)"
+gnome_state() { # what the extension said, and what the top bar holds
+    windows_state && grep "AppIndicators-WARNING" "$OUT/gnome-shell.log" | tail -n 3
+    shell_eval 'Object.entries(Main.panel.statusArea).filter(([k, v]) => v && v._indicator).map(([k, v]) => `${k}: id ${v._indicator.id}, shown ${v.mapped}, menu items ${v.menu.numMenuItems}`)'
 }
 DIAGNOSE=gnome_state
-mkdir -p "$XDG_DATA_HOME/gnome-shell/extensions/$probe" "$XDG_CONFIG_HOME/glib-2.0/settings"
-echo '{"uuid": "'$probe'", "name": "Lumora desktop test probe", "description": "unsafe mode for the desktop test", "shell-version": ["43"]}' \
-    >"$XDG_DATA_HOME/gnome-shell/extensions/$probe/metadata.json"
-echo 'function init() { return { enable() { global.context.unsafe_mode = true; }, disable() { global.context.unsafe_mode = false; } }; }' \
-    >"$XDG_DATA_HOME/gnome-shell/extensions/$probe/extension.js"
+extension="$XDG_DATA_HOME/gnome-shell/extensions/$probe" && mkdir -p "$extension" "$XDG_CONFIG_HOME/glib-2.0/settings"
+echo '{"uuid": "'$probe'", "name": "Lumora desktop test probe", "description": "unsafe mode", "shell-version": ["43"]}' >"$extension/metadata.json"
+echo 'function init() { return { enable() { global.context.unsafe_mode = true; }, disable() { global.context.unsafe_mode = false; } }; }' >"$extension/extension.js"
 printf "[org/gnome/shell]\nenabled-extensions=['%s', '%s']\nwelcome-dialog-last-shown-version='999'
 [org/gnome/desktop/notifications]\nshow-banners=false\n[org/gnome/desktop/background]\npicture-options='none'
 primary-color='#2e3440'\n" "$appindicator" "$probe" >"$XDG_CONFIG_HOME/glib-2.0/settings/keyfile"
@@ -40,8 +36,8 @@ shell_eval() {
 up 40 "GNOME Shell did not start" bus_has org.gnome.Shell
 up 20 "the probe extension did not turn on unsafe mode" shell_eval 1
 up 20 "the AppIndicator extension did not start its StatusNotifierWatcher" bus_has org.kde.StatusNotifierWatcher
-state=$(shell_eval "Main.extensionManager.lookup('$appindicator').state")
-[ "$state" = 1 ] || fail "the AppIndicator extension is not enabled (state $state)"
+state=$(shell_eval "Main.extensionManager.lookup('$appindicator').state") && [ "$state" = 1 ] ||
+    fail "the AppIndicator extension is not enabled (state $state)"
 # Leave the overview the shell shows once it has started, for the desktop with its top bar.
 overview_closed() {
     shell_eval '(() => { if (Main.layoutManager._startingUp) return false;
@@ -52,6 +48,7 @@ wait_until 20 "the overview did not close" overview_closed
 ok "GNOME Shell $(gnome-shell --version | awk '{print $3}') runs with the AppIndicator extension and its watcher"
 
 connect_fake_tools 30 42
+status="$("$LUMORA" status)"
 start_lumora
 # item [JQ]: Lumora's button in the top bar (its label, place and menu), read inside the shell.
 item() {
@@ -63,7 +60,6 @@ item() {
         items: b.menu._getMenuItems().filter(i => i.label && i.visible).map(i => Object.assign(box(i), { text: i.label.get_text() })) });
     })()' | jq -er "${1:-.}"
 }
-status="$("$LUMORA" status)"
 wait_until 15 "the top bar does not show Lumora's item" item '.shown == true'
 wait_until 15 "the item's label is not \"$status\" (it is \"$(item .label 2>/dev/null)\")" item ".label == \"$status\""
 screenshot top-bar
@@ -72,15 +68,10 @@ ok "the top bar shows Lumora's item with the label \"$status\""
 # spot in quick succession for a double click, which starts a break instead.
 read -r left right cy <<<"$(item '"\(.x + .w / 4 | floor) \(.x + .w * 3 / 4 | floor) \(.y + .h / 2 | floor)"')"
 clicks=0
-open_menu() {
-    item '.menuOpen' >/dev/null || { click "$((clicks++ % 2 ? right : left))" "$cy" 1; }
-    wait_until 10 "a click on the item did not open its menu" item .menuOpen
-}
+open_menu() { item .menuOpen >/dev/null || click "$((clicks++ % 2 ? right : left))" "$cy" 1; wait_until 10 "a click on the item did not open its menu" item .menuOpen; }
 # choose TEXT [WHAT CONDITION...]: opens the menu and clicks the item with that text; WHAT follows.
 choose() {
-    open_menu
-    local entry
-    entry=$(item ".items[] | select(.text == \"$1\") | \"\(.x + .w / 2 | floor) \(.y + .h / 2 | floor)\"") ||
+    open_menu && local entry && entry=$(item ".items[] | select(.text == \"$1\") | \"\(.x + .w / 2 | floor) \(.y + .h / 2 | floor)\"") ||
         fail "the menu has no \"$1\""
     click $entry 1
     wait_until 10 "the menu did not close after \"$1\"" not item .menuOpen

@@ -24,8 +24,7 @@ windows_state() { echo "Lumora's visible windows (id x y width height): $(lumora
 fail() {
     printf 'FAIL %s: %s\n' "$CASE" "$*"
     [ -z "${WAYLAND_DISPLAY:-}${DISPLAY:-}" ] || { grab "$OUT/failure.png" 2>/dev/null && log "screenshot: $OUT/failure.png"; }
-    local diagnose=$DIAGNOSE
-    DIAGNOSE=""
+    local diagnose=$DIAGNOSE && DIAGNOSE="" # a failure while diagnosing ends there
     [ -z "$diagnose" ] || "$diagnose" 2>&1 | sed 's/^/  state: /' || true
     exit 1
 }
@@ -107,7 +106,6 @@ start_xfce_panel() {
 }
 # shown_window CLASS TYPE: a shown window of that class and type (DOCK, TOOLTIP, ...), its id.
 shown_window() {
-    local id
     for id in $(xdotool search --onlyvisible --class "$1"); do xprop -id "$id" _NET_WM_WINDOW_TYPE | grep -q "TYPE_$2" && echo "$id" && return; done
     return 1
 }
@@ -136,16 +134,10 @@ changed_box() {
 }
 # screenshot_changed NAME REFERENCE.png LEFT TOP WIDTH HEIGHT: a screenshot taken once the region
 # differs from the reference (the window in it has drawn).
-screenshot_changed() {
-    wait_until 10 "$1: nothing was drawn in the region ${*:3}" differs "$OUT/$1.png" "${@:2}"
-    log "screenshot: $OUT/$1.png"
-}
+screenshot_changed() { wait_until 10 "$1: nothing was drawn in the region ${*:3}" differs "$OUT/$1.png" "${@:2}" && log "screenshot: $OUT/$1.png"; }
 
 # Lumora's visible top-level windows, one "id x y width height" a line (sway's case redefines it).
-lumora_windows() {
-    local id
-    for id in $(xdotool search --onlyvisible --classname '^lumora$' 2>/dev/null); do geometry "$id" && echo "$id $X $Y $WIDTH $HEIGHT"; done
-}
+lumora_windows() { for id in $(xdotool search --onlyvisible --classname '^lumora$' 2>/dev/null); do geometry "$id" && echo "$id $X $Y $WIDTH $HEIGHT"; done; }
 # The break screen covers the whole 1280x800 screen; the popover is 300 to 400 wide, next to the
 # icon at CX, CY for `popover_shown near`.
 full_screen() { lumora_windows | awk '$2 == 0 && $3 == 0 && $4 == 1280 && $5 == 800 { f = 1 } END { exit !f }'; }
@@ -153,10 +145,10 @@ popover_shown() {
     lumora_windows | awk -v near="${1:-}" -v cx="${CX:-}" -v cy="${CY:-}" '$4 >= 300 && $4 <= 400 && $5 < 800 &&
         (!near || $2 <= cx + 40 && $2 + $4 >= cx - 40 && $3 <= cy + 400 && $3 + $5 >= cy - 400) { f = 1 } END { exit !f }'
 }
-# expect_break WHAT REFERENCE.png: WHAT covered the screen with the break screen, which drew.
+# expect_break WHAT REFERENCE.png [NAME]: WHAT covered the screen with the break screen, which drew.
 expect_break() {
     wait_until 15 "$1 did not cover the screen with the break screen" full_screen
-    screenshot_changed break-screen "$2" 590 350 100 100
+    screenshot_changed "${3:-break-screen}" "$2" 590 350 100 100
     ok "$1 covered the screen with the break screen"
 }
 # end_break: Escape, once the keyboard's focus is on the break screen, ends the break.
@@ -227,8 +219,7 @@ feed_claude_hook() {
 # connect_fake_tools CODEX-USED CLAUDE-USED: both connected through the command line, as a user
 # would (under WRAP NAME, when set: privacy's strace).
 connect_fake_tools() {
-    install_fake_tools "$1"
-    for tool in codex claude; do
+    install_fake_tools "$1" && for tool in codex claude; do
         ${WRAP:+$WRAP connect-$tool} "$LUMORA" connect $tool >"$OUT/connect-$tool.log" 2>&1 ||
             fail "lumora connect $tool: $(cat "$OUT/connect-$tool.log")"
     done
@@ -238,7 +229,6 @@ connect_fake_tools() {
 # Whether the watcher lists an item of the Lumora process; sets ITEM (its bus name and path).
 # Watchers write an item as "NAME/PATH", "NAME" (path /StatusNotifierItem) or "NAME@PATH" (GNOME).
 lumora_item_registered() {
-    local item name path
     for item in $(watcher RegisteredStatusNotifierItems | grep -o "'[^']*'" | tr -d "'"); do
         name=${item%%[/@]*} path=${item#"${item%%[/@]*}"} path=${path#@}
         [ "$(bus_owner_pid "$name")" = "$LUMORA_PID" ] && ITEM=("$name" "${path:-/StatusNotifierItem}") && return
@@ -261,17 +251,13 @@ lumora_label() { sni_property XAyatanaLabel | sed -n "s/^(<'\(.*\)'>,)\$/\1/p"; 
 label_is() { [ "$(lumora_label)" = "$1" ]; }
 label_has() { [[ "$(lumora_label)" == *"$1"* ]]; }
 # show_status: the item's label becomes what `lumora status` prints.
-show_status() {
-    STATUS="$("$LUMORA" status)"
-    wait_until 20 "the item's label is not \"$STATUS\" as lumora status prints" label_is "$STATUS"
-}
+show_status() { STATUS="$("$LUMORA" status)" && wait_until 20 "the item's label is not \"$STATUS\" as lumora status prints" label_is "$STATUS"; }
 app_server_runs() { grep -c '^app-server' "$SCRATCH/codex-runs" 2>/dev/null || true; }
 ran_since() { [ "$(app_server_runs)" -gt "$1" ]; } # codex app-server ran more often than that since
 # refresh_to LABEL-PART: asks the tray to refresh until it has run codex again (a refresh asked
 # for while one is under way is dropped, as it should be); then the label shows LABEL-PART.
 refresh_to() {
-    local runs
-    runs=$(app_server_runs)
+    local runs=$(app_server_runs)
     for _ in {1..7}; do lumora_call Refresh >/dev/null && poll 3 ran_since "$runs" && break; done
     ran_since "$runs" || fail "the tray did not refresh (no new codex run) within 21 s"
     wait_until 20 "a refresh did not show \"$1\"" label_has "$1"
