@@ -196,16 +196,13 @@ install_fake_tools() {
 #!/bin/sh
 echo "\$*" >> '$SCRATCH/codex-runs'
 case "\$1" in
-login) echo 'Logged in using ChatGPT'; exit 0;;
---version) echo 'codex-cli 0.169.0'; exit 0;;
-app-server)
-    used=\$(cat '$SCRATCH/codex-used') resets=\$(cat '$SCRATCH/codex-resets')
-    read -r _; echo '{"id":1,"result":{}}'
-    read -r _; read -r _
-    echo '{"id":2,"result":{"rateLimits":{"primary":{"usedPercent":'"\$used"',"windowDurationMins":300,"resetsAt":'"\$resets"'}}}}'
+login) echo 'Logged in using ChatGPT';;
+--version) echo 'codex-cli 0.169.0';;
+app-server) read -r _; echo '{"id":1,"result":{}}'; read -r _; read -r _
+    echo '{"id":2,"result":{"rateLimits":{"primary":{"usedPercent":'\$(cat '$SCRATCH/codex-used')',"windowDurationMins":300,"resetsAt":'\$(cat '$SCRATCH/codex-resets')'}}}}'
     exec cat > /dev/null;;
+*) exit 2;;
 esac
-exit 2
 EOF
     printf '#!/bin/sh\necho "2.0.0 (Claude Code)"\n' >"$SCRATCH/bin/claude" && chmod +x "$SCRATCH/bin/codex" "$SCRATCH/bin/claude"
     export LUMORA_CODEX_PATH="$SCRATCH/bin/codex" LUMORA_CLAUDE_PATH="$SCRATCH/bin/claude"
