@@ -68,26 +68,6 @@ protected:
 
 } // namespace
 
-TEST_F(CommandLineTest, AFreshUserSeesNoProviderUnlessAllAreAskedFor) {
-    // Without a command lumora is the tray, which needs a display; the status line does not.
-    const CommandOutcome tray = runLumora(
-        home.path(), {}, {{"DISPLAY", ""}, {"WAYLAND_DISPLAY", ""}, {"QT_QPA_PLATFORM", ""}});
-    EXPECT_EQ(tray.exitCode, 1);
-    EXPECT_EQ(tray.err, "Lumora needs a desktop session to show its tray. `lumora status` works "
-                        "without one.\n");
-    EXPECT_TRUE(printed(lumora({"status"}), 0, "Lumora\n"));
-    EXPECT_TRUE(snapshots().isEmpty());
-    EXPECT_TRUE(printed(lumora({"status", "--all"}), 0, "Codex --% \u00B7 Claude Code --%\n"));
-    EXPECT_EQ(status({"--all"})["title"], "Codex --% \u00B7 Claude Code --%");
-    const QJsonArray both = snapshots({"--all"});
-    ASSERT_EQ(both.size(), 2);
-    EXPECT_EQ(both[0]["providerID"], "codex");
-    EXPECT_EQ(both[1]["statusMessage"], "Claude Code is not installed.");
-    // Snapshots without a verdict are not remembered, and status writes no preferences.
-    EXPECT_FALSE(QFileInfo::exists(home.dataFile("claude-code-snapshot.json")));
-    EXPECT_FALSE(QFileInfo::exists(home.preferencesFile()));
-}
-
 // Connect Claude Code, read its hook's cache, follow the order and switches the tray stored,
 // switch Codex off and Claude Code off again; settings that cannot be rewritten safely are kept.
 TEST_F(CommandLineTest, ConnectClaudeFollowTheStoredChoicesAndDisconnect) {
@@ -128,7 +108,25 @@ TEST_F(CommandLineTest, ConnectClaudeFollowTheStoredChoicesAndDisconnect) {
     EXPECT_EQ(readFile(home.filePath(".claude/settings.json")), "[1, 2, 3]\n");
 }
 
-TEST_F(CommandLineTest, ConnectCodexTellsWhatIsMissingAndStatusRemembersIt) {
+// A fresh user sees no tool unless all are asked for; then Codex is connected and read.
+TEST_F(CommandLineTest, AFreshUserThenConnectCodex) {
+    // Without a command lumora is the tray, which needs a display; the status line does not.
+    const CommandOutcome tray = runLumora(
+        home.path(), {}, {{"DISPLAY", ""}, {"WAYLAND_DISPLAY", ""}, {"QT_QPA_PLATFORM", ""}});
+    EXPECT_EQ(tray.exitCode, 1);
+    EXPECT_EQ(tray.err, "Lumora needs a desktop session to show its tray. `lumora status` works "
+                        "without one.\n");
+    EXPECT_TRUE(printed(lumora({"status"}), 0, "Lumora\n"));
+    EXPECT_TRUE(snapshots().isEmpty());
+    EXPECT_TRUE(printed(lumora({"status", "--all"}), 0, "Codex --% \u00B7 Claude Code --%\n"));
+    EXPECT_EQ(status({"--all"})["title"], "Codex --% \u00B7 Claude Code --%");
+    const QJsonArray both = snapshots({"--all"});
+    ASSERT_EQ(both.size(), 2);
+    EXPECT_EQ(both[0]["providerID"], "codex");
+    EXPECT_EQ(both[1]["statusMessage"], "Claude Code is not installed.");
+    // Snapshots without a verdict are not remembered, and status writes no preferences.
+    EXPECT_FALSE(QFileInfo::exists(home.dataFile("claude-code-snapshot.json")));
+    EXPECT_FALSE(QFileInfo::exists(home.preferencesFile()));
     if (!firstExecutable({"/usr/local/bin/codex", "/usr/bin/codex", "/opt/homebrew/bin/codex"})) {
         EXPECT_TRUE(printed(lumora({"connect", "codex"}), 1, "Codex is not installed.\n"));
     }
