@@ -2,79 +2,61 @@
 # tray through its start, a refresh of both providers and its end. Lumora's own processes open
 # nothing under ~/.claude but settings.json (and the temporary file it is replaced through) and
 # nothing under ~/.codex (only the codex processes Lumora starts do), and connect to no address
-# but the session bus, the system bus (logind's sleep signal) and the X display.
-# The homes hold decoys that a careless reader would open: chats, credentials, histories.
+# but the session bus, the system bus (logind's sleep signal) and the X display. The homes hold
+# decoys that a careless reader would open: chats, credentials, histories.
 source "$(dirname "$0")/lib.sh"
 need strace
 strace -f -o /dev/null true 2>/dev/null || skip "strace cannot trace here (ptrace is not permitted)"
-
 mkdir -p "$HOME/.claude/projects/secret-project" "$HOME/.codex/sessions/2026/11/23"
-echo '{"model":"opus","env":{"ANTHROPIC_API_KEY":"decoy"}}' >"$HOME/.claude/settings.json"
-echo '{"claudeAiOauth":{"accessToken":"decoy"}}' >"$HOME/.claude/.credentials.json"
-echo '{"type":"user","message":"a private chat"}' >"$HOME/.claude/projects/secret-project/chat.jsonl"
-echo '{"display":"a private prompt"}' >"$HOME/.claude/history.jsonl"
-echo '{"tokens":{"access_token":"decoy"}}' >"$HOME/.codex/auth.json"
-echo 'model = "gpt-5"' >"$HOME/.codex/config.toml"
-echo '{"type":"message","content":"a private chat"}' >"$HOME/.codex/sessions/2026/11/23/rollout.jsonl"
-
+while read -r file content; do echo "$content" >"$HOME/$file"; done <<'EOF2'
+.claude/settings.json {"model":"opus","env":{"ANTHROPIC_API_KEY":"decoy"}}
+.claude/.credentials.json {"claudeAiOauth":{"accessToken":"decoy"}}
+.claude/projects/secret-project/chat.jsonl {"type":"user","message":"a private chat"}
+.claude/history.jsonl {"display":"a private prompt"}
+.codex/auth.json {"tokens":{"access_token":"decoy"}}
+.codex/config.toml model = "gpt-5"
+.codex/sessions/2026/11/23/rollout.jsonl {"type":"message","content":"a private chat"}
+EOF2
 start_bus system
 start_bus session
 start_xvfb 1280x800
 start_xfce_panel
-ok "a private X display, session and system bus, and XFCE's panel are up"
-
 strace_options=(-f -qq -y -s 512 -e trace=open,openat,openat2,creat,connect,execve,rename,renameat,renameat2)
-trace() { # trace NAME COMMAND...: runs COMMAND under strace, its calls in $OUT/NAME.strace
-    local name=$1
-    shift
-    strace "${strace_options[@]}" -o "$OUT/$name.strace" "$@"
-}
+trace() { strace "${strace_options[@]}" -o "$OUT/$1.strace" "${@:2}"; } # NAME COMMAND...: calls in NAME.strace
 # Lumora's own calls: every process of the trace until it runs another program (the codex and
 # claude processes, the hook's sh); those are the tools' own business.
-own_calls() {
-    awk '/ execve\(/ && $0 !~ /lumora"/ && $0 !~ /= -1 / { other[$1] = 1 } !($1 in other) { print }' "$@"
-}
-session_path=$(sed -n 's/^unix:path=\([^,]*\).*/\1/p' <<<"$DBUS_SESSION_BUS_ADDRESS")
-system_path=$(sed -n 's/^unix:path=\([^,]*\).*/\1/p' <<<"$DBUS_SYSTEM_BUS_ADDRESS")
-display_path="/tmp/.X11-unix/X${DISPLAY#:}"
-# check_trace NAME: fails the case when the trace $OUT/NAME.strace shows Lumora opening a file
-# under ~/.claude other than settings.json (or the temporary file it is replaced through), any
-# file under ~/.codex, or connecting to another address than the buses and the display.
+own_calls() { awk '/ execve\(/ && $0 !~ /lumora"/ && $0 !~ /= -1 / { other[$1] = 1 } !($1 in other) { print }' "$@"; }
+socket() { sed -n 's/^unix:path=\([^,]*\).*/\1/p' <<<"$1"; }
+allowed=("$(socket "$DBUS_SESSION_BUS_ADDRESS")" "$(socket "$DBUS_SYSTEM_BUS_ADDRESS")" "/tmp/.X11-unix/X${DISPLAY#:}")
+under() { grep -oE "\"$HOME/\\.$1(/[^\"]*)?\"|<$HOME/\\.$1[^>]*>" | tr -d '"<>' | sort -u; }
+# check_trace NAME: the trace NAME.strace shows Lumora opening no file under ~/.claude but
+# settings.json (or the temporary file it is replaced through), none under ~/.codex, and
+# connecting to no address but the buses and the display; it ran codex.
 check_trace() {
-    local name=$1 file="$OUT/$1.strace" opened claude codex addresses problems=""
+    local file="$OUT/$1.strace" opened claude codex addresses problems=""
     opened=$(own_calls "$file" | grep -E ' (open|openat|openat2|creat)\(' | grep -v ' = -1 ' || true)
-    claude=$(grep -oE "\"$HOME/\.claude(/[^\"]*)?\"|<$HOME/\.claude[^>]*>" <<<"$opened" | tr -d '"<>' |
-        sort -u | grep -vxE "$HOME/\.claude/settings\.json(\.tmp\.[A-Za-z0-9]{6})?" || true)
-    codex=$(grep -oE "\"$HOME/\.codex(/[^\"]*)?\"|<$HOME/\.codex[^>]*>" <<<"$opened" | tr -d '"<>' |
-        sort -u || true)
+    claude=$(under claude <<<"$opened" | grep -vxE "$HOME/\.claude/settings\.json(\.tmp\.[A-Za-z0-9]{6})?" || true)
+    codex=$(under codex <<<"$opened" || true)
     addresses=$(own_calls "$file" | grep -E ' connect\(' | grep -oE 'sun_path=[^}]*|sin6?_addr[^}]*' |
-        sed -e 's/sun_path=@/sun_path=/' -e 's/sun_path="\(.*\)"/\1/' | sort -u |
-        grep -vxF -e "$session_path" -e "$system_path" -e "$display_path" || true)
-    [ -z "$claude" ] || problems+="$name opened under ~/.claude: $claude; "
-    [ -z "$codex" ] || problems+="$name opened under ~/.codex: $codex; "
-    [ -z "$addresses" ] || problems+="$name connected to: $addresses; "
+        sed -e 's/sun_path=@/sun_path=/' -e 's/sun_path="\(.*\)"/\1/' | sort -u | grep -vxF "${allowed[@]/#/-e}" || true)
+    [ -z "$claude" ] || problems+="$1 opened under ~/.claude: $claude; "
+    [ -z "$codex" ] || problems+="$1 opened under ~/.codex: $codex; "
+    [ -z "$addresses" ] || problems+="$1 connected to: $addresses; "
     [ -z "$problems" ] || fail "$problems"
-    log "$name: $(grep -cE ' (open|openat|openat2|creat)\(' "$file") opens and $(grep -c ' connect(' "$file") connects traced, none out of bounds ($file)"
+    log "$1: $(grep -cE ' (open|openat|openat2|creat)\(' "$file") opens and $(grep -c ' connect(' "$file") connects traced, none out of bounds"
+    [ "$1" = connect-claude ] || grep -q "execve(\"$SCRATCH/bin/codex\"" "$file" || fail "the trace shows no run of codex: strace saw nothing"
 }
-
 WRAP=trace connect_fake_tools 30 42
 check_trace connect-codex
 check_trace connect-claude
-grep -q "execve(\"$SCRATCH/bin/codex\"" "$OUT/connect-codex.strace" ||
-    fail "the trace does not show lumora connect codex starting codex: strace saw nothing"
 ok "lumora connect codex and lumora connect claude kept to their files under strace"
-
-expected_label="$("$LUMORA" status)" # the status line the tray should show too
 before=$(app_server_runs)
 start_lumora strace "${strace_options[@]}" -o "$OUT/tray.strace"
 wait_until 20 "the tray did not read Codex" ran_since "$before"
-wait_until 20 "the tray does not show \"$expected_label\" as lumora status does" label_is "$expected_label"
+show_status
 feed_claude_hook 50
-refresh_lumora
-wait_until 20 "a refresh did not read Claude Code's new figures" label_has "Claude Code 50%"
+refresh_to "Claude Code 50%"
 ok "the tray started, showed both tools and refreshed both under strace"
 quit_lumora
-
 check_trace tray
-grep -q "execve(\"$SCRATCH/bin/codex\"" "$OUT/tray.strace" || fail "the trace does not show the tray starting codex"
 ok "the tray opened nothing under ~/.claude but settings.json, nothing under ~/.codex, and connected only to the buses and the display"

@@ -5,47 +5,31 @@
 # to run as root, and a desktop session is a user's), so that nothing it starts outlives it.
 # Prints a line per case, the screenshots' paths, and "N passed, N failed, N skipped".
 set -uo pipefail
-here="$(cd "$(dirname "$0")" && pwd)"
-out="$here/../../build/desktop-test"
-[ "${1:-}" != -o ] || { out=$2; shift 2; }
-lumora="${1:-$here/../../build/bin/lumora}"
-shift || true
-cases=("$@")
-[ $# -gt 0 ] || cases=(gnome plasma xfce screens sway dunst privacy)
-[ -x "$lumora" ] || { echo "no lumora at $lumora: build first (make build)" >&2; exit 2; }
-lumora="$(realpath "$lumora")"
-mkdir -p "$out" && out="$(realpath "$out")"
-
-map=(--map-current-user)
-[ "$(id -u)" -ne 0 ] || map=(--map-user=1000 --map-group=1000)
+here="$(cd "$(dirname "$0")" && pwd)" && out="$here/../../build/desktop-test"
+[ "${1:-}" != -o ] || { out=$2 && shift 2; }
+lumora="${1:-$here/../../build/bin/lumora}" && shift
+cases=("${@:-gnome plasma xfce screens sway privacy}") && cases=(${cases[*]})
+[ -x "$lumora" ] || { echo "no lumora at $lumora: build first (make build)" >&2 && exit 2; }
+lumora="$(realpath "$lumora")" && mkdir -p "$out" && out="$(realpath "$out")"
+map=(--map-current-user) && [ "$(id -u)" -ne 0 ] || map=(--map-user=1000 --map-group=1000)
 isolate=(unshare --user "${map[@]}" --pid --fork --kill-child --mount-proc)
-"${isolate[@]}" true 2>/dev/null || {
-    echo "note: no user and PID namespaces here; each case ends its processes itself"
-    isolate=()
-}
-
+"${isolate[@]}" true 2>/dev/null || { echo "note: no user and PID namespaces here; each case ends its processes itself" && isolate=(); }
 passed=0 failed=0 skipped=0 limit=${CASE_TIMEOUT:-150}
 for name in "${cases[@]}"; do
-    [ -f "$here/case-$name.sh" ] || { echo "no such case: $name" >&2; exit 2; }
-    rm -rf "${out:?}/$name" && mkdir -p "$out/$name"
-    echo "== $name"
-    start=$SECONDS
-    scratch="$(mktemp -d /tmp/lumora-desktop-"$name".XXXXXX)"
+    [ -f "$here/case-$name.sh" ] || { echo "no such case: $name" >&2 && exit 2; }
+    rm -rf "${out:?}/$name" && mkdir -p "$out/$name" && echo "== $name"
+    start=$SECONDS scratch="$(mktemp -d /tmp/lumora-desktop-"$name".XXXXXX)" log="$out/$name/case.log"
     CASE=$name OUT="$out/$name" LUMORA="$lumora" SCRATCH="$scratch" timeout --kill-after=10 "$limit" \
-        "${isolate[@]}" bash "$here/case-$name.sh" 2>&1 | tee "$out/$name/case.log"
+        "${isolate[@]}" bash "$here/case-$name.sh" 2>&1 | tee "$log"
     status=${PIPESTATUS[0]}
     rm -rf "$scratch"
     case $status in
     0) echo "PASS $name ($((SECONDS - start)) s)" && passed=$((passed + 1)) ;;
     77) skipped=$((skipped + 1)) ;;
-    124 | 137) echo "FAIL $name: took longer than $limit s (log: $out/$name/case.log)" && failed=$((failed + 1)) ;;
-    *)
-        grep -q "^FAIL $name" "$out/$name/case.log" || echo "FAIL $name: exited with $status (log: $out/$name/case.log)"
-        failed=$((failed + 1))
-        ;;
+    124 | 137) echo "FAIL $name: took longer than $limit s (log: $log)" && failed=$((failed + 1)) ;;
+    *) grep -q "^FAIL $name" "$log" || echo "FAIL $name: exited with $status (log: $log)"; failed=$((failed + 1)) ;;
     esac
 done
-echo -e "\nScreenshots:"
-find "$out" -name '*.png' | sort | sed 's/^/  /'
+echo -e "\nScreenshots:" && find "$out" -name '*.png' | sort | sed 's/^/  /'
 echo -e "\ndesktop: $passed passed, $failed failed, $skipped skipped"
 [ "$failed" -eq 0 ]
