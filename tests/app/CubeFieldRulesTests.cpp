@@ -11,91 +11,72 @@ using namespace lumora::cubefield;
 
 namespace {
 
-QDateTime utc(const char* iso) {
-    QDateTime date = QDateTime::fromString(QString::fromLatin1(iso), Qt::ISODateWithMs);
-    EXPECT_TRUE(date.isValid()) << iso;
-    return date;
+void expectEqual(const std::vector<double>& got, const std::vector<double>& want) {
+    ASSERT_EQ(got.size(), want.size());
+    for (std::size_t k = 0; k < got.size(); ++k) {
+        EXPECT_DOUBLE_EQ(got[k], want[k]) << k;
+    }
 }
 
 } // namespace
 
-TEST(CubeFieldRules, PrismSizeAndGridCountFollowTheCanvas) {
-    EXPECT_NEAR(prismSize(900), 64.2857, 1e-4);
-    EXPECT_EQ(gridCount({1440, 900}), 52);
-    EXPECT_DOUBLE_EQ(prismSize(600), 50);
-    EXPECT_EQ(gridCount({800, 600}), 43);
-    EXPECT_DOUBLE_EQ(prismSize(2000), 82);
-    EXPECT_EQ(gridCount({3000, 2000}), 83);
-
-    // The size is H / 14 only between 700 and 1148 points of height.
-    EXPECT_DOUBLE_EQ(prismSize(700), 50);
-    EXPECT_DOUBLE_EQ(prismSize(300), 50);
-    EXPECT_DOUBLE_EQ(prismSize(1148), 82);
-    EXPECT_DOUBLE_EQ(prismSize(2160), 82);
-    EXPECT_NEAR(prismSize(1000), 71.4286, 1e-4);
-
-    // A small canvas still gets the minimum grid.
-    EXPECT_EQ(gridCount({100, 100}), 28);
-
-    const GridSteps steps = gridSteps(50);
-    EXPECT_DOUBLE_EQ(steps.across, 28);
-    EXPECT_DOUBLE_EQ(steps.down, 14.72);
+TEST(CubeFieldRules, SizesGridsPhasesGlowsAndTones) {
+    // The prism size is H / 14, held between 50 and 82 points; the grid has at least 28 cells.
+    for (const auto& [height, size] : {std::pair{900.0, 900 / 14.0},
+                                       {600.0, 50.0},
+                                       {2000.0, 82.0},
+                                       {700.0, 50.0},
+                                       {300.0, 50.0},
+                                       {1148.0, 82.0},
+                                       {2160.0, 82.0},
+                                       {1000.0, 1000 / 14.0}}) {
+        EXPECT_NEAR(prismSize(height), size, 1e-9) << height;
+    }
+    for (const auto& [canvas, count] : {std::pair{QSizeF(1440, 900), 52},
+                                        {QSizeF(800, 600), 43},
+                                        {QSizeF(3000, 2000), 83},
+                                        {QSizeF(100, 100), 28}}) {
+        EXPECT_EQ(gridCount(canvas), count) << canvas.width();
+    }
+    expectEqual({gridSteps(50).across, gridSteps(50).down}, {28, 14.72});
     const PrismShape shape = prismShape(50);
-    EXPECT_DOUBLE_EQ(shape.width, 45);
-    EXPECT_DOUBLE_EQ(shape.topHeight, 20.7);
-    EXPECT_DOUBLE_EQ(shape.depth, 20.7);
-}
+    expectEqual({shape.width, shape.topHeight, shape.depth}, {45, 20.7, 20.7});
 
-TEST(CubeFieldRules, TimePhaseCountsFromTheStartOf2001AndWrapsEvery1000Seconds) {
-    EXPECT_DOUBLE_EQ(timePhase(utc("2001-01-01T00:00:00Z")), 0);
-    EXPECT_DOUBLE_EQ(timePhase(utc("2001-01-01T00:16:39.500Z")), 999.5);
-    EXPECT_DOUBLE_EQ(timePhase(utc("2001-01-01T00:16:40Z")), 0); // the waves jump here
-    EXPECT_DOUBLE_EQ(timePhase(utc("2001-01-01T00:16:41.250Z")), 1.25);
-    // The same instant written in another time zone.
-    EXPECT_DOUBLE_EQ(timePhase(utc("2001-01-01T02:16:41.250+02:00")), 1.25);
-    // Before the reference date the remainder keeps its minus sign.
-    EXPECT_DOUBLE_EQ(timePhase(utc("2000-12-31T23:59:59.500Z")), -0.5);
-    EXPECT_DOUBLE_EQ(timePhase(utc("2000-12-31T23:43:19Z")), -1);
-    // 2024-01-01 is 8,400 days (725,760,000 seconds) after the reference date.
-    EXPECT_DOUBLE_EQ(timePhase(utc("2024-01-01T00:06:40Z")), 400);
-}
+    // Seconds since the start of 2001, wrapping every 1000 seconds; before it the sign stays.
+    for (const auto& [iso, phase] : {std::pair{"2001-01-01T00:00:00Z", 0.0},
+                                     {"2001-01-01T00:16:39.500Z", 999.5},
+                                     {"2001-01-01T00:16:40Z", 0.0},
+                                     {"2001-01-01T00:16:41.250Z", 1.25},
+                                     {"2001-01-01T02:16:41.250+02:00", 1.25},
+                                     {"2000-12-31T23:59:59.500Z", -0.5},
+                                     {"2000-12-31T23:43:19Z", -1.0},
+                                     {"2024-01-01T00:06:40Z", 400.0}}) {
+        const QDateTime date = QDateTime::fromString(QString::fromLatin1(iso), Qt::ISODateWithMs);
+        EXPECT_DOUBLE_EQ(timePhase(date), phase) << iso;
+    }
 
-TEST(CubeFieldRules, GlowsCircleTheirRestingPlacesAndRestThereWithMotionReduced) {
+    // The glows circle their resting places (where they stay with motion reduced).
     const GlowCentres still = glowCentres({1000, 800}, 0);
-    EXPECT_DOUBLE_EQ(still.a.x(), 680);
-    EXPECT_DOUBLE_EQ(still.a.y(), 0.345 * 800);
-    EXPECT_DOUBLE_EQ(still.b.x(), 280);
-    EXPECT_DOUBLE_EQ(still.b.y(), 0.685 * 800);
-
-    // A quarter turn of the backdrop phase (0.18 T = pi / 2).
-    const GlowCentres turned = glowCentres({1000, 800}, M_PI / 2 / 0.18);
-    EXPECT_NEAR(turned.a.x(), 770, 1e-9);
-    EXPECT_NEAR(turned.a.y(), 240, 1e-9);
-    EXPECT_NEAR(turned.b.x(), 210, 1e-9);
-    EXPECT_NEAR(turned.b.y(), 576, 1e-9);
-
+    EXPECT_EQ(still.a, QPointF(680, 0.345 * 800));
+    EXPECT_EQ(still.b, QPointF(280, 0.685 * 800));
+    const GlowCentres turned = glowCentres({1000, 800}, M_PI / 2 / 0.18); // a quarter turn
+    for (const auto& [got, want] :
+         {std::pair{turned.a, QPointF(770, 240)}, {turned.b, QPointF(210, 576)}}) {
+        EXPECT_NEAR(got.x(), want.x(), 1e-9);
+        EXPECT_NEAR(got.y(), want.y(), 1e-9);
+    }
     EXPECT_EQ(glowA().size, QSizeF(520, 360));
     EXPECT_EQ(glowB().size, QSizeF(460, 310));
-}
 
-TEST(CubeFieldRules, MetalTonesAreTintedAndStayWithinRange) {
+    // Metal tones are tinted, clip at 1 near white and stay within range.
     const Colour mid = metal(0.5);
-    EXPECT_DOUBLE_EQ(mid.red, 0.5);
-    EXPECT_DOUBLE_EQ(mid.green, 0.5025);
-    EXPECT_DOUBLE_EQ(mid.blue, 0.504);
-    EXPECT_DOUBLE_EQ(mid.alpha, 0.98);
-
-    // Near white the tint clips at 1 instead of passing it.
+    expectEqual({mid.red, mid.green, mid.blue, mid.alpha}, {0.5, 0.5025, 0.504, 0.98});
     const Colour bright = metal(0.998);
-    EXPECT_DOUBLE_EQ(bright.red, 0.998);
-    EXPECT_DOUBLE_EQ(bright.green, 1);
-    EXPECT_DOUBLE_EQ(bright.blue, 1);
-
+    expectEqual({bright.red, bright.green, bright.blue}, {0.998, 1, 1});
     for (double x = -1; x <= 2; x += 0.01) {
         const Colour c = metal(x);
         for (const double component : {c.red, c.green, c.blue, c.alpha}) {
-            ASSERT_GE(component, 0) << x;
-            ASSERT_LE(component, 1) << x;
+            ASSERT_TRUE(component >= 0 && component <= 1) << x;
         }
     }
     EXPECT_DOUBLE_EQ(metal(-0.2).red, 0);
@@ -105,8 +86,7 @@ TEST(CubeFieldRules, MetalTonesAreTintedAndStayWithinRange) {
 TEST(CubeFieldRules, WaveLiftAndBrightnessStayInTheirBands) {
     for (double angle = -20; angle <= 20; angle += 0.001) {
         const double m = waveBrightness(angle);
-        ASSERT_GE(m, 0.32);
-        ASSERT_LE(m, 0.48 + 1e-12);
+        ASSERT_TRUE(m >= 0.32 && m <= 0.48 + 1e-12) << angle;
         ASSERT_LE(std::abs(waveLift(angle, 82)), maximumLiftPerPrismSize * 82);
     }
     EXPECT_NEAR(waveBrightness(0.75 + M_PI / 2), 0.48, 1e-12);
@@ -157,21 +137,13 @@ TEST(CubeFieldRules, PrismsAreVisitedByDiagonalsBackToFront) {
     }
 }
 
-TEST(CubeFieldRules, AnEmptyCanvasHasNoPrisms) {
-    EXPECT_TRUE(visiblePrisms({0, 0}, 0).empty());
-    EXPECT_TRUE(visiblePrisms({1440, 0}, 12).empty());
-    EXPECT_TRUE(visiblePrisms({0, 900}, 12).empty());
-    EXPECT_TRUE(visiblePrisms({-5, 900}, 12).empty());
+TEST(CubeFieldRules, EmptyCanvasesHaveNoPrismsLargerOnesMoreAndTimeMovesThemUpAndDown) {
+    for (const QSizeF canvas : {QSizeF(0, 0), QSizeF(1440, 0), QSizeF(0, 900), QSizeF(-5, 900)}) {
+        EXPECT_TRUE(visiblePrisms(canvas, 12).empty()) << canvas.width();
+    }
     EXPECT_FALSE(visiblePrisms({1, 1}, 12).empty());
-}
-
-TEST(CubeFieldRules, LargerScreensDrawMorePrismsAndTheWaveMovesWithTime) {
-    const std::size_t small = visiblePrisms({1440, 900}, 5).size();
-    const std::size_t large = visiblePrisms({3840, 2160}, 5).size();
-    EXPECT_GT(large, 2 * small);
-
-    // Time moves the prisms up and down, never across.
     const auto first = visiblePrisms({1440, 900}, 5);
+    EXPECT_GT(visiblePrisms({3840, 2160}, 5).size(), 2 * first.size());
     const auto moved = visiblePrisms({1440, 900}, 6);
     ASSERT_EQ(first.size(), moved.size());
     double largestShift = 0;
