@@ -22,49 +22,33 @@ void expectEqual(const std::vector<double>& got, const std::vector<double>& want
 
 TEST(CubeFieldRules, SizesGridsPhasesGlowsAndTones) {
     // The prism size is H / 14, held between 50 and 82 points; the grid has at least 28 cells.
-    for (const auto& [height, size] : {std::pair{900.0, 900 / 14.0},
-                                       {600.0, 50.0},
-                                       {2000.0, 82.0},
-                                       {700.0, 50.0},
-                                       {300.0, 50.0},
-                                       {1148.0, 82.0},
-                                       {2160.0, 82.0},
-                                       {1000.0, 1000 / 14.0}}) {
-        EXPECT_NEAR(prismSize(height), size, 1e-9) << height;
-    }
-    for (const auto& [canvas, count] : {std::pair{QSizeF(1440, 900), 52},
-                                        {QSizeF(800, 600), 43},
-                                        {QSizeF(3000, 2000), 83},
-                                        {QSizeF(100, 100), 28}}) {
-        EXPECT_EQ(gridCount(canvas), count) << canvas.width();
-    }
+    expectEqual({prismSize(900), prismSize(600), prismSize(2000), prismSize(700), prismSize(300),
+                 prismSize(1148), prismSize(2160), prismSize(1000)},
+                {900 / 14.0, 50, 82, 50, 50, 82, 82, 1000 / 14.0});
+    EXPECT_EQ(QList<int>({gridCount({1440, 900}), gridCount({800, 600}), gridCount({3000, 2000}),
+                          gridCount({100, 100})}),
+              QList<int>({52, 43, 83, 28}));
     expectEqual({gridSteps(50).across, gridSteps(50).down}, {28, 14.72});
     const PrismShape shape = prismShape(50);
     expectEqual({shape.width, shape.topHeight, shape.depth}, {45, 20.7, 20.7});
 
     // Seconds since the start of 2001, wrapping every 1000 seconds; before it the sign stays.
-    for (const auto& [iso, phase] : {std::pair{"2001-01-01T00:00:00Z", 0.0},
-                                     {"2001-01-01T00:16:39.500Z", 999.5},
-                                     {"2001-01-01T00:16:40Z", 0.0},
-                                     {"2001-01-01T00:16:41.250Z", 1.25},
-                                     {"2001-01-01T02:16:41.250+02:00", 1.25},
-                                     {"2000-12-31T23:59:59.500Z", -0.5},
-                                     {"2000-12-31T23:43:19Z", -1.0},
-                                     {"2024-01-01T00:06:40Z", 400.0}}) {
-        const QDateTime date = QDateTime::fromString(QString::fromLatin1(iso), Qt::ISODateWithMs);
-        EXPECT_DOUBLE_EQ(timePhase(date), phase) << iso;
-    }
+    const auto phase = [](const char* iso) {
+        return timePhase(QDateTime::fromString(QString::fromLatin1(iso), Qt::ISODateWithMs));
+    };
+    expectEqual({phase("2001-01-01T00:00:00Z"), phase("2001-01-01T00:16:39.500Z"),
+                 phase("2001-01-01T00:16:40Z"), phase("2001-01-01T00:16:41.250Z"),
+                 phase("2001-01-01T02:16:41.250+02:00"), phase("2000-12-31T23:59:59.500Z"),
+                 phase("2000-12-31T23:43:19Z"), phase("2024-01-01T00:06:40Z")},
+                {0, 999.5, 0, 1.25, 1.25, -0.5, -1, 400});
 
     // The glows circle their resting places (where they stay with motion reduced).
     const GlowCentres still = glowCentres({1000, 800}, 0);
     EXPECT_EQ(still.a, QPointF(680, 0.345 * 800));
     EXPECT_EQ(still.b, QPointF(280, 0.685 * 800));
     const GlowCentres turned = glowCentres({1000, 800}, M_PI / 2 / 0.18); // a quarter turn
-    for (const auto& [got, want] :
-         {std::pair{turned.a, QPointF(770, 240)}, {turned.b, QPointF(210, 576)}}) {
-        EXPECT_NEAR(got.x(), want.x(), 1e-9);
-        EXPECT_NEAR(got.y(), want.y(), 1e-9);
-    }
+    EXPECT_EQ(turned.a, QPointF(770, 240)); // QPointF compares with a relative tolerance
+    EXPECT_EQ(turned.b, QPointF(210, 576));
     EXPECT_EQ(glowA().size, QSizeF(520, 360));
     EXPECT_EQ(glowB().size, QSizeF(460, 310));
 
