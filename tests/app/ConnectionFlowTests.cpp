@@ -96,7 +96,7 @@ TEST_F(ConnectionFlowTest, ClaudeSetUpChecksThenInstallsTheHookAndForcesLiveData
     EXPECT_EQ(harness.claude->script->fetches(), 1);
 }
 
-TEST_F(ConnectionFlowTest, TheRealHookIsInstalledAndAFailureKeepsTheSettings) {
+TEST_F(ConnectionFlowTest, TheRealHookIsInstalledAndRemovedAndAFailureKeepsTheSettings) {
     AppModel::Services services = harness.services();
     const auto real = harness.realClaudeProvider();
     services.claudeProvider = real;
@@ -127,6 +127,14 @@ TEST_F(ConnectionFlowTest, TheRealHookIsInstalledAndAFailureKeepsTheSettings) {
     EXPECT_EQ(claudeSettings().value("theme"), "dark");
     EXPECT_EQ(m.snapshot().statusMessage,
               "Open Claude Code and send a message once to sync usage.");
+
+    // Disconnecting removes the hook, switches Claude Code off and stores that.
+    ASSERT_TRUE(waitFor(m.disconnectClaude()));
+    EXPECT_FALSE(real->statusLineInstaller().isInstalled());
+    EXPECT_EQ(claudeSettings(), QJsonObject({{"theme", "dark"}}));
+    EXPECT_EQ(harness.storedPreference("providerEnabled"), QJsonValue(false));
+    EXPECT_EQ(claudeState(m), Kind::disconnected);
+    EXPECT_EQ(m.snapshot().statusMessage, "Claude Code is disconnected.");
 }
 
 TEST_F(ConnectionFlowTest, SetUpSendsTheUserToTheRightPlaceAndWatches) {
@@ -225,25 +233,7 @@ TEST_F(ConnectionFlowTest, MonitorsEndOnTheirVerdictAfterTheLastCheckOrWhenSwitc
     EXPECT_FALSE(gives->preferences()->codexEnabled()); // the late answer does not switch it on
 }
 
-TEST_F(ConnectionFlowTest, DisconnectingClaudeRemovesTheHookAndSwitchesItOff) {
-    writeFile(harness.home.filePath(".claude/settings.json"),
-              R"({"statusLine": {"type": "command", "command": "echo mine"}})");
-    const auto real = harness.realClaudeProvider();
-    real->installStatusLineSync();
-    harness.storePreference("providerEnabled", true);
-    AppModel::Services services = harness.services();
-    services.claudeProvider = real;
-    AppModel m(services);
-    ASSERT_TRUE(waitFor(m.refresh(false)));
-
-    ASSERT_TRUE(waitFor(m.disconnectClaude()));
-    EXPECT_FALSE(m.preferences()->claudeEnabled());
-    EXPECT_EQ(harness.storedPreference("providerEnabled"), QJsonValue(false));
-    EXPECT_EQ(claudeState(m), Kind::disconnected);
-    EXPECT_EQ(m.snapshot().statusMessage, "Claude Code is disconnected.");
-    EXPECT_EQ(claudeSettings().value("statusLine")["command"], "echo mine");
-
-    // A removal that fails keeps the switch on and says why.
+TEST_F(ConnectionFlowTest, AHookThatCannotBeRemovedKeepsClaudeOnAndSaysWhy) {
     harness.storePreference("providerEnabled", true);
     harness.claude->uninstallFails = true;
     const auto failing = model();
