@@ -168,23 +168,6 @@ TEST_F(ConnectionFlowTest, SetUpSendsTheUserToTheRightPlaceAndWatches) {
     harness.codex->script->readinessGate.open();
 }
 
-TEST_F(ConnectionFlowTest, OtherStatesRunAReadinessCheck) {
-    const auto m = model();
-    m->handleClaudeReadiness(Readiness::unavailable("broken"));
-    m->handleCodexReadiness(Readiness::setupRequired()); // failed: incomplete set-up
-    harness.claude->script->setReadiness({Readiness::loginRequired()});
-    harness.codex->script->setReadiness({Readiness::ready()});
-    m->continueClaudeSetup();
-    m->continueCodexSetup();
-    EXPECT_EQ(claudeState(*m), Kind::checking);
-    EXPECT_EQ(codexState(*m), Kind::checking);
-    ASSERT_TRUE(waitUntil([&] { return claudeState(*m) == Kind::loginRequired; }));
-    ASSERT_TRUE(waitUntil([&] { return m->preferences()->codexEnabled(); }));
-    EXPECT_EQ(codexState(*m), Kind::disconnected);
-    EXPECT_TRUE(harness.desktop->openedUrls.isEmpty());
-    EXPECT_FALSE(m->connections()->isClaudeMonitorRunning());
-}
-
 TEST_F(ConnectionFlowTest, MonitorsEndOnTheirVerdictAfterTheLastCheckOrWhenSwitchedOff) {
     const auto m = model();
     // Claude Code: anything but a missing tool ends the watch.

@@ -65,63 +65,19 @@ TEST(CubeFieldRules, SizesGridsPhasesGlowsAndTones) {
     }
     EXPECT_DOUBLE_EQ(metal(-0.2).red, 0);
     EXPECT_DOUBLE_EQ(metal(0.62 + 0.18).blue, 0.8 * 1.008);
-}
-
-TEST(CubeFieldRules, WaveLiftAndBrightnessStayInTheirBands) {
-    for (double angle = -20; angle <= 20; angle += 0.001) {
-        const double m = waveBrightness(angle);
-        ASSERT_TRUE(m >= 0.32 && m <= 0.48 + 1e-12) << angle;
-        ASSERT_LE(std::abs(waveLift(angle, 82)), maximumLiftPerPrismSize * 82);
-    }
-    EXPECT_NEAR(waveBrightness(0.75 + M_PI / 2), 0.48, 1e-12);
+    EXPECT_NEAR(waveBrightness(0.75 + M_PI / 2), 0.48, 1e-12); // the wave's brightness band
     EXPECT_NEAR(waveBrightness(0.75 - M_PI / 2), 0.32, 1e-12);
-    // At θ = 0 only the third harmonic lifts: s * 0.016 * sin(0.28).
-    EXPECT_NEAR(waveLift(0, 50), 50 * 0.016 * std::sin(0.28), 1e-12);
-    EXPECT_DOUBLE_EQ(waveAngle(22, 20, 21, 0), 0.24 - 0.025);
-    EXPECT_DOUBLE_EQ(waveAngle(21, 21, 21, 10), -2.3);
 }
 
-TEST(CubeFieldRules, PrismsAreVisitedByDiagonalsBackToFront) {
-    // 800 x 600: s = 50, N = 43, c = 21, steps 28 across and 14.72 down.
-    const std::vector<PlacedPrism> prisms = visiblePrisms({800, 600}, 0);
-    ASSERT_FALSE(prisms.empty());
-
-    // The centre cell (21, 21) sits at the canvas centre, lifted by the third harmonic only.
-    const double centreLift = 50 * 0.016 * std::sin(0.28);
-    auto centre = std::find_if(prisms.begin(), prisms.end(), [&](const PlacedPrism& prism) {
-        return std::abs(prism.centre.x() - 400) < 1e-9 &&
-               std::abs(prism.centre.y() - (300 - centreLift)) < 1e-9;
-    });
-    ASSERT_NE(centre, prisms.end());
-    EXPECT_NEAR(centre->brightness, 0.32 + 0.08 * (1 + std::sin(-0.75)), 1e-12);
-
-    // Within a diagonal j grows, so prisms go from right to left, 2 * 28 points apart: before
-    // the centre came (22, 20) and after it comes (20, 22).
-    ASSERT_NE(centre, prisms.begin());
-    ASSERT_NE(centre + 1, prisms.end());
-    const double before = 0.24 - 0.025;
-    EXPECT_NEAR((centre - 1)->centre.x(), 456, 1e-9);
-    EXPECT_NEAR((centre - 1)->centre.y(), 300 - waveLift(before, 50), 1e-9);
-    EXPECT_NEAR((centre - 1)->brightness, waveBrightness(before), 1e-12);
-    EXPECT_NEAR((centre + 1)->centre.x(), 344, 1e-9);
-    EXPECT_NEAR((centre + 1)->brightness, waveBrightness(-before), 1e-12);
-
-    // Diagonals are drawn top to bottom: without the lift, rows never go back up the screen.
-    const double s = 50;
+// Prisms are drawn back to front (diagonals top to bottom, rows never going back up beyond the
+// wave's reach); empty canvases have none, larger ones more, and time moves them up and down.
+TEST(CubeFieldRules, PrismsBackToFrontOnlyOnCanvasesAndMovedByTime) {
+    const double reach = maximumLiftPerPrismSize * 50;
     double lowestSoFar = -1e9;
-    for (const PlacedPrism& prism : prisms) {
-        const double reach = maximumLiftPerPrismSize * s;
+    for (const PlacedPrism& prism : visiblePrisms({800, 600}, 0)) {
         EXPECT_GE(prism.centre.y() + 2 * reach, lowestSoFar - 1e-9);
         lowestSoFar = std::max(lowestSoFar, prism.centre.y());
-        // Only cells near the canvas are kept.
-        EXPECT_GE(prism.centre.x(), -3 * s);
-        EXPECT_LE(prism.centre.x(), 800 + 3 * s);
-        EXPECT_GE(prism.centre.y(), -3 * s - reach);
-        EXPECT_LE(prism.centre.y(), 600 + 3 * s + reach);
     }
-}
-
-TEST(CubeFieldRules, EmptyCanvasesHaveNoPrismsLargerOnesMoreAndTimeMovesThemUpAndDown) {
     for (const QSizeF canvas : {QSizeF(0, 0), QSizeF(1440, 0), QSizeF(0, 900), QSizeF(-5, 900)}) {
         EXPECT_TRUE(visiblePrisms(canvas, 12).empty()) << canvas.width();
     }

@@ -211,21 +211,3 @@ TEST_F(RefreshTest, StartRunsOneRefreshLoopAndOneUpdateLoop) {
     EXPECT_EQ(harness.updateChecker->checks, 1); // the next one is hours away
     EXPECT_EQ(harness.claude->script->fetches(), harness.codex->script->fetches());
 }
-
-TEST_F(RefreshTest, EveryChangeOfAnyPartReachesTheGeneralSignal) {
-    const auto model = harness.makeModel();
-    int changed = 0;
-    QObject::connect(model.get(), &AppModel::changed, [&] { ++changed; });
-    const auto changesBy = [&](const std::function<void()>& action) {
-        const int before = changed;
-        action();
-        return changed - before;
-    };
-    EXPECT_EQ(changesBy([&] { model->preferences()->setShowClaudeInMenuBar(true); }), 1);
-    EXPECT_EQ(changesBy([&] { model->preferences()->setShowClaudeInMenuBar(true); }), 0);
-    EXPECT_EQ(
-        changesBy([&] { model->handleCodexReadiness(LocalProviderReadiness::loginRequired()); }),
-        1);
-    EXPECT_EQ(changesBy([&] { model->photo()->importBreakBackgroundImage("/nonexistent"); }), 1);
-    EXPECT_EQ(changesBy([&] { waitFor(model->checkForUpdates(true)); }), 1);
-}
