@@ -37,21 +37,27 @@ protected:
 
 } // namespace
 
-TEST_F(PreferencesTest, AFreshUserGetsTheDefaultsAndNothingIsWritten) {
+TEST_F(PreferencesTest, AFreshUserGetsTheDefaultsAndOnlyARealSwapWritesTheOrder) {
     const auto model = harness.makeModel();
     const AppPreferences& p = *model->preferences();
     EXPECT_EQ(p.providerOrder(), QStringList({"codex", "claude-code"}));
     EXPECT_EQ(p.breakTextColor(), QColor(Qt::white));
     EXPECT_EQ(p.breakScreenStyle(), BreakScreenStyle::motion);
-    EXPECT_FALSE(p.alertsEnabled());
-    EXPECT_FALSE(p.claudeEnabled());
-    EXPECT_FALSE(p.codexEnabled());
+    EXPECT_FALSE(p.alertsEnabled() || p.claudeEnabled() || p.codexEnabled() ||
+                 p.showClaudeInMenuBar());
     EXPECT_TRUE(p.showCodexInMenuBar());
-    EXPECT_FALSE(p.showClaudeInMenuBar());
     EXPECT_EQ(model->menuBarDisplayText(), "Lumora");
     settle();
-    EXPECT_FALSE(QFileInfo::exists(harness.preferencesPath()));
     EXPECT_EQ(harness.claude->script->fetches(), 0); // construction starts nothing
+    model->swapProviders("codex", "codex");
+    model->swapProviders("codex", "gemini");
+    model->swapProviders("gemini", "codex");
+    EXPECT_FALSE(QFileInfo::exists(harness.preferencesPath()));
+
+    model->swapProviders("claude-code", "codex");
+    EXPECT_EQ(p.providerOrder(), QStringList({"claude-code", "codex"}));
+    EXPECT_EQ(harness.storedPreference("providerOrder"),
+              QJsonValue(QJsonArray{"claude-code", "codex"}));
 }
 
 TEST_F(PreferencesTest, StoredChoicesAreReadWithoutWritingOrAskingAnything) {
@@ -151,19 +157,6 @@ TEST(ProviderOrder, NormalisationKeepsKnownEntriesAndCompletesTheRest) {
     EXPECT_EQ(normalizedProviderOrder(List{"codex", "codex"}),
               List({"codex", "codex", "claude-code"}));
     EXPECT_EQ(normalizedProviderOrder(List{"Codex", "", "claude"}), List({"codex", "claude-code"}));
-}
-
-TEST_F(PreferencesTest, SwappingExchangesTwoProvidersAndWritesOnlyRealSwaps) {
-    const auto model = harness.makeModel();
-    model->swapProviders("codex", "codex");
-    model->swapProviders("codex", "gemini");
-    model->swapProviders("gemini", "codex");
-    EXPECT_FALSE(QFileInfo::exists(harness.preferencesPath()));
-
-    model->swapProviders("claude-code", "codex");
-    EXPECT_EQ(model->preferences()->providerOrder(), QStringList({"claude-code", "codex"}));
-    EXPECT_EQ(harness.storedPreference("providerOrder"),
-              QJsonValue(QJsonArray{"claude-code", "codex"}));
 }
 
 TEST(JsonFilePreferencesStore, WritesKeepWhatAnotherProcessStoredMeanwhile) {
