@@ -35,7 +35,7 @@ void settle() {
 }
 
 void runEventsFor(std::chrono::milliseconds duration) {
-    QDeadlineTimer deadline(duration);
+    const QDeadlineTimer deadline(duration);
     waitUntil([&] { return deadline.hasExpired(); }, duration + std::chrono::seconds(1));
 }
 
@@ -185,10 +185,6 @@ std::optional<bool> ProviderScript::lastForceLive() const {
     return m_lastForceLive;
 }
 
-void FakeClaudeProvider::installStatusLineSync() const {
-    ++installs;
-}
-
 void FakeClaudeProvider::uninstallStatusLineSync() const {
     if (uninstallFails) {
         throw FileSystemError("The hook could not be removed.");
@@ -198,11 +194,6 @@ void FakeClaudeProvider::uninstallStatusLineSync() const {
 QFuture<bool> FakeNotifier::requestAuthorization() {
     ++authorizationRequests;
     return QtFuture::makeReadyFuture(authorizes);
-}
-
-QFuture<void> FakeNotifier::send(const QString& title, const QString& body) {
-    sent.append(title + " | " + body);
-    return QtFuture::makeReadyFuture();
 }
 
 void FakeDesktop::chooseImage(QWindow* over, std::function<void(const QString&)> chosen) {
@@ -242,12 +233,6 @@ uint FakeNotificationService::Notify(const QString& appName, uint replacesId, co
                                      int expireTimeout) {
     received.append({appName, replacesId, icon, summary, body, actions, hints, expireTimeout});
     return static_cast<uint>(received.size());
-}
-
-QString FakeNotificationService::GetServerInformation(QString& vendor, QString& version,
-                                                      QString& specVersion) {
-    vendor = version = specVersion = QStringLiteral("test");
-    return QStringLiteral("fake-notifications");
 }
 
 std::optional<AppUpdateManifest> FakeUpdateChecker::check(const QString& currentVersion) const {
@@ -305,10 +290,8 @@ std::shared_ptr<ClaudeUsageProvider> ModelHarness::realClaudeProvider() const {
 }
 
 void ModelHarness::storePreference(const QString& key, const QJsonValue& value) const {
-    QJsonObject object;
-    if (QFile::exists(preferencesPath())) {
-        object = QJsonDocument::fromJson(readFile(preferencesPath())).object();
-    }
+    QJsonObject object =
+        QFile::exists(preferencesPath()) ? readJsonObject(preferencesPath()) : QJsonObject();
     object.insert(key, value);
     writeFile(preferencesPath(), QJsonDocument(object).toJson());
 }
@@ -326,10 +309,8 @@ void ModelHarness::enableBoth(const std::optional<UsageSnapshot>& claudeAnswer,
 }
 
 std::optional<QJsonValue> ModelHarness::storedPreference(const QString& key) const {
-    if (!QFile::exists(preferencesPath())) {
-        return std::nullopt;
-    }
-    const QJsonObject object = QJsonDocument::fromJson(readFile(preferencesPath())).object();
+    const QJsonObject object =
+        QFile::exists(preferencesPath()) ? readJsonObject(preferencesPath()) : QJsonObject();
     return object.contains(key) ? std::optional(object.value(key)) : std::nullopt;
 }
 

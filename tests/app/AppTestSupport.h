@@ -33,12 +33,10 @@ template <typename T> bool waitFor(const QFuture<T>& future) {
 }
 // Lets the thread pool and the event loop settle: every background task and queued call done.
 void settle();
-// Runs the event loop for this long: for animations to come to rest before a screenshot, or to
-// show that something does not happen.
+// Runs the event loop for this long (animations at rest, or something that does not happen).
 void runEventsFor(std::chrono::milliseconds duration);
 
-// Records every warning and error Qt reports while it exists (QML's binding and type errors
-// among them), so that a test can fail on any. One at a time.
+// Records every warning and error Qt reports while it exists (one at a time).
 class WarningLog {
 public:
     WarningLog();
@@ -50,8 +48,7 @@ public:
     void clear();
 };
 
-// A dbus-daemon of the test's own, as a child process, and connections to it. Ended with the
-// object.
+// A dbus-daemon of the test's own, as a child process, and connections to it.
 class PrivateBus {
 public:
     PrivateBus();
@@ -63,8 +60,7 @@ public:
     QString address() const { return m_address; }
     // A new connection of this process to the bus.
     QDBusConnection connect(const QString& name);
-    // Calls a method and runs the event loop until the answer is there (the callee may live in
-    // this very thread).
+    // Calls a method and runs the event loop until the answer is there (the callee may be here).
     static QDBusMessage call(const QDBusConnection& connection, const QDBusMessage& message);
     // The unique name that owns `name`, or empty.
     static QString ownerOf(const QDBusConnection& connection, const QString& name);
@@ -130,7 +126,7 @@ class FakeClaudeProvider : public ClaudeUsageProvider {
 public:
     LocalProviderReadiness readiness() const override { return script->readiness(); }
     UsageSnapshot fetch(bool forceLive) const override { return script->fetch(forceLive); }
-    void installStatusLineSync() const override;
+    void installStatusLineSync() const override { ++installs; }
     void uninstallStatusLineSync() const override;
 
     std::shared_ptr<ProviderScript> script = std::make_shared<ProviderScript>(
@@ -142,7 +138,10 @@ public:
 class FakeNotifier : public Notifier {
 public:
     QFuture<bool> requestAuthorization() override;
-    QFuture<void> send(const QString& title, const QString& body) override;
+    QFuture<void> send(const QString& title, const QString& body) override {
+        sent.append(title + " | " + body);
+        return QtFuture::makeReadyFuture();
+    }
 
     bool authorizes = true;
     int authorizationRequests = 0;
@@ -177,9 +176,8 @@ public:
     int imageDialogsShown = 0;
 };
 
-// A stand-in for the desktop's notification service, for a PrivateBus. It advertises
-// `capabilities`, records every notification and can raise the signals a real one sends when the
-// user presses a button or a notification closes.
+// The desktop's notification service on a PrivateBus: advertises `capabilities`, records what
+// it gets and raises the signals of a pressed button or a closed notification.
 class FakeNotificationService : public QObject {
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "org.freedesktop.Notifications")
@@ -209,7 +207,10 @@ public slots:
                 const QString& summary, const QString& body, const QStringList& actions,
                 const QVariantMap& hints, int expireTimeout);
     QStringList GetCapabilities() { return capabilities; }
-    QString GetServerInformation(QString& vendor, QString& version, QString& specVersion);
+    QString GetServerInformation(QString& vendor, QString& version, QString& specVersion) {
+        vendor = version = specVersion = QStringLiteral("test");
+        return QStringLiteral("fake-notifications");
+    }
 };
 
 class FakeUpdateChecker : public UpdateChecking {
@@ -224,8 +225,7 @@ public:
     std::optional<QString> failure;         // thrown as an Error when set
 };
 
-// A temporary home with the real preferences file and snapshot caches in it, and fakes for the
-// providers and the desktop.
+// A temporary home with the real preferences file and caches, and fakes for everything else.
 class ModelHarness {
 public:
     ModelHarness() = default;

@@ -22,49 +22,59 @@ protected:
         return path;
     }
     QString storedPhoto() const { return harness.data("break-background-image"); }
-    static constexpr const char* unusable =
-        "That photo could not be used. Please choose another image.";
 
     ModelHarness harness;
 };
 
 } // namespace
 
-TEST_F(BreakBackgroundPhotoTest, ImportingPngAndJpegKeepsTheBytesAndSelectsThePhotoStyle) {
+// An imported PNG or JPEG is kept byte for byte and selects the photo style; anything else is
+// refused with a message and changes nothing; removing it falls back only from the photo style.
+TEST_F(BreakBackgroundPhotoTest, ImportRefuseAndRemove) {
     const auto model = harness.makeModel();
-    for (const auto& [name, format, size] : {std::tuple{"beach.png", "PNG", QSize(64, 48)},
-                                             std::tuple{"forest.jpg", "JPEG", QSize(40, 30)}}) {
+    BreakBackgroundPhoto& photo = *model->photo();
+    AppPreferences& preferences = *model->preferences();
+    for (const auto& [name, format, size] : {std::tuple{"forest.jpg", "JPEG", QSize(40, 30)},
+                                             std::tuple{"beach.png", "PNG", QSize(8, 8)}}) {
         const QString source = writeImage(name, format, size);
-        model->preferences()->setBreakScreenStyle(BreakScreenStyle::motion);
-        model->photo()->importBreakBackgroundImage(source);
+        preferences.setBreakScreenStyle(BreakScreenStyle::motion);
+        photo.importBreakBackgroundImage(source);
         EXPECT_EQ(readFile(storedPhoto()), readFile(source)) << name;
-        EXPECT_EQ(model->photo()->breakBackgroundImage().size(), size);
-        EXPECT_EQ(model->preferences()->breakScreenStyle(), BreakScreenStyle::photo);
+        EXPECT_EQ(photo.breakBackgroundImage().size(), size);
         EXPECT_EQ(harness.storedPreference("breakScreenStyle"), QJsonValue("photo"));
     }
-    // The next start decodes the stored photo.
-    EXPECT_EQ(harness.makeModel()->photo()->breakBackgroundImage().size(), QSize(40, 30));
-}
+    EXPECT_EQ(harness.makeModel()->photo()->breakBackgroundImage().size(), QSize(8, 8));
 
-TEST_F(BreakBackgroundPhotoTest, AnythingThatIsNoUsableImageChangesNothing) {
-    const QString good = writeImage("good.png", "PNG", QSize(8, 8));
-    const auto model = harness.makeModel();
-    model->photo()->importBreakBackgroundImage(good);
-    model->preferences()->setBreakScreenStyle(BreakScreenStyle::minimal);
+    const QString good = harness.home.filePath("beach.png");
+    const QString unusable = "That photo could not be used. Please choose another image.";
+    preferences.setBreakScreenStyle(BreakScreenStyle::minimal);
     const QByteArray storedBefore = readFile(storedPhoto());
-
-    const QString text = harness.home.filePath("notes.png");
-    writeFile(text, "these are my notes, not a picture\n");
-    for (const QString& path : {text, harness.home.filePath("missing.png"), harness.home.path()}) {
-        model->photo()->importBreakBackgroundImage(path);
-        EXPECT_EQ(model->photo()->breakBackgroundErrorMessage(), unusable);
-        EXPECT_EQ(model->preferences()->breakScreenStyle(), BreakScreenStyle::minimal);
-        EXPECT_EQ(model->photo()->breakBackgroundImage().size(), QSize(8, 8));
+    writeFile(harness.home.filePath("notes.png"), "these are my notes, not a picture\n");
+    for (const char* path : {"notes.png", "missing.png", ""}) {
+        photo.importBreakBackgroundImage(harness.home.filePath(path));
+        EXPECT_EQ(photo.breakBackgroundErrorMessage(), unusable) << path;
+        EXPECT_EQ(preferences.breakScreenStyle(), BreakScreenStyle::minimal);
+        EXPECT_EQ(photo.breakBackgroundImage().size(), QSize(8, 8));
         EXPECT_EQ(readFile(storedPhoto()), storedBefore);
     }
-    model->photo()->importBreakBackgroundImage(good); // a good photo clears the message
-    EXPECT_TRUE(model->photo()->breakBackgroundErrorMessage().isEmpty());
+    photo.importBreakBackgroundImage(good);
+    EXPECT_TRUE(photo.breakBackgroundErrorMessage().isEmpty());
 
+    preferences.setBreakScreenStyle(BreakScreenStyle::motion);
+    model->removeBreakBackgroundImage();
+    EXPECT_FALSE(QFileInfo::exists(storedPhoto()));
+    EXPECT_FALSE(photo.hasBreakBackgroundImage());
+    EXPECT_EQ(preferences.breakScreenStyle(), BreakScreenStyle::motion);
+    photo.importBreakBackgroundImage(good);
+    model->removeBreakBackgroundImage();
+    EXPECT_EQ(harness.storedPreference("breakScreenStyle"), QJsonValue("minimal"));
+    model->removeBreakBackgroundImage(); // nothing left to remove: quiet
+    EXPECT_TRUE(photo.breakBackgroundErrorMessage().isEmpty());
+
+    // A stored photo that does not decode gives no image at start, and stays on disk.
+    writeFile(storedPhoto(), "\x89PNG\r\n\x1a\n truncated");
+    EXPECT_FALSE(harness.makeModel()->photo()->hasBreakBackgroundImage());
+    EXPECT_TRUE(QFileInfo::exists(storedPhoto()));
     // A photo that cannot be stored (a folder in the way) is refused the same way.
     QFile::remove(storedPhoto());
     QDir().mkpath(storedPhoto());
@@ -72,27 +82,4 @@ TEST_F(BreakBackgroundPhotoTest, AnythingThatIsNoUsableImageChangesNothing) {
     blocked->photo()->importBreakBackgroundImage(good);
     EXPECT_EQ(blocked->photo()->breakBackgroundErrorMessage(), unusable);
     EXPECT_FALSE(blocked->photo()->hasBreakBackgroundImage());
-}
-
-TEST_F(BreakBackgroundPhotoTest, RemovingThePhotoFallsBackOnlyFromThePhotoStyle) {
-    const QString source = writeImage("beach.png", "PNG", QSize(8, 8));
-    const auto model = harness.makeModel();
-    model->photo()->importBreakBackgroundImage(source);
-    model->preferences()->setBreakScreenStyle(BreakScreenStyle::motion);
-    model->removeBreakBackgroundImage();
-    EXPECT_FALSE(QFileInfo::exists(storedPhoto()));
-    EXPECT_FALSE(model->photo()->hasBreakBackgroundImage());
-    EXPECT_EQ(model->preferences()->breakScreenStyle(), BreakScreenStyle::motion);
-
-    model->photo()->importBreakBackgroundImage(source);
-    model->removeBreakBackgroundImage();
-    EXPECT_EQ(model->preferences()->breakScreenStyle(), BreakScreenStyle::minimal);
-    EXPECT_EQ(harness.storedPreference("breakScreenStyle"), QJsonValue("minimal"));
-    model->removeBreakBackgroundImage(); // nothing left to remove: quiet
-    EXPECT_TRUE(model->photo()->breakBackgroundErrorMessage().isEmpty());
-
-    // A stored photo that does not decode gives no image at start, and stays on disk.
-    writeFile(storedPhoto(), "\x89PNG\r\n\x1a\n truncated");
-    EXPECT_FALSE(harness.makeModel()->photo()->hasBreakBackgroundImage());
-    EXPECT_TRUE(QFileInfo::exists(storedPhoto()));
 }

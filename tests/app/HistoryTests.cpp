@@ -23,79 +23,51 @@ QDateTime at(int minutes) {
 } // namespace
 
 TEST(UsagePaceRules, ProjectTheLimitOrTheShareLeftFromTheFiguresOfTheCurrentWindow) {
-    // A figure: minutes from now, the share used, and the reset in minutes from now (none: -1).
-    struct Figure {
-        int minutes;
-        double used;
-        int reset = 150;
-    };
+    // Figures as "minutes from now, share used[, reset in minutes from now (150 unless given,
+    // -1: none)]", separated by semicolons.
     const struct {
         const char* sequence;
-        std::vector<Figure> figures;
+        const char* figures;
         Verdict verdict;
         QString text;
-        std::optional<int> limitAt; // minutes from now
+        int limitAt; // minutes from now; -1: none
     } rows[] = {
-        {"steady climb of 12 points an hour, resetting first",
-         {{-30, 0.10}, {-20, 0.12}, {-10, 0.14}, {0, 0.16}},
-         Verdict::leftAtReset,
-         "At this pace: 54% left at reset",
-         420},
-        {"steady climb of 30 points an hour, running out first",
-         {{-40, 0.30}, {-20, 0.40}, {0, 0.50}},
-         Verdict::limitBeforeReset,
-         "At this pace: limit in 1 hr 40 min",
-         100},
-        {"a burst, then half an hour without use",
-         {{-60, 0.20}, {-45, 0.50}, {-35, 0.50}, {-10, 0.50}, {0, 0.50}},
-         Verdict::idle,
-         "",
-         std::nullopt},
-        {"a burst, then twenty minutes without use",
-         {{-40, 0.20}, {-20, 0.50}, {0, 0.50}},
-         Verdict::limitBeforeReset,
-         "At this pace: limit in 1 hr 6 min",
-         67},
-        {"a reset in the middle: the earlier window's figures drop out",
-         {{-60, 0.80, -30}, {-40, 0.95, -30}, {-25, 0.00}, {-5, 0.10}},
-         Verdict::leftAtReset,
-         "At this pace: 13% left at reset",
-         175},
+        {"12 points an hour, reset first", "-30 .10; -20 .12; -10 .14; 0 .16", Verdict::leftAtReset,
+         "At this pace: 54% left at reset", 420},
+        {"30 points an hour, limit first", "-40 .30; -20 .40; 0 .50", Verdict::limitBeforeReset,
+         "At this pace: limit in 1 hr 40 min", 100},
+        {"a burst, then half an hour without use", "-60 .20; -45 .50; -35 .50; -10 .50; 0 .50",
+         Verdict::idle, "", -1},
+        {"a burst, then twenty minutes without use", "-40 .20; -20 .50; 0 .50",
+         Verdict::limitBeforeReset, "At this pace: limit in 1 hr 6 min", 67},
+        {"a reset between: the earlier window drops out", "-60 .80 -30; -40 .95 -30; -25 0; -5 .10",
+         Verdict::leftAtReset, "At this pace: 13% left at reset", 175},
         {"a drop in the share without reset times is a reset too",
-         {{-60, 0.70, -1}, {-20, 0.05, -1}, {0, 0.10, -1}},
-         Verdict::limitBeforeReset,
-         "At this pace: limit in 6 hr",
-         360},
-        {"a clock that jumps back: figures from the future are left out",
-         {{90, 0.95}, {-30, 0.10}, {95, 0.99}, {-15, 0.13}, {0, 0.16}},
-         Verdict::leftAtReset,
-         "At this pace: 54% left at reset",
-         420},
-        {"one figure only",
-         {{0, 0.30}},
-         Verdict::notEnoughData,
-         "Not enough data for a pace yet",
-         std::nullopt},
-        {"two figures nine minutes apart",
-         {{-9, 0.30}, {0, 0.40}},
-         Verdict::notEnoughData,
-         "Not enough data for a pace yet",
-         std::nullopt},
-        {"100% reached", {{-30, 0.80}, {0, 1.0}}, Verdict::atLimit, "", std::nullopt},
+         "-60 .70 -1; -20 .05 -1; 0 .10 -1", Verdict::limitBeforeReset,
+         "At this pace: limit in 6 hr", 360},
+        {"the clock jumped back: figures from the future are left out",
+         "90 .95; -30 .10; 95 .99; -15 .13; 0 .16", Verdict::leftAtReset,
+         "At this pace: 54% left at reset", 420},
+        {"one figure", "0 .30", Verdict::notEnoughData, "Not enough data for a pace yet", -1},
+        {"nine minutes apart", "-9 .30; 0 .40", Verdict::notEnoughData,
+         "Not enough data for a pace yet", -1},
+        {"100% reached", "-30 .80; 0 1", Verdict::atLimit, "", -1},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.sequence);
         QList<PaceFigure> figures;
-        for (const Figure& figure : row.figures) {
-            figures.append({at(figure.minutes), figure.used,
-                            figure.reset == -1 ? std::nullopt : std::optional(at(figure.reset))});
+        for (const QString& figure : QString(row.figures).split(';')) {
+            const QStringList f = figure.simplified().split(' ');
+            const int reset = f.value(2, "150").toInt();
+            figures.append({at(f[0].toInt()), f[1].toDouble(),
+                            reset == -1 ? std::nullopt : std::optional(at(reset))});
         }
         const UsagePace pace = usagePace(figures, now);
         EXPECT_EQ(pace.verdict, row.verdict);
         EXPECT_EQ(paceText(pace, now), row.text);
-        if (row.limitAt) {
+        if (row.limitAt >= 0) {
             ASSERT_TRUE(pace.limitAt.has_value());
-            EXPECT_NEAR(pace.limitAt->secsTo(at(*row.limitAt)), 0, 60);
+            EXPECT_NEAR(pace.limitAt->secsTo(at(row.limitAt)), 0, 60);
         }
     }
 }

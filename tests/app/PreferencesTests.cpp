@@ -37,32 +37,34 @@ protected:
 
 } // namespace
 
-TEST_F(PreferencesTest, AFreshUserGetsTheDefaultsAndNothingIsWritten) {
+TEST_F(PreferencesTest, AFreshUserGetsTheDefaultsAndOnlyARealSwapWritesTheOrder) {
     const auto model = harness.makeModel();
     const AppPreferences& p = *model->preferences();
     EXPECT_EQ(p.providerOrder(), QStringList({"codex", "claude-code"}));
     EXPECT_EQ(p.breakTextColor(), QColor(Qt::white));
     EXPECT_EQ(p.breakScreenStyle(), BreakScreenStyle::motion);
-    EXPECT_FALSE(p.alertsEnabled());
-    EXPECT_FALSE(p.claudeEnabled());
-    EXPECT_FALSE(p.codexEnabled());
+    EXPECT_FALSE(p.alertsEnabled() || p.claudeEnabled() || p.codexEnabled() ||
+                 p.showClaudeInMenuBar());
     EXPECT_TRUE(p.showCodexInMenuBar());
-    EXPECT_FALSE(p.showClaudeInMenuBar());
     EXPECT_EQ(model->menuBarDisplayText(), "Lumora");
     settle();
-    EXPECT_FALSE(QFileInfo::exists(harness.preferencesPath()));
     EXPECT_EQ(harness.claude->script->fetches(), 0); // construction starts nothing
+    model->swapProviders("codex", "codex");
+    model->swapProviders("codex", "gemini");
+    model->swapProviders("gemini", "codex");
+    EXPECT_FALSE(QFileInfo::exists(harness.preferencesPath()));
+
+    model->swapProviders("claude-code", "codex");
+    EXPECT_EQ(p.providerOrder(), QStringList({"claude-code", "codex"}));
+    EXPECT_EQ(harness.storedPreference("providerOrder"),
+              QJsonValue(QJsonArray{"claude-code", "codex"}));
 }
 
 TEST_F(PreferencesTest, StoredChoicesAreReadWithoutWritingOrAskingAnything) {
-    harness.storePreference("providerOrder", QJsonArray{"claude-code", "codex"});
-    harness.storePreference("breakTextColor", QJsonArray{0.2, 0.4, 0.6, 0.5});
-    harness.storePreference("breakScreenStyle", "minimal");
-    harness.storePreference("alertsEnabled", true);
-    harness.storePreference("providerEnabled", true);
-    harness.storePreference("codexEnabled", true);
-    harness.storePreference("showCodexInMenuBar", false);
-    harness.storePreference("showClaudeInMenuBar", true);
+    writeFile(harness.preferencesPath(),
+              R"({"providerOrder": ["claude-code", "codex"], "breakTextColor": [0.2, 0.4, 0.6, 0.5],
+                  "breakScreenStyle": "minimal", "alertsEnabled": true, "providerEnabled": true,
+                  "codexEnabled": true, "showCodexInMenuBar": false, "showClaudeInMenuBar": true})");
     const QByteArray before = readFile(harness.preferencesPath());
 
     const auto model = harness.makeModel();
@@ -79,18 +81,14 @@ TEST_F(PreferencesTest, StoredChoicesAreReadWithoutWritingOrAskingAnything) {
 }
 
 TEST_F(PreferencesTest, ValuesOfTheWrongTypeFallBackKeyByKey) {
-    harness.storePreference("breakScreenStyle", "Photo");                   // wrong case
-    harness.storePreference("breakTextColor", QJsonArray{1.0, 0.0, 0.0});   // three numbers
-    harness.storePreference("showCodexInMenuBar", "yes");                   // not a boolean
-    harness.storePreference("codexEnabled", 1);                             // not a boolean
-    harness.storePreference("providerEnabled", "true");                     // not a boolean
-    harness.storePreference("providerOrder", QJsonArray{"claude-code", 7}); // not all strings
+    writeFile(harness.preferencesPath(),
+              R"({"breakScreenStyle": "Photo", "breakTextColor": [1.0, 0.0, 0.0], "codexEnabled": 1,
+                  "showCodexInMenuBar": "yes", "providerEnabled": "true",
+                  "providerOrder": ["claude-code", 7]})");
     const auto p = preferences();
     EXPECT_EQ(p->breakScreenStyle(), BreakScreenStyle::motion);
     EXPECT_EQ(p->breakTextColor(), QColor(Qt::white));
-    EXPECT_FALSE(p->showCodexInMenuBar()); // present but wrong: false, not the default
-    EXPECT_FALSE(p->codexEnabled());
-    EXPECT_FALSE(p->claudeEnabled());
+    EXPECT_FALSE(p->showCodexInMenuBar() || p->codexEnabled() || p->claudeEnabled());
     EXPECT_EQ(p->providerOrder(), QStringList({"codex", "claude-code"}));
 
     for (const QJsonValue& colour :
@@ -131,9 +129,11 @@ TEST_F(PreferencesTest, EveryAssignmentWritesItsKeyEvenWhenUnchanged) {
     p->setShowCodexInMenuBar(true);
     p->setCodexEnabled(false);
     p->setBreakTextColor(QColor::fromRgbF(0.25f, 0.5f, 0.75f, 1.0f));
-    EXPECT_EQ(harness.storedPreference("breakScreenStyle"), QJsonValue("photo"));
-    EXPECT_EQ(harness.storedPreference("showCodexInMenuBar"), QJsonValue(true));
-    EXPECT_EQ(harness.storedPreference("codexEnabled"), QJsonValue(false));
+    for (const auto& [key, value] : {std::pair{"breakScreenStyle", QJsonValue("photo")},
+                                     {"showCodexInMenuBar", true},
+                                     {"codexEnabled", false}}) {
+        EXPECT_EQ(harness.storedPreference(key), value) << key;
+    }
     expectStoredColour({0.25, 0.5, 0.75, 1.0});
     EXPECT_FALSE(harness.storedPreference("providerOrder")); // only a swap writes the order
 
@@ -157,19 +157,6 @@ TEST(ProviderOrder, NormalisationKeepsKnownEntriesAndCompletesTheRest) {
     EXPECT_EQ(normalizedProviderOrder(List{"codex", "codex"}),
               List({"codex", "codex", "claude-code"}));
     EXPECT_EQ(normalizedProviderOrder(List{"Codex", "", "claude"}), List({"codex", "claude-code"}));
-}
-
-TEST_F(PreferencesTest, SwappingExchangesTwoProvidersAndWritesOnlyRealSwaps) {
-    const auto model = harness.makeModel();
-    model->swapProviders("codex", "codex");
-    model->swapProviders("codex", "gemini");
-    model->swapProviders("gemini", "codex");
-    EXPECT_FALSE(QFileInfo::exists(harness.preferencesPath()));
-
-    model->swapProviders("claude-code", "codex");
-    EXPECT_EQ(model->preferences()->providerOrder(), QStringList({"claude-code", "codex"}));
-    EXPECT_EQ(harness.storedPreference("providerOrder"),
-              QJsonValue(QJsonArray{"claude-code", "codex"}));
 }
 
 TEST(JsonFilePreferencesStore, WritesKeepWhatAnotherProcessStoredMeanwhile) {

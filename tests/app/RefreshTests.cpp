@@ -35,15 +35,15 @@ TEST_F(RefreshTest, BothProvidersOffGiveDisconnectedSnapshotsAndNothingElse) {
     EXPECT_EQ(model->snapshot().availability, Availability::unknown);
     EXPECT_EQ(model->codexSnapshot().statusMessage, "Codex is disconnected.");
     EXPECT_EQ(harness.claude->script->fetches() + harness.codex->script->fetches(), 0);
-    EXPECT_FALSE(QFileInfo::exists(harness.claudeCachePath()));
-    EXPECT_FALSE(QFileInfo::exists(harness.codexCachePath()));
+    EXPECT_FALSE(QFileInfo::exists(harness.claudeCachePath()) ||
+                 QFileInfo::exists(harness.codexCachePath()));
     EXPECT_TRUE(harness.notifier->sent.isEmpty());
     EXPECT_FALSE(model->isRefreshing());
 }
 
-TEST_F(RefreshTest, ARefreshDuringARefreshIsDropped) {
+TEST_F(RefreshTest, ARefreshDuringARefreshIsDroppedAndALateResultNeverReachesADestroyedModel) {
     harness.enableBoth(usage("claude-code", Availability::ready, 0.3));
-    const auto model = harness.makeModel();
+    auto model = harness.makeModel();
     QList<bool> refreshing;
     QObject::connect(model.get(), &AppModel::isRefreshingChanged,
                      [&] { refreshing.append(model->isRefreshing()); });
@@ -64,6 +64,18 @@ TEST_F(RefreshTest, ARefreshDuringARefreshIsDropped) {
     refresh(*model, true); // once finished, the next one runs
     EXPECT_EQ(harness.claude->script->fetches(), 2);
     EXPECT_EQ(harness.claude->script->lastForceLive(), true);
+
+    const QByteArray cached = readFile(harness.claudeCachePath());
+    harness.claude->script->setSnapshot(usage("claude-code", Availability::ready, 0.6));
+    harness.claude->script->fetchGate.close();
+    const QFuture<void> pending = model->refresh(false);
+    ASSERT_TRUE(waitUntil([&] { return harness.claude->script->fetchGate.waiting() == 1; }));
+    model.reset();
+    harness.claude->script->fetchGate.open();
+    settle();
+    EXPECT_EQ(harness.claude->script->fetches(), 3);
+    EXPECT_TRUE(pending.isFinished()); // whoever waited was released
+    EXPECT_EQ(readFile(harness.claudeCachePath()), cached);
 }
 
 TEST_F(RefreshTest, ObserversSeeBothSnapshotsChangeTogetherClaudeFirst) {
@@ -96,8 +108,8 @@ TEST_F(RefreshTest, CachedSnapshotsLoadAsLastKnownLocalStatus) {
     expected.confidence = Confidence::lastKnown;
     expected.statusMessage = "Last known local status";
     EXPECT_EQ(model->snapshot(), expected);
-    EXPECT_EQ(model->codexSnapshot().source, SnapshotSource::localCache);
-    EXPECT_EQ(model->codexSnapshot().confidence, Confidence::lastKnown);
+    EXPECT_EQ(std::pair(model->codexSnapshot().source, model->codexSnapshot().confidence),
+              std::pair(SnapshotSource::localCache, Confidence::lastKnown));
 }
 
 TEST_F(RefreshTest, OnlySnapshotsWithAVerdictAreSavedAndSavingNeverStopsARefresh) {
@@ -198,36 +210,4 @@ TEST_F(RefreshTest, StartRunsOneRefreshLoopAndOneUpdateLoop) {
     settle();
     EXPECT_EQ(harness.updateChecker->checks, 1); // the next one is hours away
     EXPECT_EQ(harness.claude->script->fetches(), harness.codex->script->fetches());
-}
-
-TEST_F(RefreshTest, ALateResultNeverReachesADestroyedModel) {
-    harness.enableBoth();
-    harness.claude->script->fetchGate.close();
-    auto model = harness.makeModel();
-    const QFuture<void> pending = model->refresh(false);
-    ASSERT_TRUE(waitUntil([&] { return harness.claude->script->fetchGate.waiting() == 1; }));
-    model.reset();
-    harness.claude->script->fetchGate.open();
-    settle();
-    EXPECT_EQ(harness.claude->script->fetches(), 1);
-    EXPECT_TRUE(pending.isFinished()); // whoever waited was released
-    EXPECT_FALSE(QFileInfo::exists(harness.claudeCachePath()));
-}
-
-TEST_F(RefreshTest, EveryChangeOfAnyPartReachesTheGeneralSignal) {
-    const auto model = harness.makeModel();
-    int changed = 0;
-    QObject::connect(model.get(), &AppModel::changed, [&] { ++changed; });
-    const auto changesBy = [&](const std::function<void()>& action) {
-        const int before = changed;
-        action();
-        return changed - before;
-    };
-    EXPECT_EQ(changesBy([&] { model->preferences()->setShowClaudeInMenuBar(true); }), 1);
-    EXPECT_EQ(changesBy([&] { model->preferences()->setShowClaudeInMenuBar(true); }), 0);
-    EXPECT_EQ(
-        changesBy([&] { model->handleCodexReadiness(LocalProviderReadiness::loginRequired()); }),
-        1);
-    EXPECT_EQ(changesBy([&] { model->photo()->importBreakBackgroundImage("/nonexistent"); }), 1);
-    EXPECT_EQ(changesBy([&] { waitFor(model->checkForUpdates(true)); }), 1);
 }
