@@ -63,23 +63,22 @@ TEST_F(ProcessRunnerTest, CollectsBothStreamsInOrderAndTheExitStatus) {
     const ProcessResult talkative = run("head -c 5000000 /dev/zero | tr '\\0' x\nexit 4\n");
     EXPECT_EQ(talkative.exitCode, 4);
     EXPECT_EQ(talkative.output.size(), QtProcessRunner::maxOutputBytes);
-    // On a plain thread (which Qt adopts without an event loop); its join is also visible to
-    // ThreadSanitizer, unlike a wait inside Qt's own uninstrumented code.
-    const QString tool = script("echo from a worker\n");
+    // On a plain thread without an event loop; ThreadSanitizer sees its join, unlike Qt's waits.
     ProcessResult result;
-    std::thread worker([&] { result = QtProcessRunner().run(tool, {}, {}, 5.0); });
-    worker.join();
+    std::thread([&, tool = script("echo from a worker\n")] {
+        result = QtProcessRunner().run(tool, {}, {}, 5.0);
+    }).join();
     EXPECT_EQ(result, (ProcessResult{"from a worker\n", 0}));
 }
 
 TEST_F(ProcessRunnerTest, ForcesAPlainTerminalOnTheEnvironment) {
     const QByteArray show = "echo \"TERM=$TERM NO_COLOR=$NO_COLOR FOO=$FOO HOME=$HOME\"\n";
     QProcessEnvironment base;
-    base.insert("TERM", "xterm-256color");
-    base.insert("NO_COLOR", "0");
-    base.insert("FOO", "bar");
+    for (const auto& [name, value] :
+         {std::pair{"TERM", "xterm-256color"}, {"NO_COLOR", "0"}, {"FOO", "bar"}}) {
+        base.insert(name, value);
+    }
     EXPECT_EQ(run(show, {}, QtProcessRunner(base)).output, "TERM=dumb NO_COLOR=1 FOO=bar HOME=\n");
-
     // Without a base environment the child inherits this process's variables.
     qputenv("FOO", "inherited");
     EXPECT_EQ(run(show).output, "TERM=dumb NO_COLOR=1 FOO=inherited HOME=" + home.path() + "\n");

@@ -28,8 +28,7 @@ protected:
                                     realCodex.toStdString() +
                                     " (scripts/setup.sh installs the npm package @openai/codex "
                                     "there; it could not reach the npm registry?)");
-        // Nothing from the developer's own Codex set-up may reach the tool (this test process's
-        // environment is its own; nothing else in it needs these).
+        // Nothing from the developer's own Codex set-up may reach the tool.
         for (const char* name :
              {"CODEX_HOME", "OPENAI_API_KEY", "CODEX_API_KEY", "OPENAI_BASE_URL"}) {
             qunsetenv(name);
@@ -38,24 +37,17 @@ protected:
                                  realCodex.toUtf8() + "' \"$@\"\n");
     }
     QString codex() const { return home.filePath("bin/codex"); }
-    // This test is about what the real tool says, not how fast it says it: Node and a large
-    // native binary start slowly on a busy machine (a sanitizer build running beside it), so the
-    // provider gets generous limits here. The real limits are tested with fake scripts.
+    // What the real tool says matters here, not how fast: Node and a large native binary start
+    // slowly on a busy machine, so the limits are generous (fake scripts test the real ones).
     CodexUsageProvider provider() const {
         CodexUsageProvider::Options options;
         options.homeDirectory = home.path();
         options.executableOverride = codex();
         options.loginStatusTimeoutSeconds = generousSeconds;
-        options.session = sessionLimits();
+        options.session = sessionLimits;
         return CodexUsageProvider(options);
     }
-    static CodexAppServerSession::Limits sessionLimits() {
-        CodexAppServerSession::Limits limits;
-        limits.timeoutMilliseconds = generousSeconds * 1000;
-        return limits;
-    }
-    // What the tool says about itself when a step goes wrong: its version and sign-in status,
-    // stderr included.
+    // Its version and sign-in status, stderr included, for when a step goes wrong.
     std::string diagnosis() const {
         QString text;
         for (const QStringList& arguments : {QStringList{"--version"}, {"login", "status"}}) {
@@ -75,6 +67,7 @@ protected:
     }
 
     static constexpr int generousSeconds = 60;
+    static constexpr CodexAppServerSession::Limits sessionLimits{generousSeconds * 1000};
     TemporaryHome home;
 };
 
@@ -101,17 +94,16 @@ TEST_F(RealCodexTest, SignInStatusAndTheAppServerHandshake) {
     // answers the request with an error and the parser finds no usage in it.
     QString transcript;
     try {
-        transcript = CodexAppServerSession(codex(), sessionLimits()).readRateLimits();
+        transcript = CodexAppServerSession(codex(), sessionLimits).readRateLimits();
     } catch (const Error& error) {
         FAIL() << "the app-server conversation failed: " << error.description().toStdString()
                << "\n"
                << diagnosis();
     }
-    QList<QJsonObject> responses;
+    QList<QJsonObject> responses; // a request the server makes of the client has an id too
     const QStringList lines = transcript.split('\n', Qt::SkipEmptyParts);
     for (const QString& line : lines) {
         const QJsonObject message = QJsonDocument::fromJson(line.toUtf8()).object();
-        // Responses only: a request the server makes of the client also carries an id.
         if (message.contains("id") && !message.contains("method")) {
             responses.append(message);
         }

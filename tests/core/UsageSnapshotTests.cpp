@@ -90,15 +90,15 @@ TEST(UsageSnapshotTexts, RoundingStalenessCountdownAndMissingFigures) {
         EXPECT_NO_THROW(s.compactRemainingText(t0));
         EXPECT_NO_THROW(s.remainingPercentageText(t0));
     }
-    // The constructor clamps; decoding does not.
-    EXPECT_EQ(UsageWindow(Kind::session, 1.7, {}).usedRatio, 1.0);
+    EXPECT_EQ(UsageWindow(Kind::session, 1.7, {}).usedRatio, 1.0); // clamped; decoding does not
+
     EXPECT_EQ(UsageWindow(Kind::session, -0.2, {}).usedRatio, 0.0);
     auto stored = usedSession(0.5).toJson();
     stored["windows"] = QJsonArray{QJsonObject{{"kind", "session"}, {"usedRatio", 1.7}}};
     EXPECT_EQ(UsageSnapshot::fromJson(stored).windows.first().usedRatio, 1.7);
 }
 
-TEST(UsageSnapshotJson, RoundTripAndTheShapeOfTheFile) {
+TEST(UsageSnapshotJson, RoundTripTheShapeOfTheFileAndWhatIsNotASnapshot) {
     auto snapshot = snapshotWith({UsageWindow(Kind::session, 0.25, t0.addSecs(3600)),
                                   UsageWindow(Kind::weekly, std::nullopt, std::nullopt)});
     snapshot.statusMessage = QStringLiteral("Hello \u00B7 world");
@@ -107,16 +107,12 @@ TEST(UsageSnapshotJson, RoundTripAndTheShapeOfTheFile) {
 
     // Sorted member names, one per line; a window without ratio has no "usedRatio" at all.
     const QString text = QString::fromUtf8(bytes);
-    QStringList order;
+    qsizetype last = -1;
     for (const char* key :
          {"availability", "capturedAt", "confidence", "providerID", "providerName", "source",
           "staleAfterSeconds", "statusMessage", "windows"}) {
-        order << QString::fromLatin1(key);
-    }
-    qsizetype last = -1;
-    for (const QString& key : order) {
-        const qsizetype at = text.indexOf(QLatin1Char('"') + key + QLatin1Char('"'));
-        EXPECT_GT(at, last) << key.toStdString();
+        const qsizetype at = text.indexOf(QString("\"%1\"").arg(key));
+        EXPECT_GT(at, last) << key;
         last = at;
     }
     EXPECT_TRUE(text.contains("\"capturedAt\": \"2026-03-01T14:05:09Z\""));
@@ -126,9 +122,8 @@ TEST(UsageSnapshotJson, RoundTripAndTheShapeOfTheFile) {
 
     snapshot.statusMessage.reset();
     EXPECT_FALSE(snapshot.toJson().contains("statusMessage"));
-}
 
-TEST(UsageSnapshotJson, DecodingRejectsWhatIsNotASnapshot) {
+    // Decoding rejects what is not a snapshot.
     const QJsonObject good = usedSession(0.3, t0).toJson();
     EXPECT_TRUE(UsageSnapshot::decode(QJsonDocument(good).toJson()).has_value());
 
