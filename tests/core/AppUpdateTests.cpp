@@ -378,11 +378,7 @@ private:
                 drip->start(50);
                 return;
             }
-            if (!answer.streamedSize) {
-                socket->disconnectFromHost();
-                return;
-            }
-            stream(socket, size);
+            answer.streamedSize ? stream(socket, size) : socket->disconnectFromHost();
         });
     }
     // Hands `size` blanks over in chunks, only as fast as the client takes them, and notes how

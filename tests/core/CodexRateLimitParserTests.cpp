@@ -42,8 +42,7 @@ std::optional<ParseError> failure(const QString& transcript) {
 
 } // namespace
 
-// (The whole snapshot of such an answer:
-// CodexProviderTest.FetchReadsUsageThroughTheAppServerOrSaysWhatFailed)
+// (The whole snapshot of such an answer: CodexProviderTest.FetchReadsUsageThroughTheAppServer...)
 TEST(CodexRateLimitParser, ReadsTheAnswerAmongOtherLines) {
     EXPECT_EQ(primaryRatio(initializeLine + "\n" + R"({"method":"configWarning","params":{}})" +
                            "\n" + answer(primaryOnly(42)) + "\n"),
@@ -63,16 +62,15 @@ TEST(CodexRateLimitParser, AvailabilityConfidenceAndWindowKinds) {
                             window(secondary) + more + "}"))
             .availability;
     };
-    EXPECT_EQ(availability(79, 10), Availability::ready);
-    EXPECT_EQ(availability(10, 80), Availability::limited);
-    EXPECT_EQ(availability(99, 10), Availability::limited);
-    EXPECT_EQ(availability(10, 100), Availability::blocked);
     // Any reached type blocks, even an empty one; null is absent.
-    EXPECT_EQ(availability(10, 5, R"(,"rateLimitReachedType":"credits_depleted")"),
-              Availability::blocked);
-    EXPECT_EQ(availability(10, 5, R"(,"rateLimitReachedType":"")"), Availability::blocked);
-    EXPECT_EQ(availability(10, 5, R"(,"rateLimitReachedType":null,"planType":"plus")"),
-              Availability::ready);
+    const QString reached = R"(,"rateLimitReachedType":)";
+    EXPECT_EQ(QList({availability(79, 10), availability(10, 80), availability(99, 10),
+                     availability(10, 100), availability(10, 5, reached + "\"credits_depleted\""),
+                     availability(10, 5, reached + "\"\""),
+                     availability(10, 5, reached + R"(null,"planType":"plus")")}),
+              QList({Availability::ready, Availability::limited, Availability::limited,
+                     Availability::blocked, Availability::blocked, Availability::blocked,
+                     Availability::ready}));
     EXPECT_EQ(primaryRatio(answer(primaryOnly(250))), 1.0);
     EXPECT_EQ(primaryRatio(answer(primaryOnly(-5))), 0.0);
 
