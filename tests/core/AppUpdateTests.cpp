@@ -1,12 +1,10 @@
 // Versions, the update manifest and its feeds: local files, and a real TLS server on the loopback
-// address with a certificate made by openssl for the test and trusted only by the checkers under
-// test.
+// address whose certificate, made by openssl, only the checkers under test trust.
 #include "core/AppUpdate.h"
 #include "core/ParsedVersion.h"
 #include "support/TestSupport.h"
 
 #include <QCoreApplication>
-#include <QDeadlineTimer>
 #include <QMutex>
 #include <QSslKey>
 #include <QSslServer>
@@ -14,14 +12,12 @@
 #include <QTcpServer>
 #include <QThread>
 #include <QTimer>
-#include <QWaitCondition>
 
 #include <gtest/gtest.h>
 
 #include <limits>
 #include <memory>
 #include <optional>
-#include <random>
 
 using namespace lumora;
 using namespace lumora::test;
@@ -40,8 +36,14 @@ QByteArray paddedTo(QByteArray bytes, qsizetype size) {
 QByteArray manifest(const char* members) {
     return QByteArray("{") + members + "}";
 }
-// What a validation or a check answers, as text: "offer <version>", "nothing", "error: ..." or
-// "network: ...".
+// A manifest offering `version` from `download`, with further members.
+QByteArray offer(const char* version, const char* download, const char* more = "") {
+    return manifest(QString(R"("version": %1, "downloadURL": %2%3)")
+                        .arg(version, download, more)
+                        .toUtf8()
+                        .constData());
+}
+// A check's answer as text: "offer <version>", "nothing", "error: ..." or "network: ...".
 template <typename Check> std::string outcome(Check check) {
     try {
         const std::optional<AppUpdateManifest> offer = check();
@@ -54,16 +56,10 @@ template <typename Check> std::string outcome(Check check) {
 std::string error(Case c) {
     return "error: " + AppUpdateError::descriptionOf(c).toStdString();
 }
-ParsedVersion version(const QString& text) {
-    const std::optional<ParsedVersion> parsed = ParsedVersion::parse(text);
-    EXPECT_TRUE(parsed) << text.toStdString();
-    return parsed.value_or(ParsedVersion{});
-}
 
 } // namespace
 
 TEST(ParsedVersion, ParsesWhatPeopleWriteAndOrdersIt) {
-    constexpr qint64 max = std::numeric_limits<qint64>::max();
     const auto text = [](const char* value) {
         return Identifier::text(QString::fromUtf8(value));
     };
@@ -73,15 +69,11 @@ TEST(ParsedVersion, ParsesWhatPeopleWriteAndOrdersIt) {
         std::optional<QList<Identifier>> prerelease;
     } cases[] = {
         {" \tv2.0 \n", {2, 0}, std::nullopt},
-        {"V1.2", {1, 2}, std::nullopt},
-        {"01.002", {1, 2}, std::nullopt},
+        {"V01.002+anything goes here ..", {1, 2}, std::nullopt},
         {"1.5.0-beta.2+build.7", {1, 5, 0}, QList{text("beta"), Identifier::number(2)}},
-        {"1.0.0-rc-1", {1, 0, 0}, QList{text("rc-1")}},
-        {"2.0+anything goes here ..", {2, 0}, std::nullopt},
-        {"1.0--5.-", {1, 0}, QList{Identifier::number(-5), text("-")}},
-        {"9223372036854775807", {max}, std::nullopt},
-        {"1-9223372036854775808.-9223372036854775808",
-         {1},
+        {"1.0--5.rc-1", {1, 0}, QList{Identifier::number(-5), text("rc-1")}},
+        {"9223372036854775807-9223372036854775808.-9223372036854775808",
+         {std::numeric_limits<qint64>::max()},
          QList{text("9223372036854775808"),
                Identifier::number(std::numeric_limits<qint64>::min())}},
         {QString::fromUtf8("1-\u00E9t\u00E9"), {1}, QList{text("\u00E9t\u00E9")}},
@@ -93,101 +85,40 @@ TEST(ParsedVersion, ParsesWhatPeopleWriteAndOrdersIt) {
         EXPECT_EQ(parsed->numbers, c.numbers);
         EXPECT_EQ(parsed->prerelease, c.prerelease);
     }
-    for (const char* notAVersion : {"",          "   ",    "v",        "vv1",
-                                    "1.x",       "1..2",   "1.",       ".1",
-                                    "+5",        "1.0.0-", "1.0.0-+5", "1.0-beta..1",
-                                    "1.0-beta.", "1 .0",   "1.0 0",    "9223372036854775808",
-                                    "-1",        "v-1",    "0x10",     "\u0661.0"}) {
-        EXPECT_FALSE(ParsedVersion::parse(QString::fromUtf8(notAVersion))) << notAVersion;
+    for (const QString& notAVersion :
+         QString::fromUtf8(
+             "|   |v|vv1|1.x|1..2|1.|.1|+5|1.0.0-|1.0.0-+5|1.0-beta..1|1.0-beta.|1 .0|"
+             "1.0 0|9223372036854775808|-1|v-1|0x10|\u0661.0")
+             .split('|')) {
+        EXPECT_FALSE(ParsedVersion::parse(notAVersion)) << notAVersion.toStdString();
     }
     // "a > b": a is newer than b; "a <= b": it is not. Pre-releases order before their release,
     // identifiers by Unicode scalar values, not UTF-16 units (U+1F600 is after U+FFFD).
-    for (const char* comparison : {"1.2.1 > 1.2",
-                                   "1.2 <= 1.2.0",
-                                   "1.2.0 <= 1.2",
-                                   "1.0.0 > 1.0.0-beta.9",
-                                   "1.0.0-beta.9 <= 1.0.0",
-                                   "1.0.0-beta.10 > 1.0.0-beta.9",
-                                   "1.0.0-beta.a > 1.0.0-beta.9",
-                                   "1.0.0-beta.1 > 1.0.0-beta",
-                                   "1.0.0-beta <= 1.0.0-beta.1",
-                                   "v2.0 > 1.9.9",
-                                   "2.0+42 <= 2.0+41",
-                                   "2.0 <= garbage",
-                                   "garbage <= 1.0",
-                                   "10.0 > 9.0",
-                                   "1.0.0-Beta <= 1.0.0-alpha",
-                                   "1.0.0-alpha > 1.0.0-RC",
-                                   "1.0.0-rc > 1.0.0-beta",
-                                   "1.0.0-1 > 1.0.0--1",
-                                   "1.0.0-beta > 1.0.0-999",
-                                   "9223372036854775807 > 9223372036854775806.99",
-                                   "1-\U0001F600 > 1-\uFFFD",
-                                   "1-\uFFFD <= 1-\U0001F600"}) {
-        const QStringList parts = QString::fromUtf8(comparison).split(' ');
+    for (const QString& comparison :
+         QString::fromUtf8(
+             "1.2.1 > 1.2;1.2 <= 1.2.0;1.2.0 <= 1.2;1.0.0 > 1.0.0-beta.9;1.0.0-beta.9 <= 1.0.0;"
+             "1.0.0-beta.10 > 1.0.0-beta.9;1.0.0-beta.a > 1.0.0-beta.9;1.0.0-beta.1 > 1.0.0-beta;"
+             "1.0.0-beta <= 1.0.0-beta.1;v2.0 > 1.9.9;2.0+42 <= 2.0+41;2.0 <= garbage;"
+             "garbage <= 1.0;10.0 > 9.0;1.0.0-Beta <= 1.0.0-alpha;1.0.0-alpha > 1.0.0-RC;"
+             "1.0.0-1 > 1.0.0--1;1.0.0-beta > 1.0.0-999;1-\U0001F600 > 1-\uFFFD;"
+             "1-\uFFFD <= 1-\U0001F600")
+             .split(';')) {
+        const QStringList parts = comparison.split(' ');
         EXPECT_EQ(AppUpdateService::isNewerVersion(parts[0], parts[2]), parts[1] == ">")
-            << comparison;
+            << comparison.toStdString();
     }
+    const auto version = [](const char* text) {
+        return ParsedVersion::parse(text).value();
+    };
     EXPECT_EQ(version("1.0"), version("v1.0+7"));
     EXPECT_FALSE(version("1.0") == version("1.0.0"));
     EXPECT_TRUE(version("1.0") <= version("1.0.0") && version("1.0") >= version("1.0.0"));
 }
 
-// Over a few thousand generated versions, many of them equivalent, `<` must be a strict weak
-// order whose incomparable pairs are exactly those with the same release and pre-release.
-TEST(ParsedVersion, OrderingIsAStrictWeakOrder) {
-    std::mt19937 random(20240611);
-    const auto upTo = [&](qsizetype high) {
-        return std::uniform_int_distribution<qsizetype>(0, high)(random);
-    };
-    const auto some = [&](const QStringList& pool, int most) { // 1 to `most` of `pool`, dotted
-        QStringList parts;
-        for (qsizetype i = 1 + upTo(most - 1); i > 0; --i) {
-            parts << pool[upTo(pool.size() - 1)];
-        }
-        return parts.join('.');
-    };
-    const QStringList numbers{"0", "00", "1", "2", "10", "9223372036854775807"};
-    const QStringList identifiers{"0", "1", "02", "10", "-3", "alpha", "beta", "RC", "rc-1", "é"};
-    QList<ParsedVersion> versions;
-    while (versions.size() < 2500) {
-        versions << version((upTo(3) == 0 ? "v" : "") + some(numbers, 4) +
-                            (upTo(1) == 1 ? "-" + some(identifiers, 3) : "") +
-                            (upTo(4) == 0 ? "+build." + some(identifiers, 1) : ""));
-    }
-    const auto sameRelease = [](const ParsedVersion& a, const ParsedVersion& b) {
-        for (qsizetype i = 0; i < std::max(a.numbers.size(), b.numbers.size()); ++i) {
-            if (a.numbers.value(i, 0) != b.numbers.value(i, 0)) {
-                return false;
-            }
-        }
-        return a.prerelease == b.prerelease;
-    };
-    qint64 equivalentPairs = 0;
-    for (const ParsedVersion& a : versions) {
-        ASSERT_FALSE(a < a);
-        for (const ParsedVersion& b : versions) {
-            const bool less = a < b;
-            const bool greater = b < a;
-            ASSERT_FALSE(less && greater);
-            ASSERT_EQ(!less && !greater, sameRelease(a, b));
-            equivalentPairs += !less && !greater ? 1 : 0;
-        }
-    }
-    EXPECT_GT(equivalentPairs, 10 * versions.size()); // small pools: many pairs must tie
-    for (int i = 0; i < 300000; ++i) {
-        const ParsedVersion& a = versions[upTo(versions.size() - 1)];
-        const ParsedVersion& b = versions[upTo(versions.size() - 1)];
-        const ParsedVersion& c = versions[upTo(versions.size() - 1)];
-        if ((a < b || !(b < a)) && b < c) {
-            ASSERT_TRUE(a < c); // transitive, and so is incomparability with the order
-        }
-    }
-}
-
 // Size first, then the JSON shape, the offered and the current version, the download address and
 // the release notes, and only then the comparison.
 TEST(AppUpdateService, ChecksRunInOrderAndTheFirstFailureWins) {
+    const char* https = R"("https://e.com")";
     const struct {
         QByteArray bytes;
         QString current;
@@ -201,40 +132,27 @@ TEST(AppUpdateService, ChecksRunInOrderAndTheFirstFailureWins) {
         {paddedTo(goodManifest, 65537), "1.0", error(Case::manifestTooLarge)},
         {paddedTo("not json", 65537), "garbage", error(Case::manifestTooLarge)},
         {"not json", "garbage", error(Case::invalidManifest)},
-        {"", "1.0", error(Case::invalidManifest)},
         {R"(["1.5.0"])", "1.0", error(Case::invalidManifest)},
-        {goodManifest + " trailing", "1.0", error(Case::invalidManifest)},
         {manifest(R"("version": "1.5.0")"), "1.0", error(Case::invalidManifest)},
-        {manifest(R"("version": 1.5, "downloadURL": "https://e.com")"), "1",
-         error(Case::invalidManifest)},
-        {manifest(R"("version": "1.5", "downloadURL": null)"), "1.0", error(Case::invalidManifest)},
-        {manifest(R"("version": "1.5", "downloadURL": "")"), "1.0", error(Case::invalidManifest)},
-        {manifest(R"("version": "1", "downloadURL": "https://[::1")"), "1",
-         error(Case::invalidManifest)},
-        {manifest(R"("version": "1", "downloadURL": "https://e.com", "releaseNotesURL": 7)"), "1",
-         error(Case::invalidManifest)},
-        {manifest(R"("version": "1", "downloadURL": "https://e.com", "title": ["x"])"), "1",
-         error(Case::invalidManifest)},
-        {manifest(R"("version": "banana", "downloadURL": "http://e.com")"), "garbage",
-         error(Case::invalidVersion)},
+        {offer("1.5", https), "1", error(Case::invalidManifest)},
+        {offer(R"("1.5")", "null"), "1.0", error(Case::invalidManifest)},
+        {offer(R"("1.5")", R"("")"), "1.0", error(Case::invalidManifest)},
+        {offer(R"("1")", R"("https://[::1")"), "1", error(Case::invalidManifest)},
+        {offer(R"("1")", https, R"(, "releaseNotesURL": 7)"), "1", error(Case::invalidManifest)},
+        {offer(R"("1")", https, R"(, "title": ["x"])"), "1", error(Case::invalidManifest)},
+        {offer(R"("banana")", R"("http://e.com")"), "garbage", error(Case::invalidVersion)},
         {goodManifest, "", error(Case::invalidVersion)},
-        {manifest(R"("version": "2.0", "downloadURL": "http://e.com")"), "x",
-         error(Case::invalidVersion)},
-        {manifest(R"("version": "2", "downloadURL": "http://e.com", "releaseNotesURL": "ftp://e")"),
-         "1.0", error(Case::insecureDownloadURL)},
-        {manifest(R"("version": "2.0", "downloadURL": "download")"), "1.0",
+        {offer(R"("2.0")", R"("http://e.com")"), "x", error(Case::invalidVersion)},
+        {offer(R"("2")", R"("http://e.com")", R"(, "releaseNotesURL": "ftp://e")"), "1.0",
          error(Case::insecureDownloadURL)},
-        {manifest(
-             R"("version": "0.1", "downloadURL": "https://e.com", "releaseNotesURL": "ftp:/")"),
-         "1.0", error(Case::insecureReleaseNotesURL)},
-        {manifest(
-             R"("version": "0.1", "downloadURL": "https://e.com", "releaseNotesURL": "notes")"),
-         "1.0", error(Case::insecureReleaseNotesURL)},
-        {manifest(R"("version": "2.0", "downloadURL": "HTTPS://EXAMPLE.COM/x",
-                     "releaseNotesURL": "HtTpS://e.com/notes", "title": "Two")"),
+        {offer(R"("2.0")", R"("download")"), "1.0", error(Case::insecureDownloadURL)},
+        {offer(R"("0.1")", https, R"(, "releaseNotesURL": "ftp:/")"), "1.0",
+         error(Case::insecureReleaseNotesURL)},
+        {offer(R"("0.1")", https, R"(, "releaseNotesURL": "notes")"), "1.0",
+         error(Case::insecureReleaseNotesURL)},
+        {offer(R"("2.0")", R"("HTTPS://E.COM/x")", R"(, "releaseNotesURL": "HtTpS://e.com/n")"),
          "1.0", "offer 2.0"},
-        {manifest(R"("version": "2.0", "downloadURL": "https://e.com", "releaseNotesURL": null,
-                     "title": null, "extra": {"ignored": [1, 2]})"),
+        {offer(R"("2.0")", https, R"(, "releaseNotesURL": null, "title": null, "x": {"y": [1]})"),
          "1.0", "offer 2.0"},
     };
     for (const auto& c : cases) {
@@ -243,34 +161,34 @@ TEST(AppUpdateService, ChecksRunInOrderAndTheFirstFailureWins) {
             << c.bytes.left(120).toStdString() << " / current " << c.current.toStdString();
     }
     EXPECT_EQ(AppUpdateService::availableUpdate(
-                  manifest(R"("version": " 1.5.0 ", "downloadURL": "https://e.com/d?x=1#top",
-                    "releaseNotesURL": "https://e.com/notes", "title": "Spring \u00E9dition")"),
+                  offer(R"(" 1.5.0 ")", R"("https://e.com/d?x=1#top")",
+                        R"(, "releaseNotesURL": "https://e.com/notes", "title": "Spring \u00E9")"),
                   "1.4"),
               (AppUpdateManifest{" 1.5.0 ", QUrl("https://e.com/d?x=1#top"),
-                                 QUrl("https://e.com/notes"), "Spring \u00E9dition"}));
+                                 QUrl("https://e.com/notes"), "Spring \u00E9"}));
 }
 
 TEST(AppUpdateChecker, TheFeedSettingMustBeHttpsAndLocalFeedsNeedNoNetwork) {
     EXPECT_EQ(configuredUpdateFeedURL("  HTTPS://updates.example.com/lumora.json \n"),
               QUrl("https://updates.example.com/lumora.json"));
-    for (const char* refused : {"", "   \t\n", "http://updates.example.com/lumora.json",
-                                "updates.example.com/lumora.json", "file:///tmp/lumora.json",
-                                "https://exa mple.com/lumora.json", "https://[::1"}) {
+    for (const char* refused :
+         {"", "   \t\n", "http://u.example.com/l.json", "u.example.com/l.json",
+          "file:///tmp/l.json", "https://exa mple.com/l.json", "https://[::1"}) {
         EXPECT_EQ(configuredUpdateFeedURL(refused), std::nullopt) << refused;
     }
-
     TemporaryHome home;
     const QString path = home.filePath("feed.json");
     const auto check = [](const QUrl& feed, const QString& current = "1.0") {
         return outcome([&] { return AppUpdateChecker(feed).check(current); });
     };
+    const QUrl local = QUrl::fromLocalFile(path);
     writeFile(path, goodManifest);
-    EXPECT_EQ(check(QUrl::fromLocalFile(path)), "offer 1.5.0");
-    EXPECT_EQ(check(QUrl::fromLocalFile(path), "1.5.0"), "nothing");
+    EXPECT_EQ(check(local), "offer 1.5.0");
+    EXPECT_EQ(check(local, "1.5.0"), "nothing");
     EXPECT_EQ(outcome([] { return AppUpdateChecker(std::nullopt).check("1.0"); }), "nothing");
     // Local files are bounded like downloads; an endless device is cut off at the limit.
     writeFile(path, paddedTo(goodManifest, 65537));
-    EXPECT_EQ(check(QUrl::fromLocalFile(path)), error(Case::manifestTooLarge));
+    EXPECT_EQ(check(local), error(Case::manifestTooLarge));
     EXPECT_EQ(check(QUrl::fromLocalFile("/dev/zero")), error(Case::manifestTooLarge));
     EXPECT_EQ(check(QUrl::fromLocalFile(home.filePath("missing.json"))),
               "error: Could not read \u201c" + home.filePath("missing.json").toStdString() +
@@ -284,7 +202,6 @@ TEST(AppUpdateChecker, TheFeedSettingMustBeHttpsAndLocalFeedsNeedNoNetwork) {
 
 namespace {
 
-constexpr qint64 fiftyMegabytes = 50LL * 1024 * 1024;
 // A small HTTPS/1.1 server on 127.0.0.1, on a thread of its own so that a test can make blocking
 // requests against it. Each path has a canned answer; every answer closes the connection.
 class LocalHttpsServer {
@@ -293,9 +210,8 @@ public:
         QByteArray status = "200 OK";
         QByteArray headers; // extra lines, each ending in "\r\n"
         QByteArray body;
-        qint64 streamedSize = 0; // instead of `body`: this many blanks, as fast as they are read
-        bool silent = false;     // read the request, never answer
-        bool trickle = false;    // announce `streamedSize` bytes, then send one every 50 ms
+        bool silent = false;  // read the request, never answer
+        bool trickle = false; // announce 64 KiB, then send one byte every 50 ms
     };
 
     LocalHttpsServer(const QSslCertificate& certificate, const QSslKey& key) {
@@ -325,7 +241,6 @@ public:
         m_thread.quit();
         m_thread.wait();
     }
-
     QUrl url(const QString& path) const {
         return QUrl(QString("https://127.0.0.1:%1").arg(m_port) + path);
     }
@@ -336,15 +251,6 @@ public:
     QList<QByteArray> requests() const {
         const QMutexLocker lock(&m_mutex);
         return m_requests;
-    }
-    // Bytes of a streamed body handed to the connection before it closed, and whether that was
-    // all of it; nothing if no streamed answer ended within `timeout`.
-    std::optional<std::pair<qint64, bool>> streamEnd(std::chrono::milliseconds timeout) const {
-        const QDeadlineTimer deadline(timeout);
-        QMutexLocker lock(&m_mutex);
-        while (!m_streamEnd && m_changed.wait(&m_mutex, deadline)) {
-        }
-        return m_streamEnd;
     }
 
 private:
@@ -368,7 +274,7 @@ private:
             if (answer.silent) {
                 return;
             }
-            const qint64 size = answer.streamedSize ? answer.streamedSize : answer.body.size();
+            const qint64 size = answer.trickle ? 65536 : answer.body.size();
             socket->write("HTTP/1.1 " + answer.status +
                           "\r\nContent-Length: " + QByteArray::number(size) +
                           "\r\nConnection: close\r\n" + answer.headers + "\r\n" + answer.body);
@@ -376,56 +282,28 @@ private:
                 auto* drip = new QTimer(socket);
                 QObject::connect(drip, &QTimer::timeout, socket, [=] { socket->write(" "); });
                 drip->start(50);
-                return;
-            }
-            answer.streamedSize ? stream(socket, size) : socket->disconnectFromHost();
-        });
-    }
-    // Hands `size` blanks over in chunks, only as fast as the client takes them, and notes how
-    // far it got when the connection closed. A small kernel send buffer keeps that figure close
-    // to what the client actually read.
-    void stream(QSslSocket* socket, qint64 size) {
-        constexpr qint64 chunk = 64 * 1024;
-        socket->setSocketOption(QAbstractSocket::SendBufferSizeSocketOption, chunk);
-        auto handedOver = std::make_shared<qint64>(0);
-        const auto pump = [=] {
-            while (*handedOver < size &&
-                   socket->bytesToWrite() + socket->encryptedBytesToWrite() < chunk) {
-                const qint64 next = std::min(chunk, size - *handedOver);
-                socket->write(QByteArray(next, ' '));
-                *handedOver += next;
-            }
-            if (*handedOver == size) {
+            } else {
                 socket->disconnectFromHost();
             }
-        };
-        QObject::connect(socket, &QSslSocket::encryptedBytesWritten, socket, pump);
-        QObject::connect(socket, &QSslSocket::disconnected, socket, [=, this] {
-            const QMutexLocker lock(&m_mutex);
-            m_streamEnd = std::pair(*handedOver, *handedOver == size);
-            m_changed.wakeAll();
         });
-        pump();
     }
 
     QThread m_thread;
     QObject* m_context = new QObject; // lives in m_thread; owns the server and its sockets
     quint16 m_port = 0;
     mutable QMutex m_mutex;
-    mutable QWaitCondition m_changed;
     QHash<QString, Answer> m_answers;
     QList<QByteArray> m_requests;
-    std::optional<std::pair<qint64, bool>> m_streamEnd;
 };
 
-// One check against the test server as text.
 std::string outcome(const AppUpdateChecker& checker) {
     return outcome([&] { return checker.check("1.0"); });
 }
 
 class UpdateFeedOverHttps : public ::testing::Test {
 protected:
-    // One self-signed certificate for 127.0.0.1, made once per test process.
+    // One self-signed certificate for 127.0.0.1 per test process. Qt's TLS classes must not be
+    // touched before the application object exists, which rules out static construction.
     static void SetUpTestSuite() {
         QTemporaryDir folder(processHome() + "/certificate-XXXXXX");
         const CommandOutcome openssl = runProgram(
@@ -433,8 +311,7 @@ protected:
             {"req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1", "-nodes",
              "-days", "2", "-subj", "/CN=127.0.0.1", "-addext", "subjectAltName=IP:127.0.0.1",
              "-keyout", folder.filePath("key.pem"), "-out", folder.filePath("certificate.pem")});
-        EXPECT_EQ(openssl.exitCode, 0)
-            << "openssl (installed by scripts/setup.sh) failed: " << openssl.err.toStdString();
+        EXPECT_EQ(openssl.exitCode, 0) << "openssl failed: " << openssl.err.toStdString();
         certificate = QSslCertificate(readFile(folder.filePath("certificate.pem")));
         key = QSslKey(readFile(folder.filePath("key.pem")), QSsl::Ec);
     }
@@ -442,14 +319,11 @@ protected:
         ASSERT_FALSE(certificate->isNull() || key->isNull()) << "no test certificate";
         server = std::make_unique<LocalHttpsServer>(*certificate, *key);
     }
-
     AppUpdateChecker checker(const QUrl& feed, std::chrono::milliseconds timeout = 15s) const {
         return AppUpdateChecker(feed, {timeout, {*certificate}});
     }
     AppUpdateChecker checker(const QString& path) const { return checker(server->url(path)); }
 
-    // Made in SetUpTestSuite: Qt's TLS classes must not be touched before the application
-    // object exists, which rules out static construction.
     static inline std::optional<QSslCertificate> certificate;
     static inline std::optional<QSslKey> key;
     std::unique_ptr<LocalHttpsServer> server;
@@ -457,7 +331,7 @@ protected:
 
 } // namespace
 
-TEST_F(UpdateFeedOverHttps, GoodManifestIsFetchedFreshAsJson) {
+TEST_F(UpdateFeedOverHttps, GoodManifestIsFetchedFreshAndUnusableAnswersAreRefused) {
     server->answer("/feed.json", {"200 OK", "Content-Type: application/json\r\n", goodManifest});
     EXPECT_EQ(outcome(checker("/feed.json")), "offer 1.5.0");
     ASSERT_EQ(server->requests().size(), 1);
@@ -470,8 +344,7 @@ TEST_F(UpdateFeedOverHttps, GoodManifestIsFetchedFreshAsJson) {
     const std::string untrusted = outcome(AppUpdateChecker(server->url("/feed.json")));
     EXPECT_TRUE(untrusted.starts_with("network: ")) << untrusted;
     EXPECT_EQ(server->requests().size(), 1);
-
-    // A worker thread without a running event loop, as the application uses it.
+    // On a worker thread without a running event loop, as the application uses it.
     std::string fromWorker;
     const std::unique_ptr<QThread> worker(
         QThread::create([&] { fromWorker = outcome(checker("/feed.json")); }));
@@ -480,32 +353,16 @@ TEST_F(UpdateFeedOverHttps, GoodManifestIsFetchedFreshAsJson) {
     EXPECT_EQ(fromWorker, "offer 1.5.0");
 
     // Redirects between https addresses are followed; exactly the size limit is still read.
-    const QByteArray largest = goodManifest.leftJustified(AppUpdateService::maximumManifestSize);
+    const qsizetype limit = AppUpdateService::maximumManifestSize;
+    const QByteArray huge(1 << 20, ' ');
     server->answer("/old.json", {"301 Moved Permanently", "Location: /new.json\r\n", "moved"});
-    server->answer("/new.json", {"200 OK", {}, largest});
-    EXPECT_EQ(outcome(checker("/old.json")), "offer 1.5.0");
-}
-
-TEST_F(UpdateFeedOverHttps, UnusableAnswersAreRefused) {
-    const QByteArray tooLarge =
-        goodManifest.leftJustified(AppUpdateService::maximumManifestSize + 1);
+    server->answer("/new.json", {"200 OK", {}, goodManifest.leftJustified(limit)});
     server->answer("/not-modified.json", {"304 Not Modified", {}, {}});
     server->answer("/server-error.json", {"500 Internal Server Error", {}, goodManifest});
-    server->answer("/huge-error.json", {"404 Not Found", {}, {}, fiftyMegabytes});
-    server->answer("/too-large.json", {"200 OK", {}, tooLarge});
+    server->answer("/huge-error.json", {"404 Not Found", {}, huge});
+    server->answer("/too-large.json", {"200 OK", {}, goodManifest.leftJustified(limit + 1)});
+    server->answer("/huge.json", {"200 OK", {}, huge});
     server->answer("/page.html", {"200 OK", {}, "<html>Hello</html>"});
-    const std::pair<const char*, Case> cases[] = {
-        {"/missing.json", Case::invalidServerResponse},
-        {"/not-modified.json", Case::invalidServerResponse},
-        {"/server-error.json", Case::invalidServerResponse},
-        {"/huge-error.json", Case::invalidServerResponse},
-        {"/too-large.json", Case::manifestTooLarge},
-        {"/page.html", Case::invalidManifest},
-    };
-    for (const auto& [path, expected] : cases) {
-        EXPECT_EQ(outcome(checker(path)), error(expected)) << path;
-    }
-
     // A redirect to plain http is not followed at all: the http server never hears from us.
     QTcpServer plain;
     ASSERT_TRUE(plain.listen(QHostAddress::LocalHost));
@@ -515,28 +372,30 @@ TEST_F(UpdateFeedOverHttps, UnusableAnswersAreRefused) {
                                      "Location: http://127.0.0.1:" +
                                          QByteArray::number(plain.serverPort()) + "/feed.json\r\n",
                                      {}});
-    EXPECT_EQ(outcome(checker("/to-http.json")), error(Case::invalidServerResponse));
+    const std::pair<const char*, std::string> cases[] = {
+        {"/old.json", "offer 1.5.0"},
+        {"/missing.json", error(Case::invalidServerResponse)},
+        {"/not-modified.json", error(Case::invalidServerResponse)},
+        {"/server-error.json", error(Case::invalidServerResponse)},
+        {"/huge-error.json", error(Case::invalidServerResponse)},
+        {"/to-http.json", error(Case::invalidServerResponse)},
+        {"/too-large.json", error(Case::manifestTooLarge)},
+        {"/huge.json", error(Case::manifestTooLarge)},
+        {"/page.html", error(Case::invalidManifest)},
+    };
+    for (const auto& [path, expected] : cases) {
+        EXPECT_EQ(outcome(checker(path)), expected) << path;
+    }
     QCoreApplication::processEvents();
     EXPECT_EQ(plainConnections, 0);
     EXPECT_FALSE(plain.hasPendingConnections());
 }
 
-TEST_F(UpdateFeedOverHttps, HugeBodyIsCutOffEarly) {
-    server->answer("/huge.json", {"200 OK", {}, {}, fiftyMegabytes});
-    EXPECT_EQ(outcome(checker("/huge.json")), error(Case::manifestTooLarge));
-
-    // The server sees the connection closed long before it could hand everything over.
-    const auto end = server->streamEnd(30s);
-    ASSERT_TRUE(end) << "the connection was never closed";
-    EXPECT_FALSE(end->second);
-    EXPECT_LT(end->first, fiftyMegabytes / 10);
-}
-
 TEST_F(UpdateFeedOverHttps, SilentAndTricklingServersTimeOut) {
-    server->answer("/silent.json", {"200 OK", {}, {}, 0, true});
+    server->answer("/silent.json", {"200 OK", {}, {}, true});
     server->answer("/to-silent.json", {"302 Found", "Location: /silent.json\r\n", {}});
     // Every byte arrives well within the idle limit, but the whole body would take an hour.
-    server->answer("/trickle.json", {"200 OK", {}, {}, 65536, false, true});
+    server->answer("/trickle.json", {"200 OK", {}, {}, false, true});
     // A listener that accepts the connection but never even starts the TLS handshake.
     QTcpServer mute;
     ASSERT_TRUE(mute.listen(QHostAddress::LocalHost));

@@ -47,25 +47,6 @@ protected:
         options.session = sessionLimits;
         return CodexUsageProvider(options);
     }
-    // Its version and sign-in status, stderr included, for when a step goes wrong.
-    std::string diagnosis() const {
-        QString text;
-        for (const QStringList& arguments : {QStringList{"--version"}, {"login", "status"}}) {
-            try {
-                const ProcessResult result =
-                    QtProcessRunner().run(codex(), arguments, {}, generousSeconds);
-                text += QStringLiteral("codex %1 (exit %2): %3\n")
-                            .arg(arguments.join(' '))
-                            .arg(result.exitCode)
-                            .arg(result.output.trimmed());
-            } catch (const Error& error) {
-                text +=
-                    QStringLiteral("codex %1: %2\n").arg(arguments.join(' '), error.description());
-            }
-        }
-        return text.toStdString();
-    }
-
     static constexpr int generousSeconds = 60;
     static constexpr CodexAppServerSession::Limits sessionLimits{generousSeconds * 1000};
     TemporaryHome home;
@@ -76,9 +57,7 @@ protected:
 TEST_F(RealCodexTest, SignInStatusAndTheAppServerHandshake) {
     // A fresh home: not signed in.
     const LocalProviderReadiness fresh = provider().readiness();
-    EXPECT_EQ(fresh, LocalProviderReadiness::loginRequired())
-        << fresh.message().toStdString() << "\n"
-        << diagnosis();
+    EXPECT_EQ(fresh, LocalProviderReadiness::loginRequired()) << fresh.message().toStdString();
     EXPECT_EQ(provider().fetch().statusMessage, "Sign in to Codex to continue.");
 
     // Sign in with a key on standard input; Codex does not check it before the first request.
@@ -87,18 +66,14 @@ TEST_F(RealCodexTest, SignInStatusAndTheAppServerHandshake) {
     ASSERT_EQ(login.exitCode, 0) << login.output.toStdString();
     EXPECT_TRUE(QFileInfo::exists(home.filePath(".codex/auth.json")));
     const LocalProviderReadiness signedIn = provider().readiness();
-    ASSERT_EQ(signedIn, LocalProviderReadiness::ready()) << signedIn.message().toStdString() << "\n"
-                                                         << diagnosis();
-
+    ASSERT_EQ(signedIn, LocalProviderReadiness::ready()) << signedIn.message().toStdString();
     // The whole conversation runs; an API-key account may not read rate limits, so the server
     // answers the request with an error and the parser finds no usage in it.
     QString transcript;
     try {
         transcript = CodexAppServerSession(codex(), sessionLimits).readRateLimits();
     } catch (const Error& error) {
-        FAIL() << "the app-server conversation failed: " << error.description().toStdString()
-               << "\n"
-               << diagnosis();
+        FAIL() << "the app-server conversation failed: " << error.description().toStdString();
     }
     QList<QJsonObject> responses; // a request the server makes of the client has an id too
     const QStringList lines = transcript.split('\n', Qt::SkipEmptyParts);
@@ -114,8 +89,7 @@ TEST_F(RealCodexTest, SignInStatusAndTheAppServerHandshake) {
     EXPECT_EQ(QJsonDocument::fromJson(lines.last().toUtf8()).object()["id"], 2);
 
     const UsageSnapshot snapshot = provider().fetch();
-    EXPECT_EQ(snapshot.statusMessage, "The Codex app-server did not return usage data.")
-        << diagnosis();
+    EXPECT_EQ(snapshot.statusMessage, "The Codex app-server did not return usage data.");
     EXPECT_EQ(snapshot.source, SnapshotSource::unavailable);
     EXPECT_EQ(childProcesses(), QList<ChildProcess>{});
 }

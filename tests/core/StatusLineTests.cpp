@@ -94,13 +94,9 @@ protected:
 // the status line is the user's own, so it is backed up and restored.
 const QList<std::pair<QByteArray, bool>> settingsCases{
     {"{}", false},
-    {R"J({"permissions":{"allow":["Bash(git status:*)","Read(~/src/**)"],"deny":[]},"model":"opus",
-         "env":{"ANTHROPIC_MODEL":"x","DEPTH":{"a":{"b":{"c":[[[]]]}}}},"list":[1,"two",null,true],
-         "hooks":{"PreToolUse":[{"matcher":"Bash","hooks":[{"type":"command","command":"x"}]}]}})J",
-     false},
-    {R"({"name":"Zoë 日本語 🚀","escapes":"tab\tquote\"slash\\/ctl\u0001","emoji key 😀":true,
-         "big":9007199254740993,"int64":-9223372036854775808,"frac":0.1,"tiny":1.5e-7,
-         "huge":1e300,"zero":0,"negative":-42.25})",
+    {R"J({"permissions":{"allow":["Bash(git status:*)"],"deny":[]},"name":"Zoë 日本語 🚀",
+         "env":{"DEPTH":{"a":{"b":{"c":[[[]]]}}}},"list":[1,"two",null,true],"tab\t\u0001":true,
+         "big":9007199254740993,"int64":-9223372036854775808,"tiny":1.5e-7,"huge":1e300})J",
      false},
     {R"({"statusLine":{"type":"command","command":"~/bin/my-line","padding":2},"theme":"dark"})",
      true},
@@ -114,10 +110,10 @@ const QList<std::pair<QByteArray, bool>> settingsCases{
 } // namespace
 
 TEST_F(InstallerTest, InstallThenUninstallKeepsEveryOtherMemberAndRestoresTheStatusLine) {
-    for (const QString& homeName : {QString("user"), QString("o'brien's home")}) {
+    {
         for (const auto& [settings, foreign] : settingsCases) {
-            SCOPED_TRACE(settings.toStdString() + " in " + homeName.toStdString());
-            const auto subject = installer(homeName);
+            SCOPED_TRACE(settings.toStdString());
+            const auto subject = installer("o'brien's home");
             const QByteArray text = QByteArray(settings).replace(
                 "%OURS%", QJsonDocument(QJsonArray{ClaudeStatusLineInstaller::shellQuoted(
                                             subject.hookScriptPath())})
@@ -325,10 +321,12 @@ TEST_F(HookTest, SavesTheRateLimitsOfAnyInputAndPrintsTheRemainingShare) {
 
     // Whole numbers are subtracted by the shell, everything else by awk: both agree at the seams;
     // fractions round, and more than 100% used shows 0%.
-    for (const char* row : {"41.6 58", "104 0", "0 100", "100 0", "999 0", "1000 0", "99.5 0",
-                            "0.4 100", "\"042\" 58", "1e1 90", "-5 105"}) {
-        const QList<QByteArray> usedAndLeft = QByteArray(row).split(' ');
-        EXPECT_EQ(run(statusInput(fiveHour(usedAndLeft[0]))), left(usedAndLeft[1])) << row;
+    for (const QByteArray& row :
+         QByteArray("41.6 58;104 0;0 100;100 0;1000 0;99.5 0;0.4 100;\"042\" 58;1e1 90;-5 105")
+             .split(';')) {
+        const QList<QByteArray> usedAndLeft = row.split(' ');
+        EXPECT_EQ(run(statusInput(fiveHour(usedAndLeft[0]))), left(usedAndLeft[1]))
+            << row.toStdString();
     }
 
     // Pretty-printed, without a final line break, and too large for one pipe write.

@@ -308,10 +308,10 @@ TEST_F(CodexProviderTest, FetchReadsUsageThroughTheAppServerOrSaysWhatFailed) {
     calls();
     const QList<ChildProcess> childrenBefore = childProcesses();
     const qsizetype descriptorsBefore = openFileDescriptorCount();
-    for (int round = 0; round < 200; ++round) {
+    for (int round = 0; round < 50; ++round) {
         ASSERT_EQ(codex.fetch().statusMessage, std::nullopt) << "round " << round;
     }
     EXPECT_EQ(childProcesses(), childrenBefore);
     EXPECT_EQ(openFileDescriptorCount(), descriptorsBefore);
-    EXPECT_EQ(calls().size(), 2 * 200);
+    EXPECT_EQ(calls().size(), 2 * 50);
 }
