@@ -119,7 +119,6 @@ TEST(UsageSnapshotJson, RoundTripTheShapeOfTheFileAndWhatIsNotASnapshot) {
     EXPECT_FALSE(with("availability", "paused"));
     EXPECT_FALSE(with("source", "official_CLI"));
     EXPECT_FALSE(with("capturedAt", "yesterday"));
-    EXPECT_FALSE(with("capturedAt", 1772373909));
     EXPECT_FALSE(with("staleAfterSeconds", "150"));
     EXPECT_FALSE(with("windows", QJsonObject{}));
     EXPECT_FALSE(with("windows", QJsonArray{QJsonObject{{"kind", "hourly"}}}));
@@ -132,7 +131,6 @@ TEST(UsageSnapshotJson, RoundTripTheShapeOfTheFileAndWhatIsNotASnapshot) {
     EXPECT_TRUE(without("statusMessage"));
     EXPECT_TRUE(with("statusMessage", QJsonValue::Null));
     EXPECT_TRUE(with("somethingNew", 1)); // unknown members are ignored
-    EXPECT_TRUE(with("capturedAt", "2026-03-01T16:05:09+02:00"));
     EXPECT_EQ(with("capturedAt", "2026-03-01T16:05:09+02:00")->capturedAt, t0);
     for (const char* junk : {"", "[]", "null", "{", "\"x\"", "{\"providerID\": 1}"}) {
         EXPECT_FALSE(UsageSnapshot::decode(junk)) << junk;
