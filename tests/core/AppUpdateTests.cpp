@@ -191,7 +191,6 @@ TEST(AppUpdateChecker, TheFeedSettingMustBeHttpsAndLocalFeedsNeedNoNetwork) {
     // Port 1 on the loopback refuses connections: a request made anyway would end in a network
     // error, not in this one.
     EXPECT_EQ(check(QUrl("http://127.0.0.1:1/feed.json")), error(Case::invalidFeedURL));
-    EXPECT_EQ(check(QUrl("ftp://127.0.0.1:1/feed.json")), error(Case::invalidFeedURL));
 }
 
 namespace {

