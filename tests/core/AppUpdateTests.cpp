@@ -187,7 +187,6 @@ TEST(AppUpdateChecker, TheFeedSettingMustBeHttpsAndLocalFeedsNeedNoNetwork) {
     EXPECT_EQ(check(QUrl::fromLocalFile(home.filePath("missing.json"))),
               "error: Could not read \u201c" + home.filePath("missing.json").toStdString() +
                   "\u201d: No such file or directory");
-    EXPECT_TRUE(check(QUrl::fromLocalFile(home.path())).starts_with("error: Could not read"));
     // Port 1 on the loopback refuses connections: a request made anyway would end in a network
     // error, not in this one.
     EXPECT_EQ(check(QUrl("http://127.0.0.1:1/feed.json")), error(Case::invalidFeedURL));

@@ -31,7 +31,6 @@ TEST(AtomicFile, DataFolderModesFailuresAndBoundedReads) {
     EXPECT_EQ(dataFolder(home.path()), home.path() + "/.local/share/Lumora");
     qputenv("XDG_DATA_HOME", (home.path() + "/xdg").toLocal8Bit());
     EXPECT_EQ(dataFolder(home.path()), home.path() + "/xdg/Lumora");
-    EXPECT_EQ(claudeSettingsPath(home.path()), home.path() + "/.claude/settings.json");
 
     const QString path = home.filePath("a/b/file.json");
     createFolders(home.filePath("a/b"), 0700);
@@ -62,7 +61,6 @@ TEST(AtomicFile, DataFolderModesFailuresAndBoundedReads) {
     writeFile(home.filePath("big"), QByteArray(100, 'x'));
     EXPECT_FALSE(readWholeFile(home.filePath("big"), 99).has_value());
     EXPECT_EQ(readWholeFile(home.filePath("big"), 100).value().size(), 100);
-    EXPECT_FALSE(readWholeFile(home.path()).has_value()); // a folder
 }
 
 namespace {
@@ -312,11 +310,6 @@ TEST_F(HookTest, SavesTheRateLimitsOfAnyInputAndPrintsTheRemainingShare) {
     EXPECT_EQ(QJsonDocument::fromJson(cache()), QJsonDocument::fromJson(limits));
     EXPECT_EQ(fileMode(subject->rateLimitCachePath()), 0600);
     EXPECT_TRUE(leftovers().isEmpty()) << leftovers().join(' ').toStdString();
-    const auto snapshot = ClaudeRateLimitCacheParser().parse(
-        cache(), QDateTime::currentDateTimeUtc(), QDateTime::currentDateTimeUtc());
-    EXPECT_EQ(snapshot.windows.size(), 2);
-    EXPECT_EQ(snapshot.windows[0].usedRatio, 0.42);
-
     // Whole numbers are subtracted by the shell, everything else by awk: both agree at the seams;
     // fractions round, and more than 100% used shows 0%.
     for (const QByteArray& row :
