@@ -329,9 +329,6 @@ TEST_F(HookTest, SavesTheRateLimitsOfAnyInputAndPrintsTheRemainingShare) {
         EXPECT_EQ(cache(), fiveHour("25"));
         EXPECT_TRUE(leftovers().isEmpty());
     }
-    // Only a seven-day window: saved, but there is no five-hour figure to print.
-    EXPECT_EQ(run(statusInput(R"({"seven_day":{"used_percentage":50}})")), waiting);
-    EXPECT_EQ(cache(), R"({"seven_day":{"used_percentage":50}})");
 }
 
 TEST_F(HookTest, ThePreviousStatusLineRunsFirstWithTheSameInput) {

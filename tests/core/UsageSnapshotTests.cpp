@@ -116,10 +116,6 @@ TEST(UsageSnapshotJson, RoundTripTheShapeOfTheFileAndWhatIsNotASnapshot) {
     EXPECT_FALSE(with("windows", QJsonArray{QJsonObject{{"kind", "hourly"}}}));
     EXPECT_FALSE(with("windows", QJsonArray{QJsonObject{{"kind", "session"}, {"usedRatio", "1"}}}));
     EXPECT_FALSE(with("statusMessage", 12));
-    for (const char* key : {"providerID", "providerName", "capturedAt", "availability", "windows",
-                            "source", "confidence", "staleAfterSeconds"}) {
-        EXPECT_FALSE(without(key)) << key;
-    }
     EXPECT_TRUE(without("statusMessage"));
     EXPECT_TRUE(with("statusMessage", QJsonValue::Null));
     EXPECT_TRUE(with("somethingNew", 1)); // unknown members are ignored
@@ -167,8 +163,6 @@ TEST(MenuBarTitle, OrderSwitchesAndSeparator) {
     EXPECT_EQ(formatter.format(codex, claude, false, true, order, t0), "Claude Code 58%");
     EXPECT_EQ(formatter.format(codex, claude, false, false, order, t0), "Lumora");
     EXPECT_EQ(formatter.format(codex, claude, true, true, {}, t0), "Lumora");
-    EXPECT_EQ(formatter.format(codex, claude, true, true, {"codex", "codex", "gemini"}, t0),
-              "Codex 93% \u00B7 Codex 93%");
     EXPECT_EQ(
         formatter.format(codex, usedSession(1.0, t0.addSecs(65 * 60)), false, true, order, t0),
         "Claude Code 01hr 05min");
