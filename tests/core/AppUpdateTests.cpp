@@ -126,6 +126,7 @@ TEST(AppUpdateService, ChecksRunInOrderAndTheFirstFailureWins) {
     } cases[] = {
         {goodManifest, "1.4.2", "offer 1.5.0"},
         {goodManifest, "1.5.0", "nothing"},
+        {goodManifest, "", error(Case::invalidVersion)},
         {goodManifest, "1.5.0-beta.3", "offer 1.5.0"},
         {paddedTo(goodManifest, 65536), "1.0", "offer 1.5.0"},
         {paddedTo(goodManifest, 65537), "1.0", error(Case::manifestTooLarge)},
@@ -138,7 +139,6 @@ TEST(AppUpdateService, ChecksRunInOrderAndTheFirstFailureWins) {
         {offer(R"("1")", https, R"(, "releaseNotesURL": 7)"), "1", error(Case::invalidManifest)},
         {offer(R"("1")", https, R"(, "title": ["x"])"), "1", error(Case::invalidManifest)},
         {offer(R"("banana")", R"("http://e.com")"), "garbage", error(Case::invalidVersion)},
-        {goodManifest, "", error(Case::invalidVersion)},
         {offer(R"("2")", R"("http://e.com")", R"(, "releaseNotesURL": "ftp://e")"), "1.0",
          error(Case::insecureDownloadURL)},
         {offer(R"("2.0")", R"("download")"), "1.0", error(Case::insecureDownloadURL)},

@@ -111,11 +111,9 @@ TEST(CodexRateLimitParser, PrefersTheCodexRecordWhenLimitsAreListedByID) {
 TEST(CodexRateLimitParser, ALineWithAnythingButJsonIntegersIsSkipped) {
     const QString good = answer(primaryOnly(20));
     const QStringList bad{
-        answer(R"({"primary":{"usedPercent":12.5}})"),
         answer(R"({"primary":{"usedPercent":9223372036854775808}})"),
         answer(R"({"primary":)" + window(12, R"(,"windowDurationMins":300.5)") + "}"),
         answer(R"({"primary":)" + window(12, R"(,"resetsAt":"1767225600")") + "}"),
-        answer(R"({"primary":)" + window(12, R"(,"resetsAt":1e300)") + "}"),
         R"({"id":"2","result":{"rateLimits":{"primary":{"usedPercent":1}}}})",
         answer(primaryOnly(1), R"(,"rateLimitsByLimitId":[])"),
         answer(R"({"primary":)" + window(1) + R"(,"planType":7})"),

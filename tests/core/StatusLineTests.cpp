@@ -98,7 +98,6 @@ const QList<std::pair<QByteArray, bool>> settingsCases{
      false},
     {R"({"statusLine":{"type":"command","command":"~/bin/my-line","padding":2},"theme":"dark"})",
      true},
-    {R"({"statusLine":"weird","a":1})", true},
     {R"({"statusLine":null,"a":1})", true},
     {R"({"statusLine":{"type":"command","command":%OURS%},"a":[1]})", false},
     {R"({"statusLine":{"type":"command","command":"~/.claude/lumora-statusline.sh"},"a":{}})",

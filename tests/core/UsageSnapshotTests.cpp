@@ -81,7 +81,6 @@ TEST(UsageSnapshotTexts, RoundingStalenessCountdownAndMissingFigures) {
     EXPECT_TRUE(usedSession(0.42).isStale(t0.addMSecs(150001)));
     EXPECT_EQ(UsageWindow(Kind::session, 1.7, {}).usedRatio, 1.0); // clamped; decoding does not
 
-    EXPECT_EQ(UsageWindow(Kind::session, -0.2, {}).usedRatio, 0.0);
     auto stored = usedSession(0.5).toJson();
     stored["windows"] = QJsonArray{QJsonObject{{"kind", "session"}, {"usedRatio", 1.7}}};
     EXPECT_EQ(UsageSnapshot::fromJson(stored).windows.first().usedRatio, 1.7);
@@ -108,17 +107,13 @@ TEST(UsageSnapshotJson, RoundTripTheShapeOfTheFileAndWhatIsNotASnapshot) {
         changed.remove(QString::fromLatin1(key));
         return UsageSnapshot::decode(QJsonDocument(changed).toJson());
     };
-    EXPECT_FALSE(with("availability", "paused"));
     EXPECT_FALSE(with("source", "official_CLI"));
     EXPECT_FALSE(with("capturedAt", "yesterday"));
-    EXPECT_FALSE(with("staleAfterSeconds", "150"));
     EXPECT_FALSE(with("windows", QJsonObject{}));
     EXPECT_FALSE(with("windows", QJsonArray{QJsonObject{{"kind", "hourly"}}}));
     EXPECT_FALSE(with("windows", QJsonArray{QJsonObject{{"kind", "session"}, {"usedRatio", "1"}}}));
-    EXPECT_FALSE(with("statusMessage", 12));
     EXPECT_TRUE(without("statusMessage"));
     EXPECT_TRUE(with("statusMessage", QJsonValue::Null));
-    EXPECT_TRUE(with("somethingNew", 1)); // unknown members are ignored
     EXPECT_EQ(with("capturedAt", "2026-03-01T16:05:09+02:00")->capturedAt, t0);
     for (const char* junk : {"", "[]", "null", "{", "\"x\"", "{\"providerID\": 1}"}) {
         EXPECT_FALSE(UsageSnapshot::decode(junk)) << junk;
