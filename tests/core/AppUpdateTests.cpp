@@ -246,7 +246,6 @@ public:
     }
 
 private:
-    // On the server thread: reads one request head and answers it.
     void serve(QSslSocket* socket) {
         auto request = std::make_shared<QByteArray>();
         QObject::connect(socket, &QSslSocket::disconnected, socket, &QObject::deleteLater);

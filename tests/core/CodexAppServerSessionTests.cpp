@@ -38,7 +38,6 @@ protected:
         return path;
     }
     QString received() const { return home.filePath("received"); }
-    // The requests the server received since the last look.
     QList<QJsonObject> receivedMessages() const {
         QList<QJsonObject> messages;
         for (const QByteArray& line :
@@ -53,11 +52,9 @@ protected:
     static CodexAppServerSession::Limits quick(int milliseconds) {
         return {.timeoutMilliseconds = milliseconds};
     }
-    // The server answers initialize and waits for the next two requests.
     static QByteArray initialized() {
         return "take 1\nprintf '%s\\n' '" + initializeAnswer + "'\ntake 2\n";
     }
-    // Runs a conversation that must fail with a SessionError and returns that error.
     static SessionError sessionFailure(const CodexAppServerSession& session) {
         try {
             const QString transcript = session.readRateLimits();
@@ -79,7 +76,6 @@ TEST_F(AppServerSessionTest, SendsTheHandshakeAndCollectsEveryLineHoweverTheOutp
     const QString expected = QString::fromUtf8(initializeAnswer + "\n" + notification + "\n" +
                                                "not json at all\n" + rateLimitAnswer + "\n");
     const QList<QByteArray> bodies{
-        // One line at a time, with blank and padded lines that are trimmed or dropped.
         "take 1\nprintf '%s\\n\\n' '" + initializeAnswer + "'\ntake 2\nprintf '  %s \\r\\n' '" +
             notification + "'\necho 'not json at all'\nprintf '%s\\n' '" + rateLimitAnswer +
             "'\nexec sleep 30\n",
@@ -91,7 +87,6 @@ TEST_F(AppServerSessionTest, SendsTheHandshakeAndCollectsEveryLineHoweverTheOutp
         const QList<QJsonObject> got = receivedMessages();
         messages = messages.isEmpty() ? got : messages; // the first server reads every request
     }
-    // The three requests, in order.
     ASSERT_EQ(messages.size(), 3);
     const QJsonObject clientInfo{
         {"name", "lumora"}, {"title", "Lumora"}, {"version", QString(buildinfo::version)}};

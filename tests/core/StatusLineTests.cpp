@@ -67,7 +67,6 @@ namespace {
 
 class InstallerTest : public ::testing::Test {
 protected:
-    // The installer for a home folder inside the temporary home, so it can have an awkward name.
     ClaudeStatusLineInstaller installer(const QString& homeName = "user") const {
         QDir(home.filePath(homeName)).removeRecursively();
         QDir().mkpath(home.filePath(homeName));
@@ -260,7 +259,6 @@ TEST_F(InstallerTest, SettingsThatCannotBeRewrittenSafelyAreLeftByteForByte) {
 
 namespace {
 
-// Claude Code's status-line input, with members Lumora does not read.
 QByteArray statusInput(const QByteArray& rateLimits) {
     return R"({"session_id":"5c1d","transcript_path":"/tmp/t.jsonl","cwd":"/src",)"
            R"("model":{"id":"claude-opus","display_name":"Opus"},)"
@@ -353,7 +351,6 @@ TEST_F(HookTest, ConcurrentRunsNeverExposeAPartialCache) {
             QFile file(path);
             try {
                 const QDateTime now = QDateTime::currentDateTimeUtc();
-                // A missing cache counts as bad too.
                 bad += file.open(QIODevice::ReadOnly) ? 0 : 1;
                 parser.parse(file.readAll(), now, now);
             } catch (const Error&) {

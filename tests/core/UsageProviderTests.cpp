@@ -219,7 +219,6 @@ protected:
                                                  "'\n" + fakeCodex(login, appServer));
         return home.filePath(relative);
     }
-    // The calls made since the last look.
     QStringList calls() const {
         const QString path = home.filePath("calls");
         const QStringList lines =
