@@ -1,16 +1,27 @@
-// Versions, the update manifest and the feeds that need no network (the HTTPS
-// feed has its own file).
+// Versions, the update manifest and its feeds: local files, and a real TLS server on the loopback
+// address whose certificate, made by openssl, only the checkers under test trust.
 #include "core/AppUpdate.h"
 #include "core/ParsedVersion.h"
 #include "support/TestSupport.h"
 
+#include <QCoreApplication>
+#include <QMutex>
+#include <QSslKey>
+#include <QSslServer>
+#include <QSslSocket>
+#include <QTcpServer>
+#include <QThread>
+#include <QTimer>
+
 #include <gtest/gtest.h>
 
 #include <limits>
-#include <random>
+#include <memory>
+#include <optional>
 
 using namespace lumora;
 using namespace lumora::test;
+using namespace std::chrono_literals;
 using Case = AppUpdateError::Case;
 using Identifier = ParsedVersion::Identifier;
 
@@ -20,38 +31,35 @@ const QByteArray goodManifest =
     R"({"version": "1.5.0", "downloadURL": "https://example.com/lumora-1.5.0.tar.gz"})";
 
 QByteArray paddedTo(QByteArray bytes, qsizetype size) {
-    bytes.append(size - bytes.size(), ' ');
-    return bytes;
+    return bytes.append(size - bytes.size(), ' ');
 }
 QByteArray manifest(const char* members) {
     return QByteArray("{") + members + "}";
 }
-
-// What a validation or a check answers, as text: "offer <version>", "nothing"
-// or the error.
+// A manifest offering `version` from `download`, with further members.
+QByteArray offer(const char* version, const char* download, const char* more = "") {
+    return manifest(QString(R"("version": %1, "downloadURL": %2%3)")
+                        .arg(version, download, more)
+                        .toUtf8()
+                        .constData());
+}
+// A check's answer as text: "offer <version>", "nothing", "error: ..." or "network: ...".
 template <typename Check> std::string outcome(Check check) {
     try {
         const std::optional<AppUpdateManifest> offer = check();
         return offer ? "offer " + offer->version.toStdString() : "nothing";
     } catch (const Error& error) {
-        return "error: " + error.description().toStdString();
+        return (dynamic_cast<const NetworkError*>(&error) ? "network: " : "error: ") +
+               error.description().toStdString();
     }
 }
 std::string error(Case c) {
     return "error: " + AppUpdateError::descriptionOf(c).toStdString();
 }
 
-ParsedVersion version(const QString& text) {
-    const std::optional<ParsedVersion> parsed = ParsedVersion::parse(text);
-    EXPECT_TRUE(parsed) << text.toStdString();
-    return parsed.value_or(ParsedVersion{});
-}
-
 } // namespace
 
-TEST(ParsedVersion, ParsesWhatPeopleWrite) {
-    constexpr qint64 max = std::numeric_limits<qint64>::max();
-    constexpr qint64 min = std::numeric_limits<qint64>::min();
+TEST(ParsedVersion, ParsesWhatPeopleWriteAndOrdersIt) {
     const auto text = [](const char* value) {
         return Identifier::text(QString::fromUtf8(value));
     };
@@ -60,142 +68,57 @@ TEST(ParsedVersion, ParsesWhatPeopleWrite) {
         QList<qint64> numbers;
         std::optional<QList<Identifier>> prerelease;
     } cases[] = {
-        {"1.2.3", {1, 2, 3}, std::nullopt},
         {" \tv2.0 \n", {2, 0}, std::nullopt},
-        {"V1.2", {1, 2}, std::nullopt},
-        {"01.002", {1, 2}, std::nullopt},
+        {"V01.002+anything goes here ..", {1, 2}, std::nullopt},
         {"1.5.0-beta.2+build.7", {1, 5, 0}, QList{text("beta"), Identifier::number(2)}},
-        {"1.0.0-rc-1", {1, 0, 0}, QList{text("rc-1")}},
-        {"2.0+anything goes here ..", {2, 0}, std::nullopt},
-        {"1.0--5.-", {1, 0}, QList{Identifier::number(-5), text("-")}},
-        {"9223372036854775807", {max}, std::nullopt},
-        {"1-9223372036854775808.-9223372036854775808",
-         {1},
-         QList{text("9223372036854775808"), Identifier::number(min)}},
+        {"1.0--5.rc-1", {1, 0}, QList{Identifier::number(-5), text("rc-1")}},
+        {"9223372036854775807-9223372036854775808.-9223372036854775808",
+         {std::numeric_limits<qint64>::max()},
+         QList{text("9223372036854775808"),
+               Identifier::number(std::numeric_limits<qint64>::min())}},
         {QString::fromUtf8("1-\u00E9t\u00E9"), {1}, QList{text("\u00E9t\u00E9")}},
     };
     for (const auto& c : cases) {
+        SCOPED_TRACE(c.input.toStdString());
         const std::optional<ParsedVersion> parsed = ParsedVersion::parse(c.input);
-        ASSERT_TRUE(parsed) << c.input.toStdString();
-        EXPECT_EQ(parsed->numbers, c.numbers) << c.input.toStdString();
-        EXPECT_EQ(parsed->prerelease, c.prerelease) << c.input.toStdString();
+        ASSERT_TRUE(parsed);
+        EXPECT_EQ(parsed->numbers, c.numbers);
+        EXPECT_EQ(parsed->prerelease, c.prerelease);
     }
-    for (const char* notAVersion : {"",          "   ",    "v",        "vv1",
-                                    "1.x",       "1..2",   "1.",       ".1",
-                                    "+5",        "1.0.0-", "1.0.0-+5", "1.0-beta..1",
-                                    "1.0-beta.", "1 .0",   "1.0 0",    "9223372036854775808",
-                                    "-1",        "v-1",    "0x10",     "\u0661.0"}) {
-        EXPECT_FALSE(ParsedVersion::parse(QString::fromUtf8(notAVersion))) << notAVersion;
+    for (const QString& notAVersion :
+         QString::fromUtf8(
+             "|   |v|vv1|1.x|1..2|1.|.1|+5|1.0.0-|1.0.0-+5|1.0-beta..1|1.0-beta.|1 .0|"
+             "1.0 0|9223372036854775808|-1|v-1|0x10|\u0661.0")
+             .split('|')) {
+        EXPECT_FALSE(ParsedVersion::parse(notAVersion)) << notAVersion.toStdString();
     }
-}
-
-TEST(ParsedVersion, NewerVersionEdgeCases) {
-    const struct {
-        const char* candidate;
-        const char* current;
-        bool newer;
-    } cases[] = {
-        {"1.2.1", "1.2", true},
-        {"1.2", "1.2.0", false},
-        {"1.2.0", "1.2", false},
-        {"1.0.0", "1.0.0-beta.9", true},
-        {"1.0.0-beta.9", "1.0.0", false},
-        {"1.0.0-beta.10", "1.0.0-beta.9", true},
-        {"1.0.0-beta.a", "1.0.0-beta.9", true},
-        {"1.0.0-beta.1", "1.0.0-beta", true},
-        {"1.0.0-beta", "1.0.0-beta.1", false},
-        {"v2.0", "1.9.9", true},
-        {"2.0+42", "2.0+41", false},
-        {"2.0", "garbage", false},
-        {"garbage", "1.0", false},
-        {"10.0", "9.0", true},
-        {"1.0.0-Beta", "1.0.0-alpha", false},
-        {"1.0.0-alpha", "1.0.0-RC", true},
-        {"1.0.0-rc", "1.0.0-beta", true},
-        {"1.0.0-1", "1.0.0--1", true},
-        {"1.0.0-beta", "1.0.0-999", true},
-        {"9223372036854775807", "9223372036854775806.99", true},
-        // By Unicode scalar values, not UTF-16 units: U+1F600 is after U+FFFD.
-        {"1-\U0001F600", "1-\uFFFD", true},
-        {"1-\uFFFD", "1-\U0001F600", false},
+    // "a > b": a is newer than b; "a <= b": it is not. Pre-releases order before their release,
+    // identifiers by Unicode scalar values, not UTF-16 units (U+1F600 is after U+FFFD).
+    for (const QString& comparison :
+         QString::fromUtf8(
+             "1.2.1 > 1.2;1.2 <= 1.2.0;1.2.0 <= 1.2;1.0.0 > 1.0.0-beta.9;1.0.0-beta.9 <= 1.0.0;"
+             "1.0.0-beta.10 > 1.0.0-beta.9;1.0.0-beta.a > 1.0.0-beta.9;1.0.0-beta.1 > 1.0.0-beta;"
+             "1.0.0-beta <= 1.0.0-beta.1;v2.0 > 1.9.9;2.0+42 <= 2.0+41;2.0 <= garbage;"
+             "garbage <= 1.0;10.0 > 9.0;1.0.0-Beta <= 1.0.0-alpha;1.0.0-alpha > 1.0.0-RC;"
+             "1.0.0-1 > 1.0.0--1;1.0.0-beta > 1.0.0-999;1-\U0001F600 > 1-\uFFFD;"
+             "1-\uFFFD <= 1-\U0001F600")
+             .split(';')) {
+        const QStringList parts = comparison.split(' ');
+        EXPECT_EQ(AppUpdateService::isNewerVersion(parts[0], parts[2]), parts[1] == ">")
+            << comparison.toStdString();
+    }
+    const auto version = [](const char* text) {
+        return ParsedVersion::parse(text).value();
     };
-    for (const auto& c : cases) {
-        EXPECT_EQ(AppUpdateService::isNewerVersion(QString::fromUtf8(c.candidate),
-                                                   QString::fromUtf8(c.current)),
-                  c.newer)
-            << c.candidate << " than " << c.current;
-    }
-    // Equal values, and versions that only differ in trailing zeros, are not
-    // newer either way.
     EXPECT_EQ(version("1.0"), version("v1.0+7"));
     EXPECT_FALSE(version("1.0") == version("1.0.0"));
     EXPECT_TRUE(version("1.0") <= version("1.0.0") && version("1.0") >= version("1.0.0"));
 }
 
-// Over a few thousand generated versions, many of them equivalent, `<` must be
-// a strict weak order whose incomparable pairs are exactly the pairs with the
-// same release and pre-release.
-TEST(ParsedVersion, OrderingIsAStrictWeakOrder) {
-    std::mt19937 random(20240611);
-    const auto upTo = [&](qsizetype high) {
-        return std::uniform_int_distribution<qsizetype>(0, high)(random);
-    };
-    // One to `most` entries of `pool`, joined by dots.
-    const auto some = [&](const QStringList& pool, int most) {
-        QStringList parts;
-        for (qsizetype i = 1 + upTo(most - 1); i > 0; --i) {
-            parts << pool[upTo(pool.size() - 1)];
-        }
-        return parts.join('.');
-    };
-    const QStringList numbers{"0", "00", "1", "2", "10", "9223372036854775807"};
-    const QStringList identifiers{"0",     "1",    "02", "10",   "-3",
-                                  "alpha", "beta", "RC", "rc-1", "\u00E9"};
-    QList<ParsedVersion> versions;
-    while (versions.size() < 2500) {
-        versions << version((upTo(3) == 0 ? "v" : "") + some(numbers, 4) +
-                            (upTo(1) == 1 ? "-" + some(identifiers, 3) : "") +
-                            (upTo(4) == 0 ? "+build." + some(identifiers, 1) : ""));
-    }
-    // Same release numbers once the shorter list is padded with zeros, and the
-    // same pre-release.
-    const auto sameRelease = [](const ParsedVersion& a, const ParsedVersion& b) {
-        for (qsizetype i = 0; i < std::max(a.numbers.size(), b.numbers.size()); ++i) {
-            if (a.numbers.value(i, 0) != b.numbers.value(i, 0)) {
-                return false;
-            }
-        }
-        return a.prerelease == b.prerelease;
-    };
-
-    qint64 equivalentPairs = 0;
-    for (const ParsedVersion& a : versions) {
-        ASSERT_FALSE(a < a);
-        for (const ParsedVersion& b : versions) {
-            const bool less = a < b;
-            const bool greater = b < a;
-            ASSERT_FALSE(less && greater);
-            ASSERT_EQ(!less && !greater, sameRelease(a, b));
-            equivalentPairs += !less && !greater ? 1 : 0;
-        }
-    }
-    // The pools are small on purpose: many pairs must tie for the test to mean
-    // anything.
-    EXPECT_GT(equivalentPairs, 10 * versions.size());
-    for (int i = 0; i < 300000; ++i) {
-        const ParsedVersion& a = versions[upTo(versions.size() - 1)];
-        const ParsedVersion& b = versions[upTo(versions.size() - 1)];
-        const ParsedVersion& c = versions[upTo(versions.size() - 1)];
-        if (a < b && b < c) {
-            ASSERT_TRUE(a < c);
-        }
-        if (!(a < b) && !(b < a) && b < c) {
-            ASSERT_TRUE(a < c); // incomparability is transitive with the order
-        }
-    }
-}
-
+// Size first, then the JSON shape, the offered and the current version, the download address and
+// the release notes, and only then the comparison.
 TEST(AppUpdateService, ChecksRunInOrderAndTheFirstFailureWins) {
+    const char* https = R"("https://e.com")";
     const struct {
         QByteArray bytes;
         QString current;
@@ -203,55 +126,27 @@ TEST(AppUpdateService, ChecksRunInOrderAndTheFirstFailureWins) {
     } cases[] = {
         {goodManifest, "1.4.2", "offer 1.5.0"},
         {goodManifest, "1.5.0", "nothing"},
-        {goodManifest, "1.6", "nothing"},
+        {goodManifest, "", error(Case::invalidVersion)},
         {goodManifest, "1.5.0-beta.3", "offer 1.5.0"},
-        // Size first: exactly the limit is fine, one byte more is refused before
-        // anything else.
         {paddedTo(goodManifest, 65536), "1.0", "offer 1.5.0"},
         {paddedTo(goodManifest, 65537), "1.0", error(Case::manifestTooLarge)},
         {paddedTo("not json", 65537), "garbage", error(Case::manifestTooLarge)},
-        // Then the JSON shape, before any version is looked at.
         {"not json", "garbage", error(Case::invalidManifest)},
-        {"", "1.0", error(Case::invalidManifest)},
         {R"(["1.5.0"])", "1.0", error(Case::invalidManifest)},
-        {goodManifest + " trailing", "1.0", error(Case::invalidManifest)},
         {manifest(R"("version": "1.5.0")"), "1.0", error(Case::invalidManifest)},
-        {manifest(R"("version": 1.5, "downloadURL": "https://e.com")"), "1",
-         error(Case::invalidManifest)},
-        {manifest(R"("version": "1.5", "downloadURL": null)"), "1.0", error(Case::invalidManifest)},
-        {manifest(R"("version": "1.5", "downloadURL": "")"), "1.0", error(Case::invalidManifest)},
-        {manifest(R"("version": "1", "downloadURL": "https://[::1")"), "1",
-         error(Case::invalidManifest)},
-        {manifest(R"("version": "1", "downloadURL": "https://e.com", "releaseNotesURL": 7)"), "1",
-         error(Case::invalidManifest)},
-        {manifest(R"("version": "1", "downloadURL": "https://e.com", "title": ["x"])"), "1",
-         error(Case::invalidManifest)},
-        // Then the offered version, then the current one, both before the
-        // addresses.
-        {manifest(R"("version": "banana", "downloadURL": "http://e.com")"), "garbage",
-         error(Case::invalidVersion)},
-        {goodManifest, "", error(Case::invalidVersion)},
-        {manifest(R"("version": "2.0", "downloadURL": "http://e.com")"), "x",
-         error(Case::invalidVersion)},
-        // Then the download address, then the release notes, both before the
-        // comparison.
-        {manifest(R"("version": "2", "downloadURL": "http://e.com", "releaseNotesURL": "ftp://e")"),
-         "1.0", error(Case::insecureDownloadURL)},
-        {manifest(R"("version": "2.0", "downloadURL": "download")"), "1.0",
+        {offer("1.5", https), "1", error(Case::invalidManifest)},
+        {offer(R"("1.5")", R"("")"), "1.0", error(Case::invalidManifest)},
+        {offer(R"("1")", https, R"(, "releaseNotesURL": 7)"), "1", error(Case::invalidManifest)},
+        {offer(R"("1")", https, R"(, "title": ["x"])"), "1", error(Case::invalidManifest)},
+        {offer(R"("banana")", R"("http://e.com")"), "garbage", error(Case::invalidVersion)},
+        {offer(R"("2")", R"("http://e.com")", R"(, "releaseNotesURL": "ftp://e")"), "1.0",
          error(Case::insecureDownloadURL)},
-        {manifest(
-             R"("version": "0.1", "downloadURL": "https://e.com", "releaseNotesURL": "ftp://e")"),
-         "1.0", error(Case::insecureReleaseNotesURL)},
-        {manifest(
-             R"("version": "0.1", "downloadURL": "https://e.com", "releaseNotesURL": "notes")"),
-         "1.0", error(Case::insecureReleaseNotesURL)},
-        // Accepted variations.
-        {manifest(R"("version": "2.0", "downloadURL": "HTTPS://EXAMPLE.COM/x",
-                     "releaseNotesURL": "HtTpS://e.com/notes", "title": "Two")"),
+        {offer(R"("2.0")", R"("download")"), "1.0", error(Case::insecureDownloadURL)},
+        {offer(R"("0.1")", https, R"(, "releaseNotesURL": "notes")"), "1.0",
+         error(Case::insecureReleaseNotesURL)},
+        {offer(R"("2.0")", R"("HTTPS://E.COM/x")", R"(, "releaseNotesURL": "HtTpS://e.com/n")"),
          "1.0", "offer 2.0"},
-        {manifest(
-             R"("version": "2.0", "downloadURL": "https://e.com", "releaseNotesURL": null,
-                     "title": null, "extra": {"ignored": [1, 2]})"),
+        {offer(R"("2.0")", https, R"(, "releaseNotesURL": null, "title": null, "x": {"y": [1]})"),
          "1.0", "offer 2.0"},
     };
     for (const auto& c : cases) {
@@ -259,50 +154,246 @@ TEST(AppUpdateService, ChecksRunInOrderAndTheFirstFailureWins) {
                   c.expected)
             << c.bytes.left(120).toStdString() << " / current " << c.current.toStdString();
     }
-
-    const auto offer = AppUpdateService::availableUpdate(
-        manifest(
-            R"("version": " 1.5.0 ", "downloadURL": "https://e.com/d?x=1#top",
-                    "releaseNotesURL": "https://e.com/notes", "title": "Spring \u00E9dition")"),
-        "1.4");
-    ASSERT_TRUE(offer);
-    EXPECT_EQ(*offer, (AppUpdateManifest{" 1.5.0 ", QUrl("https://e.com/d?x=1#top"),
-                                         QUrl("https://e.com/notes"), "Spring \u00E9dition"}));
+    EXPECT_EQ(AppUpdateService::availableUpdate(
+                  offer(R"(" 1.5.0 ")", R"("https://e.com/d?x=1#top")",
+                        R"(, "releaseNotesURL": "https://e.com/notes", "title": "Spring \u00E9")"),
+                  "1.4"),
+              (AppUpdateManifest{" 1.5.0 ", QUrl("https://e.com/d?x=1#top"),
+                                 QUrl("https://e.com/notes"), "Spring \u00E9"}));
 }
 
-TEST(AppUpdateService, FeedSettingMustBeHttps) {
+TEST(AppUpdateChecker, TheFeedSettingMustBeHttpsAndLocalFeedsNeedNoNetwork) {
     EXPECT_EQ(configuredUpdateFeedURL("  HTTPS://updates.example.com/lumora.json \n"),
               QUrl("https://updates.example.com/lumora.json"));
-    for (const char* refused : {"", "   \t\n", "http://updates.example.com/lumora.json",
-                                "updates.example.com/lumora.json", "file:///tmp/lumora.json",
-                                "https://exa mple.com/lumora.json", "https://[::1"}) {
+    for (const char* refused :
+         {"", "   \t\n", "http://u.example.com/l.json", "u.example.com/l.json",
+          "file:///tmp/l.json", "https://exa mple.com/l.json", "https://[::1"}) {
         EXPECT_EQ(configuredUpdateFeedURL(refused), std::nullopt) << refused;
     }
-}
-
-TEST(AppUpdateChecker, FeedsThatNeedNoNetwork) {
     TemporaryHome home;
     const QString path = home.filePath("feed.json");
     const auto check = [](const QUrl& feed, const QString& current = "1.0") {
         return outcome([&] { return AppUpdateChecker(feed).check(current); });
     };
+    const QUrl local = QUrl::fromLocalFile(path);
     writeFile(path, goodManifest);
-    EXPECT_EQ(check(QUrl::fromLocalFile(path)), "offer 1.5.0");
-    EXPECT_EQ(check(QUrl::fromLocalFile(path), "1.5.0"), "nothing");
+    EXPECT_EQ(check(local), "offer 1.5.0");
+    EXPECT_EQ(check(local, "1.5.0"), "nothing");
     EXPECT_EQ(outcome([] { return AppUpdateChecker(std::nullopt).check("1.0"); }), "nothing");
-
-    // Local files are bounded like downloads; an endless device is cut off at the
-    // limit.
+    // Local files are bounded like downloads; an endless device is cut off at the limit.
     writeFile(path, paddedTo(goodManifest, 65537));
-    EXPECT_EQ(check(QUrl::fromLocalFile(path)), error(Case::manifestTooLarge));
+    EXPECT_EQ(check(local), error(Case::manifestTooLarge));
     EXPECT_EQ(check(QUrl::fromLocalFile("/dev/zero")), error(Case::manifestTooLarge));
     EXPECT_EQ(check(QUrl::fromLocalFile(home.filePath("missing.json"))),
               "error: Could not read \u201c" + home.filePath("missing.json").toStdString() +
                   "\u201d: No such file or directory");
-    EXPECT_TRUE(check(QUrl::fromLocalFile(home.path())).starts_with("error: Could not read"));
-
-    // Port 1 on the loopback refuses connections: a request made anyway would end
-    // in a network error, not in this one.
+    // Port 1 on the loopback refuses connections: a request made anyway would end in a network
+    // error, not in this one.
     EXPECT_EQ(check(QUrl("http://127.0.0.1:1/feed.json")), error(Case::invalidFeedURL));
-    EXPECT_EQ(check(QUrl("ftp://127.0.0.1:1/feed.json")), error(Case::invalidFeedURL));
+}
+
+namespace {
+
+// A small HTTPS/1.1 server on 127.0.0.1, on a thread of its own so that a test can make blocking
+// requests against it. Each path has a canned answer; every answer closes the connection.
+class LocalHttpsServer {
+public:
+    struct Answer {
+        QByteArray status = "200 OK";
+        QByteArray headers; // extra lines, each ending in "\r\n"
+        QByteArray body;
+        bool silent = false;  // read the request, never answer
+        bool trickle = false; // announce 64 KiB, then send one byte every 50 ms
+    };
+
+    LocalHttpsServer(const QSslCertificate& certificate, const QSslKey& key) {
+        m_context->moveToThread(&m_thread);
+        QObject::connect(&m_thread, &QThread::finished, m_context, &QObject::deleteLater);
+        m_thread.start();
+        QMetaObject::invokeMethod(
+            m_context,
+            [&] {
+                auto* server = new QSslServer(m_context);
+                QSslConfiguration tls = QSslConfiguration::defaultConfiguration();
+                tls.setLocalCertificate(certificate);
+                tls.setPrivateKey(key);
+                server->setSslConfiguration(tls);
+                QObject::connect(server, &QTcpServer::pendingConnectionAvailable, server,
+                                 [=, this] {
+                                     while (QTcpSocket* socket = server->nextPendingConnection()) {
+                                         serve(static_cast<QSslSocket*>(socket));
+                                     }
+                                 });
+                EXPECT_TRUE(server->listen(QHostAddress::LocalHost));
+                m_port = server->serverPort();
+            },
+            Qt::BlockingQueuedConnection);
+    }
+    ~LocalHttpsServer() {
+        m_thread.quit();
+        m_thread.wait();
+    }
+    QUrl url(const QString& path) const {
+        return QUrl(QString("https://127.0.0.1:%1").arg(m_port) + path);
+    }
+    void answer(const QString& path, const Answer& answer) {
+        const QMutexLocker lock(&m_mutex);
+        m_answers.insert(path, answer);
+    }
+    QList<QByteArray> requests() const {
+        const QMutexLocker lock(&m_mutex);
+        return m_requests;
+    }
+
+private:
+    void serve(QSslSocket* socket) {
+        auto request = std::make_shared<QByteArray>();
+        QObject::connect(socket, &QSslSocket::disconnected, socket, &QObject::deleteLater);
+        QObject::connect(socket, &QSslSocket::readyRead, socket, [=, this] {
+            *request += socket->readAll();
+            const qsizetype end = request->indexOf("\r\n\r\n");
+            if (end < 0) {
+                return;
+            }
+            Answer answer{"404 Not Found", {}, "no such feed"};
+            {
+                const QMutexLocker lock(&m_mutex);
+                m_requests.append(request->left(end));
+                answer = m_answers.value(QString::fromLatin1(request->split(' ').value(1)), answer);
+            }
+            request->clear(); // anything after the head is of no interest
+            if (answer.silent) {
+                return;
+            }
+            const qint64 size = answer.trickle ? 65536 : answer.body.size();
+            socket->write("HTTP/1.1 " + answer.status +
+                          "\r\nContent-Length: " + QByteArray::number(size) +
+                          "\r\nConnection: close\r\n" + answer.headers + "\r\n" + answer.body);
+            if (answer.trickle) {
+                auto* drip = new QTimer(socket);
+                QObject::connect(drip, &QTimer::timeout, socket, [=] { socket->write(" "); });
+                drip->start(50);
+            } else {
+                socket->disconnectFromHost();
+            }
+        });
+    }
+
+    QThread m_thread;
+    QObject* m_context = new QObject; // lives in m_thread; owns the server and its sockets
+    quint16 m_port = 0;
+    mutable QMutex m_mutex;
+    QHash<QString, Answer> m_answers;
+    QList<QByteArray> m_requests;
+};
+
+std::string outcome(const AppUpdateChecker& checker) {
+    return outcome([&] { return checker.check("1.0"); });
+}
+
+class UpdateFeedOverHttps : public ::testing::Test {
+protected:
+    // One self-signed certificate for 127.0.0.1 per test process. Qt's TLS classes must not be
+    // touched before the application object exists, which rules out static construction.
+    static void SetUpTestSuite() {
+        QTemporaryDir folder(processHome() + "/certificate-XXXXXX");
+        const CommandOutcome openssl = runProgram(
+            "openssl",
+            {"req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1", "-nodes",
+             "-days", "2", "-subj", "/CN=127.0.0.1", "-addext", "subjectAltName=IP:127.0.0.1",
+             "-keyout", folder.filePath("key.pem"), "-out", folder.filePath("certificate.pem")});
+        EXPECT_EQ(openssl.exitCode, 0) << "openssl failed: " << openssl.err.toStdString();
+        certificate = QSslCertificate(readFile(folder.filePath("certificate.pem")));
+        key = QSslKey(readFile(folder.filePath("key.pem")), QSsl::Ec);
+    }
+    void SetUp() override {
+        ASSERT_FALSE(certificate->isNull() || key->isNull()) << "no test certificate";
+        server = std::make_unique<LocalHttpsServer>(*certificate, *key);
+    }
+    AppUpdateChecker checker(const QUrl& feed, std::chrono::milliseconds timeout = 15s) const {
+        return AppUpdateChecker(feed, {timeout, {*certificate}});
+    }
+    AppUpdateChecker checker(const QString& path) const { return checker(server->url(path)); }
+
+    static inline std::optional<QSslCertificate> certificate;
+    static inline std::optional<QSslKey> key;
+    std::unique_ptr<LocalHttpsServer> server;
+};
+
+} // namespace
+
+TEST_F(UpdateFeedOverHttps, GoodManifestIsFetchedFreshAndUnusableAnswersAreRefused) {
+    server->answer("/feed.json", {"200 OK", "Content-Type: application/json\r\n", goodManifest});
+    EXPECT_EQ(outcome(checker("/feed.json")), "offer 1.5.0");
+    ASSERT_EQ(server->requests().size(), 1);
+    const QByteArray request = server->requests().first().toLower();
+    for (const char* part : {"get /feed.json http/1.1\r\n", "\r\naccept: application/json",
+                             "\r\ncache-control: no-cache"}) {
+        EXPECT_TRUE(request.contains(part)) << request.toStdString();
+    }
+    // The test certificate is trusted only by the checker given it: nothing is sent otherwise.
+    const std::string untrusted = outcome(AppUpdateChecker(server->url("/feed.json")));
+    EXPECT_TRUE(untrusted.starts_with("network: ")) << untrusted;
+    EXPECT_EQ(server->requests().size(), 1);
+    // On a worker thread without a running event loop, as the application uses it.
+    std::string fromWorker;
+    const std::unique_ptr<QThread> worker(
+        QThread::create([&] { fromWorker = outcome(checker("/feed.json")); }));
+    worker->start();
+    worker->wait();
+    EXPECT_EQ(fromWorker, "offer 1.5.0");
+
+    // Redirects between https addresses are followed; exactly the size limit is still read.
+    const qsizetype limit = AppUpdateService::maximumManifestSize;
+    const QByteArray huge(1 << 20, ' ');
+    server->answer("/old.json", {"301 Moved Permanently", "Location: /new.json\r\n", "moved"});
+    server->answer("/new.json", {"200 OK", {}, goodManifest.leftJustified(limit)});
+    server->answer("/not-modified.json", {"304 Not Modified", {}, {}});
+    server->answer("/server-error.json", {"500 Internal Server Error", {}, goodManifest});
+    server->answer("/huge-error.json", {"404 Not Found", {}, huge});
+    server->answer("/too-large.json", {"200 OK", {}, goodManifest.leftJustified(limit + 1)});
+    server->answer("/huge.json", {"200 OK", {}, huge});
+    server->answer("/page.html", {"200 OK", {}, "<html>Hello</html>"});
+    // A redirect to plain http is not followed at all: the http server never hears from us.
+    QTcpServer plain;
+    ASSERT_TRUE(plain.listen(QHostAddress::LocalHost));
+    int plainConnections = 0;
+    QObject::connect(&plain, &QTcpServer::newConnection, [&] { ++plainConnections; });
+    server->answer("/to-http.json", {"302 Found",
+                                     "Location: http://127.0.0.1:" +
+                                         QByteArray::number(plain.serverPort()) + "/feed.json\r\n",
+                                     {}});
+    const std::pair<const char*, std::string> cases[] = {
+        {"/old.json", "offer 1.5.0"},
+        {"/missing.json", error(Case::invalidServerResponse)},
+        {"/not-modified.json", error(Case::invalidServerResponse)},
+        {"/server-error.json", error(Case::invalidServerResponse)},
+        {"/huge-error.json", error(Case::invalidServerResponse)},
+        {"/to-http.json", error(Case::invalidServerResponse)},
+        {"/too-large.json", error(Case::manifestTooLarge)},
+        {"/huge.json", error(Case::manifestTooLarge)},
+        {"/page.html", error(Case::invalidManifest)},
+    };
+    for (const auto& [path, expected] : cases) {
+        EXPECT_EQ(outcome(checker(path)), expected) << path;
+    }
+    QCoreApplication::processEvents();
+    EXPECT_EQ(plainConnections, 0);
+    EXPECT_FALSE(plain.hasPendingConnections());
+}
+
+TEST_F(UpdateFeedOverHttps, SilentAndTricklingServersTimeOut) {
+    server->answer("/silent.json", {"200 OK", {}, {}, true});
+    server->answer("/to-silent.json", {"302 Found", "Location: /silent.json\r\n", {}});
+    // Every byte arrives well within the idle limit, but the whole body would take an hour.
+    server->answer("/trickle.json", {"200 OK", {}, {}, false, true});
+    // A listener that accepts the connection but never even starts the TLS handshake.
+    QTcpServer mute;
+    ASSERT_TRUE(mute.listen(QHostAddress::LocalHost));
+    for (const QUrl& feed :
+         {server->url("/silent.json"), server->url("/to-silent.json"), server->url("/trickle.json"),
+          QUrl(QString("https://127.0.0.1:%1/").arg(mute.serverPort()))}) {
+        EXPECT_EQ(outcome(checker(feed, 300ms)), "network: The request timed out.")
+            << feed.toString().toStdString();
+    }
 }

@@ -40,22 +40,21 @@ protected:
     QString received() const { return home.filePath("received"); }
     QList<QJsonObject> receivedMessages() const {
         QList<QJsonObject> messages;
-        if (!QFileInfo::exists(received())) {
-            return messages;
-        }
-        for (const QByteArray& line : readFile(received()).split('\n')) {
+        for (const QByteArray& line :
+             QFile::exists(received()) ? readFile(received()).split('\n') : QList<QByteArray>()) {
             if (!line.isEmpty()) {
                 messages.append(QJsonDocument::fromJson(line).object());
             }
         }
+        QFile::remove(received());
         return messages;
     }
     static CodexAppServerSession::Limits quick(int milliseconds) {
-        CodexAppServerSession::Limits limits;
-        limits.timeoutMilliseconds = milliseconds;
-        return limits;
+        return {.timeoutMilliseconds = milliseconds};
     }
-    // Runs a conversation that must fail with a SessionError and returns that error.
+    static QByteArray initialized() {
+        return "take 1\nprintf '%s\\n' '" + initializeAnswer + "'\ntake 2\n";
+    }
     static SessionError sessionFailure(const CodexAppServerSession& session) {
         try {
             const QString transcript = session.readRateLimits();
@@ -77,31 +76,17 @@ TEST_F(AppServerSessionTest, SendsTheHandshakeAndCollectsEveryLineHoweverTheOutp
     const QString expected = QString::fromUtf8(initializeAnswer + "\n" + notification + "\n" +
                                                "not json at all\n" + rateLimitAnswer + "\n");
     const QList<QByteArray> bodies{
-        // One line at a time, with blank and padded lines that are trimmed or dropped.
         "take 1\nprintf '%s\\n\\n' '" + initializeAnswer + "'\ntake 2\nprintf '  %s \\r\\n' '" +
             notification + "'\necho 'not json at all'\nprintf '%s\\n' '" + rateLimitAnswer +
             "'\nexec sleep 30\n",
-        // Split at arbitrary points, the line feeds in separate writes.
-        "take 1\nprintf '{\"id\":1,\"res'; sleep 0.05; printf '%s' '" + initializeAnswer.mid(12) +
-            "'; sleep 0.05; printf '\\n%s\\nnot json' '" + notification +
-            "'\ntake 2\nsleep 0.05; printf ' at all\\n{\"id\"'; sleep 0.05\nprintf '%s\\n' '" +
-            rateLimitAnswer.mid(5) + "'\nexec sleep 30\n",
-        // Everything in one chunk, answered before the request was even read.
-        "take 1\nprintf '%s\\n%s\\nnot json at all\\n%s\\n' '" + initializeAnswer + "' '" +
-            notification + "' '" + rateLimitAnswer + "'\ntake 2\nexec sleep 30\n",
     };
     QList<QJsonObject> messages;
     for (const QByteArray& body : bodies) {
-        QFile::remove(received());
-        const QString transcript =
-            CodexAppServerSession(server(body), quick(5000)).readRateLimits();
-        EXPECT_EQ(transcript, expected) << body.toStdString();
-        if (messages.isEmpty()) {
-            messages = receivedMessages(); // the first server reads every request it gets
-        }
+        EXPECT_EQ(CodexAppServerSession(server(body), quick(5000)).readRateLimits(), expected)
+            << body.toStdString();
+        const QList<QJsonObject> got = receivedMessages();
+        messages = messages.isEmpty() ? got : messages; // the first server reads every request
     }
-
-    // The three requests, in order.
     ASSERT_EQ(messages.size(), 3);
     const QJsonObject clientInfo{
         {"name", "lumora"}, {"title", "Lumora"}, {"version", QString(buildinfo::version)}};
@@ -115,42 +100,27 @@ TEST_F(AppServerSessionTest, SendsTheHandshakeAndCollectsEveryLineHoweverTheOutp
 TEST_F(AppServerSessionTest, ResponsesThatDoNotEndTheConversation) {
     // A repeated id 1 does not send the request again; an error answer to id 2 still ends it.
     const QByteArray errorAnswer = R"({"id":2,"error":{"code":-32600,"message":"no"}})";
-    const QString transcript =
-        CodexAppServerSession(server("take 1\nprintf '%s\\n%s\\n' '" + initializeAnswer + "' '" +
-                                     initializeAnswer + "'\ntake 2\ndrain\nprintf '%s\\n' '" +
-                                     errorAnswer + "'\nexec sleep 30\n"),
-                              quick(5000))
-            .readRateLimits();
-    EXPECT_EQ(transcript, initializeAnswer + "\n" + initializeAnswer + "\n" + errorAnswer + "\n");
+    EXPECT_EQ(CodexAppServerSession(server("take 1\nprintf '%s\\n%s\\n' '" + initializeAnswer +
+                                           "' '" + initializeAnswer + "'\ntake 2\ndrain\n" +
+                                           "printf '%s\\n' '" + errorAnswer + "'\nexec sleep 30\n"),
+                                    quick(5000))
+                  .readRateLimits(),
+              initializeAnswer + "\n" + initializeAnswer + "\n" + errorAnswer + "\n");
     EXPECT_EQ(receivedMessages().size(), 3);
-
-    // A string id "2", an id 2.5, and an id-2 answer without its final line feed: the
-    // conversation runs into its time limit.
-    for (const QByteArray& ending : {QByteArray(R"(printf '{"id":"2","result":{}}\n')"),
-                                     QByteArray(R"(printf '{"id":2.5,"result":{}}\n')"),
-                                     "printf '%s' '" + rateLimitAnswer + "'"}) {
-        const SessionError error = sessionFailure(
-            CodexAppServerSession(server("take 1\nprintf '%s\\n' '" + initializeAnswer +
-                                         "'\ntake 2\n" + ending + "\nexec sleep 30\n"),
-                                  quick(400)));
-        EXPECT_EQ(error, SessionError::timedOut()) << ending.toStdString();
-    }
 }
 
 TEST_F(AppServerSessionTest, AServerThatExitsOrNeverAnswersEndsTheConversation) {
-    const QByteArray initialized = "take 1\nprintf '%s\\n' '" + initializeAnswer + "'\ntake 2\n";
     const struct {
         QByteArray body;
         int milliseconds;
         SessionError expected;
     } cases[] = {
-        // Before answering, after reading the first request or without reading anything.
+        // Exiting before answering; killed by a signal, whose number is the status; exiting
+        // cleanly without an answer is not an answer: the time limit decides.
         {"take 1\nexit 3\n", 5000, SessionError::serverExited(3)},
         {"exit 3\n", 5000, SessionError::serverExited(3)},
-        // Killed by a signal: the signal number is the status.
         {"take 1\nkill -9 $$\n", 5000, SessionError::serverExited(9)},
-        // Exiting cleanly without an answer is not an answer: the time limit decides.
-        {initialized + "exit 0\n", 600, SessionError::timedOut()},
+        {initialized() + "exit 0\n", 600, SessionError::timedOut()},
         {"exec sleep 30\n", 500, SessionError::timedOut()},
     };
     for (const auto& c : cases) {
@@ -168,7 +138,7 @@ TEST_F(AppServerSessionTest, AServerThatExitsOrNeverAnswersEndsTheConversation) 
     // An answer followed at once by an error exit is an answer.
     for (int round = 0; round < 10; ++round) {
         EXPECT_EQ(CodexAppServerSession(
-                      server(initialized + "printf '%s\\n' '" + rateLimitAnswer + "'\nexit 3\n"),
+                      server(initialized() + "printf '%s\\n' '" + rateLimitAnswer + "'\nexit 3\n"),
                       quick(5000))
                       .readRateLimits(),
                   initializeAnswer + "\n" + rateLimitAnswer + "\n");
@@ -180,20 +150,16 @@ TEST_F(AppServerSessionTest, AServerThatExitsOrNeverAnswersEndsTheConversation) 
 }
 
 TEST_F(AppServerSessionTest, AnswerExitAndTimeLimitRacingEndTheConversationOnce) {
-    // The answer and an error exit land right around the time limit, one after the other in
-    // either order. Whatever wins, the call ends once with one of the three outcomes, the
-    // request was sent once and the server is gone.
+    // The answer and an error exit land right around the time limit. Whatever wins, the call
+    // ends once with one of the three outcomes, the request was sent once and the server is gone.
     const QByteArray answerThenExit = "printf '%s\\n' '" + rateLimitAnswer + "'; exit 3";
-    const QByteArray exitOnly = "exit 3";
     int answers = 0;
     int exits = 0;
     int timeouts = 0;
-    for (const char* delay : {"0.15", "0.19", "0.2", "0.21", "0.25"}) {
-        for (const QByteArray& ending : {answerThenExit, exitOnly}) {
-            QFile::remove(received());
+    for (const char* delay : {"0.15", "0.2", "0.25"}) {
+        for (const QByteArray& ending : {answerThenExit, QByteArray("exit 3")}) {
             const QString codex =
-                server("take 1\nprintf '%s\\n' '" + initializeAnswer + "'\ntake 2\nsleep " +
-                       QByteArray(delay) + "\n" + ending + "\n");
+                server(initialized() + "sleep " + QByteArray(delay) + "\n" + ending + "\n");
             try {
                 EXPECT_EQ(CodexAppServerSession(codex, quick(200)).readRateLimits(),
                           initializeAnswer + "\n" + rateLimitAnswer + "\n");
@@ -211,14 +177,12 @@ TEST_F(AppServerSessionTest, AnswerExitAndTimeLimitRacingEndTheConversationOnce)
             EXPECT_EQ(childProcesses(), QList<ChildProcess>{});
         }
     }
-    EXPECT_EQ(answers + exits + timeouts, 10);
+    EXPECT_EQ(answers + exits + timeouts, 6);
     EXPECT_GT(timeouts, 0); // the late ones
 }
 
-TEST_F(AppServerSessionTest, OversizedLinesAreDroppedAndTheTranscriptIsCapped) {
-    CodexAppServerSession::Limits limits = quick(5000);
-    limits.maxLineBytes = 1000;
-    limits.maxTranscriptBytes = 2000;
+TEST_F(AppServerSessionTest, OversizedLinesAreDroppedAndMemoryStaysBounded) {
+    const CodexAppServerSession::Limits limits{5000, 1000, 2000};
     // A 5000-byte line, then 100 notifications of about 60 bytes, then the answer.
     const QString codex =
         server("take 1\nhead -c 5000 /dev/zero | tr '\\0' x; echo\nprintf '%s\\n' '" +
@@ -229,21 +193,14 @@ TEST_F(AppServerSessionTest, OversizedLinesAreDroppedAndTheTranscriptIsCapped) {
     EXPECT_TRUE(transcript.endsWith(notification + "\n" + rateLimitAnswer + "\n"));
     EXPECT_FALSE(transcript.contains("xxx"));
     EXPECT_LE(transcript.toUtf8().size(), 2000 + rateLimitAnswer.size() + 1);
-}
-
-TEST_F(AppServerSessionTest, AnEndlessLineKeepsMemoryBoundedAndEndsByTheTimeLimit) {
-    // The server floods its output with one line that never ends.
-    const QString codex = server("take 1\nexec tr -d '\\n' < /dev/zero\n");
-    const CodexAppServerSession::Limits limits = quick(1500);
+    // An endless line keeps memory bounded and ends by the time limit.
     resetPeakMemory();
     const qint64 before = peakMemoryBytes();
-    EXPECT_EQ(sessionFailure(CodexAppServerSession(codex, limits)), SessionError::timedOut());
+    EXPECT_EQ(sessionFailure(CodexAppServerSession(server("take 1\nexec tr -d '\\n' < /dev/zero\n"),
+                                                   quick(1500))),
+              SessionError::timedOut());
     EXPECT_EQ(childProcesses(), QList<ChildProcess>{});
-    if (!residentMemoryIsMeaningful) {
-        GTEST_SKIP() << "AddressSanitizer keeps freed memory in quarantine; peak not checked";
+    if (residentMemoryIsMeaningful) { // not under AddressSanitizer's quarantine
+        EXPECT_LT(peakMemoryBytes() - before, 13 * 1024 * 1024); // line, transcript, allocator
     }
-    const qint64 growth = peakMemoryBytes() - before;
-    // The documented bound, plus room for one pipe read and the allocator.
-    EXPECT_LT(growth, limits.maxLineBytes + limits.maxTranscriptBytes + 8 * 1024 * 1024)
-        << growth << " bytes";
 }

@@ -28,8 +28,7 @@ protected:
                                     realCodex.toStdString() +
                                     " (scripts/setup.sh installs the npm package @openai/codex "
                                     "there; it could not reach the npm registry?)");
-        // Nothing from the developer's own Codex set-up may reach the tool (this test process's
-        // environment is its own; nothing else in it needs these).
+        // Nothing from the developer's own Codex set-up may reach the tool.
         for (const char* name :
              {"CODEX_HOME", "OPENAI_API_KEY", "CODEX_API_KEY", "OPENAI_BASE_URL"}) {
             qunsetenv(name);
@@ -38,43 +37,18 @@ protected:
                                  realCodex.toUtf8() + "' \"$@\"\n");
     }
     QString codex() const { return home.filePath("bin/codex"); }
-    // This test is about what the real tool says, not how fast it says it: Node and a large
-    // native binary start slowly on a busy machine (a sanitizer build running beside it), so the
-    // provider gets generous limits here. The real limits are tested with fake scripts.
+    // What the real tool says matters here, not how fast: Node and a large native binary start
+    // slowly on a busy machine, so the limits are generous (fake scripts test the real ones).
     CodexUsageProvider provider() const {
         CodexUsageProvider::Options options;
         options.homeDirectory = home.path();
         options.executableOverride = codex();
         options.loginStatusTimeoutSeconds = generousSeconds;
-        options.session = sessionLimits();
+        options.session = sessionLimits;
         return CodexUsageProvider(options);
     }
-    static CodexAppServerSession::Limits sessionLimits() {
-        CodexAppServerSession::Limits limits;
-        limits.timeoutMilliseconds = generousSeconds * 1000;
-        return limits;
-    }
-    // What the tool says about itself when a step goes wrong: its version and sign-in status,
-    // stderr included.
-    std::string diagnosis() const {
-        QString text;
-        for (const QStringList& arguments : {QStringList{"--version"}, {"login", "status"}}) {
-            try {
-                const ProcessResult result =
-                    QtProcessRunner().run(codex(), arguments, {}, generousSeconds);
-                text += QStringLiteral("codex %1 (exit %2): %3\n")
-                            .arg(arguments.join(' '))
-                            .arg(result.exitCode)
-                            .arg(result.output.trimmed());
-            } catch (const Error& error) {
-                text +=
-                    QStringLiteral("codex %1: %2\n").arg(arguments.join(' '), error.description());
-            }
-        }
-        return text.toStdString();
-    }
-
     static constexpr int generousSeconds = 60;
+    static constexpr CodexAppServerSession::Limits sessionLimits{generousSeconds * 1000};
     TemporaryHome home;
 };
 
@@ -83,9 +57,7 @@ protected:
 TEST_F(RealCodexTest, SignInStatusAndTheAppServerHandshake) {
     // A fresh home: not signed in.
     const LocalProviderReadiness fresh = provider().readiness();
-    EXPECT_EQ(fresh, LocalProviderReadiness::loginRequired())
-        << fresh.message().toStdString() << "\n"
-        << diagnosis();
+    EXPECT_EQ(fresh, LocalProviderReadiness::loginRequired()) << fresh.message().toStdString();
     EXPECT_EQ(provider().fetch().statusMessage, "Sign in to Codex to continue.");
 
     // Sign in with a key on standard input; Codex does not check it before the first request.
@@ -94,24 +66,19 @@ TEST_F(RealCodexTest, SignInStatusAndTheAppServerHandshake) {
     ASSERT_EQ(login.exitCode, 0) << login.output.toStdString();
     EXPECT_TRUE(QFileInfo::exists(home.filePath(".codex/auth.json")));
     const LocalProviderReadiness signedIn = provider().readiness();
-    ASSERT_EQ(signedIn, LocalProviderReadiness::ready()) << signedIn.message().toStdString() << "\n"
-                                                         << diagnosis();
-
+    ASSERT_EQ(signedIn, LocalProviderReadiness::ready()) << signedIn.message().toStdString();
     // The whole conversation runs; an API-key account may not read rate limits, so the server
     // answers the request with an error and the parser finds no usage in it.
     QString transcript;
     try {
-        transcript = CodexAppServerSession(codex(), sessionLimits()).readRateLimits();
+        transcript = CodexAppServerSession(codex(), sessionLimits).readRateLimits();
     } catch (const Error& error) {
-        FAIL() << "the app-server conversation failed: " << error.description().toStdString()
-               << "\n"
-               << diagnosis();
+        FAIL() << "the app-server conversation failed: " << error.description().toStdString();
     }
-    QList<QJsonObject> responses;
+    QList<QJsonObject> responses; // a request the server makes of the client has an id too
     const QStringList lines = transcript.split('\n', Qt::SkipEmptyParts);
     for (const QString& line : lines) {
         const QJsonObject message = QJsonDocument::fromJson(line.toUtf8()).object();
-        // Responses only: a request the server makes of the client also carries an id.
         if (message.contains("id") && !message.contains("method")) {
             responses.append(message);
         }
@@ -122,8 +89,7 @@ TEST_F(RealCodexTest, SignInStatusAndTheAppServerHandshake) {
     EXPECT_EQ(QJsonDocument::fromJson(lines.last().toUtf8()).object()["id"], 2);
 
     const UsageSnapshot snapshot = provider().fetch();
-    EXPECT_EQ(snapshot.statusMessage, "The Codex app-server did not return usage data.")
-        << diagnosis();
+    EXPECT_EQ(snapshot.statusMessage, "The Codex app-server did not return usage data.");
     EXPECT_EQ(snapshot.source, SnapshotSource::unavailable);
     EXPECT_EQ(childProcesses(), QList<ChildProcess>{});
 }

@@ -41,8 +41,7 @@ ClaudeUsageProvider claudeProvider(const QString& home, const QDateTime& now) {
     return ClaudeUsageProvider(options);
 }
 
-CodexUsageProvider codexProvider(const QString& home,
-                                 std::optional<QString> override = std::nullopt,
+CodexUsageProvider codexProvider(const QString& home, std::optional<QString> override = {},
                                  int sessionMilliseconds = 5000) {
     CodexUsageProvider::Options options;
     options.homeDirectory = home;
@@ -54,23 +53,20 @@ CodexUsageProvider codexProvider(const QString& home,
     return CodexUsageProvider(options);
 }
 
-// What a provider says when it has no figures.
-void expectUnavailable(const UsageSnapshot& snapshot, const QString& id, const QString& name,
-                       const QString& text) {
-    EXPECT_EQ(snapshot.statusMessage, text);
-    EXPECT_EQ(snapshot.providerID, id);
-    EXPECT_EQ(snapshot.providerName, name);
-    EXPECT_EQ(snapshot.availability, Availability::unknown);
-    EXPECT_EQ(snapshot.source, SnapshotSource::unavailable);
-    EXPECT_EQ(snapshot.confidence, Confidence::unknown);
-    EXPECT_EQ(snapshot.staleAfterSeconds, 30);
-    EXPECT_TRUE(snapshot.windows.isEmpty());
+// What a provider says when it has no figures: the message alone, unknown and quickly stale.
+void expectUnavailable(const UsageSnapshot& snapshot, const QString& text,
+                       const QString& id = "codex", const QString& name = "Codex") {
+    EXPECT_EQ(snapshot, (UsageSnapshot{.providerID = id,
+                                       .providerName = name,
+                                       .capturedAt = snapshot.capturedAt,
+                                       .windows = {},
+                                       .statusMessage = text}));
 }
 
 } // namespace
 
-// Each place in `places` comes before the ones listed above it; a file without the execute bit
-// is no candidate; the environment variable comes first unless it names no executable.
+// Each place in `places` comes before the ones listed above it; a file without the execute bit is
+// no candidate; the environment variable comes first unless it names no executable.
 TEST(ExecutableSearch, BothToolsAreFoundInTheDocumentedOrder) {
     const QStringList nvm{".nvm/versions/node/v9.0.0/bin/", ".nvm/versions/node/v20.9.0/bin/",
                           ".nvm/versions/node/V20.11.1/bin/", ".nvm/versions/node/v22.3.0/bin/"};
@@ -113,9 +109,8 @@ TEST(ExecutableSearch, BothToolsAreFoundInTheDocumentedOrder) {
         }
         const QString custom = home.filePath("tools/my-" + t.tool);
         writeScript(custom, "exit 0\n");
-        const std::pair<QString, QString> settings[] = {
-            {custom, custom}, {home.filePath("tools"), winner} /* a folder */, {"", winner}};
-        for (const auto& [value, found] : settings) {
+        for (const auto& [value, found] :
+             {std::pair{custom, custom}, {home.filePath("tools"), winner}, {QString(), winner}}) {
             qputenv(t.variable, value.toLocal8Bit());
             EXPECT_EQ(t.locate(home.path()).value_or(""), found) << value.toStdString();
         }
@@ -135,10 +130,6 @@ TEST(ExecutableSearch, BothToolsAreFoundInTheDocumentedOrder) {
 
 class ClaudeProviderTest : public ::testing::Test {
 protected:
-    void SetUp() override {
-        now = QDateTime::currentDateTimeUtc();
-        now = now.addMSecs(-(now.toMSecsSinceEpoch() % 1000)); // whole seconds, like the files
-    }
     ClaudeUsageProvider provider() const { return claudeProvider(home.path(), now); }
     void writeCache(const QByteArray& json, const QDateTime& modified) const {
         writeFile(home.dataFile("claude-rate-limits.json"), json);
@@ -162,42 +153,36 @@ protected:
     }
 
     TemporaryHome home;
-    QDateTime now;
+    const QDateTime now = QDateTime::fromSecsSinceEpoch( // whole seconds, like the files
+        QDateTime::currentSecsSinceEpoch(), Qt::UTC);
 };
 
 TEST_F(ClaudeProviderTest, EachMissingStepHasItsOwnMessage) {
     EXPECT_EQ(provider().readiness(), LocalProviderReadiness::executableMissing());
-    expectUnavailable(provider().fetch(), "claude-code", "Claude Code",
-                      "Claude Code is not installed.");
+    expectUnavailable(provider().fetch(), "Claude Code is not installed.", "claude-code",
+                      "Claude Code");
     home.installClaude();
     // An old cache alone does not count: the hook must be installed.
     writeCache(R"({"five_hour":{"used_percentage":42}})", now);
     EXPECT_EQ(provider().readiness(), LocalProviderReadiness::setupRequired());
     EXPECT_EQ(provider().fetch().statusMessage, "Enable official Claude Code status sync.");
-
     provider().installStatusLineSync();
     EXPECT_EQ(provider().readiness(), LocalProviderReadiness::ready());
     QFile::remove(home.dataFile("claude-rate-limits.json"));
-    expectUnavailable(provider().fetch(), "claude-code", "Claude Code",
-                      "Open Claude Code and send a message once to sync usage.");
+    expectUnavailable(provider().fetch(), "Open Claude Code and send a message once to sync usage.",
+                      "claude-code", "Claude Code");
 }
 
-TEST_F(ClaudeProviderTest, PrefersTheNewerOfCacheAndSavedSnapshot) {
+TEST_F(ClaudeProviderTest, TheNewerOfCacheAndSavedSnapshotWinsAndCorruptFilesStayAsTheyAre) {
     home.installClaude();
     provider().installStatusLineSync();
-    // Same second: the saved snapshot wins.
     writeCache(R"({"five_hour":{"used_percentage":42}})", now.addSecs(-60));
     save(0.10, now.addSecs(-60));
-    EXPECT_EQ(used(), 0.10);
-
-    // The hook wrote again a minute later: the fresh cache wins.
+    EXPECT_EQ(used(), 0.10); // same second: the saved snapshot wins
     writeCache(R"({"five_hour":{"used_percentage":42}})", now);
     const auto fresh = provider().fetch();
     EXPECT_EQ(fresh.windows.first().usedRatio, 0.42);
     EXPECT_EQ(fresh.capturedAt, now);
-    EXPECT_EQ(fresh.source, SnapshotSource::officialCLI);
-    EXPECT_EQ(fresh.compactRemainingText(now), "58%");
-
     // A cache without figures falls back to an hour-old saved snapshot, which shows as stale.
     writeCache("{}", now);
     save(0.30, now.addSecs(-3600), "Something Else");
@@ -205,11 +190,7 @@ TEST_F(ClaudeProviderTest, PrefersTheNewerOfCacheAndSavedSnapshot) {
     EXPECT_EQ(fallback.windows.first().usedRatio, 0.30);
     EXPECT_EQ(fallback.providerName, "Claude Code");
     EXPECT_EQ(fallback.compactRemainingText(now), "--%");
-}
 
-TEST_F(ClaudeProviderTest, CorruptFilesAreNeitherFatalNorRewritten) {
-    home.installClaude();
-    provider().installStatusLineSync();
     const QByteArray corruptCache = "{\"five_hour\":{\"used_percentage\":";
     const QByteArray corruptSaved = "\x00\x01 not json";
     writeCache(corruptCache, now);
@@ -218,9 +199,7 @@ TEST_F(ClaudeProviderTest, CorruptFilesAreNeitherFatalNorRewritten) {
               "Open Claude Code and send a message once to sync usage.");
     EXPECT_EQ(readFile(home.dataFile("claude-rate-limits.json")), corruptCache);
     EXPECT_EQ(readFile(home.dataFile("claude-code-snapshot.json")), corruptSaved);
-
-    // A corrupt cache, or one that cannot be read at all (a folder in its place), still falls
-    // back to a good saved snapshot.
+    // A corrupt cache, or one that cannot be read (a folder in its place), falls back too.
     save(0.5, now);
     EXPECT_EQ(used(), 0.5);
     QFile::remove(home.dataFile("claude-rate-limits.json"));
@@ -230,9 +209,8 @@ TEST_F(ClaudeProviderTest, CorruptFilesAreNeitherFatalNorRewritten) {
 
 class CodexProviderTest : public ::testing::Test {
 protected:
-    CodexUsageProvider provider(std::optional<QString> override = std::nullopt,
-                                int sessionMilliseconds = 5000) const {
-        return codexProvider(home.path(), std::move(override), sessionMilliseconds);
+    CodexUsageProvider provider(std::optional<QString> override = {}, int milliseconds = 5000) {
+        return codexProvider(home.path(), std::move(override), milliseconds);
     }
     // A fake codex that also logs each call's arguments to "calls".
     QString installCodex(const QByteArray& login, const QByteArray& appServer,
@@ -242,13 +220,13 @@ protected:
         return home.filePath(relative);
     }
     QStringList calls() const {
-        return QFileInfo::exists(home.filePath("calls"))
-                   ? QString::fromUtf8(readFile(home.filePath("calls")))
-                         .split('\n', Qt::SkipEmptyParts)
-                   : QStringList();
-    }
-    void expectUnavailable(const UsageSnapshot& snapshot, const QString& text) const {
-        ::expectUnavailable(snapshot, "codex", "Codex", text);
+        const QString path = home.filePath("calls");
+        const QStringList lines =
+            QFileInfo::exists(path)
+                ? QString::fromUtf8(readFile(path)).split('\n', Qt::SkipEmptyParts)
+                : QStringList();
+        QFile::remove(path);
+        return lines;
     }
 
     TemporaryHome home;
@@ -266,77 +244,64 @@ TEST_F(CodexProviderTest, ReadinessComesFromTheLoginStatusExitCode) {
     EXPECT_EQ(provider(signedOut).readiness(), LocalProviderReadiness::loginRequired());
     EXPECT_EQ(calls(), (QStringList{"login status", "login status"}));
 
-    // A file that cannot be run: the platform's own launch error.
-    writeFile(home.filePath("c/codex"), "no interpreter line\n");
-    QFile::setPermissions(home.filePath("c/codex"), QFile::ReadOwner | QFile::ExeOwner);
-    const LocalProviderReadiness broken = provider(home.filePath("c/codex")).readiness();
-    EXPECT_EQ(broken.kind(), LocalProviderReadiness::Kind::unavailable);
-    EXPECT_TRUE(broken.message().contains("Exec format error")) << broken.message().toStdString();
-}
-
-TEST_F(CodexProviderTest, ALoginStatusThatHangsTimesOutAfterFiveSeconds) {
+    // A login status that hangs times out after five seconds; no app server is started then.
     QElapsedTimer clock;
     clock.start();
     expectUnavailable(provider(installCodex("exec sleep 30", {})).fetch(),
                       "The local status check timed out.");
     EXPECT_GE(clock.elapsed(), 5000);
     EXPECT_LT(clock.elapsed(), 7500);
-    EXPECT_EQ(calls(), QStringList{"login status"}); // no app-server after a failed check
+    EXPECT_EQ(calls(), QStringList{"login status"});
     EXPECT_EQ(childProcesses(), QList<ChildProcess>{});
 }
 
 TEST_F(CodexProviderTest, FetchReadsUsageThroughTheAppServerOrSaysWhatFailed) {
-    EXPECT_EQ(
-        provider(installCodex("exit 0", answeringAppServer(usageAnswer))).fetch(),
-        (UsageSnapshot{
-            "codex",
-            "Codex",
-            codexNow,
-            Availability::ready,
-            {UsageWindow(Kind::session, 0.42, QDateTime::fromSecsSinceEpoch(1767225600, Qt::UTC)),
-             UsageWindow(Kind::weekly, 0.07, QDateTime::fromSecsSinceEpoch(1767657600, Qt::UTC))},
-            SnapshotSource::officialAppServer,
-            Confidence::exact,
-            120,
-            std::nullopt}));
+    const UsageSnapshot expected{
+        "codex",
+        "Codex",
+        codexNow,
+        Availability::ready,
+        {UsageWindow(Kind::session, 0.42, QDateTime::fromSecsSinceEpoch(1767225600, Qt::UTC)),
+         UsageWindow(Kind::weekly, 0.07, QDateTime::fromSecsSinceEpoch(1767657600, Qt::UTC))},
+        SnapshotSource::officialAppServer,
+        Confidence::exact,
+        120,
+        std::nullopt};
+    EXPECT_EQ(provider(installCodex("exit 0", answeringAppServer(usageAnswer))).fetch(), expected);
     EXPECT_EQ(calls(), (QStringList{"login status", "app-server --listen stdio://"}));
-
-    QFile::remove(home.filePath("calls"));
     if (!systemInstall("codex")) {
         expectUnavailable(provider().fetch(), "Codex is not installed.");
         // Codex removed between the readiness check and the conversation.
         expectUnavailable(
             provider(installCodex("rm -f \"$0\"", answeringAppServer(usageAnswer))).fetch(),
             "Codex is not installed.");
+        calls();
     }
-    QFile::remove(home.filePath("calls"));
     expectUnavailable(provider(installCodex("exit 1", "exit 0")).fetch(),
                       "Sign in to Codex to continue.");
     EXPECT_EQ(calls(), QStringList{"login status"}); // the app server was not started
-    const std::pair<QByteArray, const char*> failures[] = {
-        {"read -r _; exit 3", "Codex app-server exited with code 3."},
-        {"exec sleep 30", "Codex usage check timed out."},
-        {answeringAppServer(R"({"id":2,"error":{"code":-32600}})"),
-         "The Codex app-server did not return usage data."},
-        {answeringAppServer(R"({"id":2,"result":{"rateLimits":{}}})"),
-         "The Codex response did not include a usage window."},
-    };
-    for (const auto& [appServer, text] : failures) {
-        const int milliseconds = appServer == "exec sleep 30" ? 300 : 5000;
+    for (const auto& [appServer, text, milliseconds] :
+         std::initializer_list<std::tuple<QByteArray, const char*, int>>{
+             {"read -r _; exit 3", "Codex app-server exited with code 3.", 5000},
+             {"exec sleep 30", "Codex usage check timed out.", 300},
+             {answeringAppServer(R"({"id":2,"error":{"code":-32600}})"),
+              "The Codex app-server did not return usage data.", 5000},
+             {answeringAppServer(R"({"id":2,"result":{"rateLimits":{}}})"),
+              "The Codex response did not include a usage window.", 5000}}) {
         expectUnavailable(provider(installCodex("exit 0", appServer), milliseconds).fetch(), text);
     }
-}
 
-TEST_F(CodexProviderTest, ManyFetchesLeaveNoProcessZombieOrDescriptorBehind) {
+    // Many fetches leave no process, zombie or descriptor behind.
     const CodexUsageProvider codex =
         provider(installCodex("exit 0", answeringAppServer(usageAnswer)));
-    ASSERT_EQ(codex.fetch().availability, Availability::ready); // warm up Qt's lazy set-up
+    ASSERT_EQ(codex.fetch(), expected); // also warms up Qt's lazy set-up
+    calls();
     const QList<ChildProcess> childrenBefore = childProcesses();
     const qsizetype descriptorsBefore = openFileDescriptorCount();
-    for (int round = 0; round < 200; ++round) {
+    for (int round = 0; round < 50; ++round) {
         ASSERT_EQ(codex.fetch().statusMessage, std::nullopt) << "round " << round;
     }
     EXPECT_EQ(childProcesses(), childrenBefore);
     EXPECT_EQ(openFileDescriptorCount(), descriptorsBefore);
-    EXPECT_EQ(calls().size(), 2 * 201);
+    EXPECT_EQ(calls().size(), 2 * 50);
 }

@@ -8,8 +8,8 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 
+#include <cmath>
 #include <gtest/gtest.h>
-#include <limits>
 
 using namespace lumora;
 using namespace lumora::test;
@@ -53,15 +53,12 @@ TEST(UsageSnapshotTexts, RoundingStalenessCountdownAndMissingFigures) {
         // 1 - 0.995 is 0.5000000000000004 in doubles: one percent remains; halves round up.
         {usedSession(0.995), 0, "1%", "01%"},
         {usedSession(0.175), 0, "83%", "83%"},
-        {usedSession(0.93), 0, "7%", "07%"},
         {usedSession(0.0), 0, "100%", "100%"},
         // Nothing left: the compact text turns into the countdown to the reset.
         {usedSession(0.996, t0.addSecs(3600)), 0, "01hr 00min", "00%"},
         {exhausted(3 * 3600 + 59 * 60 + 30), 0, "04hr 00min", "00%"},
-        {exhausted(125 * 60), 0, "02hr 05min", "00%"},
         {exhausted(61), 0, "00hr 02min", "00%"},
         {exhausted(26 * 3600), 0, "26hr 00min", "00%"},
-        {exhausted(0), 0, "00hr 00min", "00%"},
         {exhausted(-500), 0, "00hr 00min", "00%"}, // a reset already passed
         {usedSession(1.0), 0, "--%", "00%"},       // no reset time
         // Stale strictly after the limit.
@@ -74,61 +71,29 @@ TEST(UsageSnapshotTexts, RoundingStalenessCountdownAndMissingFigures) {
         {snapshotWith({UsageWindow(Kind::session, std::nullopt, {})}), 0, "--%", "--%"},
         // Ratios read back from disk are not clamped; the texts must still behave.
         {snapshotWith({UsageWindow::unclamped(Kind::session, 7.0, {})}), 0, "--%", "00%"},
+        {snapshotWith({UsageWindow::unclamped(Kind::session, std::nan(""), {})}), 0, "--%", "--%"},
     };
     for (const auto& c : cases) {
         const QDateTime now = t0.addSecs(c.secondsLater);
         EXPECT_EQ(c.snapshot.compactRemainingText(now), c.compact) << c.compact;
         EXPECT_EQ(c.snapshot.remainingPercentageText(now), c.percentage) << c.percentage;
     }
-    EXPECT_FALSE(usedSession(0.42).isStale(t0.addSecs(150)));
     EXPECT_TRUE(usedSession(0.42).isStale(t0.addMSecs(150001)));
-    EXPECT_EQ(snapshotWith(mixed).primaryWindow()->kind, Kind::session);
-    EXPECT_FALSE(snapshotWith({}).primaryWindow().has_value());
-    const double nan = std::numeric_limits<double>::quiet_NaN();
-    for (double wild : {1e300, -1e300, nan, std::numeric_limits<double>::infinity()}) {
-        const auto s = snapshotWith({UsageWindow::unclamped(Kind::session, wild, {})});
-        EXPECT_NO_THROW(s.compactRemainingText(t0));
-        EXPECT_NO_THROW(s.remainingPercentageText(t0));
-    }
-    // The constructor clamps; decoding does not.
-    EXPECT_EQ(UsageWindow(Kind::session, 1.7, {}).usedRatio, 1.0);
-    EXPECT_EQ(UsageWindow(Kind::session, -0.2, {}).usedRatio, 0.0);
+    EXPECT_EQ(UsageWindow(Kind::session, 1.7, {}).usedRatio, 1.0); // clamped; decoding does not
+
     auto stored = usedSession(0.5).toJson();
     stored["windows"] = QJsonArray{QJsonObject{{"kind", "session"}, {"usedRatio", 1.7}}};
     EXPECT_EQ(UsageSnapshot::fromJson(stored).windows.first().usedRatio, 1.7);
 }
 
-TEST(UsageSnapshotJson, RoundTripAndTheShapeOfTheFile) {
+TEST(UsageSnapshotJson, RoundTripTheShapeOfTheFileAndWhatIsNotASnapshot) {
     auto snapshot = snapshotWith({UsageWindow(Kind::session, 0.25, t0.addSecs(3600)),
                                   UsageWindow(Kind::weekly, std::nullopt, std::nullopt)});
     snapshot.statusMessage = QStringLiteral("Hello \u00B7 world");
     const QByteArray bytes = snapshot.encode();
     EXPECT_EQ(UsageSnapshot::decode(bytes), snapshot);
 
-    // Sorted member names, one per line; a window without ratio has no "usedRatio" at all.
-    const QString text = QString::fromUtf8(bytes);
-    QStringList order;
-    for (const char* key :
-         {"availability", "capturedAt", "confidence", "providerID", "providerName", "source",
-          "staleAfterSeconds", "statusMessage", "windows"}) {
-        order << QString::fromLatin1(key);
-    }
-    qsizetype last = -1;
-    for (const QString& key : order) {
-        const qsizetype at = text.indexOf(QLatin1Char('"') + key + QLatin1Char('"'));
-        EXPECT_GT(at, last) << key.toStdString();
-        last = at;
-    }
-    EXPECT_TRUE(text.contains("\"capturedAt\": \"2026-03-01T14:05:09Z\""));
-    EXPECT_LT(text.indexOf("\"kind\""), text.indexOf("\"resetsAt\""));
-    EXPECT_LT(text.indexOf("\"resetsAt\""), text.indexOf("\"usedRatio\""));
-    EXPECT_EQ(text.count("usedRatio"), 1);
-
-    snapshot.statusMessage.reset();
-    EXPECT_FALSE(snapshot.toJson().contains("statusMessage"));
-}
-
-TEST(UsageSnapshotJson, DecodingRejectsWhatIsNotASnapshot) {
+    // Decoding rejects what is not a snapshot.
     const QJsonObject good = usedSession(0.3, t0).toJson();
     EXPECT_TRUE(UsageSnapshot::decode(QJsonDocument(good).toJson()).has_value());
 
@@ -142,23 +107,13 @@ TEST(UsageSnapshotJson, DecodingRejectsWhatIsNotASnapshot) {
         changed.remove(QString::fromLatin1(key));
         return UsageSnapshot::decode(QJsonDocument(changed).toJson());
     };
-    EXPECT_FALSE(with("availability", "paused"));
     EXPECT_FALSE(with("source", "official_CLI"));
     EXPECT_FALSE(with("capturedAt", "yesterday"));
-    EXPECT_FALSE(with("capturedAt", 1772373909));
-    EXPECT_FALSE(with("staleAfterSeconds", "150"));
     EXPECT_FALSE(with("windows", QJsonObject{}));
     EXPECT_FALSE(with("windows", QJsonArray{QJsonObject{{"kind", "hourly"}}}));
     EXPECT_FALSE(with("windows", QJsonArray{QJsonObject{{"kind", "session"}, {"usedRatio", "1"}}}));
-    EXPECT_FALSE(with("statusMessage", 12));
-    for (const char* key : {"providerID", "providerName", "capturedAt", "availability", "windows",
-                            "source", "confidence", "staleAfterSeconds"}) {
-        EXPECT_FALSE(without(key)) << key;
-    }
     EXPECT_TRUE(without("statusMessage"));
     EXPECT_TRUE(with("statusMessage", QJsonValue::Null));
-    EXPECT_TRUE(with("somethingNew", 1)); // unknown members are ignored
-    EXPECT_TRUE(with("capturedAt", "2026-03-01T16:05:09+02:00"));
     EXPECT_EQ(with("capturedAt", "2026-03-01T16:05:09+02:00")->capturedAt, t0);
     for (const char* junk : {"", "[]", "null", "{", "\"x\"", "{\"providerID\": 1}"}) {
         EXPECT_FALSE(UsageSnapshot::decode(junk)) << junk;
@@ -186,11 +141,8 @@ TEST(SnapshotCacheFile, SaveLoadAndEverythingThatIsNotASnapshot) {
         EXPECT_FALSE(cache.load());
         EXPECT_EQ(readFile(cache.fileURL()), junk); // never repaired or deleted
     }
-
-    SnapshotCache explicitFile(providers::claudeCodeID, home.filePath("elsewhere.json"));
-    explicitFile.save(snapshot);
+    SnapshotCache(providers::claudeCodeID, home.filePath("elsewhere.json")).save(snapshot);
     EXPECT_TRUE(QFileInfo::exists(home.filePath("elsewhere.json")));
-    EXPECT_FALSE(QFileInfo::exists(home.path() + "/.local/share/Lumora/claude-code-snapshot.json"));
 }
 
 TEST(MenuBarTitle, OrderSwitchesAndSeparator) {
@@ -206,9 +158,6 @@ TEST(MenuBarTitle, OrderSwitchesAndSeparator) {
     EXPECT_EQ(formatter.format(codex, claude, false, true, order, t0), "Claude Code 58%");
     EXPECT_EQ(formatter.format(codex, claude, false, false, order, t0), "Lumora");
     EXPECT_EQ(formatter.format(codex, claude, true, true, {}, t0), "Lumora");
-    EXPECT_EQ(formatter.format(codex, claude, true, true, {"claude-code"}, t0), "Claude Code 58%");
-    EXPECT_EQ(formatter.format(codex, claude, true, true, {"codex", "codex", "gemini"}, t0),
-              "Codex 93% \u00B7 Codex 93%");
     EXPECT_EQ(
         formatter.format(codex, usedSession(1.0, t0.addSecs(65 * 60)), false, true, order, t0),
         "Claude Code 01hr 05min");

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 using namespace lumora::jsontool;
 using namespace lumora::test;
@@ -37,13 +38,10 @@ TEST(JsonExtract, FindsValuesAlongTheKeyPath) {
     EXPECT_EQ(raw(document, "list.1.a"), "\u00e9\U0001F600\n");
     // Absent: a missing member, a null, an index past the end, an index into an object.
     EXPECT_EQ(raw(document, "rate_limits.five_hour.resets_at"), std::nullopt);
-    EXPECT_EQ(json(document, "rate_limits.nope"), std::nullopt);
     EXPECT_EQ(json(document, "list.2"), std::nullopt);
     EXPECT_EQ(json(document, "rate_limits.0"), std::nullopt);
-    EXPECT_EQ(json(document, "list.1.a.b"), std::nullopt);
     // Containers have no plain-text form.
     EXPECT_EQ(raw(document, "rate_limits"), std::nullopt);
-    EXPECT_EQ(raw(document, "list"), std::nullopt);
     // Member names are compared decoded; the later of two equal names counts.
     EXPECT_EQ(raw(R"({"rate\u005flimits":1})", "rate_limits"), "1");
     EXPECT_EQ(raw(R"({"a":1,"a":{"b":2},"a":3})", "a"), "3");
@@ -53,43 +51,26 @@ TEST(JsonExtract, FindsValuesAlongTheKeyPath) {
 }
 
 TEST(JsonExtract, RefusesEverythingThatIsNotExactlyOneJsonText) {
-    for (const std::string_view bad :
-         std::initializer_list<std::string_view>{"",
-                                                 " ",
-                                                 "{",
-                                                 "}",
-                                                 "{\"a\":1,}",
-                                                 "{\"a\":1} {}",
-                                                 "{\"a\" 1}",
-                                                 "{a:1}",
-                                                 "{\"a\":01}",
-                                                 "{\"a\":1.}",
-                                                 "{\"a\":.5}",
-                                                 "{\"a\":-}",
-                                                 "{\"a\":1e}",
-                                                 "{\"a\":+1}",
-                                                 "{\"a\":NaN}",
-                                                 "{\"a\":tru}",
-                                                 "{\"a\":\"\\x\"}",
-                                                 "{\"a\":\"\\u12\"}",
-                                                 "{\"a\":\"tab\there\"}",
-                                                 "{\"a\":\"\xff\"}",
-                                                 "{\"a\":\"\xc0\xaf\"}",
-                                                 "{\"a\":\"\xed\xa0\x80\"}",
-                                                 "{\"a\":\"\xe2\x82\"}",
-                                                 "[1,2",
-                                                 "{\"a\":[1,]}",
-                                                 "\"unterminated",
-                                                 "{\"a\":1}\x00"sv,
-                                                 "{\"a\":\"\x00\"}"sv}) {
+    const char* const plain[] = {"[1,2",         "{\"a\":[1,]}", "\"unterminated", "{\"a\":1,}",
+                                 "{\"a\":1} {}", "{\"a\" 1}",    "{a:1}",          "{\"a\":01}",
+                                 "{\"a\":1.}",   "{\"a\":.5}",   "{\"a\":-}",      "{\"a\":1e}",
+                                 "{\"a\":+1}",   "{\"a\":NaN}",  "{\"a\":tru}"};
+    const char* const strings[] = {"{\"a\":\"\\x\"}",       "{\"a\":\"\\u12\"}",
+                                   "{\"a\":\"tab\there\"}", "{\"a\":\"\xff\"}",
+                                   "{\"a\":\"\xc0\xaf\"}",  "{\"a\":\"\xed\xa0\x80\"}",
+                                   "{\"a\":\"\xe2\x82\"}"};
+    std::vector<std::string_view> bads{
+        ""sv, " "sv, "{"sv, "}"sv, "{\"a\":1}\x00"sv, "{\"a\":\"\x00\"}"sv};
+    bads.insert(bads.end(), std::begin(plain), std::end(plain));
+    bads.insert(bads.end(), std::begin(strings), std::end(strings));
+    for (const std::string_view bad : bads) {
         const auto result = extract(bad, "a", Format::json);
         EXPECT_FALSE(result.value) << bad;
         EXPECT_NE(result.error.find("not JSON"), std::string::npos) << bad;
     }
     // Nesting within the limit is fine; beyond it is refused, not a crash.
-    const auto nested = [](int depth) {
-        return std::string("{\"a\":") + std::string(static_cast<std::size_t>(depth), '[') +
-               std::string(static_cast<std::size_t>(depth), ']') + "}";
+    const auto nested = [](std::size_t depth) {
+        return "{\"a\":" + std::string(depth, '[') + std::string(depth, ']') + "}";
     };
     EXPECT_TRUE(json(nested(maximumDepth - 1), "a"));
     EXPECT_FALSE(json(nested(100000), "a"));
@@ -105,11 +86,10 @@ TEST(JsonExtract, TheHelperWritesNothingWhenItFindsNothing) {
     EXPECT_EQ(run.exitCode, 0) << run.err.toStdString();
     EXPECT_EQ(readFile(out), R"({"five_hour":{"used_percentage":58}})");
     EXPECT_EQ(fileMode(out), 0600);
-
-    run =
-        helper({"extract", "rate_limits.five_hour.used_percentage", "raw", "-o", "-", "-"}, input);
-    EXPECT_EQ(run.exitCode, 0);
-    EXPECT_EQ(run.out, "58\n");
+    EXPECT_EQ(
+        helper({"extract", "rate_limits.five_hour.used_percentage", "raw", "-o", "-", "-"}, input)
+            .out,
+        "58\n");
 
     for (const QByteArray& bad : {QByteArray("{\"rate_limits\":"), QByteArray("{}"),
                                   QByteArray("{\"rate_limits\":null}")}) {
@@ -121,11 +101,12 @@ TEST(JsonExtract, TheHelperWritesNothingWhenItFindsNothing) {
     }
     EXPECT_EQ(QDir(home.path()).entryList(QDir::Files), QStringList{"out.json"});
 
-    // A file as input; wrong usage.
-    writeFile(home.filePath("in.json"), input);
-    run = helper({"extract", "rate_limits.five_hour", "json", "-o", "-", home.filePath("in.json")},
-                 {});
-    EXPECT_EQ(run.out, "{\"used_percentage\":58}\n");
+    writeFile(home.filePath("in.json"), input); // a file as input
+    EXPECT_EQ(
+        helper({"extract", "rate_limits.five_hour", "json", "-o", "-", home.filePath("in.json")},
+               {})
+            .out,
+        "{\"used_percentage\":58}\n");
     for (const QStringList& wrong :
          {QStringList{}, QStringList{"extract", "a", "xml", "-o", "-", "-"},
           QStringList{"get", "a", "raw", "-o", "-", "-"}}) {
