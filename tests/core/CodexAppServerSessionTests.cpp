@@ -160,6 +160,7 @@ TEST_F(AppServerSessionTest, AnswerExitAndTimeLimitRacingEndTheConversationOnce)
         for (const QByteArray& ending : {answerThenExit, QByteArray("exit 3")}) {
             const QString codex =
                 server(initialized() + "sleep " + QByteArray(delay) + "\n" + ending + "\n");
+            bool timedOut = false;
             try {
                 EXPECT_EQ(CodexAppServerSession(codex, quick(200)).readRateLimits(),
                           initializeAnswer + "\n" + rateLimitAnswer + "\n");
@@ -171,9 +172,13 @@ TEST_F(AppServerSessionTest, AnswerExitAndTimeLimitRacingEndTheConversationOnce)
                     ++exits;
                 } else {
                     ++timeouts;
+                    timedOut = true;
                 }
             }
-            EXPECT_EQ(receivedMessages().size(), 3);
+            // Never sent twice; on a loaded machine the time limit can pass before the server
+            // has read all three.
+            const qsizetype sent = receivedMessages().size();
+            EXPECT_TRUE(sent == 3 || (timedOut && sent < 3)) << sent;
             EXPECT_EQ(childProcesses(), QList<ChildProcess>{});
         }
     }
