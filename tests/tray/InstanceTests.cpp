@@ -226,7 +226,10 @@ TEST_F(NoTrayStartTest, ThePopoverIsANormalWindowAndClosingItLeavesTheTrayRunnin
         GTEST_SKIP() << "Xvfb is missing (package xvfb)";
     }
     QProcess xvfb;
-    xvfb.start("Xvfb", {"-displayfd", "1", "-screen", "0", "1280x800x24", "-nolisten", "tcp"});
+    // -noreset: an X server that resets when its last client leaves (xdotool's, here) refuses
+    // the connections that arrive meanwhile.
+    xvfb.start("Xvfb",
+               {"-displayfd", "1", "-screen", "0", "1280x800x24", "-nolisten", "tcp", "-noreset"});
     ASSERT_TRUE(xvfb.waitForReadyRead(10000));
     const QByteArray display = ":" + xvfb.readLine().trimmed();
     const auto x11Tool = [&](const QString& tool, const QStringList& arguments) {
