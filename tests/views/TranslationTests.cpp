@@ -53,7 +53,8 @@ QStringList viewTexts() {
 TEST(Translation, TextsTimesAndPluralsInEachLanguage) {
     const QString nbsp(QChar(0x00A0));
     // In 2 hr 15 min, in 1 day 4 hr, in 3 days, 1 day ago, 3 min ago, in 3 hr, in 1 min, under a
-    // minute, now, 59 s ago, 1 day 2 hr ago (whole minutes); 1, 61 and 125 minutes to a
+    // minute, now, 59 s ago, 1 day 2 hr ago, in 3 days 2 hr, 3 days 2 hr ago, 2 hr 15 min ago,
+    // 3 hr ago (whole minutes); 1, 61 and 125 minutes to a
     // reset; the clock and its AM/PM at 21:05; a reset at 16:05; the notification at 80%; the
     // break screen's styles; a stored message.
     const QList<std::pair<const char*, QStringList>> rows = {
@@ -69,6 +70,10 @@ TEST(Translation, TextsTimesAndPluralsInEachLanguage) {
           "just now",
           "just now",
           "1 day 2 hr ago",
+          "in 3 days 2 hr",
+          "3 days 2 hr ago",
+          "2 hr 15 min ago",
+          "3 hr ago",
           "1 minute",
           "1 hour 1 minute",
           "2 hours 5 minutes",
@@ -90,6 +95,10 @@ TEST(Translation, TextsTimesAndPluralsInEachLanguage) {
           "gerade eben",
           "gerade eben",
           "vor 1 Tag 2 Std.",
+          "in 3 Tagen 2 Std.",
+          "vor 3 Tagen 2 Std.",
+          "vor 2 Std. 15 Min.",
+          "vor 3 Std.",
           "1 Minute",
           "1 Stunde 1 Minute",
           "2 Stunden 5 Minuten",
@@ -111,6 +120,10 @@ TEST(Translation, TextsTimesAndPluralsInEachLanguage) {
           "\u00e0 l\u2019instant",
           "\u00e0 l\u2019instant",
           "il y a 1 jour 2 h",
+          "dans 3 jours 2 h",
+          "il y a 3 jours 2 h",
+          "il y a 2 h 15 min",
+          "il y a 3 h",
           "1 minute",
           "1 heure 1 minute",
           "2 heures 5 minutes",
@@ -127,8 +140,9 @@ TEST(Translation, TextsTimesAndPluralsInEachLanguage) {
     for (const auto& [locale, expected] : rows) {
         const Language language(locale);
         QStringList texts;
-        for (const int seconds : {8130, 28 * 3600 + 60, 3 * 86400, -86400 - 30, -3 * 60 - 59,
-                                  3 * 3600, 60, 59, 0, -59, -26 * 3600}) {
+        for (const int seconds :
+             {8130, 28 * 3600 + 60, 3 * 86400, -86400 - 30, -3 * 60 - 59, 3 * 3600, 60, 59, 0, -59,
+              -26 * 3600, 3 * 86400 + 7230, -3 * 86400 - 7200, -8100, -3 * 3600}) {
             texts << relativeTimeText(now.addSecs(seconds), now);
         }
         for (const int minutes : {1, 61, 125}) {
