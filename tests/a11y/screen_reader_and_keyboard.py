@@ -53,7 +53,7 @@ def wait_until(condition, what, timeout=20.0):
             if value := condition():
                 return value
         except Exception as error:  # an AT-SPI call that timed out on a loaded machine: ask again
-            if type(error).__name__ != "GError":
+            if not (glib and isinstance(error, glib.GError)):
                 raise
         time.sleep(0.05)
     raise AssertionError(f"timed out waiting for {what}")
