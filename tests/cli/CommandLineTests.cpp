@@ -1,4 +1,4 @@
-// The command line, driven as a user would: the built lumora in a scratch home, with a stand-in
+// The command line driven as a user would: the built lumora in a scratch home, with a stand-in
 // claude, a fake codex named by LUMORA_CODEX_PATH and local update feeds.
 #include "core/AppUpdate.h"
 #include "core/BuildInfo.h"
@@ -11,36 +11,54 @@
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
-#include <QJsonObject>
 #include <QUrl>
 
 #include <gtest/gtest.h>
+#include <tuple>
 
 using namespace lumora;
 using namespace lumora::test;
 
 namespace {
 
-// Whether a run ended with that exit code, having printed exactly that.
-testing::AssertionResult printed(const CommandOutcome& run, int exitCode, const QString& out) {
-    if (run.exitCode == exitCode && run.out == out) {
-        return testing::AssertionSuccess();
-    }
-    return testing::AssertionFailure() << "exit code " << run.exitCode << ", printed \""
-                                       << run.out.toStdString() << "\", " << run.err.toStdString();
-}
+using Environment = QList<QPair<QString, QString>>;
 
 class CommandLineTest : public ::testing::Test {
 protected:
-    CommandOutcome lumora(const QStringList& arguments) const {
-        return runLumora(home.path(), arguments, {{"LUMORA_CODEX_PATH", codex()}});
+    CommandOutcome lumora(const QStringList& arguments, Environment environment = {}) const {
+        environment.append({"LUMORA_CODEX_PATH", codex()});
+        return runLumora(home.path(), arguments, environment);
     }
-    QJsonObject status(const QStringList& more = {}) const {
-        return QJsonDocument::fromJson(lumora(QStringList{"status", "--json"} + more).out.toUtf8())
-            .object();
+    // Whether lumora ARGUMENTS ended with that exit code, having printed exactly that.
+    testing::AssertionResult prints(const QStringList& arguments, int exitCode,
+                                    const QString& out) const {
+        const CommandOutcome run = lumora(arguments);
+        if (run.exitCode == exitCode && run.out == out) {
+            return testing::AssertionSuccess();
+        }
+        return testing::AssertionFailure()
+               << "exit code " << run.exitCode << ", printed \"" << run.out.toStdString() << "\", "
+               << run.err.toStdString();
     }
-    QJsonArray snapshots(const QStringList& more = {}) const {
-        return status(more)["snapshots"].toArray();
+    // What lumora ARGUMENTS printed: one JSON object on one line, as waybar needs.
+    QJsonObject json(const QStringList& arguments, const Environment& environment = {}) const {
+        const CommandOutcome run = lumora(arguments, environment);
+        EXPECT_TRUE(run.exitCode == 0 && run.out.startsWith('{') && run.out.endsWith("}\n") &&
+                    run.out.count('\n') == 1)
+            << run.out.toStdString() << run.err.toStdString();
+        return QJsonDocument::fromJson(run.out.toUtf8()).object();
+    }
+    QJsonArray snapshots() const { return json({"status", "--json"})["snapshots"].toArray(); }
+    // The waybar module's text and tooltip start so; its classes, its percentage (-1: none).
+    QJsonObject expectWaybar(const QString& text, const QStringList& classes, int percentage,
+                             const QString& tooltip) const {
+        const QJsonObject shown = json({"status", "--waybar"});
+        EXPECT_TRUE(shown["text"].toString().startsWith(text) &&
+                    shown["tooltip"].toString().startsWith(tooltip) &&
+                    shown["class"].toVariant().toStringList() == classes &&
+                    shown["percentage"].toInt(-1) == percentage)
+            << QJsonDocument(shown).toJson().toStdString();
+        return shown;
     }
     // A fake codex: `login status` runs `login`; the app server reports 42% used.
     void installCodex(const QByteArray& login) const {
@@ -49,159 +67,179 @@ protected:
                                                         R"({"primary":{"usedPercent":42,)"
                                                         R"("windowDurationMins":300}}}})")));
     }
-    void connectClaude(int usedPercent) const {
+    void connectClaude() const {
         home.installClaude();
-        EXPECT_TRUE(printed(lumora({"connect", "claude"}), 0,
-                            "Open Claude Code and send a message once to sync usage.\n"));
-        writeFile(home.dataFile("claude-rate-limits.json"),
-                  QString(R"({"five_hour":{"used_percentage":%1}})").arg(usedPercent).toUtf8());
+        EXPECT_TRUE(prints({"connect", "claude"}, 0,
+                           "Open Claude Code and send a message once to sync usage.\n"));
+    }
+    void writeCache(const QByteArray& json) const {
+        writeFile(home.dataFile("claude-rate-limits.json"), json);
+    }
+    // Claude Code's last snapshot as the tray left it, taken AGE seconds ago.
+    void saveClaude(Availability availability, double usedRatio, qint64 age = 0) const {
+        const QDateTime taken =
+            QDateTime::fromSecsSinceEpoch(QDateTime::currentSecsSinceEpoch() - age, Qt::UTC);
+        const UsageWindow window(UsageWindow::Kind::session, usedRatio, taken.addSecs(9000));
+        writeFile(home.dataFile("claude-code-snapshot.json"),
+                  UsageSnapshot{"claude-code",
+                                "Claude Code",
+                                taken,
+                                availability,
+                                {window},
+                                SnapshotSource::officialCLI,
+                                Confidence::exact,
+                                150,
+                                std::nullopt}
+                      .encode());
     }
     QString codex() const { return home.filePath("tools/codex"); }
     QJsonObject preferences() const { return readJsonObject(home.preferencesFile()); }
-    void writeFeed(const QByteArray& version) const {
-        writeFile(home.filePath("feed.json"),
-                  R"({"version": ")" + version + R"(", "downloadURL": "https://e.com/get?v=1"})");
-    }
 
     TemporaryHome home;
 };
 
 } // namespace
 
-// Connect Claude Code, read its hook's cache, follow the order and switches the tray stored,
-// switch Codex off and Claude Code off again; settings that cannot be rewritten safely are kept.
-TEST_F(CommandLineTest, ConnectClaudeFollowTheStoredChoicesAndDisconnect) {
-    EXPECT_TRUE(printed(lumora({"connect", "claude"}), 1,
-                        "Claude Code is not installed.\n" +
-                            ClaudeUsageProvider::checkedVersionMessage + "\n"));
-    EXPECT_FALSE(QFileInfo::exists(home.preferencesFile()));
-    connectClaude(42);
-    EXPECT_TRUE(QFileInfo::exists(home.dataFile("claude-statusline.sh")));
-    EXPECT_EQ(preferences()["providerEnabled"], true);
-    EXPECT_TRUE(printed(lumora({"status"}), 0, "Claude Code 58%\n"));
-    const auto saved = UsageSnapshot::decode(readFile(home.dataFile("claude-code-snapshot.json")));
-    ASSERT_TRUE(saved);
-    EXPECT_EQ(saved->windows.first().usedRatio, 0.42);
-
-    // Claude Code first, Codex on, and the panel's switches, which the command line ignores.
-    QJsonObject stored = preferences();
-    stored["providerOrder"] = QJsonArray{"claude-code", "codex"};
-    stored["codexEnabled"] = true;
-    stored["showCodexInMenuBar"] = false;
-    stored["showClaudeInMenuBar"] = false;
-    writeFile(home.preferencesFile(), QJsonDocument(stored).toJson());
-    EXPECT_TRUE(printed(lumora({"status"}), 0, "Claude Code 58% \u00B7 Codex --%\n"));
-    EXPECT_EQ(snapshots()[0].toObject()["providerID"], "claude-code");
-    EXPECT_TRUE(printed(lumora({"disconnect", "codex"}), 0, "Codex is disconnected.\n"));
-    EXPECT_EQ(preferences()["codexEnabled"], false);
-    EXPECT_EQ(preferences()["providerOrder"], (QJsonArray{"claude-code", "codex"}));
-    EXPECT_TRUE(printed(lumora({"status"}), 0, "Claude Code 58%\n"));
-
-    EXPECT_EQ(lumora({"disconnect", "claude"}).exitCode, 0);
-    EXPECT_FALSE(QFileInfo::exists(home.dataFile("claude-statusline.sh")));
-    EXPECT_EQ(preferences()["providerEnabled"], false);
-    EXPECT_TRUE(printed(lumora({"status"}), 0, "Lumora\n"));
-    EXPECT_TRUE(lumora({"status", "--all"}).out.contains("Claude Code --%"));
-    writeFile(home.filePath(".claude/settings.json"), "[1, 2, 3]\n");
-    EXPECT_TRUE(printed(lumora({"connect", "claude"}), 1,
-                        "Claude Code settings could not be updated safely.\n"));
-    EXPECT_EQ(readFile(home.filePath(".claude/settings.json")), "[1, 2, 3]\n");
-}
-
-// A fresh user sees no tool unless all are asked for; then Codex is connected and read.
-TEST_F(CommandLineTest, AFreshUserThenConnectCodex) {
-    // Without a command lumora is the tray, which needs a display; the status line does not.
-    const CommandOutcome tray = runLumora(
-        home.path(), {}, {{"DISPLAY", ""}, {"WAYLAND_DISPLAY", ""}, {"QT_QPA_PLATFORM", ""}});
+// A user's walk: a desktop is needed only for the tray, no tool is shown until one is connected;
+// Codex and Claude Code connected, read, ordered and switched off as stored; unsafe settings kept.
+TEST_F(CommandLineTest, AUserConnectsTheToolsFollowsTheStoredChoicesAndDisconnects) {
+    const CommandOutcome tray =
+        lumora({}, {{"DISPLAY", ""}, {"WAYLAND_DISPLAY", ""}, {"QT_QPA_PLATFORM", ""}});
     EXPECT_EQ(tray.exitCode, 1);
     EXPECT_EQ(tray.err, "Lumora needs a desktop session to show its tray. `lumora status` works "
                         "without one.\n");
-    EXPECT_TRUE(printed(lumora({"status"}), 0, "Lumora\n"));
-    EXPECT_TRUE(snapshots().isEmpty());
-    EXPECT_TRUE(printed(lumora({"status", "--all"}), 0, "Codex --% \u00B7 Claude Code --%\n"));
-    EXPECT_EQ(status({"--all"})["title"], "Codex --% \u00B7 Claude Code --%");
-    const QJsonArray both = snapshots({"--all"});
+    EXPECT_TRUE(prints({"status"}, 0, "Lumora\n"));
+    EXPECT_TRUE(prints({"status", "--all"}, 0, "Codex --% \u00B7 Claude Code --%\n"));
+    const QJsonArray both = json({"status", "--json", "--all"})["snapshots"].toArray();
     ASSERT_EQ(both.size(), 2);
     EXPECT_EQ(both[0]["providerID"], "codex");
     EXPECT_EQ(both[1]["statusMessage"], "Claude Code is not installed.");
-    // Snapshots without a verdict are not remembered, and status writes no preferences.
-    EXPECT_FALSE(QFileInfo::exists(home.dataFile("claude-code-snapshot.json")));
-    EXPECT_FALSE(QFileInfo::exists(home.preferencesFile()));
+    EXPECT_TRUE(prints({"connect", "claude"}, 1,
+                       "Claude Code is not installed.\n" +
+                           ClaudeUsageProvider::checkedVersionMessage + "\n"));
     if (!firstExecutable({"/usr/local/bin/codex", "/usr/bin/codex", "/opt/homebrew/bin/codex"})) {
-        EXPECT_TRUE(printed(lumora({"connect", "codex"}), 1, "Codex is not installed.\n"));
+        EXPECT_TRUE(prints({"connect", "codex"}, 1, "Codex is not installed.\n"));
     }
     installCodex("echo 'Not logged in'; exit 1");
-    EXPECT_TRUE(printed(lumora({"connect", "codex"}), 1,
-                        "Sign in to Codex to continue.\nRun `codex login` in a terminal, then try "
-                        "again.\n"));
+    EXPECT_TRUE(prints({"connect", "codex"}, 1,
+                       "Sign in to Codex to continue.\nRun `codex login` in a terminal, then try "
+                       "again.\n"));
+    // Snapshots without a verdict are not remembered; status and failed connections write no
+    // preferences.
+    EXPECT_FALSE(QFileInfo::exists(home.dataFile("claude-code-snapshot.json")));
     EXPECT_FALSE(QFileInfo::exists(home.preferencesFile()));
-
-    // Ready: Codex is switched on, as the tray does when it finds Codex ready.
+    // Codex ready: switched on, as the tray does when it finds Codex ready, read and remembered.
     installCodex("exit 0");
-    EXPECT_TRUE(printed(lumora({"connect", "codex"}), 0, "Codex is connected.\n"));
+    EXPECT_TRUE(prints({"connect", "codex"}, 0, "Codex is connected.\n"));
     EXPECT_EQ(preferences()["codexEnabled"], true);
-    EXPECT_TRUE(printed(lumora({"status", "--all"}), 0, "Codex 58% \u00B7 Claude Code --%\n"));
+    EXPECT_TRUE(prints({"status"}, 0, "Codex 58%\n"));
     const UsageSnapshot read = UsageSnapshot::fromJson(snapshots()[0].toObject());
     EXPECT_EQ(read.source, SnapshotSource::officialAppServer);
     EXPECT_EQ(read.windows.first().usedRatio, 0.42);
     const auto saved = UsageSnapshot::decode(readFile(home.dataFile("codex-snapshot.json")));
     ASSERT_TRUE(saved);
     EXPECT_EQ(saved->windows, read.windows);
-
     // Signed out: the status says so and nothing new is remembered.
     installCodex("exit 1");
     EXPECT_EQ(snapshots()[0].toObject()["statusMessage"], "Sign in to Codex to continue.");
     EXPECT_EQ(UsageSnapshot::decode(readFile(home.dataFile("codex-snapshot.json"))), saved);
-    EXPECT_EQ(lumora({"disconnect", "codex"}).exitCode, 0);
+    // Claude Code connected and read from its hook's cache, after Codex in the default order.
+    connectClaude();
+    writeCache(R"({"five_hour":{"used_percentage":42}})");
+    EXPECT_TRUE(QFileInfo::exists(home.dataFile("claude-statusline.sh")));
+    EXPECT_EQ(preferences()["providerEnabled"], true);
+    EXPECT_TRUE(prints({"status"}, 0, "Codex --% \u00B7 Claude Code 58%\n"));
+    const auto claude = UsageSnapshot::decode(readFile(home.dataFile("claude-code-snapshot.json")));
+    EXPECT_EQ(claude ? claude->windows.first().usedRatio : -1, 0.42);
+    // Claude Code first, and the panel's switches, which the command line ignores.
+    writeFile(home.preferencesFile(),
+              R"({"providerEnabled": true, "codexEnabled": true, "showCodexInMenuBar": false,
+                  "showClaudeInMenuBar": false, "providerOrder": ["claude-code", "codex"]})");
+    EXPECT_TRUE(prints({"status"}, 0, "Claude Code 58% \u00B7 Codex --%\n"));
+    EXPECT_TRUE(prints({"disconnect", "codex"}, 0, "Codex is disconnected.\n"));
     EXPECT_EQ(preferences()["codexEnabled"], false);
-    EXPECT_TRUE(printed(lumora({"status"}), 0, "Lumora\n"));
+    EXPECT_EQ(preferences()["providerOrder"], (QJsonArray{"claude-code", "codex"}));
+    EXPECT_TRUE(prints({"status"}, 0, "Claude Code 58%\n"));
+    EXPECT_EQ(lumora({"disconnect", "claude"}).exitCode, 0);
+    EXPECT_FALSE(QFileInfo::exists(home.dataFile("claude-statusline.sh")));
+    EXPECT_EQ(preferences()["providerEnabled"], false);
+    EXPECT_TRUE(prints({"status"}, 0, "Lumora\n"));
+    EXPECT_TRUE(lumora({"status", "--all"}).out.contains("Claude Code --%"));
+    writeFile(home.filePath(".claude/settings.json"), "[1, 2, 3]\n");
+    EXPECT_TRUE(
+        prints({"connect", "claude"}, 1, "Claude Code settings could not be updated safely.\n"));
+    EXPECT_EQ(readFile(home.filePath(".claude/settings.json")), "[1, 2, 3]\n");
 }
 
+// check-updates reports an offer or what went wrong; a feed cannot send control sequences to the
+// terminal.
 TEST_F(CommandLineTest, CheckUpdatesReportsAnOfferOrWhatWentWrong) {
-    writeFeed("1.5.0");
     const QString feed = home.filePath("feed.json"), missing = home.filePath("missing.json");
     const QString offer = "Lumora 1.5.0 is available.\nhttps://e.com/get?v=1\n";
-    const struct {
-        QStringList options;
-        int exitCode;
-        QString out;
-    } rows[] = {
-        {{"--feed", feed, "--current-version", "1.4.2"}, 0, offer},
-        {{"--feed", QUrl::fromLocalFile(feed).toString(), "--current-version", "1.4.2"}, 0, offer},
-        {{"--feed", "feed.json", "--current-version", "1.4.2"}, 0, offer},
-        {{"--current-version", "1.5.0", "--feed", feed}, 0, "Lumora is up to date.\n"},
-        {{"--feed", feed, "--current-version", "not a version"},
+    const QString current = "--current-version", upToDate = "Lumora is up to date.\n";
+    const QString noFile = "\u201d: No such file or directory\n",
+                  escaped = "\uFFFD[2J\uFFFD31m+\uFFFD";
+    const std::tuple<QByteArray, QStringList, int, QString> rows[] = {
+        {"1.5.0", {"--feed", feed, current, "1.4.2"}, 0, offer},
+        {"1.5.0", {"--feed", QUrl::fromLocalFile(feed).toString(), current, "1.4.2"}, 0, offer},
+        {"1.5.0", {"--feed", "feed.json", current, "1.4.2"}, 0, offer},
+        {"1.5.0", {current, "1.5.0", "--feed", feed}, 0, upToDate},
+        {"1.5.0", {"--feed", feed}, 0, offer}, // against the build's own version
+        {buildinfo::version, {"--feed", feed}, 0, upToDate},
+        {"1.5.0",
+         {"--feed", feed, current, "not a version"},
          1,
          "The update version is invalid.\n"},
-        {{"--feed", "http://127.0.0.1:1/feed.json"}, 1, "The update feed must use HTTPS.\n"},
-        {{"--feed", missing},
+        {"1.5.0",
+         {"--feed", "http://127.0.0.1:1/feed.json"},
          1,
-         QString("Could not read \u201c%1\u201d: No such file or directory\n").arg(missing)},
-        {{},
-         configuredUpdateFeedURL(buildinfo::updateFeedUrl) ? -1 : 1,
-         "The update channel is not configured in this build.\n"},
+         "The update feed must use HTTPS.\n"},
+        {"1.5.0", {"--feed", missing}, 1, "Could not read \u201c" + missing + noFile},
+        {"9.0.0-\\u001b[2J\\u009b31m+\\u0007",
+         {"--feed", feed},
+         0,
+         "Lumora 9.0.0-" + escaped + " is available.\nhttps://e.com/get?v=1\n"},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.options.join(' ').toStdString());
-        if (row.exitCode >= 0) {
-            EXPECT_TRUE(
-                printed(lumora(QStringList{"check-updates"} + row.options), row.exitCode, row.out));
-        }
+    for (const auto& [version, options, exitCode, out] : rows) {
+        SCOPED_TRACE(version.toStdString() + " " + options.join(' ').toStdString());
+        writeFile(feed,
+                  R"({"version": ")" + version + R"(", "downloadURL": "https://e.com/get?v=1"})");
+        EXPECT_TRUE(prints(QStringList{"check-updates"} + options, exitCode, out));
     }
-    // Without --current-version the build's own version is compared.
-    writeFeed(buildinfo::version);
-    EXPECT_TRUE(printed(lumora({"check-updates", "--feed", feed}), 0, "Lumora is up to date.\n"));
-    // A feed cannot send control sequences to the terminal.
-    writeFeed("9.0.0-\\u001b[2J\\u009b31m+\\u0007");
-    EXPECT_TRUE(lumora({"check-updates", "--feed", feed})
-                    .out.startsWith("Lumora 9.0.0-\uFFFD[2J\uFFFD31m+\uFFFD is available.\n"));
+    if (!configuredUpdateFeedURL(buildinfo::updateFeedUrl)) {
+        EXPECT_TRUE(
+            prints({"check-updates"}, 1, "The update channel is not configured in this build.\n"));
+    }
 }
 
-TEST_F(CommandLineTest, VersionHelpAndWrongUsage) {
-    EXPECT_TRUE(printed(lumora({"--version"}), 0, "Lumora 0.1.0\n"));
-    const CommandOutcome help = lumora({"--help"});
-    EXPECT_EQ(help.exitCode, 0);
-    EXPECT_TRUE(help.out.startsWith("Usage: lumora"));
+// The version; the help and status texts in the desktop's language (LANGUAGE, then LC_ALL,
+// LC_MESSAGES and LANG; a country falls back to its language, an untranslated one to English);
+// wrong usage exits with 2 and says why.
+TEST_F(CommandLineTest, VersionHelpInTheDesktopsLanguageAndWrongUsage) {
+    EXPECT_TRUE(prints({"--version"}, 0, "Lumora 0.1.0\n"));
+    const QString nbsp(QChar(0x00A0));
+    const std::tuple<QString, QString, QString> languages[] = {
+        {"LANG=en_US.UTF-8", "Usage: lumora [COMMAND] [OPTIONS]", "No tool is shown."},
+        {"LANG=de_DE.UTF-8", "Aufruf: lumora [BEFEHL] [OPTIONEN]", "Kein Tool wird angezeigt."},
+        {"LANG=fr_FR.UTF-8", "Utilisation" + nbsp + ": lumora [COMMANDE] [OPTIONS]",
+         "Aucun outil n\u2019est affich\u00e9."},
+        {"LANG=de_DE.UTF-8 LANGUAGE=fr", "Utilisation", "Aucun outil"},
+        {"LANG=de_DE.UTF-8 LANGUAGE=en_GB:de", "Usage: lumora", "No tool"},
+        {"LANG=de_AT.UTF-8", "Aufruf", "Kein Tool"},
+        {"LANG=C.UTF-8 LC_MESSAGES=de_DE.UTF-8", "Aufruf", "Kein Tool"},
+        {"LANG=es_ES.UTF-8", "Usage: lumora", "No tool is shown."},
+    };
+    for (const auto& [variables, help, tooltip] : languages) {
+        SCOPED_TRACE(variables.toStdString());
+        Environment environment;
+        for (const QString& variable : variables.split(' ')) {
+            environment.append({variable.section('=', 0, 0), variable.section('=', 1)});
+        }
+        EXPECT_EQ(lumora({"--help"}, environment).out.left(help.size()), help);
+        EXPECT_EQ(
+            json({"status", "--waybar"}, environment)["tooltip"].toString().left(tooltip.size()),
+            tooltip);
+    }
     QList<QStringList> wrongs{{"check-updates", "--feed", " "}};
     for (const char* wrong :
          {"frobnicate", "--frobnicate", "status --xml", "status --json --waybar", "connect",
@@ -212,25 +250,24 @@ TEST_F(CommandLineTest, VersionHelpAndWrongUsage) {
         wrongs << QString(wrong).split(' ');
     }
     for (const QStringList& wrong : wrongs) {
+        SCOPED_TRACE(wrong.join(' ').toStdString());
         const CommandOutcome run = lumora(wrong);
-        EXPECT_TRUE(printed(run, 2, "")) << wrong.join(' ').toStdString();
-        EXPECT_TRUE(run.err.startsWith("lumora: ")) << run.err.toStdString();
-        EXPECT_TRUE(wrong[0] == "history" || run.err.contains("Usage: lumora"))
-            << run.err.toStdString();
+        EXPECT_TRUE(run.exitCode == 2 && run.out.isEmpty() && run.err.startsWith("lumora: ") &&
+                    (wrong[0] == "history" || run.err.contains("Usage: lumora")))
+            << run.exitCode << run.out.toStdString() << run.err.toStdString();
     }
 }
 
 // The kept history as the command line shows it: the pace and the weekly window in status --json
 // and the waybar tooltip, and the history command's table.
 TEST_F(CommandLineTest, StatusCarriesThePaceAndTheWeeklyWindow) {
-    connectClaude(0);
+    connectClaude();
     const qint64 reset = QDateTime::currentSecsSinceEpoch() + 3 * 3600;
-    writeFile(home.dataFile("claude-rate-limits.json"),
-              QString(R"({"five_hour":{"used_percentage":60,"resets_at":%1},)"
-                      R"("seven_day":{"used_percentage":36,"resets_at":%2}})")
-                  .arg(reset)
-                  .arg(reset + 4 * 86400)
-                  .toUtf8());
+    writeCache(QString(R"({"five_hour":{"used_percentage":60,"resets_at":%1},)"
+                       R"("seven_day":{"used_percentage":36,"resets_at":%2}})")
+                   .arg(reset)
+                   .arg(reset + 4 * 86400)
+                   .toUtf8());
     {
         // 30 points in the last 40 minutes: the limit in about 53 minutes, before the reset.
         HistoryStore store(HistoryStore::defaultPath(home.path()), HistoryStore::Access::readWrite);
@@ -241,22 +278,71 @@ TEST_F(CommandLineTest, StatusCarriesThePaceAndTheWeeklyWindow) {
                           SnapshotSource::officialCLI});
         }
     }
-    const QJsonObject claude = snapshots()[0].toObject();
-    const QJsonObject pace = claude["pace"].toObject();
+    const QJsonObject claude = snapshots()[0].toObject(), pace = claude["pace"].toObject();
+    const QDateTime limit = QDateTime::fromString(pace["limitAt"].toString(), Qt::ISODate);
     EXPECT_EQ(pace["verdict"], "limit_before_reset");
     EXPECT_NEAR(pace["ratePerHour"].toDouble(), 0.45, 0.01);
-    const QDateTime limit = QDateTime::fromString(pace["limitAt"].toString(), Qt::ISODate);
     EXPECT_NEAR(QDateTime::currentDateTimeUtc().secsTo(limit), 53 * 60, 120);
     EXPECT_TRUE(pace["leftAtReset"].isNull());
     EXPECT_TRUE(pace["text"].toString().startsWith("At this pace: limit in "));
+    const QDateTime weeklyReset = QDateTime::fromSecsSinceEpoch(reset + 4 * 86400, Qt::UTC);
     EXPECT_EQ(claude["weeklyWindow"].toObject(),
               (QJsonObject{{"kind", "weekly"},
                            {"usedRatio", 0.36},
-                           {"resetsAt", isoDateTimeText(QDateTime::fromSecsSinceEpoch(
-                                            reset + 4 * 86400, Qt::UTC))}}));
-    const QString tooltip =
-        QJsonDocument::fromJson(lumora({"status", "--waybar"}).out.toUtf8())["tooltip"].toString();
-    EXPECT_TRUE(tooltip.contains("\n  At this pace: limit in ")) << tooltip.toStdString();
+                           {"resetsAt", isoDateTimeText(weeklyReset)}}));
+    EXPECT_TRUE(
+        json({"status", "--waybar"})["tooltip"].toString().contains("\n  At this pace: limit in "));
     const CommandOutcome table = lumora({"history", "--provider", "claude"});
     EXPECT_EQ(table.out.count('\n'), 5) << table.out.toStdString(); // a header and four rows
+}
+
+// Waybar's module: the class is the worst verdict shown, the percentage the lowest current share
+// left; bad files and hostile texts still give one line of JSON, its tooltip escaped for Pango.
+TEST_F(CommandLineTest, WaybarClassPercentageAndTooltipFromWhatIsShown) {
+    expectWaybar("Lumora", {"unknown"}, -1, "No tool is shown.");
+    connectClaude();
+    const std::tuple<Availability, double, QString, QString, int> rows[] = {
+        {Availability::ready, 0.42, "Claude Code 58%", "ready", 58},
+        {Availability::limited, 0.855, "Claude Code 15%", "limited", 15},
+        {Availability::blocked, 1.0, "Claude Code 02hr ", "blocked", 0},
+    };
+    for (const auto& [availability, usedRatio, text, verdict, left] : rows) {
+        saveClaude(availability, usedRatio);
+        const QString tooltip = QString("Claude Code · Session limit: %1% left, resets ").arg(left);
+        EXPECT_FALSE(
+            expectWaybar(text, {verdict}, left, tooltip)["tooltip"].toString().contains('\n'));
+    }
+    // Codex shown too, first in the default order, but signed out: its line says so, and it
+    // changes neither the verdict nor the percentage.
+    writeScript(codex(), fakeCodex("echo 'Not logged in'; exit 1", "exit 1"));
+    writeFile(home.preferencesFile(), R"({"providerEnabled": true, "codexEnabled": true})");
+    saveClaude(Availability::limited, 0.9);
+    expectWaybar("Codex --% · Claude Code 10%", {"limited"}, 10,
+                 "Codex: Sign in to Codex to continue.\nClaude Code · Session limit: 10% left");
+    // A stale snapshot keeps its verdict, adds "stale" and gives no percentage.
+    saveClaude(Availability::limited, 0.9, 3600);
+    EXPECT_TRUE(
+        expectWaybar("Codex --% · Claude Code --%", {"limited", "stale"}, -1, "Codex: ")["tooltip"]
+            .toString()
+            .contains("\nClaude Code: usage needs sync (last update "));
+    // Only the signed-out Codex shown: nothing is known.
+    writeFile(home.preferencesFile(), R"({"codexEnabled": true})");
+    EXPECT_EQ(expectWaybar("Codex --%", {"unknown"}, -1, "")["tooltip"],
+              "Codex: Sign in to Codex to continue.");
+    writeFile(home.preferencesFile(), R"({"providerEnabled": true})");
+    for (const QByteArray& corrupt : {QByteArray("{\"availability\": \"ready\", \"windows\": [{"),
+                                      QByteArray("\x00\xff\n\x1b[2J", 6), QByteArray("[]")}) {
+        writeFile(home.dataFile("claude-code-snapshot.json"), corrupt);
+        writeCache(corrupt);
+        EXPECT_EQ(expectWaybar("Claude Code --%", {"unknown"}, -1, "")["tooltip"],
+                  "Claude Code: Open Claude Code and send a message once to sync usage.");
+    }
+    QJsonObject hostile = UsageSnapshot::unavailable("claude-code", "Claude Code", "x").toJson();
+    hostile["availability"] = "limited";
+    hostile["staleAfterSeconds"] = 86400;
+    hostile["statusMessage"] = "<span size='99999'>&</span>\nline\x01";
+    writeCache("");
+    writeFile(home.dataFile("claude-code-snapshot.json"), QJsonDocument(hostile).toJson());
+    EXPECT_EQ(expectWaybar("Claude Code", {"limited"}, -1, "")["tooltip"],
+              "Claude Code: &lt;span size='99999'&gt;&amp;&lt;/span&gt;\nline\x01");
 }
