@@ -29,16 +29,10 @@ protected:
         environment.append({"LUMORA_CODEX_PATH", codex()});
         return runLumora(home.path(), arguments, environment);
     }
-    // Whether lumora ARGUMENTS ended with that exit code, having printed exactly that.
-    testing::AssertionResult prints(const QStringList& arguments, int exitCode,
-                                    const QString& out) const {
+    // The exit code and what lumora ARGUMENTS printed, as "CODE OUTPUT".
+    QString outcome(const QStringList& arguments) const {
         const CommandOutcome run = lumora(arguments);
-        if (run.exitCode == exitCode && run.out == out) {
-            return testing::AssertionSuccess();
-        }
-        return testing::AssertionFailure()
-               << "exit code " << run.exitCode << ", printed \"" << run.out.toStdString() << "\", "
-               << run.err.toStdString();
+        return QString::number(run.exitCode) + ' ' + run.out;
     }
     // What lumora ARGUMENTS printed: one JSON object on one line, as waybar needs.
     QJsonObject json(const QStringList& arguments, const Environment& environment = {}) const {
@@ -69,8 +63,8 @@ protected:
     }
     void connectClaude() const {
         home.installClaude();
-        EXPECT_TRUE(prints({"connect", "claude"}, 0,
-                           "Open Claude Code and send a message once to sync usage.\n"));
+        EXPECT_EQ(outcome({"connect", "claude"}),
+                  "0 Open Claude Code and send a message once to sync usage.\n");
     }
     void writeCache(const QByteArray& json) const {
         writeFile(home.dataFile("claude-rate-limits.json"), json);
@@ -80,17 +74,10 @@ protected:
         const QDateTime taken =
             QDateTime::fromSecsSinceEpoch(QDateTime::currentSecsSinceEpoch() - age, Qt::UTC);
         const UsageWindow window(UsageWindow::Kind::session, usedRatio, taken.addSecs(9000));
-        writeFile(home.dataFile("claude-code-snapshot.json"),
-                  UsageSnapshot{"claude-code",
-                                "Claude Code",
-                                taken,
-                                availability,
-                                {window},
-                                SnapshotSource::officialCLI,
-                                Confidence::exact,
-                                150,
-                                std::nullopt}
-                      .encode());
+        const UsageSnapshot snapshot{"claude-code",     "Claude Code", taken,
+                                     availability,      {window},      SnapshotSource::officialCLI,
+                                     Confidence::exact, 150,           {}};
+        writeFile(home.dataFile("claude-code-snapshot.json"), snapshot.encode());
     }
     QString codex() const { return home.filePath("tools/codex"); }
     QJsonObject preferences() const { return readJsonObject(home.preferencesFile()); }
@@ -108,31 +95,31 @@ TEST_F(CommandLineTest, AUserConnectsTheToolsFollowsTheStoredChoicesAndDisconnec
     EXPECT_EQ(tray.exitCode, 1);
     EXPECT_EQ(tray.err, "Lumora needs a desktop session to show its tray. `lumora status` works "
                         "without one.\n");
-    EXPECT_TRUE(prints({"status"}, 0, "Lumora\n"));
-    EXPECT_TRUE(prints({"status", "--all"}, 0, "Codex --% \u00B7 Claude Code --%\n"));
+    EXPECT_EQ(outcome({"status"}), "0 Lumora\n");
+    EXPECT_EQ(outcome({"status", "--all"}), "0 Codex --% \u00B7 Claude Code --%\n");
     const QJsonArray both = json({"status", "--json", "--all"})["snapshots"].toArray();
     ASSERT_EQ(both.size(), 2);
     EXPECT_EQ(both[0]["providerID"], "codex");
     EXPECT_EQ(both[1]["statusMessage"], "Claude Code is not installed.");
-    EXPECT_TRUE(prints({"connect", "claude"}, 1,
-                       "Claude Code is not installed.\n" +
-                           ClaudeUsageProvider::checkedVersionMessage + "\n"));
+    EXPECT_EQ(outcome({"connect", "claude"}), "1 Claude Code is not installed.\n" +
+                                                  ClaudeUsageProvider::checkedVersionMessage +
+                                                  "\n");
     if (!firstExecutable({"/usr/local/bin/codex", "/usr/bin/codex", "/opt/homebrew/bin/codex"})) {
-        EXPECT_TRUE(prints({"connect", "codex"}, 1, "Codex is not installed.\n"));
+        EXPECT_EQ(outcome({"connect", "codex"}), "1 Codex is not installed.\n");
     }
     installCodex("echo 'Not logged in'; exit 1");
-    EXPECT_TRUE(prints({"connect", "codex"}, 1,
-                       "Sign in to Codex to continue.\nRun `codex login` in a terminal, then try "
-                       "again.\n"));
+    EXPECT_EQ(
+        outcome({"connect", "codex"}),
+        "1 Sign in to Codex to continue.\nRun `codex login` in a terminal, then try again.\n");
     // Snapshots without a verdict are not remembered; status and failed connections write no
     // preferences.
     EXPECT_FALSE(QFileInfo::exists(home.dataFile("claude-code-snapshot.json")));
     EXPECT_FALSE(QFileInfo::exists(home.preferencesFile()));
     // Codex ready: switched on, as the tray does when it finds Codex ready, read and remembered.
     installCodex("exit 0");
-    EXPECT_TRUE(prints({"connect", "codex"}, 0, "Codex is connected.\n"));
+    EXPECT_EQ(outcome({"connect", "codex"}), "0 Codex is connected.\n");
     EXPECT_EQ(preferences()["codexEnabled"], true);
-    EXPECT_TRUE(prints({"status"}, 0, "Codex 58%\n"));
+    EXPECT_EQ(outcome({"status"}), "0 Codex 58%\n");
     const UsageSnapshot read = UsageSnapshot::fromJson(snapshots()[0].toObject());
     EXPECT_EQ(read.source, SnapshotSource::officialAppServer);
     EXPECT_EQ(read.windows.first().usedRatio, 0.42);
@@ -148,26 +135,26 @@ TEST_F(CommandLineTest, AUserConnectsTheToolsFollowsTheStoredChoicesAndDisconnec
     writeCache(R"({"five_hour":{"used_percentage":42}})");
     EXPECT_TRUE(QFileInfo::exists(home.dataFile("claude-statusline.sh")));
     EXPECT_EQ(preferences()["providerEnabled"], true);
-    EXPECT_TRUE(prints({"status"}, 0, "Codex --% \u00B7 Claude Code 58%\n"));
+    EXPECT_EQ(outcome({"status"}), "0 Codex --% \u00B7 Claude Code 58%\n");
     const auto claude = UsageSnapshot::decode(readFile(home.dataFile("claude-code-snapshot.json")));
     EXPECT_EQ(claude ? claude->windows.first().usedRatio : -1, 0.42);
     // Claude Code first, and the panel's switches, which the command line ignores.
     writeFile(home.preferencesFile(),
               R"({"providerEnabled": true, "codexEnabled": true, "showCodexInMenuBar": false,
                   "showClaudeInMenuBar": false, "providerOrder": ["claude-code", "codex"]})");
-    EXPECT_TRUE(prints({"status"}, 0, "Claude Code 58% \u00B7 Codex --%\n"));
-    EXPECT_TRUE(prints({"disconnect", "codex"}, 0, "Codex is disconnected.\n"));
+    EXPECT_EQ(outcome({"status"}), "0 Claude Code 58% \u00B7 Codex --%\n");
+    EXPECT_EQ(outcome({"disconnect", "codex"}), "0 Codex is disconnected.\n");
     EXPECT_EQ(preferences()["codexEnabled"], false);
     EXPECT_EQ(preferences()["providerOrder"], (QJsonArray{"claude-code", "codex"}));
-    EXPECT_TRUE(prints({"status"}, 0, "Claude Code 58%\n"));
+    EXPECT_EQ(outcome({"status"}), "0 Claude Code 58%\n");
     EXPECT_EQ(lumora({"disconnect", "claude"}).exitCode, 0);
     EXPECT_FALSE(QFileInfo::exists(home.dataFile("claude-statusline.sh")));
     EXPECT_EQ(preferences()["providerEnabled"], false);
-    EXPECT_TRUE(prints({"status"}, 0, "Lumora\n"));
+    EXPECT_EQ(outcome({"status"}), "0 Lumora\n");
     EXPECT_TRUE(lumora({"status", "--all"}).out.contains("Claude Code --%"));
     writeFile(home.filePath(".claude/settings.json"), "[1, 2, 3]\n");
-    EXPECT_TRUE(
-        prints({"connect", "claude"}, 1, "Claude Code settings could not be updated safely.\n"));
+    EXPECT_EQ(outcome({"connect", "claude"}),
+              "1 Claude Code settings could not be updated safely.\n");
     EXPECT_EQ(readFile(home.filePath(".claude/settings.json")), "[1, 2, 3]\n");
 }
 
@@ -175,40 +162,33 @@ TEST_F(CommandLineTest, AUserConnectsTheToolsFollowsTheStoredChoicesAndDisconnec
 // terminal.
 TEST_F(CommandLineTest, CheckUpdatesReportsAnOfferOrWhatWentWrong) {
     const QString feed = home.filePath("feed.json"), missing = home.filePath("missing.json");
-    const QString offer = "Lumora 1.5.0 is available.\nhttps://e.com/get?v=1\n";
-    const QString current = "--current-version", upToDate = "Lumora is up to date.\n";
-    const QString noFile = "\u201d: No such file or directory\n",
-                  escaped = "\uFFFD[2J\uFFFD31m+\uFFFD";
-    const std::tuple<QByteArray, QStringList, int, QString> rows[] = {
-        {"1.5.0", {"--feed", feed, current, "1.4.2"}, 0, offer},
-        {"1.5.0", {"--feed", QUrl::fromLocalFile(feed).toString(), current, "1.4.2"}, 0, offer},
-        {"1.5.0", {"--feed", "feed.json", current, "1.4.2"}, 0, offer},
-        {"1.5.0", {current, "1.5.0", "--feed", feed}, 0, upToDate},
-        {"1.5.0", {"--feed", feed}, 0, offer}, // against the build's own version
-        {buildinfo::version, {"--feed", feed}, 0, upToDate},
-        {"1.5.0",
-         {"--feed", feed, current, "not a version"},
-         1,
-         "The update version is invalid.\n"},
-        {"1.5.0",
-         {"--feed", "http://127.0.0.1:1/feed.json"},
-         1,
-         "The update feed must use HTTPS.\n"},
-        {"1.5.0", {"--feed", missing}, 1, "Could not read \u201c" + missing + noFile},
-        {"9.0.0-\\u001b[2J\\u009b31m+\\u0007",
-         {"--feed", feed},
-         0,
-         "Lumora 9.0.0-" + escaped + " is available.\nhttps://e.com/get?v=1\n"},
+    const QString current = "--current-version", url = "https://e.com/get?v=1";
+    const auto offer = [&](const QString& version) {
+        return "0 Lumora " + version + " is available.\n" + url + "\n";
     };
-    for (const auto& [version, options, exitCode, out] : rows) {
+    const QString upToDate = "0 Lumora is up to date.\n", noFile = ": No such file or directory\n";
+    const QByteArray v = "1.5.0", hostile = "9.0.0-\\u001b[2J\\u009b31m+\\u0007";
+    const std::tuple<QByteArray, QStringList, QString> rows[] = {
+        {v, {"--feed", feed, current, "1.4.2"}, offer("1.5.0")},
+        {v, {"--feed", QUrl::fromLocalFile(feed).toString(), current, "1.4.2"}, offer("1.5.0")},
+        {v, {"--feed", "feed.json", current, "1.4.2"}, offer("1.5.0")},
+        {v, {current, "1.5.0", "--feed", feed}, upToDate},
+        {v, {"--feed", feed}, offer("1.5.0")}, // against the build's own version
+        {buildinfo::version, {"--feed", feed}, upToDate},
+        {v, {"--feed", feed, current, "not a version"}, "1 The update version is invalid.\n"},
+        {v, {"--feed", "http://127.0.0.1:1/feed.json"}, "1 The update feed must use HTTPS.\n"},
+        {v, {"--feed", missing}, "1 Could not read \u201c" + missing + "\u201d" + noFile},
+        {hostile, {"--feed", feed}, offer("9.0.0-\uFFFD[2J\uFFFD31m+\uFFFD")},
+    };
+    for (const auto& [version, options, said] : rows) {
         SCOPED_TRACE(version.toStdString() + " " + options.join(' ').toStdString());
         writeFile(feed,
-                  R"({"version": ")" + version + R"(", "downloadURL": "https://e.com/get?v=1"})");
-        EXPECT_TRUE(prints(QStringList{"check-updates"} + options, exitCode, out));
+                  R"({"version": ")" + version + R"(", "downloadURL": ")" + url.toUtf8() + "\"}");
+        EXPECT_EQ(outcome(QStringList{"check-updates"} + options), said);
     }
     if (!configuredUpdateFeedURL(buildinfo::updateFeedUrl)) {
-        EXPECT_TRUE(
-            prints({"check-updates"}, 1, "The update channel is not configured in this build.\n"));
+        EXPECT_EQ(outcome({"check-updates"}),
+                  "1 The update channel is not configured in this build.\n");
     }
 }
 
@@ -216,7 +196,7 @@ TEST_F(CommandLineTest, CheckUpdatesReportsAnOfferOrWhatWentWrong) {
 // LC_MESSAGES and LANG; a country falls back to its language, an untranslated one to English);
 // wrong usage exits with 2 and says why.
 TEST_F(CommandLineTest, VersionHelpInTheDesktopsLanguageAndWrongUsage) {
-    EXPECT_TRUE(prints({"--version"}, 0, "Lumora 0.1.0\n"));
+    EXPECT_EQ(outcome({"--version"}), "0 Lumora 0.1.0\n");
     const QString nbsp(QChar(0x00A0));
     const std::tuple<QString, QString, QString> languages[] = {
         {"LANG=en_US.UTF-8", "Usage: lumora [COMMAND] [OPTIONS]", "No tool is shown."},

@@ -1,9 +1,7 @@
-// `lumora connect claude` and `lumora disconnect claude` against the real Claude Code (the npm
-// package that scripts/setup.sh installs into the project's .deps folder). Claude Code runs in a
-// tmux terminal whose screen the test reads, in a temporary home, with a placeholder API key and
-// cut off from the network by `unshare --net`. It never gets further than its prompt, but that is
-// enough: it reads ~/.claude/settings.json, follows changes to it, and runs the status-line
-// command with its status JSON on standard input, showing what the command prints.
+// `lumora connect claude` and `disconnect claude` against the real Claude Code (scripts/setup.sh
+// installs it into .deps), in a tmux terminal whose screen the test reads, in a scratch home with
+// a placeholder API key and no network (`unshare --net`). It never gets past its prompt, but it
+// reads ~/.claude/settings.json, follows changes to it and runs the status-line command.
 #include "core/AtomicFile.h"
 #include "core/ClaudeUsageProvider.h"
 #include "core/DataFolder.h"
@@ -12,11 +10,8 @@
 
 #include <QDeadlineTimer>
 #include <QDir>
-#include <QFile>
 #include <QFileInfo>
-#include <QJsonArray>
 #include <QJsonDocument>
-#include <QJsonObject>
 #include <QRegularExpression>
 #include <QStandardPaths>
 #include <QThread>
@@ -24,7 +19,6 @@
 #include <csignal>
 #include <functional>
 #include <gtest/gtest.h>
-#include <iostream>
 
 using namespace lumora;
 using namespace lumora::test;
@@ -33,8 +27,8 @@ namespace {
 
 const QString realClaude = QStringLiteral(LUMORA_REAL_CLAUDE_PATH);
 const QString waitingLine = QStringLiteral("Lumora \u00B7 waiting for Claude Code usage");
-// The user's own status line: keeps the JSON it was handed, and counts its runs so that the test
-// can tell a new run from an old line still on the screen.
+// The user's own status line: keeps the JSON it was handed and counts its runs, so that a new run
+// is told from an old line still on the screen.
 const QString earlierCommand = QStringLiteral(
     "cat > \"$HOME/earlier-input.json\"; "
     "run=$(( $(cat \"$HOME/earlier-runs\" 2>/dev/null || echo 0) + 1 )); "
@@ -51,27 +45,9 @@ protected:
         tmux = QStandardPaths::findExecutable(QStringLiteral("tmux"));
         requireRealClient(!QFileInfo(realClaude).isExecutable()
                               ? "Claude Code is not installed at " + realClaude.toStdString() +
-                                    " (scripts/setup.sh installs @anthropic-ai/claude-code there; "
-                                    "could it not reach the npm registry?)"
+                                    " (scripts/setup.sh installs it from the npm registry)"
                           : tmux.isEmpty() ? "tmux is not installed (scripts/setup.sh installs it)"
                                            : "");
-        if (IsSkipped() || HasFatalFailure()) {
-            return;
-        }
-        // Onboarding done and the project folder trusted, so Claude Code asks only about the key.
-        QDir().mkpath(project());
-        QDir().mkpath(home.filePath(".claude"));
-        writeFile(home.filePath(".claude.json"),
-                  QString(R"({"hasCompletedOnboarding": true, "projects": {"%1": )"
-                          R"({"hasTrustDialogAccepted": true}}})")
-                      .arg(QFileInfo(project()).canonicalFilePath())
-                      .toUtf8());
-        // A cache from an earlier session with usage; an account without a subscription has no
-        // rate limits, so the hook must leave it alone.
-        writeFile(cache(), R"({"five_hour":{"used_percentage":42,"resets_at":1795460000}})");
-        setModificationTime(cache(), QDateTime::currentDateTimeUtc().addSecs(-3600));
-        cacheBefore = readFile(cache());
-        cacheTimeBefore = QFileInfo(cache()).lastModified();
     }
     void TearDown() override {
         if (claudePid > 0) {
@@ -86,10 +62,8 @@ protected:
             }
         }
     }
-
-    // tmux on a socket of this test's own, with no configuration file. The first command starts
-    // the server, which hands its environment to Claude Code: nothing from the developer's own
-    // set-up (an API key, a Claude Code configuration folder) reaches it.
+    // tmux on a socket of its own without a configuration file. The first command starts the
+    // server, whose environment Claude Code inherits: nothing of the developer's own reaches it.
     ProcessResult tmuxCommand(const QStringList& arguments) const {
         QProcessEnvironment environment;
         environment.insert("HOME", home.path());
@@ -105,18 +79,9 @@ protected:
             return {error.description(), -1};
         }
     }
-    void startClaudeCode(const QString& executable) {
-        const ProcessResult started =
-            tmuxCommand(QStringList{"new-session", "-d", "-x", "120", "-y", "40", "-c", project(),
-                                    "-P", "-F", "#{pane_pid}"} +
-                        networkIsolation + QStringList{executable});
-        claudePid = started.output.trimmed().toLongLong();
-        ASSERT_EQ(started.exitCode, 0) << started.output.toStdString();
-        ASSERT_GT(claudePid, 0) << started.output.toStdString();
-    }
     QString screen() const { return tmuxCommand({"capture-pane", "-p"}).output; }
-    // Reads the screen until `shows` holds; false (with the last screen in the failure) when the
-    // deadline passes first. Claude Code follows a settings change within a second or two.
+    // Reads the screen until `shows` holds, within 30 s (Claude Code follows a settings change
+    // within a second or two); fails the test with the last screen otherwise.
     bool waitForScreen(const std::function<bool(const QString&)>& shows, const char* what) const {
         QString last;
         for (const QDeadlineTimer deadline(30000); !deadline.hasExpired(); QThread::msleep(100)) {
@@ -129,33 +94,43 @@ protected:
                       << readFile(settings()).toStdString();
         return false;
     }
-    void expectCacheUntouched() const {
-        EXPECT_EQ(readFile(cache()), cacheBefore);
-        EXPECT_EQ(QFileInfo(cache()).lastModified(), cacheTimeBefore);
-        const QStringList left = QDir(dataFolder(home.path())).entryList(QDir::Files);
-        EXPECT_EQ(left.filter(".tmp").size(), 0) << left.join(' ').toStdString();
-    }
-    // Runs lumora ARGUMENTS, which must succeed.
-    void lumora(const QStringList& arguments,
-                const QList<QPair<QString, QString>>& environment = {}) const {
+    testing::AssertionResult lumora(const QStringList& arguments,
+                                    const QList<QPair<QString, QString>>& environment = {}) const {
         const CommandOutcome run = runLumora(home.path(), arguments, environment);
-        ASSERT_EQ(run.exitCode, 0) << run.out.toStdString() << run.err.toStdString();
+        return run.exitCode == 0
+                   ? testing::AssertionSuccess()
+                   : testing::AssertionFailure() << run.out.toStdString() << run.err.toStdString();
     }
-
-    QString project() const { return home.filePath("project"); }
     QString settings() const { return claudeSettingsPath(home.path()); }
-    QString cache() const { return dataFolder(home.path()) + "/claude-rate-limits.json"; }
+    QString data(const QString& name) const { return dataFolder(home.path()) + "/" + name; }
 
     TemporaryHome home;
     QString tmux;
     qint64 claudePid = 0;
-    QByteArray cacheBefore;
-    QDateTime cacheTimeBefore;
 };
 
 } // namespace
 
+// The hook runs inside Claude Code and chains the user's own status line; disconnecting while
+// Claude Code runs restores that line exactly; with nothing to chain the hook shows its own line.
 TEST_F(RealClaudeCodeTest, TheHookRunsInsideClaudeCodeAndDisconnectRestoresTheEarlierLine) {
+    // Onboarding done and the project trusted, so Claude Code asks only about the key. A cache
+    // from an earlier session: this account has no rate limits, so the hook must leave it alone.
+    const QString project = home.filePath("project"), cache = data("claude-rate-limits.json");
+    QDir().mkpath(project);
+    writeFile(home.filePath(".claude.json"),
+              QString(R"({"hasCompletedOnboarding": true, "projects": {"%1": )"
+                      R"({"hasTrustDialogAccepted": true}}})")
+                  .arg(QFileInfo(project).canonicalFilePath())
+                  .toUtf8());
+    writeFile(cache, R"({"five_hour":{"used_percentage":42,"resets_at":1795460000}})");
+    setModificationTime(cache, QDateTime::currentDateTimeUtc().addSecs(-3600));
+    const auto expectCacheUntouched = [&, before = readFile(cache),
+                                       time = QFileInfo(cache).lastModified()] {
+        EXPECT_EQ(readFile(cache), before);
+        EXPECT_EQ(QFileInfo(cache).lastModified(), time);
+        EXPECT_EQ(QDir(dataFolder(home.path())).entryList({"*.tmp*"}, QDir::Files), QStringList());
+    };
     // The user's settings: their own status line next to members Lumora must not touch.
     const QJsonObject others = QJsonDocument::fromJson(R"json({
         "$schema": "https://json.schemastore.org/claude-code-settings.json",
@@ -165,25 +140,30 @@ TEST_F(RealClaudeCodeTest, TheHookRunsInsideClaudeCodeAndDisconnectRestoresTheEa
     QJsonObject original = others;
     original["statusLine"] =
         QJsonObject{{"type", "command"}, {"command", earlierCommand}, {"padding", 1}};
+    QDir().mkpath(QFileInfo(settings()).absolutePath());
     writeFileAtomically(settings(), QJsonDocument(original).toJson(), 0600);
 
-    // 1. Connect, finding Claude Code through an npm installation's own bin folder.
+    // Connect, finding Claude Code through an npm installation's own bin folder.
+    const QString npmClaude = home.filePath(".npm-global/bin/claude");
     QDir().mkpath(home.filePath(".npm-global"));
     ASSERT_TRUE(
         QFile::link(QFileInfo(realClaude).absolutePath(), home.filePath(".npm-global/bin")));
     ClaudeUsageProvider::Options options;
     options.homeDirectory = home.path();
-    EXPECT_EQ(ClaudeUsageProvider(options).locateClaudeExecutable(),
-              home.filePath(".npm-global/bin/claude"));
-    ASSERT_NO_FATAL_FAILURE(lumora({"connect", "claude"}));
+    EXPECT_EQ(ClaudeUsageProvider(options).locateClaudeExecutable(), npmClaude);
+    ASSERT_TRUE(lumora({"connect", "claude"}));
     QJsonObject hooked = readJsonObject(settings());
     EXPECT_TRUE(hooked.take("statusLine")["command"].toString().contains("claude-statusline.sh"));
     EXPECT_EQ(hooked, others);
 
-    // Claude Code starts, asks whether to use the key in its environment (yes), and runs the
-    // hook, which runs the earlier status line with the same JSON. With no usage in that JSON
-    // the hook adds no line of its own.
-    startClaudeCode(home.filePath(".npm-global/bin/claude"));
+    // Claude Code asks whether to use the key in its environment (yes) and runs the hook, which
+    // runs the earlier status line with the same JSON; with no usage in it, no line of its own.
+    const ProcessResult started =
+        tmuxCommand(QStringList{"new-session", "-d", "-x", "120", "-y", "40", "-c", project, "-P",
+                                "-F", "#{pane_pid}"} +
+                    networkIsolation + QStringList{npmClaude});
+    claudePid = started.output.trimmed().toLongLong();
+    ASSERT_TRUE(started.exitCode == 0 && claudePid > 0) << started.output.toStdString();
     ASSERT_TRUE(waitForScreen([](auto text) { return text.contains("use this API key?"); },
                               "its question about the API key"));
     tmuxCommand({"send-keys", "Up", "Enter"});
@@ -191,7 +171,6 @@ TEST_F(RealClaudeCodeTest, TheHookRunsInsideClaudeCodeAndDisconnectRestoresTheEa
                               "the earlier status line through the hook"));
     EXPECT_FALSE(screen().contains(QStringLiteral("Lumora \u00B7"))) << screen().toStdString();
     const QByteArray statusJson = readFile(home.filePath("earlier-input.json"));
-    std::cout << "Claude Code's status JSON: " << statusJson.trimmed().toStdString() << "\n";
     const QJsonObject status = QJsonDocument::fromJson(statusJson).object();
     EXPECT_FALSE(status["session_id"].toString().isEmpty() ||
                  status["model"]["id"].toString().isEmpty() || status.contains("rate_limits"))
@@ -200,25 +179,25 @@ TEST_F(RealClaudeCodeTest, TheHookRunsInsideClaudeCodeAndDisconnectRestoresTheEa
         << "update the checked version (setup.sh installs this one)";
     expectCacheUntouched();
 
-    // 2. Disconnect while Claude Code runs: the earlier status line comes back exactly as it was,
-    // and Claude Code runs it again, now without the hook (whose script is gone).
+    // Disconnect while Claude Code runs: the earlier line comes back exactly as it was, and
+    // Claude Code runs it again, now without the hook (whose script is gone).
     const int runBefore = earlierRun(screen());
-    ASSERT_NO_FATAL_FAILURE(lumora({"disconnect", "claude"}));
+    ASSERT_TRUE(lumora({"disconnect", "claude"}));
     EXPECT_EQ(readJsonObject(settings()), original);
-    EXPECT_FALSE(QFileInfo::exists(dataFolder(home.path()) + "/claude-statusline.sh"));
+    EXPECT_FALSE(QFileInfo::exists(data("claude-statusline.sh")));
     EXPECT_TRUE(waitForScreen([&](auto text) { return earlierRun(text) > runBefore; },
                               "the restored status line"));
 
-    // 3. The user drops their status line, and Lumora is connected again, this time through
-    // LUMORA_CLAUDE_PATH alone: with nothing to chain, the hook shows its own waiting line.
+    // The user drops their status line and connects again, through LUMORA_CLAUDE_PATH alone:
+    // with nothing to chain, the hook shows its waiting line.
     writeFileAtomically(settings(), QJsonDocument(others).toJson(), 0600);
     ASSERT_TRUE(waitForScreen([](auto text) { return earlierRun(text) == 0; }, "the line gone"));
     ASSERT_TRUE(QFile::remove(home.filePath(".npm-global/bin")));
-    ASSERT_NO_FATAL_FAILURE(lumora({"connect", "claude"}, {{"LUMORA_CLAUDE_PATH", realClaude}}));
+    ASSERT_TRUE(lumora({"connect", "claude"}, {{"LUMORA_CLAUDE_PATH", realClaude}}));
     EXPECT_TRUE(waitForScreen([](auto text) { return text.contains(waitingLine); },
                               "the hook's waiting line"));
     expectCacheUntouched();
-    ASSERT_NO_FATAL_FAILURE(lumora({"disconnect", "claude"}));
+    ASSERT_TRUE(lumora({"disconnect", "claude"}));
     EXPECT_EQ(readJsonObject(settings()), others);
     EXPECT_TRUE(waitForScreen([](auto text) { return !text.contains(waitingLine); },
                               "the waiting line gone"));
