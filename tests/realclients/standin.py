@@ -1,82 +1,70 @@
 #!/usr/bin/env python3
 """Local stand-in of the services Claude Code and Codex report their rate limits from.
 
-    standin.py PORT-FILE CONFIG-FILE
-
-Listens on 127.0.0.1 (a free port, written to PORT-FILE once it listens) and reads CONFIG-FILE,
-{"used": SHARE, "reset": EPOCH, "weekly": SHARE, "weeklyReset": EPOCH, "fault": ""|"no-figures"|
-"no-window"|"garbage"}, on every request, so that a test changes the figures while the clients
-run. Claude Code: HEAD /api/hello, then POST /v1/messages, answered with a message and the
-rate-limit headers. Codex: GET /backend-api/wham/usage answers the usage; other requests 404.
-Every request is appended to PORT-FILE.log.
-"""
+standin.py PORT-FILE CONFIG-FILE listens on a free port of 127.0.0.1, written to PORT-FILE once it
+listens, and logs every request to PORT-FILE.log. It reads CONFIG-FILE on every request, so that a
+test changes the figures while the clients run: {"used": SHARE, "reset": EPOCH, "weekly": SHARE,
+"weeklyReset": EPOCH, "fault": ""|"no-figures"|"no-window"|"garbage"}. Claude Code: HEAD
+/api/hello, then POST /v1/messages, answered with a message and the rate-limit headers. Codex: GET
+/backend-api/wham/usage answers the usage. Other requests get 404."""
 import http.server, json, os, sys, time
 
 PORT_FILE, CONFIG_FILE = sys.argv[1], sys.argv[2]
 REPLY = {"id": "msg_standin", "type": "message", "role": "assistant", "model": "claude-sonnet-4-5",
          "content": [], "stop_reason": None, "stop_sequence": None,
          "usage": {"input_tokens": 12, "output_tokens": 1}}
-TEXT = {"type": "text_delta", "text": "Stand-in reply."}
+TEXT, BLOCK = {"type": "text_delta", "text": "Stand-in reply."}, {"type": "text", "text": ""}
 STREAM = "".join(f"event: {data['type']}\ndata: {json.dumps(data)}\n\n" for data in [
     {"type": "message_start", "message": REPLY},
-    {"type": "content_block_start", "index": 0, "content_block": {"type": "text", "text": ""}},
+    {"type": "content_block_start", "index": 0, "content_block": BLOCK},
     {"type": "content_block_delta", "index": 0, "delta": TEXT},
     {"type": "content_block_stop", "index": 0},
     {"type": "message_delta", "delta": {"stop_reason": "end_turn", "stop_sequence": None},
      "usage": {"output_tokens": 4}},
     {"type": "message_stop"}]).encode()
 MESSAGE = json.dumps({**REPLY, "content": [{"type": "text", "text": TEXT["text"]}],
-                      "stop_reason": "end_turn", "usage": {"input_tokens": 12,
-                                                           "output_tokens": 4}}).encode()
+                      "stop_reason": "end_turn",
+                      "usage": {"input_tokens": 12, "output_tokens": 4}}).encode()
 
 
-def windows(figures):
-    return (("5h", "primary", 18000, figures["used"], figures["reset"]),
-            ("7d", "secondary", 604800, figures["weekly"], figures["weeklyReset"]))
+def windows(f):
+    return (("5h", "primary", 18000, f["used"], f["reset"]),
+            ("7d", "secondary", 604800, f["weekly"], f["weeklyReset"]))
 
 
-def claude_headers(figures):
-    if figures["fault"] == "no-figures":
-        return {}
-    prefix = "anthropic-ratelimit-unified-"
-    headers = {prefix + "status": "allowed", prefix + "representative-claim": "five_hour",
-               prefix + "reset": str(figures["reset"])}
-    for name, _, _, used, reset in windows(figures):
-        headers.update({f"{prefix}{name}-status": "rejected" if used >= 1 else "allowed",
-                        f"{prefix}{name}-utilization": f"{used:g}", f"{prefix}{name}-reset": str(reset)})
-    return headers
+def claude_headers(f):
+    p = "anthropic-ratelimit-unified-"
+    headers = {p + "status": "allowed", p + "representative-claim": "five_hour",
+               p + "reset": str(f["reset"])}
+    for name, _, _, used, reset in windows(f):
+        headers.update({f"{p}{name}-status": "rejected" if used >= 1 else "allowed",
+                        f"{p}{name}-utilization": f"{used:g}", f"{p}{name}-reset": str(reset)})
+    return {} if f["fault"] == "no-figures" else headers
 
 
-def codex_usage(figures):
-    limits = {"allowed": figures["used"] < 1, "limit_reached": figures["used"] >= 1}
-    if figures["fault"] != "no-window":
-        limits.update({f"{kind}_window": {
-            "used_percent": round(used * 100), "limit_window_seconds": seconds,
-            "reset_after_seconds": reset - int(time.time()), "reset_at": reset}
-            for _, kind, seconds, used, reset in windows(figures)})
+def codex_usage(f):
+    limits = {"allowed": f["used"] < 1, "limit_reached": f["used"] >= 1}
+    limits.update({} if f["fault"] == "no-window" else {f"{kind}_window": {
+        "used_percent": round(used * 100), "limit_window_seconds": seconds,
+        "reset_after_seconds": reset - int(time.time()), "reset_at": reset}
+        for _, kind, seconds, used, reset in windows(f)})
     usage = {"plan_type": "plus", "rate_limit": limits,
              "credits": {"has_credits": False, "unlimited": False, "balance": "0"}}
-    if figures["fault"] == "no-figures":
-        del usage["rate_limit"]
-    return usage
+    return {k: v for k, v in usage.items() if k != "rate_limit" or f["fault"] != "no-figures"}
 
 
 class StandIn(http.server.BaseHTTPRequestHandler):
     protocol_version = "HTTP/1.1"
+    log_message = lambda self, *args: None
 
-    def log_message(self, *args):
-        pass
-
-    def answer(self, status, body=b"{}", kind="application/json", headers=None):
+    def answer(self, status, body=b"{}", kind="application/json", headers={}):
         with open(PORT_FILE + ".log", "a") as log:
             log.write(f"{self.command} {self.path} {status}\n")
         self.send_response(status)
-        for name, value in {**(headers or {}), "Content-Type": kind,
-                            "Content-Length": str(len(body))}.items():
-            self.send_header(name, value)
+        for name, value in {**headers, "Content-Type": kind, "Content-Length": len(body)}.items():
+            self.send_header(name, str(value))
         self.end_headers()
-        if self.command != "HEAD":
-            self.wfile.write(body)
+        self.wfile.write(b"" if self.command == "HEAD" else body)
 
     def do_HEAD(self):
         self.answer(200, b"")
@@ -85,22 +73,20 @@ class StandIn(http.server.BaseHTTPRequestHandler):
         request = json.loads(self.rfile.read(int(self.headers.get("Content-Length", 0))) or b"{}")
         if not self.path.startswith("/v1/messages"):
             return self.answer(404)
-        with open(CONFIG_FILE) as file:
-            figures = json.load(file)
-        headers = claude_headers(figures)
-        if figures["fault"] == "garbage":
-            return self.answer(200, b"<html>not a message</html>", "text/html", headers)
-        if request.get("stream"):
-            return self.answer(200, STREAM, "text/event-stream", headers)
-        self.answer(200, MESSAGE, headers=headers)
+        f = json.load(open(CONFIG_FILE))
+        if f["fault"] == "garbage":
+            self.answer(200, b"<html>not a message</html>", "text/html", claude_headers(f))
+        else:
+            stream = request.get("stream")
+            self.answer(200, STREAM if stream else MESSAGE,
+                        "text/event-stream" if stream else "application/json", claude_headers(f))
 
     def do_GET(self):
         if not self.path.startswith("/backend-api/wham/usage"):
             return self.answer(404)
-        with open(CONFIG_FILE) as file:
-            figures = json.load(file)
-        garbage = figures["fault"] == "garbage"
-        self.answer(200, b"{ not json" if garbage else json.dumps(codex_usage(figures)).encode())
+        f = json.load(open(CONFIG_FILE))
+        self.answer(200, b"{ not json" if f["fault"] == "garbage" else
+                    json.dumps(codex_usage(f)).encode())
 
 
 server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), StandIn)
