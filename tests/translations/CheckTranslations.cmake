@@ -1,7 +1,7 @@
-# cmake -DLUPDATE=… -DSOURCE_DIR=… -DWORK_DIR=… -P CheckTranslations.cmake
-# Runs lupdate over core/ and app/ into copies of app/translations/*.ts and fails, naming the
-# texts, when a text marked for translation has none yet (unfinished) or a translation's text
-# changed or went away (vanished, obsolete), or when lupdate warns of a call it cannot read.
+# cmake -DLUPDATE=… -DSOURCE_DIR=… -DWORK_DIR=… -P CheckTranslations.cmake: runs lupdate over core/
+# and app/ into copies of app/translations/*.ts and fails, naming the texts, when a marked text has
+# no translation yet (unfinished), a translated text changed or went away (vanished, obsolete), or
+# lupdate warns of a call it cannot read.
 file(REMOVE_RECURSE "${WORK_DIR}")
 file(GLOB originals "${SOURCE_DIR}/app/translations/*.ts")
 file(COPY ${originals} DESTINATION "${WORK_DIR}")
@@ -13,18 +13,14 @@ execute_process(
 if(NOT copies OR NOT result EQUAL 0 OR output MATCHES "[Ww]arning|[Ee]rror")
     message(FATAL_ERROR "lupdate over ${copies} failed (${result}):\n${output}")
 endif()
-set(problems "")
 foreach(copy IN LISTS copies)
     get_filename_component(name "${copy}" NAME)
     file(READ "${copy}" content)
     string(REGEX REPLACE "<comment>[^<]*</comment>" "" content "${content}")
-    string(REGEX MATCHALL "<source>[^<]*</source>[ \n]*<translation type=\"[a-z]+\""
-           entries "${content}")
-    foreach(entry IN LISTS entries)
-        string(REGEX REPLACE ".*<source>(.*)</source>.*type=\"(.*)\"" "  ${name}: \\2: \\1\n" entry
-               "${entry}")
-        string(APPEND problems "${entry}")
-    endforeach()
+    string(REGEX MATCHALL "<source>[^<]*</source>[ \n]*<translation type=\"[a-z]+\"" entries
+           "${content}")
+    list(TRANSFORM entries REPLACE ".*<source>(.*)</source>.*type=\"(.*)\"" "  ${name}: \\2: \\1\n")
+    string(APPEND problems ${entries})
 endforeach()
 if(problems)
     message(FATAL_ERROR "Texts without a complete translation, or translations of texts that are "
