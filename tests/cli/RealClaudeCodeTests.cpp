@@ -21,6 +21,7 @@
 
 using namespace lumora;
 using namespace lumora::test;
+using Environment = QList<QPair<QString, QString>>;
 
 namespace {
 
@@ -81,23 +82,18 @@ TEST(RealClaudeCodeTest, TheHookRunsInsideClaudeCodeAndDisconnectRestoresTheEarl
     const QString settings = claudeSettingsPath(home.path()), data = dataFolder(home.path());
     // Reads the screen until it `shows` so within 30 s (Claude Code follows a change of its
     // settings within a second or two); fails the test with the last screen otherwise.
-    const auto waitForScreen = [&](const std::function<bool(const QString&)>& shows,
-                                   const char* what) {
+    const auto waitForScreen = [&](const std::function<bool(const QString&)>& shows) {
         QString last;
-        if (within(30000, [&] { return shows(last = screen()); })) {
-            return true;
-        }
-        ADD_FAILURE() << "Claude Code's screen never showed " << what << "; it shows:\n"
-                      << last.toStdString() << "\nsettings.json:\n"
-                      << readFile(settings).toStdString();
-        return false;
+        const bool shown = within(30000, [&] { return shows(last = screen()); });
+        EXPECT_TRUE(shown) << "Claude Code's screen shows:\n"
+                           << last.toStdString() << "\nsettings.json:\n"
+                           << readFile(settings).toStdString();
+        return shown;
     };
-    const auto lumora = [&](const QStringList& arguments,
-                            const QList<QPair<QString, QString>>& environment = {}) {
+    const auto lumora = [&](const QStringList& arguments, const Environment& environment = {}) {
         const CommandOutcome run = runLumora(home.path(), arguments, environment);
-        return run.exitCode == 0
-                   ? testing::AssertionSuccess()
-                   : testing::AssertionFailure() << run.out.toStdString() << run.err.toStdString();
+        return testing::AssertionResult(run.exitCode == 0)
+               << run.out.toStdString() << run.err.toStdString();
     };
     // Onboarding done and the project trusted, so Claude Code asks only about the key. A cache
     // from an earlier session: this account has no rate limits, so the hook must leave it alone.
@@ -153,11 +149,9 @@ TEST(RealClaudeCodeTest, TheHookRunsInsideClaudeCodeAndDisconnectRestoresTheEarl
         }
     }};
     ASSERT_TRUE(started.exitCode == 0 && claudePid > 0) << started.out.toStdString();
-    ASSERT_TRUE(waitForScreen([](auto text) { return text.contains("use this API key?"); },
-                              "its question about the API key"));
+    ASSERT_TRUE(waitForScreen([](auto text) { return text.contains("use this API key?"); }));
     tmuxCommand({"send-keys", "Up", "Enter"});
-    ASSERT_TRUE(waitForScreen([](auto text) { return earlierRun(text) > 0; },
-                              "the earlier status line through the hook"));
+    ASSERT_TRUE(waitForScreen([](auto text) { return earlierRun(text) > 0; }));
     EXPECT_FALSE(screen().contains(QStringLiteral("Lumora \u00B7"))) << screen().toStdString();
     const QByteArray statusJson = readFile(home.filePath("earlier-input.json"));
     const QJsonObject status = QJsonDocument::fromJson(statusJson).object();
@@ -174,19 +168,18 @@ TEST(RealClaudeCodeTest, TheHookRunsInsideClaudeCodeAndDisconnectRestoresTheEarl
     ASSERT_TRUE(lumora({"disconnect", "claude"}));
     EXPECT_EQ(readJsonObject(settings), original);
     EXPECT_FALSE(QFileInfo::exists(data + "/claude-statusline.sh"));
-    EXPECT_TRUE(waitForScreen([&](auto text) { return earlierRun(text) > runBefore; },
-                              "the restored status line"));
+    EXPECT_TRUE(waitForScreen([&](auto text) { return earlierRun(text) > runBefore; }));
 
     // The user drops their status line and connects again, through LUMORA_CLAUDE_PATH alone:
     // with nothing to chain, the hook shows its waiting line.
     const QString waiting = QStringLiteral("Lumora \u00B7 waiting for Claude Code usage");
     writeFileAtomically(settings, QJsonDocument(others).toJson(), 0600);
-    ASSERT_TRUE(waitForScreen([](auto text) { return earlierRun(text) == 0; }, "the line gone"));
+    ASSERT_TRUE(waitForScreen([](auto text) { return earlierRun(text) == 0; }));
     ASSERT_TRUE(QFile::remove(home.filePath(".npm-global/bin")));
     ASSERT_TRUE(lumora({"connect", "claude"}, {{"LUMORA_CLAUDE_PATH", realClaude}}));
-    EXPECT_TRUE(waitForScreen([&](auto text) { return text.contains(waiting); }, "its own line"));
+    EXPECT_TRUE(waitForScreen([&](auto text) { return text.contains(waiting); }));
     expectCacheUntouched();
     ASSERT_TRUE(lumora({"disconnect", "claude"}));
     EXPECT_EQ(readJsonObject(settings), others);
-    EXPECT_TRUE(waitForScreen([&](auto text) { return !text.contains(waiting); }, "it gone"));
+    EXPECT_TRUE(waitForScreen([&](auto text) { return !text.contains(waiting); }));
 }
