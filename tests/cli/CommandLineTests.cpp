@@ -21,12 +21,14 @@ using namespace lumora::test;
 
 namespace {
 
-using Environment = QList<QPair<QString, QString>>;
-
 class CommandLineTest : public ::testing::Test {
 protected:
-    CommandOutcome lumora(const QStringList& arguments, Environment environment = {}) const {
-        environment.append({"LUMORA_CODEX_PATH", codex()});
+    // Runs lumora ARGUMENTS with the fake codex and more VARIABLES ("NAME=VALUE").
+    CommandOutcome lumora(const QStringList& arguments, const QStringList& variables = {}) const {
+        QList<QPair<QString, QString>> environment{{"LUMORA_CODEX_PATH", codex()}};
+        for (const QString& variable : variables) {
+            environment.append({variable.section('=', 0, 0), variable.section('=', 1)});
+        }
         return runLumora(home.path(), arguments, environment);
     }
     // The exit code and what lumora ARGUMENTS printed, as "CODE OUTPUT".
@@ -35,18 +37,19 @@ protected:
         return QString::number(run.exitCode) + ' ' + run.out;
     }
     // What lumora ARGUMENTS printed: one JSON object on one line, as waybar needs.
-    QJsonObject json(const QStringList& arguments, const Environment& environment = {}) const {
-        const CommandOutcome run = lumora(arguments, environment);
+    QJsonObject json(const QStringList& arguments, const QStringList& variables = {}) const {
+        const CommandOutcome run = lumora(arguments, variables);
         EXPECT_TRUE(run.exitCode == 0 && run.out.startsWith('{') && run.out.endsWith("}\n") &&
                     run.out.count('\n') == 1)
             << run.out.toStdString() << run.err.toStdString();
         return QJsonDocument::fromJson(run.out.toUtf8()).object();
     }
     QJsonArray snapshots() const { return json({"status", "--json"})["snapshots"].toArray(); }
+    QJsonObject waybar(const QStringList& v = {}) const { return json({"status", "--waybar"}, v); }
     // The waybar module's text and tooltip start so; its classes, its percentage (-1: none).
     QJsonObject expectWaybar(const QString& text, const QStringList& classes, int percentage,
                              const QString& tooltip) const {
-        const QJsonObject shown = json({"status", "--waybar"});
+        const QJsonObject shown = waybar();
         EXPECT_TRUE(shown["text"].toString().startsWith(text) &&
                     shown["tooltip"].toString().startsWith(tooltip) &&
                     shown["class"].toVariant().toStringList() == classes &&
@@ -90,15 +93,13 @@ protected:
 // A user's walk: a desktop is needed only for the tray, no tool is shown until one is connected;
 // Codex and Claude Code connected, read, ordered and switched off as stored; unsafe settings kept.
 TEST_F(CommandLineTest, AUserConnectsTheToolsFollowsTheStoredChoicesAndDisconnects) {
-    const CommandOutcome tray =
-        lumora({}, {{"DISPLAY", ""}, {"WAYLAND_DISPLAY", ""}, {"QT_QPA_PLATFORM", ""}});
-    EXPECT_EQ(tray.exitCode, 1);
-    EXPECT_EQ(tray.err, "Lumora needs a desktop session to show its tray. `lumora status` works "
-                        "without one.\n");
+    const CommandOutcome tray = lumora({}, {"DISPLAY=", "WAYLAND_DISPLAY=", "QT_QPA_PLATFORM="});
+    EXPECT_EQ(QString::number(tray.exitCode) + ' ' + tray.err,
+              "1 Lumora needs a desktop session to show its tray. `lumora status` works without "
+              "one.\n");
     EXPECT_EQ(outcome({"status"}), "0 Lumora\n");
     EXPECT_EQ(outcome({"status", "--all"}), "0 Codex --% \u00B7 Claude Code --%\n");
     const QJsonArray both = json({"status", "--json", "--all"})["snapshots"].toArray();
-    ASSERT_EQ(both.size(), 2);
     EXPECT_EQ(both[0]["providerID"], "codex");
     EXPECT_EQ(both[1]["statusMessage"], "Claude Code is not installed.");
     EXPECT_EQ(outcome({"connect", "claude"}), "1 Claude Code is not installed.\n" +
@@ -211,14 +212,8 @@ TEST_F(CommandLineTest, VersionHelpInTheDesktopsLanguageAndWrongUsage) {
     };
     for (const auto& [variables, help, tooltip] : languages) {
         SCOPED_TRACE(variables.toStdString());
-        Environment environment;
-        for (const QString& variable : variables.split(' ')) {
-            environment.append({variable.section('=', 0, 0), variable.section('=', 1)});
-        }
-        EXPECT_EQ(lumora({"--help"}, environment).out.left(help.size()), help);
-        EXPECT_EQ(
-            json({"status", "--waybar"}, environment)["tooltip"].toString().left(tooltip.size()),
-            tooltip);
+        EXPECT_TRUE(lumora({"--help"}, variables.split(' ')).out.startsWith(help));
+        EXPECT_TRUE(waybar(variables.split(' '))["tooltip"].toString().startsWith(tooltip));
     }
     QList<QStringList> wrongs{{"check-updates", "--feed", " "}};
     for (const char* wrong :
@@ -270,8 +265,7 @@ TEST_F(CommandLineTest, StatusCarriesThePaceAndTheWeeklyWindow) {
               (QJsonObject{{"kind", "weekly"},
                            {"usedRatio", 0.36},
                            {"resetsAt", isoDateTimeText(weeklyReset)}}));
-    EXPECT_TRUE(
-        json({"status", "--waybar"})["tooltip"].toString().contains("\n  At this pace: limit in "));
+    EXPECT_TRUE(waybar()["tooltip"].toString().contains("\n  At this pace: limit in "));
     const CommandOutcome table = lumora({"history", "--provider", "claude"});
     EXPECT_EQ(table.out.count('\n'), 5) << table.out.toStdString(); // a header and four rows
 }
