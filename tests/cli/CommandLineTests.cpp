@@ -233,46 +233,11 @@ TEST_F(CommandLineTest, VersionHelpInTheDesktopsLanguageAndWrongUsage) {
     }
 }
 
-// The kept history as the command line shows it: the pace and the weekly window in status --json
-// and the waybar tooltip, and the history command's table.
-TEST_F(CommandLineTest, StatusCarriesThePaceAndTheWeeklyWindow) {
-    connectClaude();
-    const qint64 reset = QDateTime::currentSecsSinceEpoch() + 3 * 3600;
-    writeCache(QString(R"({"five_hour":{"used_percentage":60,"resets_at":%1},)"
-                       R"("seven_day":{"used_percentage":36,"resets_at":%2}})")
-                   .arg(reset)
-                   .arg(reset + 4 * 86400)
-                   .toUtf8());
-    {
-        // 30 points in the last 40 minutes: the limit in about 53 minutes, before the reset.
-        HistoryStore store(HistoryStore::defaultPath(home.path()), HistoryStore::Access::readWrite);
-        for (int ago = 40; ago >= 10; ago -= 10) {
-            store.record({"claude-code", UsageWindow::Kind::session, 0.6 - ago * 0.0075,
-                          QDateTime::fromSecsSinceEpoch(reset, Qt::UTC),
-                          QDateTime::currentDateTimeUtc().addSecs(-60 * ago),
-                          SnapshotSource::officialCLI});
-        }
-    }
-    const QJsonObject claude = snapshots()[0].toObject(), pace = claude["pace"].toObject();
-    const QDateTime limit = QDateTime::fromString(pace["limitAt"].toString(), Qt::ISODate);
-    EXPECT_EQ(pace["verdict"], "limit_before_reset");
-    EXPECT_NEAR(pace["ratePerHour"].toDouble(), 0.45, 0.01);
-    EXPECT_NEAR(QDateTime::currentDateTimeUtc().secsTo(limit), 53 * 60, 120);
-    EXPECT_TRUE(pace["leftAtReset"].isNull());
-    EXPECT_TRUE(pace["text"].toString().startsWith("At this pace: limit in "));
-    const QDateTime weeklyReset = QDateTime::fromSecsSinceEpoch(reset + 4 * 86400, Qt::UTC);
-    EXPECT_EQ(claude["weeklyWindow"].toObject(),
-              (QJsonObject{{"kind", "weekly"},
-                           {"usedRatio", 0.36},
-                           {"resetsAt", isoDateTimeText(weeklyReset)}}));
-    EXPECT_TRUE(waybar()["tooltip"].toString().contains("\n  At this pace: limit in "));
-    const CommandOutcome table = lumora({"history", "--provider", "claude"});
-    EXPECT_EQ(table.out.count('\n'), 5) << table.out.toStdString(); // a header and four rows
-}
-
 // Waybar's module: the class is the worst verdict shown, the percentage the lowest current share
 // left; bad files and hostile texts still give one line of JSON, its tooltip escaped for Pango.
-TEST_F(CommandLineTest, WaybarClassPercentageAndTooltipFromWhatIsShown) {
+// Then the kept history: the pace and the weekly window in status --json and the tooltip, and the
+// history command's table.
+TEST_F(CommandLineTest, WaybarStatusJsonAndHistoryShowVerdictsPaceAndWeeklyWindow) {
     expectWaybar("Lumora", {"unknown"}, -1, "No tool is shown.");
     connectClaude();
     const std::tuple<Availability, double, QString, QString, int> rows[] = {
@@ -319,4 +284,34 @@ TEST_F(CommandLineTest, WaybarClassPercentageAndTooltipFromWhatIsShown) {
     writeFile(home.dataFile("claude-code-snapshot.json"), QJsonDocument(hostile).toJson());
     EXPECT_EQ(expectWaybar("Claude Code", {"limited"}, -1, "")["tooltip"],
               "Claude Code: &lt;span size='99999'&gt;&amp;&lt;/span&gt;\nline\x01");
+    // The kept history and a weekly window.
+    const qint64 reset = QDateTime::currentSecsSinceEpoch() + 3 * 3600, weekly = reset + 4 * 86400;
+    writeCache(QString::asprintf(R"({"five_hour":{"used_percentage":60,"resets_at":%lld},)"
+                                 R"("seven_day":{"used_percentage":36,"resets_at":%lld}})",
+                                 reset, weekly)
+                   .toUtf8());
+    {
+        // 30 points in the last 40 minutes: the limit in about 53 minutes, before the reset.
+        HistoryStore store(HistoryStore::defaultPath(home.path()), HistoryStore::Access::readWrite);
+        for (int ago = 40; ago >= 10; ago -= 10) {
+            store.record({"claude-code", UsageWindow::Kind::session, 0.6 - ago * 0.0075,
+                          QDateTime::fromSecsSinceEpoch(reset, Qt::UTC),
+                          QDateTime::currentDateTimeUtc().addSecs(-60 * ago),
+                          SnapshotSource::officialCLI});
+        }
+    }
+    const QJsonObject claude = snapshots()[0].toObject(), pace = claude["pace"].toObject();
+    const QDateTime limit = QDateTime::fromString(pace["limitAt"].toString(), Qt::ISODate);
+    EXPECT_EQ(pace["verdict"], "limit_before_reset");
+    EXPECT_NEAR(pace["ratePerHour"].toDouble(), 0.45, 0.01);
+    EXPECT_NEAR(QDateTime::currentDateTimeUtc().secsTo(limit), 53 * 60, 120);
+    EXPECT_TRUE(pace["leftAtReset"].isNull());
+    EXPECT_TRUE(pace["text"].toString().startsWith("At this pace: limit in "));
+    EXPECT_EQ(QJsonDocument(claude["weeklyWindow"].toObject()).toJson(QJsonDocument::Compact),
+              R"({"kind":"weekly","resetsAt":")" +
+                  isoDateTimeText(QDateTime::fromSecsSinceEpoch(weekly, Qt::UTC)) +
+                  R"(","usedRatio":0.36})");
+    EXPECT_TRUE(waybar()["tooltip"].toString().contains("\n  At this pace: limit in "));
+    const CommandOutcome table = lumora({"history", "--provider", "claude"});
+    EXPECT_EQ(table.out.count('\n'), 5) << table.out.toStdString(); // a header and four rows
 }
