@@ -112,8 +112,7 @@ TEST_F(CommandLineTest, AUserConnectsTheToolsFollowsTheStoredChoicesAndDisconnec
     EXPECT_EQ(
         outcome({"connect", "codex"}),
         "1 Sign in to Codex to continue.\nRun `codex login` in a terminal, then try again.\n");
-    // Snapshots without a verdict are not remembered; status and failed connections write no
-    // preferences.
+    // Nothing without a verdict is remembered; status and failed connections write no settings.
     EXPECT_FALSE(QFileInfo::exists(home.dataFile("claude-code-snapshot.json")));
     EXPECT_FALSE(QFileInfo::exists(home.preferencesFile()));
     // Codex ready: switched on, as the tray does when it finds Codex ready, read and remembered.
@@ -159,8 +158,7 @@ TEST_F(CommandLineTest, AUserConnectsTheToolsFollowsTheStoredChoicesAndDisconnec
     EXPECT_EQ(readFile(home.filePath(".claude/settings.json")), "[1, 2, 3]\n");
 }
 
-// check-updates reports an offer or what went wrong; a feed cannot send control sequences to the
-// terminal.
+// check-updates: an offer or what went wrong; a feed cannot send control sequences to a terminal.
 TEST_F(CommandLineTest, CheckUpdatesReportsAnOfferOrWhatWentWrong) {
     const QString feed = home.filePath("feed.json"), missing = home.filePath("missing.json");
     const QString current = "--current-version", url = "https://e.com/get?v=1";
@@ -193,9 +191,8 @@ TEST_F(CommandLineTest, CheckUpdatesReportsAnOfferOrWhatWentWrong) {
     }
 }
 
-// The version; the help and status texts in the desktop's language (LANGUAGE, then LC_ALL,
-// LC_MESSAGES and LANG; a country falls back to its language, an untranslated one to English);
-// wrong usage exits with 2 and says why.
+// The version; texts in the desktop's language (LANGUAGE, LC_ALL, LC_MESSAGES, LANG; a country
+// falls back to its language, an untranslated one to English); wrong usage exits with 2 and why.
 TEST_F(CommandLineTest, VersionHelpInTheDesktopsLanguageAndWrongUsage) {
     EXPECT_EQ(outcome({"--version"}), "0 Lumora 0.1.0\n");
     const QString nbsp(QChar(0x00A0));
@@ -233,10 +230,9 @@ TEST_F(CommandLineTest, VersionHelpInTheDesktopsLanguageAndWrongUsage) {
     }
 }
 
-// Waybar's module: the class is the worst verdict shown, the percentage the lowest current share
-// left; bad files and hostile texts still give one line of JSON, its tooltip escaped for Pango.
-// Then the kept history: the pace and the weekly window in status --json and the tooltip, and the
-// history command's table.
+// Waybar's module: the class is the worst verdict shown, the percentage the lowest share left; bad
+// files and hostile texts still give one line of JSON, its tooltip escaped for Pango. The kept
+// history: the pace and the weekly window in status --json and the tooltip, the history table.
 TEST_F(CommandLineTest, WaybarStatusJsonAndHistoryShowVerdictsPaceAndWeeklyWindow) {
     expectWaybar("Lumora", {"unknown"}, -1, "No tool is shown.");
     connectClaude();
@@ -251,8 +247,7 @@ TEST_F(CommandLineTest, WaybarStatusJsonAndHistoryShowVerdictsPaceAndWeeklyWindo
         EXPECT_FALSE(
             expectWaybar(text, {verdict}, left, tooltip)["tooltip"].toString().contains('\n'));
     }
-    // Codex shown too, first in the default order, but signed out: its line says so, and it
-    // changes neither the verdict nor the percentage.
+    // Codex first but signed out: its line says so; it changes neither verdict nor percentage.
     writeScript(codex(), fakeCodex("echo 'Not logged in'; exit 1", "exit 1"));
     writeFile(home.preferencesFile(), R"({"providerEnabled": true, "codexEnabled": true})");
     saveClaude(Availability::limited, 0.9);
@@ -284,7 +279,6 @@ TEST_F(CommandLineTest, WaybarStatusJsonAndHistoryShowVerdictsPaceAndWeeklyWindo
     writeFile(home.dataFile("claude-code-snapshot.json"), QJsonDocument(hostile).toJson());
     EXPECT_EQ(expectWaybar("Claude Code", {"limited"}, -1, "")["tooltip"],
               "Claude Code: &lt;span size='99999'&gt;&amp;&lt;/span&gt;\nline\x01");
-    // The kept history and a weekly window.
     const qint64 reset = QDateTime::currentSecsSinceEpoch() + 3 * 3600, weekly = reset + 4 * 86400;
     writeCache(QString::asprintf(R"({"five_hour":{"used_percentage":60,"resets_at":%lld},)"
                                  R"("seven_day":{"used_percentage":36,"resets_at":%lld}})",

@@ -1,7 +1,6 @@
-// `lumora connect claude` and `disconnect claude` against the real Claude Code (scripts/setup.sh
-// installs it into .deps), in a tmux terminal whose screen the test reads, in a scratch home with
-// a placeholder API key and no network (`unshare --net`). It never gets past its prompt, but it
-// reads ~/.claude/settings.json, follows changes to it and runs the status-line command.
+// Connect and disconnect against the real Claude Code (from .deps) in a tmux terminal whose screen
+// the test reads: a scratch home, a placeholder API key, no network. It never gets past its prompt
+// but reads ~/.claude/settings.json, follows changes to it and runs the status-line command.
 #include "core/AtomicFile.h"
 #include "core/ClaudeUsageProvider.h"
 #include "core/DataFolder.h"
@@ -66,8 +65,7 @@ TEST(RealClaudeCodeTest, TheHookRunsInsideClaudeCodeAndDisconnectRestoresTheEarl
         return;
     }
     const TemporaryHome home;
-    // tmux on a socket of its own without a configuration file. The first command starts the
-    // server, whose environment Claude Code inherits: nothing of the developer's own reaches it.
+    // tmux on a socket of its own; its server, and so Claude Code, gets only these variables.
     const auto tmuxCommand = [&](const QStringList& arguments) {
         return runProgram("/usr/bin/env",
                           QStringList{"-i", "HOME=" + home.path(), "PATH=/usr/bin:/bin",
@@ -80,8 +78,7 @@ TEST(RealClaudeCodeTest, TheHookRunsInsideClaudeCodeAndDisconnectRestoresTheEarl
         return tmuxCommand({"capture-pane", "-p"}).out;
     };
     const QString settings = claudeSettingsPath(home.path()), data = dataFolder(home.path());
-    // Reads the screen until it `shows` so within 30 s (Claude Code follows a change of its
-    // settings within a second or two); fails the test with the last screen otherwise.
+    // Reads the screen until it `shows` so, within 30 s; fails the test with the last screen.
     const auto waitForScreen = [&](const std::function<bool(const QString&)>& shows) {
         QString last;
         const bool shown = within(30000, [&] { return shows(last = screen()); });
@@ -162,8 +159,7 @@ TEST(RealClaudeCodeTest, TheHookRunsInsideClaudeCodeAndDisconnectRestoresTheEarl
         << "update the checked version (setup.sh installs this one)";
     expectCacheUntouched();
 
-    // Disconnected while Claude Code runs: the earlier line comes back exactly as it was, and
-    // Claude Code runs it again, now without the hook (whose script is gone).
+    // Disconnected while Claude Code runs: the earlier line is back as it was, and runs again.
     const int runBefore = earlierRun(screen());
     ASSERT_TRUE(lumora({"disconnect", "claude"}));
     EXPECT_EQ(readJsonObject(settings), original);
