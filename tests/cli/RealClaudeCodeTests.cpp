@@ -118,8 +118,7 @@ TEST(RealClaudeCodeTest, TheHookRunsInsideClaudeCodeAndDisconnectRestoresTheEarl
     QJsonObject original = others;
     original["statusLine"] =
         QJsonObject{{"type", "command"}, {"command", earlierCommand}, {"padding", 1}};
-    QDir().mkpath(QFileInfo(settings).absolutePath());
-    writeFileAtomically(settings, QJsonDocument(original).toJson(), 0600);
+    writeFile(settings, QJsonDocument(original).toJson());
 
     // Connected, finding Claude Code through an npm installation's own bin folder.
     QDir().mkpath(home.filePath(".npm-global"));
