@@ -5,18 +5,10 @@
 #include "views/BreakViewModel.h"
 #include "views/BreakWindows.h"
 
-#include <QCursor>
-#include <QDBusConnection>
 #include <QDBusContext>
-#include <QDBusMessage>
-#include <QGuiApplication>
 #include <QPointer>
-#include <QQuickItem>
-#include <QQuickView>
 #include <QScreen>
 #include <QTest>
-
-#include <gtest/gtest.h>
 
 using namespace lumora;
 using namespace lumora::test;
@@ -52,69 +44,56 @@ TEST(BreakWindowsTest, OneFullScreenWindowPerScreenTextUnderTheCursorAndAnyInput
     ModelHarness harness;
     auto model = harness.makeModel();
     BreakWindows breakWindows(model.get());
-    QCursor::setPos(screens[1]->geometry().center());
-
-    breakWindows.show();
-    ASSERT_EQ(breakWindows.windows().size(), screens.size());
-    const QList<QPointer<QQuickWindow>> created{breakWindows.windows()[0],
-                                                breakWindows.windows()[1]};
-    ASSERT_TRUE(waitUntil([&] { return allFullScreen(breakWindows); }));
-    for (QQuickWindow* window : breakWindows.windows()) {
-        EXPECT_EQ(window->geometry(), window->screen()->geometry());
-        EXPECT_TRUE(window->flags() & Qt::FramelessWindowHint);
-        EXPECT_EQ(window->color(), QColor(Qt::black));
-        EXPECT_EQ(textShown(window), window == breakWindows.textWindow());
+    // Each break on new windows, the text on the cursor's screen; Escape or a click ends it all.
+    for (const int under : {1, 0}) {
+        QCursor::setPos(screens[under]->geometry().center());
+        breakWindows.show();
+        ASSERT_EQ(breakWindows.windows().size(), screens.size());
+        const QList<QPointer<QQuickWindow>> created{breakWindows.windows()[0],
+                                                    breakWindows.windows()[1]};
+        ASSERT_TRUE(waitUntil([&] { return allFullScreen(breakWindows); }));
+        for (QQuickWindow* window : breakWindows.windows()) {
+            EXPECT_EQ(window->geometry(), window->screen()->geometry());
+            EXPECT_TRUE(window->flags() & Qt::FramelessWindowHint);
+            EXPECT_EQ(window->color(), QColor(Qt::black));
+            EXPECT_EQ(textShown(window), window == breakWindows.textWindow());
+        }
+        ASSERT_NE(breakWindows.textWindow(), nullptr);
+        EXPECT_EQ(breakWindows.textWindow()->screen(), screens[under]);
+        EXPECT_NE(created[0]->screen(), created[1]->screen());
+        EXPECT_TRUE(breakWindows.viewModel()->isTicking());
+        if (under == 1) { // asked again while shown: the same windows; a click on the other ends
+            breakWindows.show();
+            EXPECT_EQ(breakWindows.windows(), QList<QQuickWindow*>({created[0], created[1]}));
+            EXPECT_TRUE(allFullScreen(breakWindows));
+            QTest::mouseClick(created[0] == breakWindows.textWindow() ? created[1] : created[0],
+                              Qt::LeftButton);
+        } else {
+            QTest::keyClick(breakWindows.textWindow(), Qt::Key_Escape);
+        }
+        EXPECT_FALSE(breakWindows.isShown());
+        EXPECT_TRUE(breakWindows.windows().isEmpty());
+        ASSERT_TRUE(waitUntil([&] { return created[0].isNull() && created[1].isNull(); }));
+        EXPECT_FALSE(breakWindows.viewModel()->isTicking());
     }
-    ASSERT_NE(breakWindows.textWindow(), nullptr);
-    EXPECT_EQ(breakWindows.textWindow()->screen(), screens[1]);
-    EXPECT_NE(created[0]->screen(), created[1]->screen());
-    EXPECT_TRUE(breakWindows.viewModel()->isTicking());
-
-    // Asked again while shown: the same windows, still in full screen.
-    breakWindows.show();
-    EXPECT_EQ(breakWindows.windows(), QList<QQuickWindow*>({created[0], created[1]}));
-    EXPECT_TRUE(allFullScreen(breakWindows));
-
-    // A click on the window without text ends the break everywhere.
-    QQuickWindow* other = created[0] == breakWindows.textWindow() ? created[1] : created[0];
-    QTest::mouseClick(other, Qt::LeftButton); // in its middle
-    EXPECT_FALSE(breakWindows.isShown());
-    EXPECT_TRUE(breakWindows.windows().isEmpty());
-    ASSERT_TRUE(waitUntil([&] { return created[0].isNull() && created[1].isNull(); }));
-    EXPECT_FALSE(breakWindows.viewModel()->isTicking());
-
-    // The next break, on new windows: the text follows the cursor; Escape ends it.
-    QCursor::setPos(screens[0]->geometry().center());
-    breakWindows.show();
-    ASSERT_EQ(breakWindows.windows().size(), screens.size());
-    ASSERT_TRUE(waitUntil([&] { return allFullScreen(breakWindows); }));
-    EXPECT_EQ(breakWindows.textWindow()->screen(), screens[0]);
-    EXPECT_TRUE(textShown(breakWindows.textWindow()));
-    QPointer<QQuickWindow> text = breakWindows.textWindow();
-    QTest::keyClick(text.data(), Qt::Key_Escape);
-    EXPECT_TRUE(breakWindows.windows().isEmpty());
-    ASSERT_TRUE(waitUntil([&] { return text.isNull(); }));
     EXPECT_EQ(significantWarnings(warnings), QStringList());
 }
 
 namespace {
 
-// The desktop portal's settings interface, answering from a table, as Debian 12's portal does
-// (the value in a second variant) unless told otherwise.
+// The desktop portal's settings interface answering from a table ("namespace key"), with the
+// value in a second variant as Debian 12's portal does unless told otherwise.
 class FakeSettingsPortal : public QObject, protected QDBusContext {
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "org.freedesktop.portal.Settings")
-
 public:
-    QHash<QString, QVariant> values; // "namespace key"
+    QHash<QString, QVariant> values;
     bool doublyWrapped = true;
-
 public slots:
     QDBusVariant Read(const QString& nameSpace, const QString& key) {
         const auto found = values.constFind(nameSpace + QLatin1Char(' ') + key);
         if (found == values.constEnd()) {
-            sendErrorReply(QStringLiteral("org.freedesktop.portal.Error.NotFound"),
-                           QStringLiteral("Requested setting not found"));
+            sendErrorReply("org.freedesktop.portal.Error.NotFound", "Requested setting not found");
             return {};
         }
         return doublyWrapped ? QDBusVariant(QVariant::fromValue(QDBusVariant(*found)))
@@ -122,68 +101,43 @@ public slots:
     }
 };
 
-// A dbus-daemon of the test's own with a portal on it.
-class ReduceMotionPortalTest : public ::testing::Test {
-protected:
-    void SetUp() override { ASSERT_TRUE(bus.isRunning()); }
-    void startPortal() {
-        portalBus = bus.connect("portal");
-        ASSERT_TRUE(portalBus.registerObject(ReduceMotionSetting::portalPath, &portal,
-                                             QDBusConnection::ExportAllSlots));
-        ASSERT_TRUE(portalBus.registerService(ReduceMotionSetting::portalService));
-    }
-    void announce(const QString& nameSpace, const QString& key, const QVariant& value) {
-        QDBusMessage signal = QDBusMessage::createSignal(ReduceMotionSetting::portalPath,
-                                                         ReduceMotionSetting::settingsInterface,
-                                                         QStringLiteral("SettingChanged"));
-        signal << nameSpace << key << QVariant::fromValue(QDBusVariant(value));
-        ASSERT_TRUE(portalBus.send(signal));
-    }
-    // What a fresh reader says once it has its answers.
-    bool readsReduceMotion() {
+} // namespace
+
+// On a dbus-daemon of the test's own: the GNOME and KDE keys, then the break windows following
+// the portal's change signal.
+TEST(ReduceMotionPortalTest, ReadsGnomeAndKdeKeysAndFollowsChanges) {
+    PrivateBus bus;
+    ASSERT_TRUE(bus.isRunning());
+    FakeSettingsPortal portal;
+    const auto readsReduceMotion = [&] { // what a fresh reader says once it has its answers
         ReduceMotionSetting setting(bus.connect("client"));
         EXPECT_TRUE(waitUntil([&] { return setting.hasAnswers(); }));
         return setting.reduceMotion();
+    };
+    EXPECT_FALSE(readsReduceMotion()) << "no portal on the bus: motion";
+    QDBusConnection portalBus = bus.connect("portal");
+    ASSERT_TRUE(portalBus.registerObject(ReduceMotionSetting::portalPath, &portal,
+                                         QDBusConnection::ExportAllSlots));
+    ASSERT_TRUE(portalBus.registerService(ReduceMotionSetting::portalService));
+    const QString gnome = "org.gnome.desktop.interface enable-animations";
+    const QString kde = "org.kde.kdeglobals.KDE AnimationDurationFactor";
+    // Neither key, each key, a newer portal's single variant, and a value of the wrong type.
+    const std::tuple<QString, QVariant, bool, bool> rows[] = {
+        {"", {}, true, false},      {gnome, false, true, true}, {gnome, true, true, false},
+        {kde, 0.0, true, true},     {kde, 0.5, true, false},    {kde, 0.0, false, true},
+        {kde, "none", false, false}};
+    for (const auto& [key, value, doublyWrapped, reduced] : rows) {
+        portal.values.clear();
+        if (!key.isEmpty()) {
+            portal.values[key] = value;
+        }
+        portal.doublyWrapped = doublyWrapped;
+        EXPECT_EQ(readsReduceMotion(), reduced)
+            << key.toStdString() << value.toString().toStdString();
     }
-
-    PrivateBus bus;
-    FakeSettingsPortal portal;
-    QDBusConnection portalBus{QStringLiteral("none")};
-};
-
-const QString gnome = QStringLiteral("org.gnome.desktop.interface enable-animations");
-const QString kde = QStringLiteral("org.kde.kdeglobals.KDE AnimationDurationFactor");
-
-} // namespace
-
-TEST_F(ReduceMotionPortalTest, ReadsGnomeAndKdeKeysAndFollowsChanges) {
-    // No portal on the bus: motion.
-    EXPECT_FALSE(readsReduceMotion());
-
-    startPortal();
-    // Neither key (a desktop that has neither): motion.
-    EXPECT_FALSE(readsReduceMotion());
-    portal.values[gnome] = false;
-    EXPECT_TRUE(readsReduceMotion());
-    portal.values[gnome] = true;
-    EXPECT_FALSE(readsReduceMotion());
-    portal.values.clear();
-    portal.values[kde] = 0.0;
-    EXPECT_TRUE(readsReduceMotion());
-    portal.values[kde] = 0.5;
-    EXPECT_FALSE(readsReduceMotion());
-    // Newer portals answer with the value in one variant.
-    portal.doublyWrapped = false;
-    portal.values[kde] = 0.0;
-    EXPECT_TRUE(readsReduceMotion());
-    // A value of the wrong type says nothing.
-    portal.values[kde] = QStringLiteral("none");
-    EXPECT_FALSE(readsReduceMotion());
-
-    // The break windows read it and follow the portal's change signal. In the photo style without
-    // a photo they are black and the field does not draw, until motion is chosen.
-    portal.values.clear();
-    portal.values[gnome] = true;
+    // In the photo style without a photo the windows are black and the field does not draw,
+    // until motion is chosen.
+    portal.values = {{gnome, true}};
     WarningLog warnings;
     ModelHarness harness;
     harness.storePreference("breakScreenStyle", "photo");
@@ -198,14 +152,16 @@ TEST_F(ReduceMotionPortalTest, ReadsGnomeAndKdeKeysAndFollowsChanges) {
     EXPECT_FALSE(window->findChild<QQuickItem*>("motionBackground")->isVisible());
     EXPECT_EQ(window->grabWindow().pixelColor(5, 5), QColor(Qt::black));
     // Announced until heard: the reader's subscription may still be on its way to the bus.
-    const auto heard = [&](bool animations) {
-        return waitUntil([&] {
-            announce("org.gnome.desktop.interface", "enable-animations", animations);
-            return field->reduceMotion() == !animations;
-        });
-    };
-    ASSERT_TRUE(heard(false));
-    ASSERT_TRUE(heard(true));
+    for (const bool animations : {false, true}) {
+        ASSERT_TRUE(waitUntil([&] {
+            QDBusMessage signal = QDBusMessage::createSignal(ReduceMotionSetting::portalPath,
+                                                             ReduceMotionSetting::settingsInterface,
+                                                             "SettingChanged");
+            signal << "org.gnome.desktop.interface"
+                   << "enable-animations" << QVariant::fromValue(QDBusVariant(animations));
+            return portalBus.send(signal) && field->reduceMotion() == !animations;
+        }));
+    }
     EXPECT_EQ(field->framesRendered(), 0u);
     model->preferences()->setBreakScreenStyle(BreakScreenStyle::motion);
     // The first frames of a full-screen field take long in an unoptimised build on a busy machine.

@@ -10,7 +10,6 @@
 #include "views/PopoverViewModel.h"
 
 #include <QQmlEngine>
-#include <QQuickView>
 #include <QTest>
 
 namespace lumora::test {
@@ -20,13 +19,14 @@ using Readiness = LocalProviderReadiness;
 enum class View { popover, breakView, breakScreen, settings };
 enum class Then { nothing, continueSetup, check, offerUpdate, drag };
 struct Shot {
-    QString path = QString(); // folder/name
-    View view = View::popover;
+    QString path = QString();                                                 // folder/name
     std::optional<UsageSnapshot> claude = std::nullopt, codex = std::nullopt; // both on when set
-    std::optional<std::pair<Readiness, Readiness>> verdicts = std::nullopt;   // Codex's, Claude's
-    Then then = Then::nothing; // once the view is open
-    double perHour = 0;        // a history of a climb at this rate through the last `minutes`
-    int minutes = 0, providers = 2;
+    Then then = Then::nothing;                                                // once it is open
+    double perHour = 0; // a history of a climb at this rate through the last `minutes`
+    int minutes = 0;
+    std::optional<std::pair<Readiness, Readiness>> verdicts = std::nullopt; // Codex's, Claude's
+    View view = View::popover;
+    int providers = 2;
     BreakScreenStyle style = BreakScreenStyle::motion;
     QSize size = QSize();
     const char* locale = nullptr;
@@ -35,20 +35,6 @@ struct Shot {
 void PrintTo(const Shot& shot, std::ostream* out) {
     *out << shot.path.toStdString();
 }
-
-class Screenshots : public ViewTest, public ::testing::WithParamInterface<Shot> {
-public:
-    void TearDown() override {
-        breakView.reset();
-        breakWindows.reset();
-        breakModel.reset();
-        ViewTest::TearDown();
-    }
-    std::unique_ptr<BreakViewModel> breakModel;
-    QQmlEngine engine;
-    std::unique_ptr<QQuickView> breakView;
-    std::unique_ptr<BreakWindows> breakWindows;
-};
 
 const QDateTime inTwoHours = QDateTime::currentDateTimeUtc().addSecs(2 * 3600 + 15 * 60 + 30);
 UsageSnapshot claude(double used) {
@@ -59,12 +45,11 @@ UsageSnapshot codex(double used, Availability availability = Availability::ready
                     const QDateTime& reset = inTwoHours.addSecs(3600)) {
     return usage("codex", availability, used, reset);
 }
-UsageSnapshot olderBy(UsageSnapshot snapshot, int seconds) {
-    snapshot.capturedAt = snapshot.capturedAt.addSecs(-seconds);
-    return snapshot;
-}
-UsageSnapshot withWeekly(UsageSnapshot snapshot) {
-    snapshot.windows.append({UsageWindow::Kind::weekly, 0.36, snapshot.capturedAt.addDays(4)});
+UsageSnapshot withWeekly(UsageSnapshot snapshot, bool weekly = true, int olderBy = 0) {
+    if (weekly) {
+        snapshot.windows.append({UsageWindow::Kind::weekly, 0.36, snapshot.capturedAt.addDays(4)});
+    }
+    snapshot.capturedAt = snapshot.capturedAt.addSecs(-olderBy);
     return snapshot;
 }
 
@@ -79,94 +64,78 @@ void climb(HistoryStore& store, const UsageSnapshot& now, double perHour, int mi
 }
 
 std::vector<Shot> views() {
-    const auto both = [](const Readiness& verdict) {
-        return std::pair{verdict, verdict};
+    const auto state = [](const char* name, Readiness codex, Readiness claude,
+                          Then then = Then::nothing) {
+        return Shot{.path = QString("popover/state-") + name,
+                    .then = then,
+                    .verdicts = std::pair{codex, claude}};
     };
-    const auto failed = std::pair{Readiness::unavailable("Codex did not answer within 8 seconds."),
-                                  Readiness::unavailable("Claude Code settings could not be "
-                                                         "updated safely.")};
-    const auto starting =
-        UsageSnapshot::unavailable("claude-code", "Claude Code", "Claude Code is starting.");
     std::vector<Shot> shots = {
-        {.path = "popover/fresh-user"},
-        {.path = "popover/connected-93-58",
-         .claude = claude(0.42),
-         .codex = codex(0.07, Availability::ready, inTwoHours.addDays(3))},
-        {.path = "popover/stale-and-exhausted",
-         .claude = olderBy(claude(0.42), 12 * 60),
-         .codex = codex(1.0, Availability::blocked, inTwoHours)},
-        {.path = "popover/update-offered",
-         .claude = starting,
-         .codex = codex(0.81, Availability::ready, inTwoHours),
-         .then = Then::offerUpdate},
-        {.path = "popover/state-executable-missing",
-         .verdicts = both(Readiness::executableMissing())},
-        {.path = "popover/state-login-required", .verdicts = both(Readiness::loginRequired())},
-        {.path = "popover/state-setup-required", .verdicts = both(Readiness::setupRequired())},
-        {.path = "popover/state-failed", .verdicts = failed},
-        {.path = "popover/state-waiting",
-         .verdicts = std::pair{Readiness::executableMissing(), Readiness::loginRequired()},
-         .then = Then::continueSetup},
+        {"popover/fresh-user"},
+        {"popover/connected-93-58", claude(0.42),
+         codex(0.07, Availability::ready, inTwoHours.addDays(3))},
+        {"popover/stale-and-exhausted", withWeekly(claude(0.42), false, 12 * 60),
+         codex(1.0, Availability::blocked, inTwoHours)},
+        {"popover/update-offered",
+         UsageSnapshot::unavailable("claude-code", "Claude Code", "Claude Code is starting."),
+         codex(0.81, Availability::ready, inTwoHours), Then::offerUpdate},
+        state("executable-missing", Readiness::executableMissing(), Readiness::executableMissing()),
+        state("login-required", Readiness::loginRequired(), Readiness::loginRequired()),
+        state("setup-required", Readiness::setupRequired(), Readiness::setupRequired()),
+        state("failed", Readiness::unavailable("Codex did not answer within 8 seconds."),
+              Readiness::unavailable("Claude Code settings could not be updated safely.")),
+        state("waiting", Readiness::executableMissing(), Readiness::loginRequired(),
+              Then::continueSetup),
         {.path = "popover/state-checking", .then = Then::check},
-        // The Codex card halfway through a drag over Claude Code's.
-        {.path = "popover/dragging",
-         .claude = claude(0.42),
-         .codex = codex(0.07),
-         .then = Then::drag},
+        {"popover/dragging", claude(0.42), codex(0.07), Then::drag}, // Codex's halfway over
         // A kept history: the sparkline, its projection, the pace line and the weekly row.
-        {.path = "popover/pace-93-58",
-         .claude = withWeekly(claude(0.42)),
-         .codex = codex(0.07),
-         .perHour = 0.08,
-         .minutes = 150},
-        {.path = "popover/pace-limit-before-reset",
-         .claude = withWeekly(claude(0.78)),
-         .codex = codex(0.07),
-         .perHour = 0.33,
-         .minutes = 90},
-        {.path = "popover/pace-at-limit",
-         .claude = withWeekly(claude(1.0)),
-         .codex = codex(0.07),
-         .perHour = 0.3,
-         .minutes = 120},
-        {.path = "popover/pace-no-history",
-         .claude = withWeekly(claude(0.42)),
-         .codex = codex(0.07)},
-    };
+        {"popover/pace-93-58", withWeekly(claude(0.42)), codex(0.07), Then::nothing, 0.08, 150},
+        {"popover/pace-limit-before-reset", withWeekly(claude(0.78)), codex(0.07), Then::nothing,
+         0.33, 90},
+        {"popover/pace-at-limit", withWeekly(claude(1.0)), codex(0.07), Then::nothing, 0.3, 120},
+        {"popover/pace-no-history", withWeekly(claude(0.42)), codex(0.07)}};
     // The break view in every style, at two screen sizes, with two, one and no providers on.
     for (const auto style :
          {BreakScreenStyle::photo, BreakScreenStyle::motion, BreakScreenStyle::minimal}) {
         for (const QSize size : {QSize(1440, 900), QSize(3840, 2160)}) {
             for (const auto& [providers, set] : {std::pair{2, "both"}, {1, "one"}, {0, "none"}}) {
-                shots.push_back({QStringLiteral("break/break-%1-%2x%3-%4")
-                                     .arg(AppPreferences::rawValue(style))
-                                     .arg(size.width())
-                                     .arg(size.height())
-                                     .arg(set),
-                                 View::breakView, claude(0.42),
-                                 usage("codex", Availability::ready, 0.07), std::nullopt,
-                                 Then::nothing, 0, 0, providers, style, size});
+                shots.push_back({"break/break-" + AppPreferences::rawValue(style) +
+                                     QString("-%1x%2-").arg(size.width()).arg(size.height()) + set,
+                                 claude(0.42), usage("codex", Availability::ready, 0.07),
+                                 Then::nothing, 0, 0, std::nullopt, View::breakView, providers,
+                                 style, size});
             }
         }
     }
-    for (const char* locale : {"de_DE", "fr_FR"}) {
-        const QString code = QString::fromLatin1(locale).left(2);
-        const auto claude = usage("claude-code", Availability::limited, 0.86, inTwoHours);
-        const auto codex =
-            withWeekly(usage("codex", Availability::ready, 0.07,
-                             QDateTime::currentDateTimeUtc().addSecs(3 * 86400 + 600)));
-        for (const auto& [view, path] : {std::pair{View::popover, "languages/popover-"},
-                                         {View::breakScreen, "languages/break-"},
-                                         {View::settings, "settings/%1-break-screen"}}) {
-            shots.push_back({QString(path).contains('%') ? QString(path).arg(code) : path + code,
-                             view, claude, codex, std::nullopt, Then::nothing, 0, 0, 2,
-                             BreakScreenStyle::minimal, QSize(), locale});
+    const auto limited = usage("claude-code", Availability::limited, 0.86, inTwoHours);
+    const auto weekly = withWeekly(usage("codex", Availability::ready, 0.07,
+                                         QDateTime::currentDateTimeUtc().addSecs(3 * 86400 + 600)));
+    for (const QString code : {"de", "fr"}) {
+        for (const auto& [view, path] : {std::pair{View::popover, "languages/popover-" + code},
+                                         {View::breakScreen, "languages/break-" + code},
+                                         {View::settings, "settings/" + code + "-break-screen"}}) {
+            shots.push_back({path, limited, weekly, Then::nothing, 0, 0, std::nullopt, view, 2,
+                             BreakScreenStyle::minimal, QSize(), code == "de" ? "de_DE" : "fr_FR"});
         }
     }
     return shots;
 }
 
 } // namespace
+
+class Screenshots : public ViewTest, public ::testing::WithParamInterface<Shot> {
+public:
+    void TearDown() override {
+        breakView.reset();
+        breakWindows.reset();
+        breakModel.reset();
+        ViewTest::TearDown();
+    }
+    std::unique_ptr<BreakViewModel> breakModel;
+    QQmlEngine engine;
+    std::unique_ptr<QQuickView> breakView;
+    std::unique_ptr<BreakWindows> breakWindows;
+};
 
 TEST_P(Screenshots, Render) {
     const Shot& shot = GetParam();
@@ -192,11 +161,9 @@ TEST_P(Screenshots, Render) {
     QQuickWindow* window = nullptr;
     if (shot.view == View::popover) {
         openPopover();
-        window = view;
     } else if (shot.view == View::settings) {
         openSettings();
         scrollTo("styleDescription"); // the longest texts
-        window = view;
     } else if (shot.view == View::breakScreen) {
         breakWindows = std::make_unique<BreakWindows>(model.get());
         breakWindows->show();
@@ -222,6 +189,7 @@ TEST_P(Screenshots, Render) {
             shot.style != BreakScreenStyle::motion ||
             waitUntil([&] { return field->framesRendered() > 0; }, std::chrono::seconds(90)));
     }
+    window = window ? window : view;
     if (shot.verdicts) {
         model->handleCodexReadiness(shot.verdicts->first);
         model->handleClaudeReadiness(shot.verdicts->second);

@@ -7,11 +7,20 @@
 #include <QTest>
 #include <QtQml/qqmlextensionplugin.h>
 
-#include <algorithm>
-
 Q_IMPORT_QML_PLUGIN(LumoraPlugin)
 
 namespace lumora::test {
+namespace {
+
+QQuickItem* findItem(QQuickItem* root, const QString& name) {
+    QQuickItem* found = root->objectName() == name ? root : nullptr;
+    for (int i = 0; !found && i < root->childItems().size(); ++i) {
+        found = findItem(root->childItems()[i], name);
+    }
+    return found;
+}
+
+} // namespace
 
 QStringList significantWarnings(const WarningLog& log) {
     QStringList messages = log.messages();
@@ -19,18 +28,6 @@ QStringList significantWarnings(const WarningLog& log) {
         return message.startsWith(QStringLiteral("This plugin does not support "));
     });
     return messages;
-}
-
-QQuickItem* findItem(QQuickItem* root, const QString& name) {
-    if (root->objectName() == name) {
-        return root;
-    }
-    for (QQuickItem* child : root->childItems()) {
-        if (QQuickItem* found = findItem(child, name)) {
-            return found;
-        }
-    }
-    return nullptr;
 }
 
 QPoint centre(const QQuickItem* item) {
@@ -46,8 +43,8 @@ void writePhoto(const QString& path, QSize size) {
     sky.setColorAt(0.6, QColor(240, 180, 120));
     sky.setColorAt(1, QColor(30, 60, 40));
     painter.fillRect(QRect(0, 0, 3000, 1500), sky);
-    painter.setBrush(QColor(250, 230, 170));
     painter.setPen(Qt::NoPen);
+    painter.setBrush(QColor(250, 230, 170));
     painter.drawEllipse(QPointF(1500, 800), 160, 160);
     painter.setBrush(QColor(20, 40, 30));
     painter.drawRect(0, 1000, 3000, 500);
@@ -61,10 +58,8 @@ void screenshot(QQuickWindow& window, const QString& folder, const QString& name
         settle();
     }
     runEventsFor(std::chrono::milliseconds(400)); // bars, fades and switches come to rest
-    const QString chosen = qEnvironmentVariable("LUMORA_SCREENSHOT_DIR");
-    const QString path =
-        (chosen.isEmpty() ? QStringLiteral(LUMORA_TEST_BIN_DIR "/../screenshots/") + folder
-                          : chosen);
+    QString path = qEnvironmentVariable("LUMORA_SCREENSHOT_DIR");
+    path = path.isEmpty() ? QStringLiteral(LUMORA_TEST_BIN_DIR "/../screenshots/") + folder : path;
     QDir().mkpath(path);
     const QImage image = window.grabWindow();
     EXPECT_TRUE(!image.isNull() && image.save(path + "/" + name + ".png", "PNG"))
@@ -93,12 +88,12 @@ void ViewTest::TearDown() {
     EXPECT_TRUE(messages.isEmpty()) << messages.join('\n').toStdString();
 }
 
-void ViewTest::openPopover(QPoint at) {
+void ViewTest::openPopover() {
     if (!model) {
         model = harness.makeModel();
     }
     popover = std::make_unique<PopoverWindow>(model.get());
-    popover->show(at);
+    popover->show(QPoint(0, 0));
     view = popover->window();
     ASSERT_TRUE(waitUntil([&] { return view->isExposed() && !model->isRefreshing(); }));
 }

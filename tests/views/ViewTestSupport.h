@@ -8,7 +8,6 @@
 
 #include <QQuickItem>
 #include <QQuickView>
-#include <QQuickWindow>
 #include <QTranslator>
 
 #include <gtest/gtest.h>
@@ -17,8 +16,6 @@ namespace lumora::test {
 
 // Qt's and QML's warnings, less the offscreen platform's notes that it cannot raise windows.
 QStringList significantWarnings(const WarningLog& log);
-// The item named `name` under `root` in the visual tree (which holds a Repeater's items too).
-QQuickItem* findItem(QQuickItem* root, const QString& name);
 QPoint centre(const QQuickItem* item);
 // A landscape-like photo (sky, sun, ground) saved as PNG at `path`.
 void writePhoto(const QString& path, QSize size = QSize(3000, 1500));
@@ -35,12 +32,12 @@ struct Language {
 };
 
 // A model on fake services in a temporary home, and the popover or the settings window on it as
-// `view`; controls are found by objectName and clicked with real mouse events. Any Qt or QML
-// warning fails the test.
+// `view`; controls are found by objectName (in the visual tree, a Repeater's items too) and
+// clicked with real mouse events. Any Qt or QML warning fails the test.
 class ViewTest : public ::testing::Test {
 public:
     void TearDown() override;
-    void openPopover(QPoint at = QPoint(0, 0));
+    void openPopover();
     void openSettings();
     QQuickItem* item(const QString& name, QQuickItem* within = nullptr) const;
     bool shown(const QString& name) const;
