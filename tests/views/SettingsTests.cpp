@@ -1,15 +1,12 @@
 // The settings window clicked as a user would, on the real preferences, history and autostart
 // files; build/screenshots/settings/*.png to look at.
 #include "ViewTestSupport.h"
-
 #include "history/HistoryStore.h"
 #include "views/AppWindows.h"
 #include "views/SettingsViewModel.h"
-
 #include <QApplication>
 #include <QFileDialog>
 #include <QJsonArray>
-#include <QPalette>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -33,12 +30,11 @@ QFileDialog* openFileDialog() {
 // then does), only hidden by closing, and whose controls Tab reaches, each scrolled into sight.
 TEST_F(SettingsTest, OneFixedWindowRaisedAgainAfterItIsShown) {
     openSettings();
-    EXPECT_EQ(view->title(), "Lumora Settings");
-    EXPECT_EQ(view->minimumSize(), QSize(520, 520));
-    EXPECT_EQ(view->maximumSize(), QSize(520, 520));
-    EXPECT_TRUE(view->flags().testFlag(Qt::WindowStaysOnTopHint));
-    EXPECT_FALSE(view->flags().testFlag(Qt::WindowMinimizeButtonHint));
-    EXPECT_EQ(item("scroller")->size(), QSizeF(520, 520));
+    EXPECT_EQ(std::tuple(view->title(), view->minimumSize(), view->maximumSize(),
+                         item("scroller")->size().toSize()),
+              std::tuple("Lumora Settings", QSize(520, 520), QSize(520, 520), QSize(520, 520)));
+    EXPECT_EQ(view->flags() & (Qt::WindowStaysOnTopHint | Qt::WindowMinimizeButtonHint),
+              Qt::WindowStaysOnTopHint);
     int raised = 0;
     QObject::connect(settings.get(), &SettingsWindow::raised, [&] { ++raised; });
     QWindow other;
@@ -90,8 +86,8 @@ TEST_F(SettingsTest, StatusRowsFollowTheClockAndDisconnectSwitchesProvidersOff) 
     rows.setClock([&] { return now; });
     EXPECT_EQ(rows.lastChecked(), "3 min ago");
     now = capturedAt.addDays(2);
-    EXPECT_EQ(rows.claudeStatus(), "Claude Code usage needs sync");
-    EXPECT_EQ(rows.lastChecked(), "2 days ago");
+    EXPECT_EQ(std::pair(rows.claudeStatus(), rows.lastChecked()),
+              std::pair(QString("Claude Code usage needs sync"), QString("2 days ago")));
     rows.setClock([] { return QDateTime::currentDateTimeUtc(); });
     QSignalSpy changes(&rows, &SettingsViewModel::changed); // re-read once when shown
     rows.setTicking(false);
@@ -119,48 +115,42 @@ TEST_F(SettingsTest, StatusRowsFollowTheClockAndDisconnectSwitchesProvidersOff) 
 // in red until a good photo clears it; deleting the photo keeps the style chosen.
 TEST_F(SettingsTest, StylesAndThePhotoWithItsImportFailures) {
     openSettings();
-    const auto photoControls = [&] {
+    const auto controls = [&] { // the photo's shown controls, and the description
         QStringList names;
         for (const QString name :
              {"photoPreview", "choosePhotoButton", "deletePhotoButton", "photoError"}) {
-            if (shown(name)) {
-                names << name;
-            }
+            names << (shown(name) ? name : "");
         }
-        return names.join(' ');
+        return names.join(' ').simplified() + ": " + text("styleDescription");
     };
     const auto choose = [&](const QString& file) {
         harness.desktop->chosenImage = harness.home.filePath(file);
         click("choosePhotoButton");
+        return controls();
     };
-    EXPECT_EQ(photoControls(), "");
+    const QString photo = "Your photo is copied into Lumora and stays only on this computer.";
+    EXPECT_FALSE(shown("choosePhotoButton"));
     click("styleButtonPhoto");
+    EXPECT_EQ(controls(), "choosePhotoButton: " + photo);
     EXPECT_EQ(harness.storedPreference("breakScreenStyle"), QJsonValue("photo"));
     EXPECT_EQ(item("styleButtonPhoto")->property("accessibilityValue"), "Selected");
     EXPECT_EQ(item("styleButtonMotion")->property("accessibilityValue"), "Not selected");
-    EXPECT_EQ(text("styleDescription"),
-              "Your photo is copied into Lumora and stays only on this computer.");
-    EXPECT_EQ(photoControls(), "choosePhotoButton");
     screenshot("style-photo-empty", "styleButtonPhoto");
     writeFile(harness.home.filePath("notes.png"), "not a picture");
-    choose("notes.png");
-    EXPECT_EQ(photoControls(), "choosePhotoButton photoError");
+    EXPECT_EQ(choose("notes.png"), "choosePhotoButton photoError: " + photo);
     EXPECT_EQ(text("photoError"), BreakBackgroundPhoto::unusablePhotoMessage);
     EXPECT_EQ(item("photoError")->property("color").value<QColor>(), QColor("#d70015"));
     screenshot("photo-error", "styleButtonPhoto");
     writePhoto(harness.home.filePath("beach.png"), QSize(640, 400));
-    choose("beach.png");
-    EXPECT_EQ(photoControls(), "photoPreview choosePhotoButton deletePhotoButton");
+    EXPECT_EQ(choose("beach.png"), "photoPreview choosePhotoButton deletePhotoButton: " + photo);
     EXPECT_EQ(text("choosePhotoButton"), "Change Photo…");
     EXPECT_TRUE(waitUntil([&] { return item("photoPreview")->height() == 120; }));
     screenshot("style-photo", "styleButtonPhoto");
     click("styleButtonMotion"); // hides the photo's controls though it is stored
-    EXPECT_EQ(photoControls(), "");
-    EXPECT_EQ(text("styleDescription"), "A slow, wind-driven stainless-steel surface.");
+    EXPECT_EQ(controls(), ": A slow, wind-driven stainless-steel surface.");
     screenshot("style-motion", "styleButtonMotion");
     click("styleButtonMinimal");
-    EXPECT_EQ(harness.storedPreference("breakScreenStyle"), QJsonValue("minimal"));
-    EXPECT_EQ(text("styleDescription"), "A black screen with white time and reset information.");
+    EXPECT_EQ(controls(), ": A black screen with white time and reset information.");
     screenshot("style-minimal", "styleButtonMinimal");
     click("styleButtonPhoto");
     click("deletePhotoButton");
@@ -176,6 +166,10 @@ TEST_F(SettingsTest, TextColourNotificationsStartAtLoginAndHistoryWriteTheirFile
     writeFile(harness.home.filePath(".config/autostart"), "a file where the folder should be");
     harness.storePreference("providerEnabled", true);
     openSettings();
+    const auto clickStores = [&](const char* name, const char* key, const QJsonValue& value) {
+        click(name);
+        EXPECT_EQ(harness.storedPreference(key), value) << name;
+    };
     const auto checked = [&](const char* name) {
         return item(name)->property("checked").toBool();
     };
@@ -191,13 +185,9 @@ TEST_F(SettingsTest, TextColourNotificationsStartAtLoginAndHistoryWriteTheirFile
                    .toRgb() == QColor(255, 204, 0);
     }));
     EXPECT_EQ(item("colorWell")->property("color").value<QColor>(), QColor(255, 204, 0));
-    click("resetColorButton");
-    EXPECT_EQ(harness.storedPreference("breakTextColor"),
-              QJsonValue(QJsonArray{1.0, 1.0, 1.0, 1.0}));
-    for (const bool on : {true, false}) {
-        click("alertsSwitch");
-        EXPECT_EQ(harness.storedPreference("alertsEnabled"), QJsonValue(on));
-    }
+    clickStores("resetColorButton", "breakTextColor", QJsonArray{1.0, 1.0, 1.0, 1.0});
+    clickStores("alertsSwitch", "alertsEnabled", true);
+    clickStores("alertsSwitch", "alertsEnabled", false);
     click("startAtLoginSwitch");
     EXPECT_TRUE(text("startupError").startsWith("Lumora could not be set to start at login."));
     EXPECT_FALSE(checked("startAtLoginSwitch"));
@@ -231,26 +221,27 @@ TEST_F(SettingsTest, TextColourNotificationsStartAtLoginAndHistoryWriteTheirFile
     EXPECT_TRUE(checked("startAtLoginSwitch")) << "the entry is read again when shown anew";
     // The history: cleared it goes on recording; turned off it is deleted and records nothing.
     const QString file = HistoryStore::defaultPath(harness.home.path());
-    const auto refreshedRows = [&](double used) {
-        harness.claude->script->setSnapshot(usage("claude-code", Availability::ready, used));
-        EXPECT_TRUE(waitFor(model->refresh(false)));
+    const auto rows = [&] {
         return QFileInfo::exists(file) ? HistoryStore(file, HistoryStore::Access::readOnly)
                                              .figures(QDateTime::currentDateTimeUtc().addDays(-1))
                                              .size()
                                        : -1;
     };
-    ASSERT_EQ(refreshedRows(0.4), 1);
+    const auto refreshed = [&](double used) {
+        harness.claude->script->setSnapshot(usage("claude-code", Availability::ready, used));
+        EXPECT_TRUE(waitFor(model->refresh(false)));
+        return rows();
+    };
+    ASSERT_EQ(refreshed(0.4), 1);
     screenshot("pace-warnings", "paceAlerts");
-    click("paceAlertsSwitch");
-    EXPECT_EQ(harness.storedPreference("paceAlertsEnabled"), QJsonValue(false));
+    clickStores("paceAlertsSwitch", "paceAlertsEnabled", false);
     screenshot("history", "clearHistoryButton");
     click("clearHistoryButton");
-    EXPECT_EQ(HistoryStore(file, HistoryStore::Access::readOnly).figures({}).size(), 0);
-    EXPECT_EQ(refreshedRows(0.5), 1);
-    click("keepHistorySwitch");
-    EXPECT_EQ(harness.storedPreference("keepUsageHistory"), QJsonValue(false));
-    EXPECT_FALSE(QFileInfo::exists(file));
-    EXPECT_EQ(refreshedRows(0.6), -1);
+    EXPECT_EQ(rows(), 0);
+    EXPECT_EQ(refreshed(0.5), 1);
+    clickStores("keepHistorySwitch", "keepUsageHistory", false);
+    EXPECT_EQ(rows(), -1);
+    EXPECT_EQ(refreshed(0.6), -1);
     screenshot("history-off", "keepHistory");
 }
 
@@ -296,12 +287,12 @@ TEST_F(SettingsTest, ImageDialogOpensOverTheSettingsWindowOrInFrontOfEverything)
     model->chooseBreakBackgroundImage();
     QFileDialog* dialog = openFileDialog();
     ASSERT_NE(dialog, nullptr);
-    EXPECT_EQ(dialog->windowTitle(), "Choose a Break Background");
-    EXPECT_EQ(dialog->labelText(QFileDialog::Accept), "Choose Photo");
-    EXPECT_EQ(dialog->fileMode(), QFileDialog::ExistingFile);
+    EXPECT_EQ(std::tuple(dialog->windowTitle(), dialog->labelText(QFileDialog::Accept),
+                         dialog->fileMode(), dialog->windowModality()),
+              std::tuple("Choose a Break Background", "Choose Photo", QFileDialog::ExistingFile,
+                         Qt::WindowModal));
     EXPECT_TRUE(dialog->nameFilters().join(' ').contains("*.png"));
     EXPECT_EQ(dialog->windowHandle()->transientParent(), shownSettings);
-    EXPECT_EQ(dialog->windowModality(), Qt::WindowModal);
     dialog->reject();
     ASSERT_TRUE(waitUntil([&] { return openFileDialog() == nullptr; }));
     windows->settingsWindow().hide();
