@@ -2,13 +2,11 @@
 // build/screenshots/<folder>/<name>.png; the German and French ones show clipped or overlapping
 // texts (`ctest -R TranslationScreenshots`).
 #include "ViewTestSupport.h"
-
 #include "cubefield/AmbientCubeField.h"
 #include "history/HistoryStore.h"
 #include "views/BreakViewModel.h"
 #include "views/BreakWindows.h"
 #include "views/PopoverViewModel.h"
-
 #include <QQmlEngine>
 #include <QTest>
 

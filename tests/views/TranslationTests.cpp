@@ -1,6 +1,5 @@
 // Lumora in English, German and French: the texts that are easy to get wrong, in one table.
 #include "ViewTestSupport.h"
-
 #include "core/CodexUsageProvider.h"
 #include "core/Messages.h"
 #include "core/RelativeTime.h"
@@ -108,7 +107,8 @@ TEST(Translation, TextsTimesAndPluralsInEachLanguage) {
         EXPECT_EQ(texts, expected) << locale;
         const QStringList translated = viewTexts();
         for (qsizetype i = 0; column == 1 && i < english.size(); ++i) {
-            EXPECT_TRUE(translated[i] != english[i] || english[i] == "Minimal") << english[i].toStdString();
+            EXPECT_TRUE(translated[i] != english[i] || english[i] == "Minimal")
+                << english[i].toStdString();
         }
     }
 }
