@@ -11,41 +11,6 @@
 #include "views/SettingsViewModel.h"
 
 namespace lumora::test {
-namespace {
-
-// The texts of the views' rules over every state that shows one.
-QStringList viewTexts() {
-    using State = ProviderConnectionState;
-    QStringList all;
-    for (const char* provider : {"codex", "claude-code"}) {
-        for (const State& state :
-             {State::disconnected(), State::checking(), State::executableMissing(),
-              State::loginRequired(), State::setupRequired(), State::waiting()}) {
-            const UsageSnapshot snapshot = usage(provider, Availability::ready, 0.5);
-            all << ProviderCardModel::connectionMessage(snapshot, state)
-                << ProviderCardModel::connectionButtonTitle(snapshot, state);
-        }
-    }
-    all << ProviderCardModel::percentSuffix() << ProviderCardModel::staleTitle()
-        << ProviderCardModel::staleDetail() << ProviderCardModel::privacyLine()
-        << ProviderCardModel::dragToolTip() << PopoverViewModel::subtitle()
-        << PopoverViewModel::refreshToolTip() << PopoverViewModel::breakTitle()
-        << PopoverViewModel::settingsToolTip() << PopoverViewModel::quitToolTip()
-        << BreakViewModel::resetsInTitle() << BreakViewModel::resetTimeUnavailable()
-        << SettingsViewModel::styleTitles() << SettingsViewModel::privacyLines();
-    for (const auto style :
-         {BreakScreenStyle::photo, BreakScreenStyle::motion, BreakScreenStyle::minimal}) {
-        all << SettingsViewModel::styleDescription(style);
-    }
-    for (const auto kind :
-         {UsageWindow::Kind::session, UsageWindow::Kind::daily, UsageWindow::Kind::weekly,
-          UsageWindow::Kind::monthly, UsageWindow::Kind::credits}) {
-        all << usageWindowLabel(kind);
-    }
-    return all;
-}
-
-} // namespace
 
 // Times (whole minutes), plurals, the clock at 21:05, a reset at 16:05, the notification at 80%,
 // the styles and a stored message in each language; in German no text of the views stays English.
@@ -80,6 +45,33 @@ TEST(Translation, TextsTimesAndPluralsInEachLanguage) {
         {"Photo, Motion, Minimal", "Foto, Bewegung, Minimal", "Photo, Mouvement, Minimal"},
         {"Codex is not installed.", "Codex ist nicht installiert.",
          "Codex n\u2019est pas installé."}};
+    const auto viewTexts = [] { // the texts of the views' rules, in every state that shows one
+        using State = ProviderConnectionState;
+        using K = UsageWindow::Kind;
+        QStringList all;
+        for (const char* provider : {"codex", "claude-code"}) {
+            for (const State& state :
+                 {State::disconnected(), State::checking(), State::executableMissing(),
+                  State::loginRequired(), State::setupRequired(), State::waiting()}) {
+                const UsageSnapshot snapshot = usage(provider, Availability::ready, 0.5);
+                all << ProviderCardModel::connectionMessage(snapshot, state)
+                    << ProviderCardModel::connectionButtonTitle(snapshot, state);
+            }
+        }
+        return all << ProviderCardModel::percentSuffix() << ProviderCardModel::staleTitle()
+                   << ProviderCardModel::staleDetail() << ProviderCardModel::privacyLine()
+                   << ProviderCardModel::dragToolTip() << PopoverViewModel::subtitle()
+                   << PopoverViewModel::refreshToolTip() << PopoverViewModel::breakTitle()
+                   << PopoverViewModel::settingsToolTip() << PopoverViewModel::quitToolTip()
+                   << BreakViewModel::resetsInTitle() << BreakViewModel::resetTimeUnavailable()
+                   << SettingsViewModel::styleTitles() << SettingsViewModel::privacyLines()
+                   << SettingsViewModel::styleDescription(BreakScreenStyle::photo)
+                   << SettingsViewModel::styleDescription(BreakScreenStyle::motion)
+                   << SettingsViewModel::styleDescription(BreakScreenStyle::minimal)
+                   << usageWindowLabel(K::session) << usageWindowLabel(K::daily)
+                   << usageWindowLabel(K::weekly) << usageWindowLabel(K::monthly)
+                   << usageWindowLabel(K::credits);
+    };
     const QStringList english = viewTexts();
     const QDateTime now = QDateTime::currentDateTimeUtc();
     const QDateTime evening(QDate(2026, 5, 1), QTime(21, 5)), reset(evening.addSecs(-5 * 3600));

@@ -122,8 +122,7 @@ public:
         return found ? found : view->contentItem();
     }
     bool shown(const QString& name) const {
-        const QQuickItem* found = find(view->contentItem(), name);
-        return found != nullptr && found->isVisible();
+        return find(view->contentItem(), name) && item(name)->isVisible();
     }
     QString text(const QString& name) const { return item(name)->property("text").toString(); }
     void scrollTo(const QString& name) const {
@@ -135,13 +134,10 @@ public:
             std::max(0.0, flickable->property("contentHeight").toReal() - flickable->height());
         flickable->setProperty("contentY", std::clamp(top - 40.0, 0.0, bottom));
     }
-    // Scrolls to the control and clicks its middle; fails the test when it is not clickable.
+    // Scrolls to the control and clicks its middle; fails the test when it cannot be clicked.
     void click(const QString& name, QQuickItem* within = nullptr) const {
         const QQuickItem* target = item(name, within);
-        if (!target->isVisible() || !target->isEnabled()) {
-            ADD_FAILURE() << name.toStdString() << " cannot be clicked";
-            return;
-        }
+        EXPECT_TRUE(target->isVisible() && target->isEnabled()) << name.toStdString() << " hidden";
         if (settings && view == settings->window()) {
             scrollTo(name);
         }
