@@ -236,26 +236,6 @@ TEST_F(PopoverViewModelTest, EntriesFollowTheOrderAndDraggingOrAltArrowsSwapAndS
     EXPECT_EQ(harness.storedPreference("providerOrder"), stored(first));
 }
 
-// The update button, the refresh (live data) and the break, which closes the popover first.
-TEST_F(PopoverViewModelTest, ButtonsAskForLiveDataAndCloseBeforeTheBreak) {
-    harness.updateChecker = std::make_shared<FakeUpdateChecker>();
-    harness.updateChecker->offer =
-        AppUpdateManifest{"1.2.0", QUrl("https://example.org/lumora-1.2.0.deb"), {}, {}};
-    harness.storePreference("providerEnabled", true);
-    build();
-    ASSERT_TRUE(waitFor(model->checkForUpdates(true)));
-    EXPECT_EQ(popover->updateToolTip(), "Download Lumora 1.2.0");
-    popover->refresh();
-    EXPECT_TRUE(popover->isRefreshing());
-    ASSERT_TRUE(waitUntil([&] { return !popover->isRefreshing(); }));
-    EXPECT_EQ(harness.claude->script->lastForceLive(), true);
-    int breaksAtClose = -1;
-    QObject::connect(popover.get(), &PopoverViewModel::closeRequested,
-                     [&] { breaksAtClose = harness.desktop->breakWindowsShown; });
-    popover->startBreak();
-    EXPECT_EQ(std::pair(breaksAtClose, harness.desktop->breakWindowsShown), std::pair(0, 1));
-}
-
 using PopoverWindowTest = ViewTest;
 
 TEST(PopoverPlacement, OpensAwayFromTheNearestEdgesInsideTheAvailableArea) {
@@ -287,16 +267,17 @@ TEST_F(PopoverWindowTest, LoadsWithoutWarningsAndEachControlReachesTheModel) {
     harness.updateChecker = std::make_shared<FakeUpdateChecker>();
     harness.updateChecker->offer =
         AppUpdateManifest{"1.2.0", QUrl("https://example.org/lumora.deb"), {}, {}};
+    harness.storePreference("providerEnabled", true); // Claude Code on, Codex off
     openPopover();
     QQuickView* window = popover->window();
     EXPECT_EQ(window->width(), 340);
     EXPECT_TRUE(
         window->flags().testFlags(Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint));
-    EXPECT_EQ(harness.codex->script->fetches() + harness.claude->script->fetches(), 0)
-        << "both off: the opening refresh asks nobody";
+    EXPECT_EQ(harness.codex->script->fetches(), 0) << "the opening refresh asks only who is on";
     EXPECT_TRUE(popover->viewModel()->isActive());
     ASSERT_TRUE(waitFor(model->checkForUpdates(true)));
     ASSERT_TRUE(waitUntil([&] { return item("updateButton")->isVisible(); }));
+    EXPECT_EQ(popover->viewModel()->updateToolTip(), "Download Lumora 1.2.0");
     click("updateButton");
     EXPECT_EQ(harness.desktop->openedUrls, QList<QUrl>({QUrl("https://example.org/lumora.deb")}));
     // Connect on the Codex card: a readiness check, then Codex is on, refreshed, with its switch.
@@ -308,19 +289,25 @@ TEST_F(PopoverWindowTest, LoadsWithoutWarningsAndEachControlReachesTheModel) {
     }));
     click("menuBarSwitch", item("card-codex"));
     EXPECT_EQ(harness.storedPreference("showCodexInMenuBar"), QJsonValue(false));
+    const int claudeFetches = harness.claude->script->fetches();
     click("refreshButton");
     EXPECT_TRUE(item("refreshBusy")->isVisible());
-    ASSERT_TRUE(waitUntil([&] { return harness.codex->script->fetches() == 2; }));
-    EXPECT_EQ(harness.claude->script->fetches(), 0);
+    ASSERT_TRUE(waitUntil([&] {
+        return harness.codex->script->fetches() == 2 &&
+               harness.claude->script->fetches() == claudeFetches + 1;
+    }));
+    EXPECT_EQ(harness.claude->script->lastForceLive(), true) << "the popover asks for live data";
     QSignalSpy settings(popover.get(), &PopoverWindow::settingsRequested);
     QSignalSpy quit(popover->viewModel(), &PopoverViewModel::quitRequested);
-    QSignalSpy closeRequested(popover.get(), &PopoverWindow::closeRequested);
     QSignalSpy closed(popover.get(), &PopoverWindow::closed);
+    int breaksAtClose = -1; // the popover closes before the break
+    QObject::connect(popover.get(), &PopoverWindow::closeRequested,
+                     [&] { breaksAtClose = harness.desktop->breakWindowsShown; });
     click("settingsButton");
     click("quitButton");
     click("breakButton");
-    EXPECT_EQ(QList({settings.size(), quit.size(), closeRequested.size(), closed.size()}),
-              QList<qsizetype>({1, 1, 1, 1}));
+    EXPECT_EQ(QList({settings.size(), quit.size(), closed.size()}), QList<qsizetype>({1, 1, 1}));
+    EXPECT_EQ(std::pair(breaksAtClose, harness.desktop->breakWindowsShown), std::pair(0, 1));
     EXPECT_FALSE(popover->isShown() || window->isVisible());
     EXPECT_FALSE(popover->viewModel()->isActive()) << "no clock while hidden";
     const std::shared_ptr<ViewEngine> views = ViewEngine::shared();
@@ -335,8 +322,11 @@ TEST_F(PopoverWindowTest, LoadsWithoutWarningsAndEachControlReachesTheModel) {
 }
 
 // A card dropped on itself changes nothing; on the other it swaps, moved rather than rebuilt.
-TEST_F(PopoverWindowTest, DraggingACardOntoTheOtherSwapsAndStoresTheOrder) {
+// Another window taking the focus then closes the popover; a warm open near the screen's bottom
+// right corner shows the same window again, up and to the left of the click.
+TEST_F(PopoverWindowTest, DraggingACardSwapsThemAndAnotherWindowTakingTheFocusClosesIt) {
     openPopover();
+    QSignalSpy closed(popover.get(), &PopoverWindow::closed);
     QQuickItem* codex = item("card-codex");
     QQuickItem* claude = item("card-claude-code");
     ASSERT_LT(codex->mapToScene({}).y(), claude->mapToScene({}).y());
@@ -350,27 +340,18 @@ TEST_F(PopoverWindowTest, DraggingACardOntoTheOtherSwapsAndStoresTheOrder) {
     EXPECT_TRUE(popover->viewModel()->draggedProviderID().isEmpty());
     EXPECT_EQ(item("card-codex"), codex);
     ASSERT_TRUE(waitUntil([&] { return codex->mapToScene({}).y() > claude->mapToScene({}).y(); }));
-    ASSERT_TRUE(waitUntil([&] { return codex->opacity() == 1.0; }));
-}
-
-// Another window taking the focus closes it; a warm open near the screen's bottom right corner
-// shows the same window again, up and to the left of the click.
-TEST_F(PopoverWindowTest, ClosesWhenAnotherWindowTakesTheFocusAfterTheGrace) {
-    openPopover();
-    QSignalSpy closed(popover.get(), &PopoverWindow::closed);
-    ASSERT_TRUE(waitUntil([&] { return popover->window()->isActive(); }));
+    ASSERT_TRUE(waitUntil([&] { return codex->opacity() == 1.0 && view->isActive(); }));
     QWindow other;
     other.resize(100, 100);
     other.show();
     other.requestActivate();
     ASSERT_TRUE(waitUntil([&] { return closed.size() == 1; }));
-    QQuickView* window = popover->window();
-    EXPECT_FALSE(window->isVisible());
-    const QPoint corner = window->screen()->availableGeometry().bottomRight() - QPoint(5, 5);
+    EXPECT_FALSE(view->isVisible());
+    const QPoint corner = view->screen()->availableGeometry().bottomRight() - QPoint(5, 5);
     popover->show(corner);
-    EXPECT_EQ(popover->window(), window);
-    EXPECT_TRUE(window->isVisible());
-    EXPECT_EQ(window->geometry().bottomRight(), corner);
+    EXPECT_EQ(popover->window(), view);
+    EXPECT_TRUE(view->isVisible());
+    EXPECT_EQ(view->geometry().bottomRight(), corner);
     popover->close();
     EXPECT_EQ(closed.size(), 2);
 }
