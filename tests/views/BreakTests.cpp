@@ -152,42 +152,6 @@ TEST(BreakViewRules, OrderStylesAndTypeface) {
     }
 }
 
-// On a real application model: columns from the snapshots and switches, appearance from the
-// preferences, and the clock ticking only while active.
-TEST(BreakViewModelTest, ShowsEnabledProvidersAndTicksOnlyWhileActive) {
-    ModelHarness harness;
-    const QDateTime reset = QDateTime::currentDateTimeUtc().addSecs(2 * 3600 + 30);
-    harness.enableBoth(usage("claude-code", Availability::ready, 0.42, reset),
-                       usage("codex", Availability::ready, 0.07));
-    auto model = harness.makeModel();
-    ASSERT_TRUE(waitFor(model->refresh(false)));
-    BreakViewModel view(model.get());
-    EXPECT_EQ(
-        view.statuses()->statuses(),
-        (QList<BreakStatus>{{"codex", "CODEX", "93% LEFT", "Reset time unavailable", false},
-                            {"claude-code", "CLAUDE CODE", "58% LEFT", "2 hours 1 minute", true}}));
-    EXPECT_EQ(view.statuses()->index(1).data(BreakStatusList::TitleRole), "CLAUDE CODE");
-    int changes = 0;
-    QObject::connect(&view, &BreakViewModel::statusesChanged, [&] { ++changes; });
-    model->preferences()->setCodexEnabled(false);
-    model->preferences()->setClaudeEnabled(false);
-    EXPECT_FALSE(view.hasStatuses());
-    EXPECT_EQ(changes, 1);
-    model->preferences()->setBreakScreenStyle(BreakScreenStyle::photo);
-    EXPECT_EQ(view.background(), BreakViewModel::Background::Black);
-    model->preferences()->setBreakScreenStyle(BreakScreenStyle::motion);
-    EXPECT_EQ(view.background(), BreakViewModel::Background::Motion);
-    EXPECT_NEAR(view.secondaryInformationColorValue().alphaF(), 0.64, 0.001);
-    EXPECT_FALSE(view.isTicking());
-    view.setActive(true);
-    ASSERT_TRUE(view.isTicking());
-    const QDateTime started = view.now();
-    ASSERT_TRUE(waitUntil([&] { return view.now().time().second() != started.time().second(); },
-                          std::chrono::seconds(3)));
-    view.setActive(false);
-    EXPECT_FALSE(view.isTicking());
-}
-
 // Needs two screens: ctest's BreakWindowsTest.OnTwoScreens configures the offscreen platform so.
 TEST(BreakWindowsTest, OneFullScreenWindowPerScreenTextUnderTheCursorAndAnyInputEndsAll) {
     const QList<QScreen*> screens = QGuiApplication::screens();
@@ -265,20 +229,34 @@ TEST(ReduceMotionPortalTest, ReadsGnomeAndKdeKeysAndFollowsChanges) {
         EXPECT_EQ(readsReduceMotion(), reduced)
             << key.toStdString() << value.toString().toStdString();
     }
-    // In the photo style without a photo the windows are black and the field does not draw,
-    // until motion is chosen.
+    // The break on a real application model: columns from the snapshots and switches, the clock
+    // ticking only while shown; in the photo style without a photo the windows are black and the
+    // field does not draw, until motion is chosen.
     portal.values = {{gnome, true}};
     WarningLog warnings;
     ModelHarness harness;
     harness.storePreference("breakScreenStyle", "photo");
+    const QDateTime reset = QDateTime::currentDateTimeUtc().addSecs(2 * 3600 + 30);
+    harness.enableBoth(usage("claude-code", Availability::ready, 0.42, reset),
+                       usage("codex", Availability::ready, 0.07));
     auto model = harness.makeModel();
+    ASSERT_TRUE(waitFor(model->refresh(false)));
     BreakWindows breakWindows(model.get(), nullptr, bus.connect("app"));
     breakWindows.show();
+    BreakViewModel& view = *breakWindows.viewModel();
+    EXPECT_EQ(
+        view.statuses()->statuses(),
+        (QList<BreakStatus>{{"codex", "CODEX", "93% LEFT", "Reset time unavailable", false},
+                            {"claude-code", "CLAUDE CODE", "58% LEFT", "2 hours 1 minute", true}}));
+    EXPECT_EQ(view.statuses()->index(1).data(BreakStatusList::TitleRole), "CLAUDE CODE");
     QQuickWindow* window = breakWindows.textWindow();
     ASSERT_TRUE(waitUntil([&] { return fullScreen(window); }));
+    const QDateTime started = view.now();
+    ASSERT_TRUE(waitUntil([&] { return view.now().time().second() != started.time().second(); },
+                          std::chrono::seconds(3)));
     auto* field = window->findChild<AmbientCubeField*>("cubeField");
     EXPECT_FALSE(field->reduceMotion());
-    EXPECT_EQ(breakWindows.viewModel()->background(), BreakViewModel::Background::Black);
+    EXPECT_EQ(view.background(), BreakViewModel::Background::Black);
     EXPECT_FALSE(window->findChild<QQuickItem*>("motionBackground")->isVisible());
     EXPECT_EQ(window->grabWindow().pixelColor(5, 5), QColor(Qt::black));
     // Announced until heard: the reader's subscription may still be on its way to the bus.
@@ -297,7 +275,15 @@ TEST(ReduceMotionPortalTest, ReadsGnomeAndKdeKeysAndFollowsChanges) {
     // The first frames of a full-screen field take long in an unoptimised build on a busy machine.
     ASSERT_TRUE(waitUntil([&] { return field->framesRendered() >= 2; }, std::chrono::seconds(90)));
     EXPECT_NE(window->grabWindow().pixelColor(5, 5), QColor(Qt::black));
+    EXPECT_EQ(view.background(), BreakViewModel::Background::Motion);
+    EXPECT_NEAR(view.secondaryInformationColorValue().alphaF(), 0.64, 0.001);
     breakWindows.end();
+    EXPECT_FALSE(view.isTicking());
+    int changes = 0;
+    QObject::connect(&view, &BreakViewModel::statusesChanged, [&] { ++changes; });
+    model->preferences()->setCodexEnabled(false);
+    model->preferences()->setClaudeEnabled(false);
+    EXPECT_EQ(std::pair(view.hasStatuses(), changes), std::pair(false, 1));
     EXPECT_EQ(significantWarnings(warnings), QStringList());
 }
 
