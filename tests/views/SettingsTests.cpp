@@ -26,10 +26,14 @@ QFileDialog* openFileDialog() {
 
 } // namespace
 
-// One fixed window that wins the focus back when taken right after showing (as a popover closing
-// then does), only hidden by closing, and whose controls Tab reaches, each scrolled into sight.
+// A fresh user's rows in one fixed window that wins the focus back when taken right after showing
+// (as a popover closing then does), only hidden by closing, and whose controls Tab reaches.
 TEST_F(SettingsTest, OneFixedWindowRaisedAgainAfterItIsShown) {
     openSettings();
+    EXPECT_FALSE(shown("disconnectCodexButton") || shown("disconnectClaudeButton"));
+    EXPECT_EQ(item("codexStatus")->property("value").toString(),
+              AppModel::statusTitle(model->codexSnapshot(), QDateTime::currentDateTimeUtc()));
+    screenshot("disconnected");
     EXPECT_EQ(std::tuple(view->title(), view->minimumSize(), view->maximumSize(),
                          item("scroller")->size().toSize()),
               std::tuple("Lumora Settings", QSize(520, 520), QSize(520, 520), QSize(520, 520)));
@@ -70,15 +74,8 @@ TEST_F(SettingsTest, StatusRowsFollowTheClockAndDisconnectSwitchesProvidersOff) 
     const auto value = [&](const char* name) {
         return item(name)->property("value").toString();
     };
-    openSettings();
-    EXPECT_FALSE(shown("disconnectCodexButton") || shown("disconnectClaudeButton"));
-    EXPECT_EQ(value("codexStatus"),
-              AppModel::statusTitle(model->codexSnapshot(), QDateTime::currentDateTimeUtc()));
-    screenshot("disconnected");
-    TearDown();
     harness.enableBoth(usage("claude-code", Availability::ready, 0.4),
                        usage("codex", Availability::limited, 0.85));
-    model.reset();
     openSettings();
     SettingsViewModel& rows = *settings->viewModel();
     const QDateTime capturedAt = model->snapshot().capturedAt;
