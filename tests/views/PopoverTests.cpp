@@ -242,19 +242,15 @@ TEST(PopoverPlacement, OpensAwayFromTheNearestEdgesInsideTheAvailableArea) {
     const QSize size(340, 400);
     const QList<QRect> one = {QRect(0, 0, 1920, 1050)}; // a panel takes the bottom 30 pixels
     const QList<QRect> two = {QRect(0, 0, 1920, 1080), QRect(1920, 200, 1280, 800)};
+    // The corners, the edges beside the middle, outside every screen (clamped into the nearest),
+    // on the panel (kept above it); on two screens the one under the cursor; a smaller screen.
     const std::tuple<QList<QRect>, QPoint, QPoint> rows[] = {
-        {one, {20, 5}, {20, 5}},          // top left: right of and below the cursor
-        {one, {1900, 5}, {1561, 5}},      // top right: to the left
-        {one, {1900, 1049}, {1561, 650}}, // bottom right: to the left and above
-        {one, {20, 1049}, {20, 650}},     // bottom left: above
-        {one, {960, 1040}, {621, 641}},   // bottom edge, right of the middle
-        {one, {1919, 500}, {1580, 500}},  // right edge, above the middle
-        {one, {-30, -40}, {0, 0}},        // outside every screen: clamped into the nearest
-        {one, {1910, 1070}, {1571, 650}}, // on the panel itself: kept above it
-        {two, {1925, 210}, {1925, 210}},  // two screens: the one under the cursor decides
-        {two, {3190, 990}, {2851, 591}},
-        {two, {1915, 10}, {1576, 10}},
-        {{QRect(100, 50, 320, 240)}, {300, 200}, {100, 50}}}; // a smaller screen: its corner
+        {one, {20, 5}, {20, 5}},          {one, {1900, 5}, {1561, 5}},
+        {one, {1900, 1049}, {1561, 650}}, {one, {20, 1049}, {20, 650}},
+        {one, {960, 1040}, {621, 641}},   {one, {1919, 500}, {1580, 500}},
+        {one, {-30, -40}, {0, 0}},        {one, {1910, 1070}, {1571, 650}},
+        {two, {1925, 210}, {1925, 210}},  {two, {3190, 990}, {2851, 591}},
+        {two, {1915, 10}, {1576, 10}},    {{QRect(100, 50, 320, 240)}, {300, 200}, {100, 50}}};
     for (const auto& [screens, cursor, expected] : rows) {
         EXPECT_EQ(popoverPosition(cursor, size, screens), expected)
             << cursor.x() << "," << cursor.y();
