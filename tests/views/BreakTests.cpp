@@ -57,6 +57,9 @@ public slots:
 
 } // namespace
 
+using BreakWindowsTest = ViewTest;
+using ReduceMotionPortalTest = ViewTest;
+
 // The countdown rounds up to whole minutes (milliseconds too); the clock is the local 12-hour one.
 TEST(BreakViewRules, CountdownAndClock) {
     const std::pair<double, const char*> countdowns[] = {
@@ -153,14 +156,12 @@ TEST(BreakViewRules, OrderStylesAndTypeface) {
 }
 
 // Needs two screens: ctest's BreakWindowsTest.OnTwoScreens configures the offscreen platform so.
-TEST(BreakWindowsTest, OneFullScreenWindowPerScreenTextUnderTheCursorAndAnyInputEndsAll) {
+TEST_F(BreakWindowsTest, OneFullScreenWindowPerScreenTextUnderTheCursorAndAnyInputEndsAll) {
     const QList<QScreen*> screens = QGuiApplication::screens();
     if (screens.size() < 2) {
         GTEST_SKIP() << "needs the offscreen platform with two screens";
     }
-    WarningLog warnings;
-    ModelHarness harness;
-    auto model = harness.makeModel();
+    model = harness.makeModel();
     BreakWindows breakWindows(model.get());
     // Each break on new windows, the text on the cursor's screen; Escape or a click ends it all.
     for (const int under : {1, 0}) {
@@ -194,12 +195,11 @@ TEST(BreakWindowsTest, OneFullScreenWindowPerScreenTextUnderTheCursorAndAnyInput
         ASSERT_TRUE(waitUntil([&] { return created[0].isNull() && created[1].isNull(); }));
         EXPECT_FALSE(breakWindows.viewModel()->isTicking());
     }
-    EXPECT_EQ(significantWarnings(warnings), QStringList());
 }
 
 // On a dbus-daemon of the test's own: the GNOME and KDE keys, then the break windows following
 // the portal's change signal.
-TEST(ReduceMotionPortalTest, ReadsGnomeAndKdeKeysAndFollowsChanges) {
+TEST_F(ReduceMotionPortalTest, ReadsGnomeAndKdeKeysAndFollowsChanges) {
     PrivateBus bus;
     ASSERT_TRUE(bus.isRunning());
     FakeSettingsPortal portal;
@@ -233,13 +233,12 @@ TEST(ReduceMotionPortalTest, ReadsGnomeAndKdeKeysAndFollowsChanges) {
     // ticking only while shown; in the photo style without a photo the windows are black and the
     // field does not draw, until motion is chosen.
     portal.values = {{gnome, true}};
-    WarningLog warnings;
-    ModelHarness harness;
+    warnings.clear();
     harness.storePreference("breakScreenStyle", "photo");
     const QDateTime reset = QDateTime::currentDateTimeUtc().addSecs(2 * 3600 + 30);
     harness.enableBoth(usage("claude-code", Availability::ready, 0.42, reset),
                        usage("codex", Availability::ready, 0.07));
-    auto model = harness.makeModel();
+    model = harness.makeModel();
     ASSERT_TRUE(waitFor(model->refresh(false)));
     BreakWindows breakWindows(model.get(), nullptr, bus.connect("app"));
     breakWindows.show();
@@ -284,7 +283,6 @@ TEST(ReduceMotionPortalTest, ReadsGnomeAndKdeKeysAndFollowsChanges) {
     model->preferences()->setCodexEnabled(false);
     model->preferences()->setClaudeEnabled(false);
     EXPECT_EQ(std::pair(view.hasStatuses(), changes), std::pair(false, 1));
-    EXPECT_EQ(significantWarnings(warnings), QStringList());
 }
 
 #include "BreakTests.moc"
