@@ -1,5 +1,4 @@
-// The break: its rules, its view model on a real application model, its full-screen windows and
-// the desktop's reduce-motion setting read over a real D-Bus.
+// The break: its rules, its view model, its windows and the desktop's reduce-motion setting.
 #include "ViewTestSupport.h"
 #include "cubefield/AmbientCubeField.h"
 #include "platform/ReduceMotion.h"
@@ -35,8 +34,7 @@ bool textShown(QQuickWindow* window) {
     return text && text->isVisible();
 }
 
-// The desktop portal's settings interface answering from a table ("namespace key"), with the
-// value in a second variant as Debian 12's portal does unless told otherwise.
+// The portal's settings ("namespace key"), wrapped twice as Debian 12's portal does unless told.
 class FakeSettingsPortal : public QObject, protected QDBusContext {
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "org.freedesktop.portal.Settings")
@@ -197,8 +195,7 @@ TEST_F(BreakWindowsTest, OneFullScreenWindowPerScreenTextUnderTheCursorAndAnyInp
     }
 }
 
-// On a dbus-daemon of the test's own: the GNOME and KDE keys, then the break windows following
-// the portal's change signal.
+// The GNOME and KDE keys on a bus of the test's own; the break windows follow their changes.
 TEST_F(ReduceMotionPortalTest, ReadsGnomeAndKdeKeysAndFollowsChanges) {
     PrivateBus bus;
     ASSERT_TRUE(bus.isRunning());
@@ -229,9 +226,8 @@ TEST_F(ReduceMotionPortalTest, ReadsGnomeAndKdeKeysAndFollowsChanges) {
         EXPECT_EQ(readsReduceMotion(), reduced)
             << key.toStdString() << value.toString().toStdString();
     }
-    // The break on a real application model: columns from the snapshots and switches, the clock
-    // ticking only while shown; in the photo style without a photo the windows are black and the
-    // field does not draw, until motion is chosen.
+    // Columns from the snapshots and switches, a clock ticking while shown; in the photo style
+    // without a photo the windows are black and the field does not draw until motion is chosen.
     portal.values = {{gnome, true}};
     warnings.clear();
     harness.storePreference("breakScreenStyle", "photo");

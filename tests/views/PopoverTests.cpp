@@ -1,5 +1,4 @@
-// The popover: its placement, its view model on a real application model, and the window
-// clicked and dragged as a user would.
+// The popover: its placement, its view model, and its window clicked and dragged as a user would.
 #include "ViewTestSupport.h"
 #include "views/PopoverPlacement.h"
 #include "views/PopoverViewModel.h"
@@ -48,8 +47,7 @@ protected:
 
 } // namespace
 
-// The card's figures, tint, reset and what a screen reader says, across windows, ratios, resets;
-// exactly the stale-after age is fresh, a second more turns the shown card stale on its own.
+// A card's figures, tint, reset and spoken text; past its stale-after age it turns stale itself.
 TEST_F(PopoverViewModelTest, UsageBlockShowsWholePercentLeftWithTintLabelResetAndSpokenText) {
     using W = UsageWindow;
     using K = UsageWindow::Kind;
@@ -174,8 +172,7 @@ TEST_F(PopoverViewModelTest, EveryConnectionStateHasItsMessageAndButtonWhichActs
     EXPECT_EQ(harness.desktop->openedUrls.size(), 2);
 }
 
-// The entries follow the order with dividers between cards only; a drag onto another card swaps
-// at once (as moves, so that views keep their items) and stores the order, as Alt+Up/Down do.
+// Entries in order, dividers between cards; a drag or Alt+arrow swaps (as moves) and stores it.
 TEST_F(PopoverViewModelTest, EntriesFollowTheOrderAndDraggingOrAltArrowsSwapAndStoreIt) {
     build();
     PopoverEntries& entries = *popover->entries();
@@ -257,8 +254,7 @@ TEST(PopoverPlacement, OpensAwayFromTheNearestEdgesInsideTheAvailableArea) {
     }
 }
 
-// Each control reaches the model; the views are released a while after the last window closed
-// and built again, complete, at the next open.
+// Each control reaches the model; the views are released after the last close and rebuilt.
 TEST_F(PopoverWindowTest, LoadsWithoutWarningsAndEachControlReachesTheModel) {
     harness.updateChecker = std::make_shared<FakeUpdateChecker>();
     harness.updateChecker->offer =
@@ -317,9 +313,8 @@ TEST_F(PopoverWindowTest, LoadsWithoutWarningsAndEachControlReachesTheModel) {
     EXPECT_TRUE(item("menuBarSwitch", item("card-codex"))->isVisible());
 }
 
-// A card dropped on itself changes nothing; on the other it swaps, moved rather than rebuilt.
-// Another window taking the focus then closes the popover; a warm open near the screen's bottom
-// right corner shows the same window again, up and to the left of the click.
+// A card dropped on the other swaps (on itself nothing); losing the focus closes the popover,
+// and a warm open near the bottom right corner shows the same window up and left of the click.
 TEST_F(PopoverWindowTest, DraggingACardSwapsThemAndAnotherWindowTakingTheFocusClosesIt) {
     openPopover();
     QSignalSpy closed(popover.get(), &PopoverWindow::closed);

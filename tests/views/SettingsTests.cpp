@@ -26,8 +26,7 @@ QFileDialog* openFileDialog() {
 
 } // namespace
 
-// A fresh user's rows in one fixed window that wins the focus back when taken right after showing
-// (as a popover closing then does), only hidden by closing, and whose controls Tab reaches.
+// One fixed window: wins back the focus taken right after showing, hides on close, Tab walks it.
 TEST_F(SettingsTest, OneFixedWindowRaisedAgainAfterItIsShown) {
     openSettings();
     EXPECT_FALSE(shown("disconnectCodexButton") || shown("disconnectClaudeButton"));
@@ -68,8 +67,7 @@ TEST_F(SettingsTest, OneFixedWindowRaisedAgainAfterItIsShown) {
     }
 }
 
-// The status rows follow the clock while shown; Refresh asks for live data; Disconnect switches
-// a provider off in the file.
+// Status rows follow the clock; Refresh asks for live data; Disconnect switches a provider off.
 TEST_F(SettingsTest, StatusRowsFollowTheClockAndDisconnectSwitchesProvidersOff) {
     const auto value = [&](const char* name) {
         return item(name)->property("value").toString();
@@ -108,8 +106,7 @@ TEST_F(SettingsTest, StatusRowsFollowTheClockAndDisconnectSwitchesProvidersOff) 
     EXPECT_EQ(harness.storedPreference("providerEnabled"), QJsonValue(false));
 }
 
-// Each style's description and the photo's controls; a file that is no image shows the message
-// in red until a good photo clears it; deleting the photo keeps the style chosen.
+// Each style's description and photo controls; a file that is no image is refused in red.
 TEST_F(SettingsTest, StylesAndThePhotoWithItsImportFailures) {
     openSettings();
     const auto controls = [&] { // the photo's shown controls, and the description
@@ -157,8 +154,7 @@ TEST_F(SettingsTest, StylesAndThePhotoWithItsImportFailures) {
     EXPECT_EQ(settings->viewModel()->selectedStyle(), 2) << "an unknown index changes nothing";
 }
 
-// The text colour, notifications, start at login (with a folder that cannot be made) and the
-// history, each written to its real file.
+// Text colour, notifications, start at login (failing, then not) and history in their files.
 TEST_F(SettingsTest, TextColourNotificationsStartAtLoginAndHistoryWriteTheirFiles) {
     writeFile(harness.home.filePath(".config/autostart"), "a file where the folder should be");
     harness.storePreference("providerEnabled", true);
@@ -269,8 +265,7 @@ TEST_F(SettingsTest, TheUpdatesSectionShowsTheCheckThenTheOffer) {
     EXPECT_EQ(harness.desktop->openedUrls, QList<QUrl>{download});
 }
 
-// The desktop's file dialog sits on the settings window while that is shown, and stands alone in
-// front of everything otherwise; a file accepted in it becomes the photo.
+// The file dialog sits on the shown settings window, else alone on top; its file is the photo.
 TEST_F(SettingsTest, ImageDialogOpensOverTheSettingsWindowOrInFrontOfEverything) {
     AppModel::Services services = harness.services();
     auto windows = std::make_shared<AppWindows>();
