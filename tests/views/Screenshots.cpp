@@ -1,16 +1,21 @@
 // Every view in the states worth looking at after a change of it, one PNG each in
 // build/screenshots/<folder>/<name>.png; the German and French ones show clipped or overlapping
-// texts (`ctest -R TranslationScreenshots`).
+// texts (`ctest -R TranslationScreenshots`). And the texts that are easy to get wrong, in English,
+// German and French, in one table.
 #include "ViewTestSupport.h"
-
+#include "core/CodexUsageProvider.h"
+#include "core/Messages.h"
+#include "core/RelativeTime.h"
+#include "core/UsageWindowLabel.h"
 #include "cubefield/AmbientCubeField.h"
 #include "history/HistoryStore.h"
+#include "model/UsageNotifications.h"
 #include "views/BreakViewModel.h"
 #include "views/BreakWindows.h"
 #include "views/PopoverViewModel.h"
-
+#include "views/ProviderCardModel.h"
+#include "views/SettingsViewModel.h"
 #include <QQmlEngine>
-#include <QQuickView>
 #include <QTest>
 
 namespace lumora::test {
@@ -20,13 +25,14 @@ using Readiness = LocalProviderReadiness;
 enum class View { popover, breakView, breakScreen, settings };
 enum class Then { nothing, continueSetup, check, offerUpdate, drag };
 struct Shot {
-    QString path = QString(); // folder/name
-    View view = View::popover;
+    QString path = QString();                                                 // folder/name
     std::optional<UsageSnapshot> claude = std::nullopt, codex = std::nullopt; // both on when set
-    std::optional<std::pair<Readiness, Readiness>> verdicts = std::nullopt;   // Codex's, Claude's
-    Then then = Then::nothing; // once the view is open
-    double perHour = 0;        // a history of a climb at this rate through the last `minutes`
-    int minutes = 0, providers = 2;
+    Then then = Then::nothing;                                                // once it is open
+    double perHour = 0; // a history of a climb at this rate through the last `minutes`
+    int minutes = 0;
+    std::optional<std::pair<Readiness, Readiness>> verdicts = std::nullopt; // Codex's, Claude's
+    View view = View::popover;
+    int providers = 2;
     BreakScreenStyle style = BreakScreenStyle::motion;
     QSize size = QSize();
     const char* locale = nullptr;
@@ -35,20 +41,6 @@ struct Shot {
 void PrintTo(const Shot& shot, std::ostream* out) {
     *out << shot.path.toStdString();
 }
-
-class Screenshots : public ViewTest, public ::testing::WithParamInterface<Shot> {
-public:
-    void TearDown() override {
-        breakView.reset();
-        breakWindows.reset();
-        breakModel.reset();
-        ViewTest::TearDown();
-    }
-    std::unique_ptr<BreakViewModel> breakModel;
-    QQmlEngine engine;
-    std::unique_ptr<QQuickView> breakView;
-    std::unique_ptr<BreakWindows> breakWindows;
-};
 
 const QDateTime inTwoHours = QDateTime::currentDateTimeUtc().addSecs(2 * 3600 + 15 * 60 + 30);
 UsageSnapshot claude(double used) {
@@ -59,12 +51,11 @@ UsageSnapshot codex(double used, Availability availability = Availability::ready
                     const QDateTime& reset = inTwoHours.addSecs(3600)) {
     return usage("codex", availability, used, reset);
 }
-UsageSnapshot olderBy(UsageSnapshot snapshot, int seconds) {
-    snapshot.capturedAt = snapshot.capturedAt.addSecs(-seconds);
-    return snapshot;
-}
-UsageSnapshot withWeekly(UsageSnapshot snapshot) {
-    snapshot.windows.append({UsageWindow::Kind::weekly, 0.36, snapshot.capturedAt.addDays(4)});
+UsageSnapshot withWeekly(UsageSnapshot snapshot, bool weekly = true, int olderBy = 0) {
+    if (weekly) {
+        snapshot.windows.append({UsageWindow::Kind::weekly, 0.36, snapshot.capturedAt.addDays(4)});
+    }
+    snapshot.capturedAt = snapshot.capturedAt.addSecs(-olderBy);
     return snapshot;
 }
 
@@ -79,94 +70,78 @@ void climb(HistoryStore& store, const UsageSnapshot& now, double perHour, int mi
 }
 
 std::vector<Shot> views() {
-    const auto both = [](const Readiness& verdict) {
-        return std::pair{verdict, verdict};
+    const auto state = [](const char* name, Readiness codex, Readiness claude,
+                          Then then = Then::nothing) {
+        return Shot{.path = QString("popover/state-") + name,
+                    .then = then,
+                    .verdicts = std::pair{codex, claude}};
     };
-    const auto failed = std::pair{Readiness::unavailable("Codex did not answer within 8 seconds."),
-                                  Readiness::unavailable("Claude Code settings could not be "
-                                                         "updated safely.")};
-    const auto starting =
-        UsageSnapshot::unavailable("claude-code", "Claude Code", "Claude Code is starting.");
     std::vector<Shot> shots = {
-        {.path = "popover/fresh-user"},
-        {.path = "popover/connected-93-58",
-         .claude = claude(0.42),
-         .codex = codex(0.07, Availability::ready, inTwoHours.addDays(3))},
-        {.path = "popover/stale-and-exhausted",
-         .claude = olderBy(claude(0.42), 12 * 60),
-         .codex = codex(1.0, Availability::blocked, inTwoHours)},
-        {.path = "popover/update-offered",
-         .claude = starting,
-         .codex = codex(0.81, Availability::ready, inTwoHours),
-         .then = Then::offerUpdate},
-        {.path = "popover/state-executable-missing",
-         .verdicts = both(Readiness::executableMissing())},
-        {.path = "popover/state-login-required", .verdicts = both(Readiness::loginRequired())},
-        {.path = "popover/state-setup-required", .verdicts = both(Readiness::setupRequired())},
-        {.path = "popover/state-failed", .verdicts = failed},
-        {.path = "popover/state-waiting",
-         .verdicts = std::pair{Readiness::executableMissing(), Readiness::loginRequired()},
-         .then = Then::continueSetup},
+        {"popover/fresh-user"},
+        {"popover/connected-93-58", claude(0.42),
+         codex(0.07, Availability::ready, inTwoHours.addDays(3))},
+        {"popover/stale-and-exhausted", withWeekly(claude(0.42), false, 12 * 60),
+         codex(1.0, Availability::blocked, inTwoHours)},
+        {"popover/update-offered",
+         UsageSnapshot::unavailable("claude-code", "Claude Code", "Claude Code is starting."),
+         codex(0.81, Availability::ready, inTwoHours), Then::offerUpdate},
+        state("executable-missing", Readiness::executableMissing(), Readiness::executableMissing()),
+        state("login-required", Readiness::loginRequired(), Readiness::loginRequired()),
+        state("setup-required", Readiness::setupRequired(), Readiness::setupRequired()),
+        state("failed", Readiness::unavailable("Codex did not answer within 8 seconds."),
+              Readiness::unavailable("Claude Code settings could not be updated safely.")),
+        state("waiting", Readiness::executableMissing(), Readiness::loginRequired(),
+              Then::continueSetup),
         {.path = "popover/state-checking", .then = Then::check},
-        // The Codex card halfway through a drag over Claude Code's.
-        {.path = "popover/dragging",
-         .claude = claude(0.42),
-         .codex = codex(0.07),
-         .then = Then::drag},
+        {"popover/dragging", claude(0.42), codex(0.07), Then::drag}, // Codex's halfway over
         // A kept history: the sparkline, its projection, the pace line and the weekly row.
-        {.path = "popover/pace-93-58",
-         .claude = withWeekly(claude(0.42)),
-         .codex = codex(0.07),
-         .perHour = 0.08,
-         .minutes = 150},
-        {.path = "popover/pace-limit-before-reset",
-         .claude = withWeekly(claude(0.78)),
-         .codex = codex(0.07),
-         .perHour = 0.33,
-         .minutes = 90},
-        {.path = "popover/pace-at-limit",
-         .claude = withWeekly(claude(1.0)),
-         .codex = codex(0.07),
-         .perHour = 0.3,
-         .minutes = 120},
-        {.path = "popover/pace-no-history",
-         .claude = withWeekly(claude(0.42)),
-         .codex = codex(0.07)},
-    };
+        {"popover/pace-93-58", withWeekly(claude(0.42)), codex(0.07), Then::nothing, 0.08, 150},
+        {"popover/pace-limit-before-reset", withWeekly(claude(0.78)), codex(0.07), Then::nothing,
+         0.33, 90},
+        {"popover/pace-at-limit", withWeekly(claude(1.0)), codex(0.07), Then::nothing, 0.3, 120},
+        {"popover/pace-no-history", withWeekly(claude(0.42)), codex(0.07)}};
     // The break view in every style, at two screen sizes, with two, one and no providers on.
     for (const auto style :
          {BreakScreenStyle::photo, BreakScreenStyle::motion, BreakScreenStyle::minimal}) {
         for (const QSize size : {QSize(1440, 900), QSize(3840, 2160)}) {
             for (const auto& [providers, set] : {std::pair{2, "both"}, {1, "one"}, {0, "none"}}) {
-                shots.push_back({QStringLiteral("break/break-%1-%2x%3-%4")
-                                     .arg(AppPreferences::rawValue(style))
-                                     .arg(size.width())
-                                     .arg(size.height())
-                                     .arg(set),
-                                 View::breakView, claude(0.42),
-                                 usage("codex", Availability::ready, 0.07), std::nullopt,
-                                 Then::nothing, 0, 0, providers, style, size});
+                shots.push_back({"break/break-" + AppPreferences::rawValue(style) +
+                                     QString("-%1x%2-").arg(size.width()).arg(size.height()) + set,
+                                 claude(0.42), usage("codex", Availability::ready, 0.07),
+                                 Then::nothing, 0, 0, std::nullopt, View::breakView, providers,
+                                 style, size});
             }
         }
     }
-    for (const char* locale : {"de_DE", "fr_FR"}) {
-        const QString code = QString::fromLatin1(locale).left(2);
-        const auto claude = usage("claude-code", Availability::limited, 0.86, inTwoHours);
-        const auto codex =
-            withWeekly(usage("codex", Availability::ready, 0.07,
-                             QDateTime::currentDateTimeUtc().addSecs(3 * 86400 + 600)));
-        for (const auto& [view, path] : {std::pair{View::popover, "languages/popover-"},
-                                         {View::breakScreen, "languages/break-"},
-                                         {View::settings, "settings/%1-break-screen"}}) {
-            shots.push_back({QString(path).contains('%') ? QString(path).arg(code) : path + code,
-                             view, claude, codex, std::nullopt, Then::nothing, 0, 0, 2,
-                             BreakScreenStyle::minimal, QSize(), locale});
+    const auto limited = usage("claude-code", Availability::limited, 0.86, inTwoHours);
+    const auto weekly = withWeekly(usage("codex", Availability::ready, 0.07,
+                                         QDateTime::currentDateTimeUtc().addSecs(3 * 86400 + 600)));
+    for (const QString code : {"de", "fr"}) {
+        for (const auto& [view, path] : {std::pair{View::popover, "languages/popover-" + code},
+                                         {View::breakScreen, "languages/break-" + code},
+                                         {View::settings, "settings/" + code + "-break-screen"}}) {
+            shots.push_back({path, limited, weekly, Then::nothing, 0, 0, std::nullopt, view, 2,
+                             BreakScreenStyle::minimal, QSize(), code == "de" ? "de_DE" : "fr_FR"});
         }
     }
     return shots;
 }
 
 } // namespace
+
+class Screenshots : public ViewTest, public ::testing::WithParamInterface<Shot> {
+public:
+    void TearDown() override {
+        breakView.reset();
+        breakWindows.reset();
+        breakModel.reset();
+        ViewTest::TearDown();
+    }
+    std::unique_ptr<BreakViewModel> breakModel;
+    QQmlEngine engine;
+    std::unique_ptr<QQuickView> breakView;
+    std::unique_ptr<BreakWindows> breakWindows;
+};
 
 TEST_P(Screenshots, Render) {
     const Shot& shot = GetParam();
@@ -192,11 +167,9 @@ TEST_P(Screenshots, Render) {
     QQuickWindow* window = nullptr;
     if (shot.view == View::popover) {
         openPopover();
-        window = view;
     } else if (shot.view == View::settings) {
         openSettings();
         scrollTo("styleDescription"); // the longest texts
-        window = view;
     } else if (shot.view == View::breakScreen) {
         breakWindows = std::make_unique<BreakWindows>(model.get());
         breakWindows->show();
@@ -222,6 +195,7 @@ TEST_P(Screenshots, Render) {
             shot.style != BreakScreenStyle::motion ||
             waitUntil([&] { return field->framesRendered() > 0; }, std::chrono::seconds(90)));
     }
+    window = window ? window : view;
     if (shot.verdicts) {
         model->handleCodexReadiness(shot.verdicts->first);
         model->handleClaudeReadiness(shot.verdicts->second);
@@ -259,5 +233,98 @@ const auto shotName = [](const ::testing::TestParamInfo<Shot>& info) {
     return QString(name).replace('/', '_').replace('-', '_').toStdString();
 };
 INSTANTIATE_TEST_SUITE_P(Views, Screenshots, ::testing::ValuesIn(views()), shotName);
+
+// Times (whole minutes), plurals, the clock at 21:05, a reset at 16:05, the notification at 80%,
+// the styles and a stored message in each language; in German no text of the views stays English.
+TEST(Translation, TextsTimesAndPluralsInEachLanguage) {
+    const QString nb(QChar(0x00A0));
+    const QStringList rows[] = {
+        // English, German, French
+        {"in 2 hr 15 min", "in 2 Std. 15 Min.", "dans 2 h 15 min"},
+        {"in 1 day 4 hr", "in 1 Tag 4 Std.", "dans 1 jour 4 h"},
+        {"in 3 days", "in 3 Tagen", "dans 3 jours"},
+        {"1 day ago", "vor 1 Tag", "il y a 1 jour"},
+        {"3 min ago", "vor 3 Min.", "il y a 3 min"},
+        {"in 3 hr", "in 3 Std.", "dans 3 h"},
+        {"in 1 min", "in 1 Min.", "dans 1 min"},
+        {"in under a minute", "in weniger als einer Minute", "dans moins d\u2019une minute"},
+        {"just now", "gerade eben", "\u00e0 l\u2019instant"},
+        {"just now", "gerade eben", "\u00e0 l\u2019instant"},
+        {"1 day 2 hr ago", "vor 1 Tag 2 Std.", "il y a 1 jour 2 h"},
+        {"in 3 days 2 hr", "in 3 Tagen 2 Std.", "dans 3 jours 2 h"},
+        {"3 days 2 hr ago", "vor 3 Tagen 2 Std.", "il y a 3 jours 2 h"},
+        {"2 hr 15 min ago", "vor 2 Std. 15 Min.", "il y a 2 h 15 min"},
+        {"3 hr ago", "vor 3 Std.", "il y a 3 h"},
+        {"1 minute", "1 Minute", "1 minute"},
+        {"1 hour 1 minute", "1 Stunde 1 Minute", "1 heure 1 minute"},
+        {"2 hours 5 minutes", "2 Stunden 5 Minuten", "2 heures 5 minutes"},
+        {"09:05", "21:05", "21:05"},
+        {"PM", "", ""},
+        {"Expected reset: 4:05 PM", "Voraussichtliche Zurücksetzung: 16:05",
+         "Réinitialisation prévue" + nb + ": 16:05"},
+        {"Codex usage reached 80%", "Codex: 80" + nb + "% des Kontingents genutzt",
+         "Codex" + nb + ": 80" + nb + "% du quota utilisés"},
+        {"Photo, Motion, Minimal", "Foto, Bewegung, Minimal", "Photo, Mouvement, Minimal"},
+        {"Codex is not installed.", "Codex ist nicht installiert.",
+         "Codex n\u2019est pas installé."}};
+    const auto viewTexts = [] { // the texts of the views' rules, in every state that shows one
+        using State = ProviderConnectionState;
+        using K = UsageWindow::Kind;
+        QStringList all;
+        for (const char* provider : {"codex", "claude-code"}) {
+            for (const State& state :
+                 {State::disconnected(), State::checking(), State::executableMissing(),
+                  State::loginRequired(), State::setupRequired(), State::waiting()}) {
+                const UsageSnapshot snapshot = usage(provider, Availability::ready, 0.5);
+                all << ProviderCardModel::connectionMessage(snapshot, state)
+                    << ProviderCardModel::connectionButtonTitle(snapshot, state);
+            }
+        }
+        return all << ProviderCardModel::percentSuffix() << ProviderCardModel::staleTitle()
+                   << ProviderCardModel::staleDetail() << ProviderCardModel::privacyLine()
+                   << ProviderCardModel::dragToolTip() << PopoverViewModel::subtitle()
+                   << PopoverViewModel::refreshToolTip() << PopoverViewModel::breakTitle()
+                   << PopoverViewModel::settingsToolTip() << PopoverViewModel::quitToolTip()
+                   << BreakViewModel::resetsInTitle() << BreakViewModel::resetTimeUnavailable()
+                   << SettingsViewModel::styleTitles() << SettingsViewModel::privacyLines()
+                   << SettingsViewModel::styleDescription(BreakScreenStyle::photo)
+                   << SettingsViewModel::styleDescription(BreakScreenStyle::motion)
+                   << SettingsViewModel::styleDescription(BreakScreenStyle::minimal)
+                   << usageWindowLabel(K::session) << usageWindowLabel(K::daily)
+                   << usageWindowLabel(K::weekly) << usageWindowLabel(K::monthly)
+                   << usageWindowLabel(K::credits);
+    };
+    const QStringList english = viewTexts();
+    const QDateTime now = QDateTime::currentDateTimeUtc();
+    const QDateTime evening(QDate(2026, 5, 1), QTime(21, 5)), reset(evening.addSecs(-5 * 3600));
+    for (const int column : {0, 1, 2}) {
+        const char* locale = std::array{"en_US", "de_DE", "fr_FR"}[column];
+        const Language language(locale);
+        QStringList texts, expected;
+        for (const int seconds :
+             {8130, 28 * 3600 + 60, 3 * 86400, -86400 - 30, -3 * 60 - 59, 3 * 3600, 60, 59, 0, -59,
+              -26 * 3600, 3 * 86400 + 7230, -3 * 86400 - 7200, -8100, -3 * 3600}) {
+            texts << relativeTimeText(now.addSecs(seconds), now);
+        }
+        for (const int minutes : {1, 61, 125}) {
+            texts << BreakViewModel::resetCountdown(now.addSecs(minutes * 60), now);
+        }
+        const UsageSnapshot high = usage("codex", Availability::ready, 0.85, reset);
+        const auto notification = usageNotification(usage("codex", Availability::ready, 0.5), high);
+        texts << BreakViewModel::clockTime(evening) << BreakViewModel::meridiem(evening)
+              << resetDescription(high) << (notification ? notification->title : "none")
+              << SettingsViewModel::styleTitles().join(", ")
+              << shownMessage(CodexUsageProvider::notInstalledMessage);
+        for (const QStringList& row : rows) {
+            expected << row[column];
+        }
+        EXPECT_EQ(texts, expected) << locale;
+        const QStringList translated = viewTexts();
+        for (qsizetype i = 0; column == 1 && i < english.size(); ++i) {
+            EXPECT_TRUE(translated[i] != english[i] || english[i] == "Minimal")
+                << english[i].toStdString();
+        }
+    }
+}
 
 } // namespace lumora::test

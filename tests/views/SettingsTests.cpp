@@ -1,16 +1,12 @@
 // The settings window clicked as a user would, on the real preferences, history and autostart
 // files; build/screenshots/settings/*.png to look at.
 #include "ViewTestSupport.h"
-
-#include "core/RelativeTime.h"
 #include "history/HistoryStore.h"
 #include "views/AppWindows.h"
 #include "views/SettingsViewModel.h"
-
 #include <QApplication>
 #include <QFileDialog>
 #include <QJsonArray>
-#include <QPalette>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -30,16 +26,18 @@ QFileDialog* openFileDialog() {
 
 } // namespace
 
+// One fixed window: wins back the focus taken right after showing, hides on close, Tab walks it.
 TEST_F(SettingsTest, OneFixedWindowRaisedAgainAfterItIsShown) {
     openSettings();
-    EXPECT_EQ(view->title(), "Lumora Settings");
-    EXPECT_EQ(view->minimumSize(), QSize(520, 520));
-    EXPECT_EQ(view->maximumSize(), QSize(520, 520));
-    EXPECT_TRUE(view->flags().testFlag(Qt::WindowStaysOnTopHint));
-    EXPECT_FALSE(view->flags().testFlag(Qt::WindowMinimizeButtonHint));
-    EXPECT_EQ(item("scroller")->size(), QSizeF(520, 520));
-    // Another window takes the focus right after the settings window was shown (as a popover
-    // closing at that moment does); the second raise wins it back.
+    EXPECT_FALSE(shown("disconnectCodexButton") || shown("disconnectClaudeButton"));
+    EXPECT_EQ(item("codexStatus")->property("value").toString(),
+              AppModel::statusTitle(model->codexSnapshot(), QDateTime::currentDateTimeUtc()));
+    screenshot("disconnected");
+    EXPECT_EQ(std::tuple(view->title(), view->minimumSize(), view->maximumSize(),
+                         item("scroller")->size().toSize()),
+              std::tuple("Lumora Settings", QSize(520, 520), QSize(520, 520), QSize(520, 520)));
+    EXPECT_EQ(view->flags() & (Qt::WindowStaysOnTopHint | Qt::WindowMinimizeButtonHint),
+              Qt::WindowStaysOnTopHint);
     int raised = 0;
     QObject::connect(settings.get(), &SettingsWindow::raised, [&] { ++raised; });
     QWindow other;
@@ -49,14 +47,11 @@ TEST_F(SettingsTest, OneFixedWindowRaisedAgainAfterItIsShown) {
     other.requestActivate();
     EXPECT_EQ(raised, 1);
     ASSERT_TRUE(waitUntil([&] { return raised == 2 && QGuiApplication::focusWindow() == view; }));
-    // Closing only hides it; the next show brings back the same window.
     view->close();
     EXPECT_EQ(settings->visibleWindow(), nullptr);
     settings->show();
     EXPECT_EQ(settings->visibleWindow(), view);
     EXPECT_EQ(settings->window(), view);
-
-    // Tab reaches each control, from the first; the form scrolls each into sight.
     ASSERT_TRUE(waitUntil([&] { return view->activeFocusItem() != nullptr; }));
     EXPECT_EQ(view->activeFocusItem()->objectName(), "refreshButton");
     for (const QString name : {"styleButtonMinimal", "colorWell", "resetColorButton",
@@ -72,33 +67,28 @@ TEST_F(SettingsTest, OneFixedWindowRaisedAgainAfterItIsShown) {
     }
 }
 
+// Status rows follow the clock; Refresh asks for live data; Disconnect switches a provider off.
 TEST_F(SettingsTest, StatusRowsFollowTheClockAndDisconnectSwitchesProvidersOff) {
-    openSettings();
-    EXPECT_FALSE(shown("disconnectCodexButton") || shown("disconnectClaudeButton"));
-    EXPECT_EQ(item("codexStatus")->property("value").toString(),
-              AppModel::statusTitle(model->codexSnapshot(), QDateTime::currentDateTimeUtc()));
-    screenshot("disconnected");
-    TearDown();
-
+    const auto value = [&](const char* name) {
+        return item(name)->property("value").toString();
+    };
     harness.enableBoth(usage("claude-code", Availability::ready, 0.4),
                        usage("codex", Availability::limited, 0.85));
-    model.reset();
     openSettings();
+    SettingsViewModel& rows = *settings->viewModel();
     const QDateTime capturedAt = model->snapshot().capturedAt;
     QDateTime now = capturedAt.addSecs(3 * 60 + 20);
-    settings->viewModel()->setClock([&] { return now; });
-    EXPECT_EQ(settings->viewModel()->lastChecked(), "3 min ago");
+    rows.setClock([&] { return now; });
+    EXPECT_EQ(rows.lastChecked(), "3 min ago");
     now = capturedAt.addDays(2);
-    EXPECT_EQ(settings->viewModel()->claudeStatus(), "Claude Code usage needs sync");
-    EXPECT_EQ(settings->viewModel()->lastChecked(), "2 days ago");
-    settings->viewModel()->setClock([] { return QDateTime::currentDateTimeUtc(); });
-    // Showing the window re-reads the rows once (and the times go on being re-read while shown).
-    QSignalSpy changes(settings->viewModel(), &SettingsViewModel::changed);
-    settings->viewModel()->setTicking(false);
-    settings->viewModel()->setTicking(true);
-    settings->viewModel()->setTicking(true);
+    EXPECT_EQ(std::pair(rows.claudeStatus(), rows.lastChecked()),
+              std::pair(QString("Claude Code usage needs sync"), QString("2 days ago")));
+    rows.setClock([] { return QDateTime::currentDateTimeUtc(); });
+    QSignalSpy changes(&rows, &SettingsViewModel::changed); // re-read once when shown
+    rows.setTicking(false);
+    rows.setTicking(true);
+    rows.setTicking(true);
     EXPECT_EQ(changes.size(), 1);
-
     harness.claude->script->fetchGate.close();
     click("refreshButton");
     ASSERT_TRUE(waitUntil([&] { return model->isRefreshing(); }));
@@ -106,9 +96,8 @@ TEST_F(SettingsTest, StatusRowsFollowTheClockAndDisconnectSwitchesProvidersOff) 
     harness.claude->script->fetchGate.open();
     ASSERT_TRUE(waitUntil([&] { return item("refreshButton")->isEnabled(); }));
     EXPECT_EQ(harness.claude->script->lastForceLive(), true);
-    EXPECT_EQ(item("claudeStatus")->property("value").toString(), "Claude Code is available");
-    EXPECT_EQ(item("codexStatus")->property("value").toString(), "Approaching the limit");
-    EXPECT_EQ(item("lastChecked")->property("value").toString(), "just now");
+    EXPECT_EQ(QStringList({value("claudeStatus"), value("codexStatus"), value("lastChecked")}),
+              QStringList({"Claude Code is available", "Approaching the limit", "just now"}));
     screenshot("connected", "codexStatus");
     click("disconnectCodexButton");
     EXPECT_EQ(harness.storedPreference("codexEnabled"), QJsonValue(false));
@@ -117,52 +106,45 @@ TEST_F(SettingsTest, StatusRowsFollowTheClockAndDisconnectSwitchesProvidersOff) 
     EXPECT_EQ(harness.storedPreference("providerEnabled"), QJsonValue(false));
 }
 
+// Each style's description and photo controls; a file that is no image is refused in red.
 TEST_F(SettingsTest, StylesAndThePhotoWithItsImportFailures) {
     openSettings();
-    const auto photoControls = [&] {
+    const auto controls = [&] { // the photo's shown controls, and the description
         QStringList names;
         for (const QString name :
              {"photoPreview", "choosePhotoButton", "deletePhotoButton", "photoError"}) {
-            if (shown(name)) {
-                names << name;
-            }
+            names << (shown(name) ? name : "");
         }
-        return names;
+        return names.join(' ').simplified() + ": " + text("styleDescription");
     };
-    EXPECT_EQ(photoControls(), QStringList{});
+    const auto choose = [&](const QString& file) {
+        harness.desktop->chosenImage = harness.home.filePath(file);
+        click("choosePhotoButton");
+        return controls();
+    };
+    const QString photo = "Your photo is copied into Lumora and stays only on this computer.";
+    EXPECT_FALSE(shown("choosePhotoButton"));
     click("styleButtonPhoto");
+    EXPECT_EQ(controls(), "choosePhotoButton: " + photo);
     EXPECT_EQ(harness.storedPreference("breakScreenStyle"), QJsonValue("photo"));
     EXPECT_EQ(item("styleButtonPhoto")->property("accessibilityValue"), "Selected");
     EXPECT_EQ(item("styleButtonMotion")->property("accessibilityValue"), "Not selected");
-    EXPECT_EQ(text("styleDescription"),
-              "Your photo is copied into Lumora and stays only on this computer.");
-    EXPECT_EQ(photoControls(), QStringList{"choosePhotoButton"});
     screenshot("style-photo-empty", "styleButtonPhoto");
-
-    // A file that is no image: the message in red, until a good photo clears it.
     writeFile(harness.home.filePath("notes.png"), "not a picture");
-    harness.desktop->chosenImage = harness.home.filePath("notes.png");
-    click("choosePhotoButton");
-    EXPECT_EQ(photoControls(), (QStringList{"choosePhotoButton", "photoError"}));
+    EXPECT_EQ(choose("notes.png"), "choosePhotoButton photoError: " + photo);
     EXPECT_EQ(text("photoError"), BreakBackgroundPhoto::unusablePhotoMessage);
     EXPECT_EQ(item("photoError")->property("color").value<QColor>(), QColor("#d70015"));
     screenshot("photo-error", "styleButtonPhoto");
     writePhoto(harness.home.filePath("beach.png"), QSize(640, 400));
-    harness.desktop->chosenImage = harness.home.filePath("beach.png");
-    click("choosePhotoButton");
-    EXPECT_EQ(photoControls(),
-              (QStringList{"photoPreview", "choosePhotoButton", "deletePhotoButton"}));
+    EXPECT_EQ(choose("beach.png"), "photoPreview choosePhotoButton deletePhotoButton: " + photo);
     EXPECT_EQ(text("choosePhotoButton"), "Change Photo…");
     EXPECT_TRUE(waitUntil([&] { return item("photoPreview")->height() == 120; }));
     screenshot("style-photo", "styleButtonPhoto");
-
     click("styleButtonMotion"); // hides the photo's controls though it is stored
-    EXPECT_EQ(photoControls(), QStringList{});
-    EXPECT_EQ(text("styleDescription"), "A slow, wind-driven stainless-steel surface.");
+    EXPECT_EQ(controls(), ": A slow, wind-driven stainless-steel surface.");
     screenshot("style-motion", "styleButtonMotion");
     click("styleButtonMinimal");
-    EXPECT_EQ(harness.storedPreference("breakScreenStyle"), QJsonValue("minimal"));
-    EXPECT_EQ(text("styleDescription"), "A black screen with white time and reset information.");
+    EXPECT_EQ(controls(), ": A black screen with white time and reset information.");
     screenshot("style-minimal", "styleButtonMinimal");
     click("styleButtonPhoto");
     click("deletePhotoButton");
@@ -170,18 +152,19 @@ TEST_F(SettingsTest, StylesAndThePhotoWithItsImportFailures) {
     EXPECT_EQ(harness.storedPreference("breakScreenStyle"), QJsonValue("minimal"));
     settings->viewModel()->selectStyle(7);
     EXPECT_EQ(settings->viewModel()->selectedStyle(), 2) << "an unknown index changes nothing";
-    EXPECT_EQ(settings->viewModel()->privacyLines().at(1),
-              "Usage data stays on this computer and is never shared with advertisers.");
 }
 
+// Text colour, notifications, start at login (failing, then not) and history in their files.
 TEST_F(SettingsTest, TextColourNotificationsStartAtLoginAndHistoryWriteTheirFiles) {
     writeFile(harness.home.filePath(".config/autostart"), "a file where the folder should be");
     harness.storePreference("providerEnabled", true);
     openSettings();
-    const auto storedColor = [&] {
-        return AppPreferences::loadBreakTextColor(
-                   JsonFilePreferencesStore(harness.preferencesPath()))
-            .toRgb();
+    const auto clickStores = [&](const char* name, const char* key, const QJsonValue& value) {
+        click(name);
+        EXPECT_EQ(harness.storedPreference(key), value) << name;
+    };
+    const auto checked = [&](const char* name) {
+        return item(name)->property("checked").toBool();
     };
     click("colorWell");
     QObject* dialog = view->findChild<QObject*>("colorDialog");
@@ -189,29 +172,27 @@ TEST_F(SettingsTest, TextColourNotificationsStartAtLoginAndHistoryWriteTheirFile
     dialog->setProperty("selectedColor", QColor(255, 204, 0));
     screenshot("color-dialog");
     QMetaObject::invokeMethod(dialog, "accept");
-    ASSERT_TRUE(waitUntil([&] { return storedColor() == QColor(255, 204, 0); }));
+    ASSERT_TRUE(waitUntil([&] {
+        return AppPreferences::loadBreakTextColor(
+                   JsonFilePreferencesStore(harness.preferencesPath()))
+                   .toRgb() == QColor(255, 204, 0);
+    }));
     EXPECT_EQ(item("colorWell")->property("color").value<QColor>(), QColor(255, 204, 0));
-    click("resetColorButton");
-    EXPECT_EQ(harness.storedPreference("breakTextColor"),
-              QJsonValue(QJsonArray{1.0, 1.0, 1.0, 1.0}));
-
-    click("alertsSwitch");
-    EXPECT_EQ(harness.storedPreference("alertsEnabled"), QJsonValue(true));
-    click("alertsSwitch");
-    EXPECT_EQ(harness.storedPreference("alertsEnabled"), QJsonValue(false));
-
-    // An autostart folder that cannot be made: the switch stays off and says why.
+    clickStores("resetColorButton", "breakTextColor", QJsonArray{1.0, 1.0, 1.0, 1.0});
+    clickStores("alertsSwitch", "alertsEnabled", true);
+    clickStores("alertsSwitch", "alertsEnabled", false);
     click("startAtLoginSwitch");
     EXPECT_TRUE(text("startupError").startsWith("Lumora could not be set to start at login."));
-    EXPECT_FALSE(item("startAtLoginSwitch")->property("checked").toBool());
+    EXPECT_FALSE(checked("startAtLoginSwitch"));
     screenshot("startup-error", "startAtLogin");
     const QPalette light = QGuiApplication::palette();
     QPalette dark;
+    const QColor text(230, 230, 230);
     for (const auto& [role, colour] : {std::pair{QPalette::Window, QColor(45, 45, 48)},
                                        {QPalette::Base, QColor(30, 30, 32)},
-                                       {QPalette::WindowText, QColor(230, 230, 230)},
-                                       {QPalette::Text, QColor(230, 230, 230)},
-                                       {QPalette::ButtonText, QColor(230, 230, 230)},
+                                       {QPalette::WindowText, text},
+                                       {QPalette::Text, text},
+                                       {QPalette::ButtonText, text},
                                        {QPalette::Button, QColor(60, 60, 64)},
                                        {QPalette::PlaceholderText, QColor(160, 160, 165)},
                                        {QPalette::Mid, QColor(80, 80, 84)},
@@ -227,40 +208,37 @@ TEST_F(SettingsTest, TextColourNotificationsStartAtLoginAndHistoryWriteTheirFile
     EXPECT_TRUE(QFileInfo::exists(entryPath()));
     click("startAtLoginSwitch");
     EXPECT_FALSE(QFileInfo::exists(entryPath()));
-    // The switch reads the entry again whenever the window is shown anew.
     writeFile(entryPath(), AutostartEntry::entryContent("/usr/bin/lumora"));
     settings->hide();
     settings->show();
-    EXPECT_TRUE(item("startAtLoginSwitch")->property("checked").toBool());
-
-    // The pace switch and the history, on the real file.
+    EXPECT_TRUE(checked("startAtLoginSwitch")) << "the entry is read again when shown anew";
+    // The history: cleared it goes on recording; turned off it is deleted and records nothing.
     const QString file = HistoryStore::defaultPath(harness.home.path());
     const auto rows = [&] {
-        return HistoryStore(file, HistoryStore::Access::readOnly)
-            .figures(QDateTime::currentDateTimeUtc().addDays(-1))
-            .size();
+        return QFileInfo::exists(file) ? HistoryStore(file, HistoryStore::Access::readOnly)
+                                             .figures(QDateTime::currentDateTimeUtc().addDays(-1))
+                                             .size()
+                                       : -1;
     };
-    harness.claude->script->setSnapshot(usage("claude-code", Availability::ready, 0.4));
-    ASSERT_TRUE(waitFor(model->refresh(false)));
-    ASSERT_EQ(rows(), 1) << "the refresh recorded its figure";
+    const auto refreshed = [&](double used) {
+        harness.claude->script->setSnapshot(usage("claude-code", Availability::ready, used));
+        EXPECT_TRUE(waitFor(model->refresh(false)));
+        return rows();
+    };
+    ASSERT_EQ(refreshed(0.4), 1);
     screenshot("pace-warnings", "paceAlerts");
-    click("paceAlertsSwitch");
-    EXPECT_EQ(harness.storedPreference("paceAlertsEnabled"), QJsonValue(false));
+    clickStores("paceAlertsSwitch", "paceAlertsEnabled", false);
     screenshot("history", "clearHistoryButton");
     click("clearHistoryButton");
     EXPECT_EQ(rows(), 0);
-    harness.claude->script->setSnapshot(usage("claude-code", Availability::ready, 0.5));
-    ASSERT_TRUE(waitFor(model->refresh(false)));
-    EXPECT_EQ(rows(), 1) << "a cleared history goes on recording";
-    click("keepHistorySwitch");
-    EXPECT_EQ(harness.storedPreference("keepUsageHistory"), QJsonValue(false));
-    EXPECT_FALSE(QFileInfo::exists(file)) << "turning the history off deletes it";
-    harness.claude->script->setSnapshot(usage("claude-code", Availability::ready, 0.6));
-    ASSERT_TRUE(waitFor(model->refresh(false)));
-    EXPECT_FALSE(QFileInfo::exists(file)) << "nothing is recorded while it is off";
+    EXPECT_EQ(refreshed(0.5), 1);
+    clickStores("keepHistorySwitch", "keepUsageHistory", false);
+    EXPECT_EQ(rows(), -1);
+    EXPECT_EQ(refreshed(0.6), -1);
     screenshot("history-off", "keepHistory");
 }
 
+// Checking for updates: the indicator while it runs, "up to date", then an offer to download.
 TEST_F(SettingsTest, TheUpdatesSectionShowsTheCheckThenTheOffer) {
     harness.updateChecker = std::make_shared<FakeUpdateChecker>();
     harness.storePreference("alertsEnabled", true); // both switches on, for the pictures
@@ -277,7 +255,6 @@ TEST_F(SettingsTest, TheUpdatesSectionShowsTheCheckThenTheOffer) {
     harness.updateChecker->gate.open();
     ASSERT_TRUE(waitUntil([&] { return item("checkForUpdatesButton")->isEnabled(); }));
     EXPECT_EQ(text("updateStatus"), UpdateChecks::upToDateMessage);
-
     const QUrl download("https://example.com/lumora-1.2.0.tar.gz");
     harness.updateChecker->offer = AppUpdateManifest{"1.2.0", download, std::nullopt, std::nullopt};
     click("checkForUpdatesButton");
@@ -288,8 +265,7 @@ TEST_F(SettingsTest, TheUpdatesSectionShowsTheCheckThenTheOffer) {
     EXPECT_EQ(harness.desktop->openedUrls, QList<QUrl>{download});
 }
 
-// The desktop's file dialog sits on the settings window while that is shown, and stands alone in
-// front of everything otherwise; a file accepted in it becomes the photo.
+// The file dialog sits on the shown settings window, else alone on top; its file is the photo.
 TEST_F(SettingsTest, ImageDialogOpensOverTheSettingsWindowOrInFrontOfEverything) {
     AppModel::Services services = harness.services();
     auto windows = std::make_shared<AppWindows>();
@@ -303,15 +279,14 @@ TEST_F(SettingsTest, ImageDialogOpensOverTheSettingsWindowOrInFrontOfEverything)
     model->chooseBreakBackgroundImage();
     QFileDialog* dialog = openFileDialog();
     ASSERT_NE(dialog, nullptr);
-    EXPECT_EQ(dialog->windowTitle(), "Choose a Break Background");
-    EXPECT_EQ(dialog->labelText(QFileDialog::Accept), "Choose Photo");
-    EXPECT_EQ(dialog->fileMode(), QFileDialog::ExistingFile);
+    EXPECT_EQ(std::tuple(dialog->windowTitle(), dialog->labelText(QFileDialog::Accept),
+                         dialog->fileMode(), dialog->windowModality()),
+              std::tuple("Choose a Break Background", "Choose Photo", QFileDialog::ExistingFile,
+                         Qt::WindowModal));
     EXPECT_TRUE(dialog->nameFilters().join(' ').contains("*.png"));
     EXPECT_EQ(dialog->windowHandle()->transientParent(), shownSettings);
-    EXPECT_EQ(dialog->windowModality(), Qt::WindowModal);
     dialog->reject();
     ASSERT_TRUE(waitUntil([&] { return openFileDialog() == nullptr; }));
-
     windows->settingsWindow().hide();
     model->chooseBreakBackgroundImage();
     ASSERT_NE(dialog = openFileDialog(), nullptr);

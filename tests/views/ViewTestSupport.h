@@ -1,57 +1,161 @@
 #pragma once
-
+// The views' tests: a model on fake services in a temporary home with the popover or the settings
+// window on it, controls found by objectName and clicked with real mouse events.
 #include "AppTestSupport.h"
 #include "platform/Autostart.h"
 #include "translations/Translations.h"
 #include "views/PopoverWindow.h"
 #include "views/SettingsWindow.h"
-
+#include <QDir>
+#include <QImage>
+#include <QLinearGradient>
+#include <QPainter>
 #include <QQuickItem>
 #include <QQuickView>
-#include <QQuickWindow>
+#include <QTest>
 #include <QTranslator>
-
 #include <gtest/gtest.h>
 
 namespace lumora::test {
 
-// Qt's and QML's warnings, less the offscreen platform's notes that it cannot raise windows.
-QStringList significantWarnings(const WarningLog& log);
-// The item named `name` under `root` in the visual tree (which holds a Repeater's items too).
-QQuickItem* findItem(QQuickItem* root, const QString& name);
-QPoint centre(const QQuickItem* item);
+inline QPoint centre(const QQuickItem* item) {
+    return item->mapToScene(QPointF(item->width() / 2, item->height() / 2)).toPoint();
+}
+
 // A landscape-like photo (sky, sun, ground) saved as PNG at `path`.
-void writePhoto(const QString& path, QSize size = QSize(3000, 1500));
+inline void writePhoto(const QString& path, QSize size = QSize(3000, 1500)) {
+    QImage photo(size, QImage::Format_RGB32);
+    QPainter painter(&photo);
+    painter.scale(size.width() / 3000.0, size.height() / 1500.0);
+    QLinearGradient sky(0, 0, 0, 1500);
+    sky.setStops({{0, QColor(40, 90, 160)}, {0.6, QColor(240, 180, 120)}, {1, QColor(30, 60, 40)}});
+    painter.fillRect(QRect(0, 0, 3000, 1500), sky);
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(QColor(250, 230, 170));
+    painter.drawEllipse(QPointF(1500, 800), 160, 160);
+    painter.fillRect(QRect(0, 1000, 3000, 500), QColor(20, 40, 30));
+    painter.end();
+    QDir().mkpath(QFileInfo(path).path());
+    EXPECT_TRUE(photo.save(path, "PNG")) << path.toStdString();
+}
+
 // Saves the window's frame, once animations rest (and background work is done when `settled`), as
 // <folder>/<name>.png under $LUMORA_SCREENSHOT_DIR or else build/screenshots, to be looked at.
-void screenshot(QQuickWindow& window, const QString& folder, const QString& name,
-                bool settled = true);
+inline void screenshot(QQuickWindow& window, const QString& folder, const QString& name,
+                       bool settled = true) {
+    if (settled) {
+        settle();
+    }
+    runEventsFor(std::chrono::milliseconds(400)); // bars, fades and switches come to rest
+    QString path = qEnvironmentVariable("LUMORA_SCREENSHOT_DIR");
+    path = path.isEmpty() ? QStringLiteral(LUMORA_TEST_BIN_DIR "/../screenshots/") + folder : path;
+    QDir().mkpath(path);
+    const QImage image = window.grabWindow();
+    EXPECT_TRUE(!image.isNull() && image.save(path + "/" + name + ".png", "PNG"))
+        << name.toStdString();
+}
 
 // Lumora in the language of `locale` while this exists, as the application sets it up.
 struct Language {
-    explicit Language(const char* locale);
+    explicit Language(const char* locale) : translator(translatorFor(QLocale(locale))) {
+        if (translator) {
+            QCoreApplication::installTranslator(translator.get());
+        }
+        QLocale::setDefault(QLocale(locale));
+    }
     ~Language() { QLocale::setDefault(QLocale::system()); }
     std::unique_ptr<QTranslator> translator;
 };
 
-// A model on fake services in a temporary home, and the popover or the settings window on it as
-// `view`; controls are found by objectName and clicked with real mouse events. Any Qt or QML
-// warning fails the test.
+// Any Qt or QML warning fails the test (the offscreen platform's notes aside).
 class ViewTest : public ::testing::Test {
 public:
-    void TearDown() override;
-    void openPopover(QPoint at = QPoint(0, 0));
-    void openSettings();
-    QQuickItem* item(const QString& name, QQuickItem* within = nullptr) const;
-    bool shown(const QString& name) const;
+    void TearDown() override {
+        if (afterwards) {
+            afterwards();
+        }
+        if (view) {
+            view->hide();
+        }
+        settle();
+        popover.reset();
+        settings.reset();
+        model.reset();
+        QStringList messages = warnings.messages(); // less the notes that it cannot raise windows
+        messages.removeIf(
+            [](const QString& m) { return m.startsWith("This plugin does not support"); });
+        EXPECT_TRUE(messages.isEmpty()) << messages.join('\n').toStdString();
+    }
+    void openPopover() {
+        model = model ? std::move(model) : harness.makeModel();
+        popover = std::make_unique<PopoverWindow>(model.get());
+        popover->show(QPoint(0, 0));
+        view = popover->window();
+        ASSERT_TRUE(waitUntil([&] { return view->isExposed() && !model->isRefreshing(); }));
+    }
+    void openSettings() {
+        model = model ? std::move(model) : harness.makeModel();
+        settings = std::make_unique<SettingsWindow>(
+            model.get(), std::make_shared<AutostartEntry>(entryPath(), "/usr/bin/lumora"));
+        settings->show();
+        ASSERT_TRUE(
+            waitUntil([&] { return settings->window() && settings->window()->isExposed(); }));
+        view = settings->window();
+    }
+    // The item in the visual tree, a Repeater's items too.
+    static QQuickItem* find(QQuickItem* root, const QString& name) {
+        QQuickItem* found = root->objectName() == name ? root : nullptr;
+        for (int i = 0; !found && i < root->childItems().size(); ++i) {
+            found = find(root->childItems()[i], name);
+        }
+        return found;
+    }
+    QQuickItem* item(const QString& name, QQuickItem* within = nullptr) const {
+        QQuickItem* found = find(within ? within : view->contentItem(), name);
+        EXPECT_NE(found, nullptr) << "no " << name.toStdString();
+        return found ? found : view->contentItem();
+    }
+    bool shown(const QString& name) const {
+        return find(view->contentItem(), name) && item(name)->isVisible();
+    }
     QString text(const QString& name) const { return item(name)->property("text").toString(); }
-    void scrollTo(const QString& name) const;
-    // Scrolls to the control and clicks its middle; fails the test when it is not clickable.
-    void click(const QString& name, QQuickItem* within = nullptr) const;
+    void scrollTo(const QString& name) const {
+        auto* flickable = item("scroller")->property("contentItem").value<QQuickItem*>();
+        ASSERT_NE(flickable, nullptr);
+        auto* content = flickable->property("contentItem").value<QQuickItem*>();
+        const qreal top = item(name)->mapToItem(content, QPointF(0, 0)).y();
+        const qreal bottom =
+            std::max(0.0, flickable->property("contentHeight").toReal() - flickable->height());
+        flickable->setProperty("contentY", std::clamp(top - 40.0, 0.0, bottom));
+    }
+    // Scrolls to the control and clicks its middle; fails the test when it cannot be clicked.
+    void click(const QString& name, QQuickItem* within = nullptr) const {
+        const QQuickItem* target = item(name, within);
+        EXPECT_TRUE(target->isVisible() && target->isEnabled()) << name.toStdString() << " hidden";
+        if (settings && view == settings->window()) {
+            scrollTo(name);
+        }
+        QTest::mouseClick(view, Qt::LeftButton, {}, centre(target));
+        QCoreApplication::processEvents();
+    }
     // Presses on `from`, moves to `to` in steps and lets go there unless `release` is false.
-    void drag(QQuickItem* from, QPoint to, bool release = true) const;
+    void drag(QQuickItem* from, QPoint to, bool release = true) const {
+        const QPoint start = centre(from);
+        QTest::mousePress(view, Qt::LeftButton, {}, start);
+        for (int step = 1; step <= 10; ++step) {
+            QTest::mouseMove(view, start + (to - start) * step / 10);
+        }
+        if (release) {
+            QTest::mouseRelease(view, Qt::LeftButton, {}, to);
+        }
+    }
     // The settings window as it is now, scrolled to `scrolledTo`, in the folder "settings".
-    void screenshot(const QString& name, const QString& scrolledTo = QString()) const;
+    void screenshot(const QString& name, const QString& scrolledTo = QString()) const {
+        if (!scrolledTo.isEmpty()) {
+            scrollTo(scrolledTo);
+        }
+        test::screenshot(*view, "settings", name, false);
+    }
     QString entryPath() const { return harness.home.filePath(".config/autostart/lumora.desktop"); }
 
     WarningLog warnings;
