@@ -1,157 +1,89 @@
+#include "AppTestSupport.h"
 #include "cubefield/AmbientCubeField.h"
 
 #include <QElapsedTimer>
-#include <QEventLoop>
-#include <QQuickItem>
 #include <QQuickWindow>
 #include <QSGRendererInterface>
-#include <QTimer>
 
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <functional>
-#include <memory>
 
-using lumora::AmbientCubeField;
+using namespace lumora;
+using namespace lumora::test;
+using namespace std::chrono_literals;
 
-namespace {
-
-// Runs the event loop for `ms` milliseconds.
-void runEvents(int ms) {
-    QEventLoop loop;
-    QTimer::singleShot(ms, &loop, &QEventLoop::quit);
-    loop.exec();
-}
-
-// Runs the event loop until `done` holds or `timeoutMs` pass; returns whether it held.
-bool runEventsUntil(const std::function<bool()>& done, int timeoutMs = 10000) {
-    QElapsedTimer clock;
-    clock.start();
-    while (!done()) {
-        if (clock.elapsed() > timeoutMs) {
-            return false;
-        }
-        runEvents(5);
-    }
-    return true;
-}
-
-class AmbientCubeFieldItem : public ::testing::Test {
-protected:
-    static void SetUpTestSuite() {
-        // The offscreen platform has no GPU; Qt Quick's software renderer still calls
-        // updatePaintNode and can grab the window.
-        QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
-    }
-
-    void SetUp() override {
-        window = std::make_unique<QQuickWindow>();
-        window->resize(320, 200);
-        field = new AmbientCubeField(window->contentItem());
-        field->setSize(QSizeF(320, 200));
-    }
-
-    void showAndWaitForFirstFrame() {
-        window->show();
-        ASSERT_TRUE(runEventsUntil([&] { return field->framesRendered() >= 1; }));
-    }
-
-    std::unique_ptr<QQuickWindow> window;
-    AmbientCubeField* field = nullptr; // owned by the window's content item
-};
-
-} // namespace
-
-// Never shown, hidden or without size it draws nothing; shown, frames move at most 45 a second.
-TEST_F(AmbientCubeFieldItem, AnimatesAtMost45FramesASecondAndDrawsNothingWhileHidden) {
-    runEvents(200);
-    EXPECT_EQ(field->framesRendered(), 0u);
-    showAndWaitForFirstFrame();
-    QElapsedTimer clock;
-    clock.start();
-    const quint64 start = field->framesRendered();
-    ASSERT_TRUE(runEventsUntil([&] { return field->framesRendered() >= start + 12; }));
-    runEvents(300);
-    const double seconds = clock.elapsed() / 1000.0;
-    const quint64 frames = field->framesRendered() - start;
-    EXPECT_LE(double(frames), std::ceil(seconds * 45) + 1) << frames << " frames in " << seconds;
-
-    const QImage before = window->grabWindow();
-    const quint64 now = field->framesRendered();
-    ASSERT_TRUE(runEventsUntil([&] { return field->framesRendered() >= now + 3; }));
-    EXPECT_NE(window->grabWindow(), before);
-
-    // After each way of hiding, the one frame that may have been in flight lands (later on a slow,
-    // instrumented build); after that no frame comes, and showing again draws.
-    const auto expectNoFramesWhile = [&](const char* what) {
-        // Not drawing: the frame has been handed over and counted.
-        ASSERT_TRUE(runEventsUntil([&] { return !field->isDrawing(); })) << what;
-        const quint64 frames = field->framesRendered();
-        runEvents(300);
-        EXPECT_EQ(field->framesRendered(), frames) << what;
+// Motion reduced: one frozen frame per size. In motion: at most 45 frames a second, none while
+// hidden in any way or without height, and the item can be destroyed with a frame in flight.
+TEST(AmbientCubeFieldItem, DrawsOnlyWhatIsSeenAtMost45FramesASecond) {
+    QQuickWindow::setGraphicsApi(QSGRendererInterface::Software); // offscreen: no GPU
+    QQuickWindow window;
+    window.resize(320, 200);
+    auto* field = new AmbientCubeField(window.contentItem());
+    field->setSize(QSizeF(320, 200));
+    const auto frames = [&] {
+        return field->framesRendered();
+    };
+    const auto reach = [&](quint64 n) {
+        return waitUntil([&] { return frames() >= n; });
+    };
+    // Once the one frame that may have been in flight has landed, no frame comes.
+    const auto expectStill = [&](const char* what) {
+        ASSERT_TRUE(waitUntil([&] { return !field->isDrawing(); })) << what;
+        const quint64 before = frames();
+        runEventsFor(300ms);
+        EXPECT_EQ(frames(), before) << what;
         EXPECT_FALSE(field->isDrawing()) << what;
     };
-    const auto expectFramesAgain = [&] {
-        const quint64 frames = field->framesRendered();
-        ASSERT_TRUE(runEventsUntil([&] { return field->framesRendered() > frames; }));
-    };
-
-    field->setVisible(false);
-    expectNoFramesWhile("item hidden");
-    field->setVisible(true);
-    expectFramesAgain();
-
-    window->hide();
-    expectNoFramesWhile("window hidden");
-    window->show();
-    expectFramesAgain();
-
-    field->setSize(QSizeF(320, 0));
-    expectNoFramesWhile("zero height");
-    // Nothing on screen either: the window shows its own (black) background.
-    const QImage grabbed = window->grabWindow();
-    EXPECT_EQ(grabbed.pixelColor(160, 100), window->color());
-}
-
-TEST_F(AmbientCubeFieldItem, ReducedMotionDrawsOneFrozenFrame) {
+    runEventsFor(200ms);
+    EXPECT_EQ(frames(), 0u); // never shown
     field->setReduceMotion(true);
-    showAndWaitForFirstFrame();
-    const QImage first = window->grabWindow();
-    runEvents(400);
-    EXPECT_EQ(field->framesRendered(), 1u);
-    EXPECT_EQ(window->grabWindow(), first);
+    window.show();
+    ASSERT_TRUE(reach(1));
+    const QImage frozen = window.grabWindow();
+    runEventsFor(300ms);
+    EXPECT_EQ(frames(), 1u);
+    EXPECT_EQ(window.grabWindow(), frozen);
+    field->setSize(QSizeF(300, 200)); // a new size: one new frozen frame
+    ASSERT_TRUE(reach(2));
+    runEventsFor(300ms);
+    EXPECT_EQ(frames(), 2u);
 
-    // A new size draws one new frozen frame; the same phase-0 picture at that size.
-    field->setSize(QSizeF(300, 200));
-    ASSERT_TRUE(runEventsUntil([&] { return field->framesRendered() == 2; }));
-    runEvents(300);
-    EXPECT_EQ(field->framesRendered(), 2u);
-
-    // Switching motion on animates; switching it off again freezes once more.
     field->setReduceMotion(false);
-    ASSERT_TRUE(runEventsUntil([&] { return field->framesRendered() >= 5; }));
-    field->setReduceMotion(true);
-    // A moving frame in flight lands first, then the frozen one is drawn.
-    ASSERT_TRUE(runEventsUntil([&] { return !field->isDrawing(); }));
-    const quint64 frozenAt = field->framesRendered();
-    runEvents(300);
-    EXPECT_EQ(field->framesRendered(), frozenAt);
-    field->setSize(QSizeF(320, 200));
-    ASSERT_TRUE(runEventsUntil([&] { return field->framesRendered() == frozenAt + 1; }));
-    runEvents(100);
-    EXPECT_EQ(window->grabWindow(), first);
-}
-
-TEST_F(AmbientCubeFieldItem, CanBeDestroyedWithAFrameInFlight) {
-    window->resize(1920, 1080);
-    field->setSize(QSizeF(1920, 1080));
-    window->show();
-    for (int k = 0; k < 5; ++k) {
-        runEvents(7 * k);
-        delete field;
-        field = new AmbientCubeField(window->contentItem());
-        field->setSize(QSizeF(1920, 1080));
+    QElapsedTimer clock;
+    clock.start();
+    ASSERT_TRUE(reach(14));
+    runEventsFor(300ms);
+    EXPECT_LE(double(frames() - 2), std::ceil(clock.elapsed() / 1000.0 * 45) + 1);
+    const QImage moving = window.grabWindow();
+    ASSERT_TRUE(reach(frames() + 3));
+    EXPECT_NE(window.grabWindow(), moving);
+    for (const bool wholeWindow : {false, true}) {
+        wholeWindow ? window.hide() : field->setVisible(false);
+        expectStill(wholeWindow ? "window hidden" : "item hidden");
+        wholeWindow ? window.show() : field->setVisible(true);
+        ASSERT_TRUE(reach(frames() + 1));
     }
-    ASSERT_TRUE(runEventsUntil([&] { return field->framesRendered() >= 1; }));
+    field->setSize(QSizeF(300, 0));
+    expectStill("zero height");
+    EXPECT_EQ(window.grabWindow().pixelColor(160, 100), window.color()); // the window's own
+    field->setSize(QSizeF(300, 200));
+    ASSERT_TRUE(reach(frames() + 1));
+
+    field->setReduceMotion(true); // a moving frame in flight lands, then the frozen one
+    expectStill("frozen again");
+    const quint64 frozenAt = frames();
+    field->setSize(QSizeF(320, 200));
+    ASSERT_TRUE(reach(frozenAt + 1));
+    runEventsFor(100ms);
+    EXPECT_EQ(window.grabWindow(), frozen);
+
+    window.resize(1920, 1080);
+    for (int k = 0; k < 6; ++k) {
+        delete field;
+        field = new AmbientCubeField(window.contentItem());
+        field->setSize(QSizeF(1920, 1080));
+        runEventsFor(std::chrono::milliseconds(7 * k));
+    }
+    ASSERT_TRUE(reach(1));
 }
