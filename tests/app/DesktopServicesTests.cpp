@@ -1,9 +1,6 @@
 #include "AppTestSupport.h"
 
-#include "platform/DesktopServices.h"
-
 #include <QClipboard>
-#include <QFile>
 #include <QGuiApplication>
 
 #include <gtest/gtest.h>
@@ -24,9 +21,8 @@ TEST(TerminalLauncher, StartsTheUsersThenTheSystemsThenTheFirstUsualTerminal) {
         writeScript(bin + "/" + name, "echo " + name.toUtf8() + " > '" + mark.toUtf8() + "'\n");
     };
     const auto started = [&] {
-        SystemTerminalLauncher launcher;
         QFile::remove(mark);
-        EXPECT_TRUE(launcher.start());
+        EXPECT_TRUE(SystemTerminalLauncher().start());
         waitUntil([&] { return QFile::exists(mark) && !readFile(mark).isEmpty(); },
                   std::chrono::seconds(5));
         return QString::fromUtf8(readFile(mark)).trimmed();
@@ -34,7 +30,6 @@ TEST(TerminalLauncher, StartsTheUsersThenTheSystemsThenTheFirstUsualTerminal) {
     writeFile(bin + "/kitty", "not executable");
     EXPECT_EQ(SystemTerminalLauncher::chosenTerminal(), std::nullopt);
     EXPECT_FALSE(SystemTerminalLauncher().start());
-
     for (const char* name : {"xterm", "konsole", "gnome-terminal", "wezterm"}) {
         install(name);
     }
@@ -49,7 +44,6 @@ TEST(TerminalLauncher, StartsTheUsersThenTheSystemsThenTheFirstUsualTerminal) {
     EXPECT_EQ(SystemTerminalLauncher::chosenTerminal(), bin + "/x-terminal-emulator");
     qunsetenv("TERMINAL");
     qputenv("PATH", path);
-
     QGuiApplication::clipboard()->setText("something the user copied");
     SystemClipboard().setText("codex login");
     EXPECT_EQ(QGuiApplication::clipboard()->text(), "codex login");

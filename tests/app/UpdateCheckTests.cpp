@@ -11,35 +11,35 @@ namespace {
 
 class UpdateCheckTest : public ::testing::Test {
 protected:
-    // Runs one check to its end and returns the status line.
-    static QString check(AppModel& model, bool userInitiated) {
-        EXPECT_TRUE(waitFor(model.checkForUpdates(userInitiated)));
-        return model.updates()->updateStatusMessage();
-    }
-
-    ModelHarness harness;
+    ModelHarness h;
 };
+
+// Runs one check to its end and returns the status line.
+QString check(AppModel& model, bool userInitiated) {
+    EXPECT_TRUE(waitFor(model.checkForUpdates(userInitiated)));
+    return model.updates()->updateStatusMessage();
+}
 
 } // namespace
 
+// Background checks are quiet on failure, a user's check says why, one check runs at a time.
 TEST_F(UpdateCheckTest, BackgroundChecksAreQuietOnFailureUserChecksSayWhyOneRunsAtATime) {
-    const auto none = harness.makeModel(); // no feed: only the user hears about it
+    const auto none = h.makeModel(); // no feed: only the user hears about it
     EXPECT_FALSE(none->updates()->updateFeedConfigured());
     check(*none, false);
     EXPECT_EQ(none->updates()->statusMessage(), std::nullopt);
     EXPECT_EQ(check(*none, true), "The update channel is not configured in this build.");
 
-    harness.updateChecker = std::make_shared<FakeUpdateChecker>();
-    FakeUpdateChecker& checker = *harness.updateChecker;
-    const auto model = harness.makeModel();
+    h.updateChecker = std::make_shared<FakeUpdateChecker>();
+    FakeUpdateChecker& checker = *h.updateChecker;
+    const auto model = h.makeModel();
     UpdateChecks& updates = *model->updates();
     checker.offer = AppUpdateManifest{"1.2.0", QUrl("https://downloads.example/lumora-1.2.0"),
                                       std::nullopt, std::nullopt};
     EXPECT_EQ(check(*model, false), "Lumora 1.2.0 is available.");
     EXPECT_EQ(checker.lastVersion, "1.0.0");
     model->openAvailableUpdate();
-    EXPECT_EQ(harness.desktop->openedUrls, QList<QUrl>({checker.offer->downloadURL}));
-
+    EXPECT_EQ(h.desktop->openedUrls, QList<QUrl>({checker.offer->downloadURL}));
     checker.failure = "The update server did not return a valid response.";
     EXPECT_EQ(check(*model, false), "Lumora 1.2.0 is available."); // silent, the offer kept
     QStringList lines;
@@ -47,13 +47,12 @@ TEST_F(UpdateCheckTest, BackgroundChecksAreQuietOnFailureUserChecksSayWhyOneRuns
                      [&] { lines << updates.updateStatusMessage(); });
     check(*model, true); // cleared first, then the reason
     EXPECT_EQ(lines, QStringList({"", "The update server did not return a valid response."}));
-
     checker.failure.reset();
     checker.offer.reset();
     EXPECT_EQ(check(*model, false), "Lumora is up to date.");
     EXPECT_FALSE(updates.hasAvailableUpdate());
     model->openAvailableUpdate();
-    EXPECT_EQ(harness.desktop->openedUrls.size(), 1);
+    EXPECT_EQ(h.desktop->openedUrls.size(), 1);
 
     checker.gate.close();
     const QFuture<void> background = model->checkForUpdates(false);
@@ -67,8 +66,9 @@ TEST_F(UpdateCheckTest, BackgroundChecksAreQuietOnFailureUserChecksSayWhyOneRuns
     EXPECT_EQ(checker.checks, 5);
 }
 
+// The core checker reads a real feed file, the loop repeats, and a plain-HTTP download is refused.
 TEST_F(UpdateCheckTest, TheCoreCheckerReadsARealFeedAndTheLoopRepeats) {
-    const QString feed = harness.home.filePath("feed/manifest.json");
+    const QString feed = h.home.filePath("feed/manifest.json");
     const auto publish = [&](const char* version, const char* scheme) {
         writeFile(feed, QStringLiteral(R"({"version": "%1", "downloadURL": "%2://dl.example/%1"})")
                             .arg(version, scheme)
@@ -78,7 +78,7 @@ TEST_F(UpdateCheckTest, TheCoreCheckerReadsARealFeedAndTheLoopRepeats) {
     AppTiming timing;
     timing.updateCheckInterval = std::chrono::milliseconds(10);
     timing.refreshInterval = std::chrono::hours(1);
-    AppModel::Services services = harness.services(timing);
+    AppModel::Services services = h.services(timing);
     services.updateChecker = std::make_shared<FeedUpdateChecker>(QUrl::fromLocalFile(feed));
     AppModel model(services);
     model.start();
@@ -86,14 +86,11 @@ TEST_F(UpdateCheckTest, TheCoreCheckerReadsARealFeedAndTheLoopRepeats) {
     EXPECT_EQ(model.updates()->updateStatusMessage(), "Lumora 1.4.0 is available.");
     publish("1.5.0", "https"); // found by the loop itself
     ASSERT_TRUE(waitUntil([&] { return model.updates()->availableUpdateVersion() == "1.5.0"; }));
-    // A user check that meets a running loop check is dropped, hence the retries.
-    publish("1.6.0", "http");
+    publish("1.6.0", "http"); // a user check that meets a loop check is dropped: retried
     EXPECT_TRUE(
         waitUntil([&] { return check(model, true) == "The update download must use HTTPS."; }));
-}
 
-TEST(StandardServices, TakeTheFeedAndVersionFromTheBuildUnlessGiven) {
-    TemporaryHome home;
+    // The standard services take the feed and version from the build unless given.
     AppModel built(AppModel::Services::standard());
     EXPECT_EQ(built.updates()->updateFeedConfigured(),
               configuredUpdateFeedURL(QString::fromUtf8(buildinfo::updateFeedUrl)).has_value());
@@ -103,5 +100,5 @@ TEST(StandardServices, TakeTheFeedAndVersionFromTheBuildUnlessGiven) {
     EXPECT_TRUE(given.updates()->updateFeedConfigured());
     EXPECT_EQ(given.updates()->currentVersion(), "2.5.0");
     settle();
-    EXPECT_FALSE(QFile::exists(home.preferencesFile()));
+    EXPECT_FALSE(QFile::exists(h.home.preferencesFile()));
 }
