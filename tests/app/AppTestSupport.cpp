@@ -190,8 +190,7 @@ std::shared_ptr<ClaudeUsageProvider> ModelHarness::realClaudeProvider() const {
 }
 
 void ModelHarness::storePreference(const QString& key, const QJsonValue& value) const {
-    QJsonObject object =
-        QFile::exists(preferencesPath()) ? readJsonObject(preferencesPath()) : QJsonObject();
+    QJsonObject object = storedPreferences();
     object.insert(key, value);
     writeFile(preferencesPath(), QJsonDocument(object).toJson());
 }
@@ -208,10 +207,8 @@ void ModelHarness::enableBoth(const std::optional<UsageSnapshot>& claudeAnswer,
     }
 }
 
-std::optional<QJsonValue> ModelHarness::storedPreference(const QString& key) const {
-    const QJsonObject object =
-        QFile::exists(preferencesPath()) ? readJsonObject(preferencesPath()) : QJsonObject();
-    return object.contains(key) ? std::optional(object.value(key)) : std::nullopt;
+QJsonObject ModelHarness::storedPreferences() const {
+    return QFile::exists(preferencesPath()) ? readJsonObject(preferencesPath()) : QJsonObject();
 }
 
 UsageSnapshot usage(const QString& providerID, Availability availability,

@@ -11,7 +11,7 @@
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QFuture>
-#include <QJsonValue>
+#include <QJsonObject>
 #include <QProcess>
 #include <QVariantMap>
 
@@ -42,8 +42,6 @@ class WarningLog {
 public:
     WarningLog();
     ~WarningLog();
-    WarningLog(const WarningLog&) = delete;
-    WarningLog& operator=(const WarningLog&) = delete;
     QStringList messages() const;
     void clear();
 };
@@ -53,8 +51,6 @@ class PrivateBus {
 public:
     PrivateBus();
     ~PrivateBus();
-    PrivateBus(const PrivateBus&) = delete;
-    PrivateBus& operator=(const PrivateBus&) = delete;
     bool isRunning() const { return !m_address.isEmpty(); }
     QString address() const { return m_address; }
     // A new connection of this process to the bus.
@@ -279,9 +275,6 @@ public:
 // A temporary home with the real preferences file and caches, and fakes for everything else.
 class ModelHarness {
 public:
-    ModelHarness() = default;
-    ModelHarness(const ModelHarness&) = delete;
-    ModelHarness& operator=(const ModelHarness&) = delete;
     // Opens every gate, so that no pool thread stays blocked after a failed test.
     ~ModelHarness();
     AppModel::Services services(const AppTiming& timing = {}) const;
@@ -298,7 +291,11 @@ public:
     // Both providers switched on in the preferences file, answering these when given.
     void enableBoth(const std::optional<UsageSnapshot>& claudeAnswer = std::nullopt,
                     const std::optional<UsageSnapshot>& codexAnswer = std::nullopt) const;
-    std::optional<QJsonValue> storedPreference(const QString& key) const;
+    QJsonObject storedPreferences() const; // empty without a file
+    std::optional<QJsonValue> storedPreference(const QString& key) const {
+        const QJsonObject stored = storedPreferences();
+        return stored.contains(key) ? std::optional(stored.value(key)) : std::nullopt;
+    }
 
     TemporaryHome home;
     std::shared_ptr<FakeClaudeProvider> claude = std::make_shared<FakeClaudeProvider>();
