@@ -14,24 +14,15 @@ using namespace lumora::test;
 
 namespace {
 
-class PreferencesTest : public ::testing::Test {
-protected:
-    std::unique_ptr<AppPreferences> preferences() const {
-        return std::make_unique<AppPreferences>(
-            std::make_shared<JsonFilePreferencesStore>(h.preferencesPath()));
+// QColor keeps 16 bits per channel: what is stored is close to what was set, not equal.
+void expectStoredColour(const ModelHarness& h, std::initializer_list<double> expected) {
+    const QJsonArray stored = h.storedPreference("breakTextColor")->toArray();
+    ASSERT_EQ(stored.size(), qsizetype(expected.size()));
+    qsizetype index = 0;
+    for (const double component : expected) {
+        EXPECT_NEAR(stored[index++].toDouble(-1), component, 1.0 / 65535);
     }
-    // QColor keeps 16 bits per channel: what is stored is close to what was set, not equal.
-    void expectStoredColour(std::initializer_list<double> expected) const {
-        const QJsonArray stored = h.storedPreference("breakTextColor")->toArray();
-        ASSERT_EQ(stored.size(), qsizetype(expected.size()));
-        qsizetype index = 0;
-        for (const double component : expected) {
-            EXPECT_NEAR(stored[index++].toDouble(-1), component, 1.0 / 65535);
-        }
-    }
-
-    ModelHarness h;
-};
+}
 
 // "order style alerts|claude|codex|showCodex|showClaude", the style as photo 0, motion 1,
 // minimal 2.
@@ -51,7 +42,8 @@ QString described(const AppPreferences& p) {
 
 // Stored choices are read key by key (a value of the wrong type gives that key's default) without
 // writing the file or asking anything; a missing, corrupt or foreign file gives the defaults.
-TEST_F(PreferencesTest, StoredChoicesAreReadKeyByKeyWithoutWritingOrAskingAnything) {
+TEST(PreferencesTest, StoredChoicesAreReadKeyByKeyWithoutWritingOrAskingAnything) {
+    ModelHarness h;
     const QString defaults = "codex,claude-code 1 00010";
     const QColor white(Qt::white);
     const struct {
@@ -94,7 +86,8 @@ TEST_F(PreferencesTest, StoredChoicesAreReadKeyByKeyWithoutWritingOrAskingAnythi
 }
 
 // Every assignment writes its key, even when unchanged; only a real swap writes the order.
-TEST_F(PreferencesTest, EveryAssignmentWritesItsKeyAndOnlyARealSwapWritesTheOrder) {
+TEST(PreferencesTest, EveryAssignmentWritesItsKeyAndOnlyARealSwapWritesTheOrder) {
+    ModelHarness h;
     const auto model = h.makeModel();
     EXPECT_EQ(model->menuBarDisplayText(), "Lumora");
     model->swapProviders("codex", "codex");
@@ -121,15 +114,15 @@ TEST_F(PreferencesTest, EveryAssignmentWritesItsKeyAndOnlyARealSwapWritesTheOrde
                                      {"codexEnabled", false}}) {
         EXPECT_EQ(h.storedPreference(key), value) << key;
     }
-    expectStoredColour({0.25, 0.5, 0.75, 1.0});
+    expectStoredColour(h, {0.25, 0.5, 0.75, 1.0});
     EXPECT_FALSE(h.storedPreference("providerOrder"));
-    const auto later = preferences(); // what was written reads back equal
-    EXPECT_EQ(later->breakTextColor(), p.breakTextColor());
-    EXPECT_EQ(described(*later), "codex,claude-code 0 01010");
+    const AppPreferences later(std::make_shared<JsonFilePreferencesStore>(h.preferencesPath()));
+    EXPECT_EQ(later.breakTextColor(), p.breakTextColor());
+    EXPECT_EQ(described(later), "codex,claude-code 0 01010");
     p.setBreakTextColor(QColor()); // not a colour: the stored one stays
-    expectStoredColour({0.25, 0.5, 0.75, 1.0});
+    expectStoredColour(h, {0.25, 0.5, 0.75, 1.0});
     p.setBreakTextColor(QColor::fromHsvF(0.0f, 1.0f, 1.0f)); // stored as sRGB
-    expectStoredColour({1.0, 0.0, 0.0, 1.0});
+    expectStoredColour(h, {1.0, 0.0, 0.0, 1.0});
 
     model->swapProviders("claude-code", "codex");
     EXPECT_EQ(p.providerOrder(), QStringList({"claude-code", "codex"}));
