@@ -1,7 +1,5 @@
 #include "AppTestSupport.h"
 
-#include "core/Errors.h"
-
 #include <QCoreApplication>
 #include <QDBusPendingCall>
 #include <QDeadlineTimer>
@@ -128,82 +126,6 @@ QString PrivateBus::ownerOf(const QDBusConnection& connection, const QString& na
                                                       : QString();
 }
 
-void Gate::close() {
-    std::unique_lock locker(m_mutex);
-    m_closed = true;
-}
-
-void Gate::open() {
-    std::unique_lock locker(m_mutex);
-    m_closed = false;
-    m_opened.notify_all();
-}
-
-void Gate::pass() {
-    std::unique_lock locker(m_mutex);
-    ++m_waiting;
-    m_opened.wait(locker, [this] { return !m_closed; });
-    --m_waiting;
-}
-
-int Gate::waiting() const {
-    std::unique_lock locker(m_mutex);
-    return m_waiting;
-}
-
-void ProviderScript::setSnapshot(UsageSnapshot snapshot) {
-    std::unique_lock locker(m_mutex);
-    m_snapshot = std::move(snapshot);
-}
-
-void ProviderScript::setReadiness(std::deque<LocalProviderReadiness> answers) {
-    std::unique_lock locker(m_mutex);
-    m_readiness = std::move(answers);
-}
-
-UsageSnapshot ProviderScript::fetch(bool forceLive) {
-    fetchGate.pass();
-    ++m_fetches;
-    std::unique_lock locker(m_mutex);
-    m_lastForceLive = forceLive;
-    return m_snapshot;
-}
-
-LocalProviderReadiness ProviderScript::readiness() {
-    readinessGate.pass();
-    ++m_readinessChecks;
-    std::unique_lock locker(m_mutex);
-    const LocalProviderReadiness answer = m_readiness.front();
-    if (m_readiness.size() > 1) {
-        m_readiness.pop_front();
-    }
-    return answer;
-}
-
-std::optional<bool> ProviderScript::lastForceLive() const {
-    std::unique_lock locker(m_mutex);
-    return m_lastForceLive;
-}
-
-void FakeClaudeProvider::uninstallStatusLineSync() const {
-    if (uninstallFails) {
-        throw FileSystemError("The hook could not be removed.");
-    }
-}
-
-QFuture<bool> FakeNotifier::requestAuthorization() {
-    ++authorizationRequests;
-    return QtFuture::makeReadyFuture(authorizes);
-}
-
-void FakeDesktop::chooseImage(QWindow* over, std::function<void(const QString&)> chosen) {
-    ++imageDialogsShown;
-    imageDialogParent = over;
-    if (chosenImage) {
-        chosen(*chosenImage);
-    }
-}
-
 bool FakeNotificationService::registerOn(QDBusConnection connection) {
     return connection.registerObject(QStringLiteral("/org/freedesktop/Notifications"), this,
                                      QDBusConnection::ExportAllSlots) &&
@@ -227,25 +149,6 @@ void FakeNotificationService::emitSignal(const QDBusConnection& connection, cons
     EXPECT_TRUE(connection.send(signal));
 }
 
-uint FakeNotificationService::Notify(const QString& appName, uint replacesId, const QString& icon,
-                                     const QString& summary, const QString& body,
-                                     const QStringList& actions, const QVariantMap& hints,
-                                     int expireTimeout) {
-    received.append({appName, replacesId, icon, summary, body, actions, hints, expireTimeout});
-    return static_cast<uint>(received.size());
-}
-
-std::optional<AppUpdateManifest> FakeUpdateChecker::check(const QString& currentVersion) const {
-    ++checks;
-    gate.pass();
-    std::unique_lock locker(mutex);
-    lastVersion = currentVersion;
-    if (failure) {
-        throw Error(*failure);
-    }
-    return offer;
-}
-
 ModelHarness::~ModelHarness() {
     for (ProviderScript* script : {claude->script.get(), codex->script.get()}) {
         script->fetchGate.open();
@@ -261,8 +164,9 @@ AppModel::Services ModelHarness::services(const AppTiming& timing) const {
     AppModel::Services services;
     services.claudeProvider = claude;
     services.codexProvider = codex;
-    services.claudeCache = std::make_shared<SnapshotCache>("claude-code", claudeCachePath());
-    services.codexCache = std::make_shared<SnapshotCache>("codex", codexCachePath());
+    services.claudeCache =
+        std::make_shared<SnapshotCache>("claude-code", data("claude-code-snapshot.json"));
+    services.codexCache = std::make_shared<SnapshotCache>("codex", data("codex-snapshot.json"));
     services.preferences = std::make_shared<JsonFilePreferencesStore>(preferencesPath());
     services.notifier = notifier;
     services.urlOpener = desktop;
@@ -277,10 +181,6 @@ AppModel::Services ModelHarness::services(const AppTiming& timing) const {
     return services;
 }
 
-std::unique_ptr<AppModel> ModelHarness::makeModel(const AppTiming& timing) const {
-    return std::make_unique<AppModel>(services(timing));
-}
-
 std::shared_ptr<ClaudeUsageProvider> ModelHarness::realClaudeProvider() const {
     writeScript(home.filePath(".local/bin/claude"), "exit 0\n");
     ClaudeUsageProvider::Options options;
@@ -290,8 +190,7 @@ std::shared_ptr<ClaudeUsageProvider> ModelHarness::realClaudeProvider() const {
 }
 
 void ModelHarness::storePreference(const QString& key, const QJsonValue& value) const {
-    QJsonObject object =
-        QFile::exists(preferencesPath()) ? readJsonObject(preferencesPath()) : QJsonObject();
+    QJsonObject object = storedPreferences();
     object.insert(key, value);
     writeFile(preferencesPath(), QJsonDocument(object).toJson());
 }
@@ -308,10 +207,8 @@ void ModelHarness::enableBoth(const std::optional<UsageSnapshot>& claudeAnswer,
     }
 }
 
-std::optional<QJsonValue> ModelHarness::storedPreference(const QString& key) const {
-    const QJsonObject object =
-        QFile::exists(preferencesPath()) ? readJsonObject(preferencesPath()) : QJsonObject();
-    return object.contains(key) ? std::optional(object.value(key)) : std::nullopt;
+QJsonObject ModelHarness::storedPreferences() const {
+    return QFile::exists(preferencesPath()) ? readJsonObject(preferencesPath()) : QJsonObject();
 }
 
 UsageSnapshot usage(const QString& providerID, Availability availability,

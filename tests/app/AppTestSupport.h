@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/ClaudeUsageProvider.h"
+#include "core/Errors.h"
 #include "core/UsageProvider.h"
 #include "model/AppModel.h"
 #include "platform/DesktopServices.h"
@@ -10,7 +11,7 @@
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QFuture>
-#include <QJsonValue>
+#include <QJsonObject>
 #include <QProcess>
 #include <QVariantMap>
 
@@ -41,9 +42,6 @@ class WarningLog {
 public:
     WarningLog();
     ~WarningLog();
-    WarningLog(const WarningLog&) = delete;
-    WarningLog& operator=(const WarningLog&) = delete;
-
     QStringList messages() const;
     void clear();
 };
@@ -53,9 +51,6 @@ class PrivateBus {
 public:
     PrivateBus();
     ~PrivateBus();
-    PrivateBus(const PrivateBus&) = delete;
-    PrivateBus& operator=(const PrivateBus&) = delete;
-
     bool isRunning() const { return !m_address.isEmpty(); }
     QString address() const { return m_address; }
     // A new connection of this process to the bus.
@@ -71,16 +66,29 @@ private:
     QStringList m_connections;
 };
 
-// Holds background work until the test opens it.
+// Holds background work until the test opens it. Standard locks rather than Qt's:
+// ThreadSanitizer follows them through the waits.
 class Gate {
 public:
-    void close();
-    void open();
-    void pass(); // blocks while closed
-    int waiting() const;
+    void close() { set(true); }
+    void open() { set(false); }
+    void pass() { // blocks while closed
+        std::unique_lock locker(m_mutex);
+        ++m_waiting;
+        m_opened.wait(locker, [this] { return !m_closed; });
+        --m_waiting;
+    }
+    int waiting() const {
+        std::unique_lock locker(m_mutex);
+        return m_waiting;
+    }
 
 private:
-    // Standard locks rather than Qt's: ThreadSanitizer follows them through the waits.
+    void set(bool closed) {
+        std::unique_lock locker(m_mutex);
+        m_closed = closed;
+        m_opened.notify_all();
+    }
     mutable std::mutex m_mutex;
     std::condition_variable m_opened;
     bool m_closed = false;
@@ -92,14 +100,37 @@ private:
 class ProviderScript {
 public:
     explicit ProviderScript(UsageSnapshot snapshot) : m_snapshot(std::move(snapshot)) {}
-
-    void setSnapshot(UsageSnapshot snapshot);
-    void setReadiness(std::deque<LocalProviderReadiness> answers);
-    UsageSnapshot fetch(bool forceLive);
-    LocalProviderReadiness readiness();
+    void setSnapshot(UsageSnapshot snapshot) {
+        std::unique_lock locker(m_mutex);
+        m_snapshot = std::move(snapshot);
+    }
+    void setReadiness(std::deque<LocalProviderReadiness> answers) {
+        std::unique_lock locker(m_mutex);
+        m_readiness = std::move(answers);
+    }
+    UsageSnapshot fetch(bool forceLive) {
+        fetchGate.pass();
+        ++m_fetches;
+        std::unique_lock locker(m_mutex);
+        m_lastForceLive = forceLive;
+        return m_snapshot;
+    }
+    LocalProviderReadiness readiness() {
+        readinessGate.pass();
+        ++m_readinessChecks;
+        std::unique_lock locker(m_mutex);
+        const LocalProviderReadiness answer = m_readiness.front();
+        if (m_readiness.size() > 1) {
+            m_readiness.pop_front();
+        }
+        return answer;
+    }
     int fetches() const { return m_fetches; }
     int readinessChecks() const { return m_readinessChecks; }
-    std::optional<bool> lastForceLive() const;
+    std::optional<bool> lastForceLive() const {
+        std::unique_lock locker(m_mutex);
+        return m_lastForceLive;
+    }
 
     Gate fetchGate;
     Gate readinessGate;
@@ -127,7 +158,11 @@ public:
     LocalProviderReadiness readiness() const override { return script->readiness(); }
     UsageSnapshot fetch(bool forceLive) const override { return script->fetch(forceLive); }
     void installStatusLineSync() const override { ++installs; }
-    void uninstallStatusLineSync() const override;
+    void uninstallStatusLineSync() const override {
+        if (uninstallFails) {
+            throw FileSystemError("The hook could not be removed.");
+        }
+    }
 
     std::shared_ptr<ProviderScript> script = std::make_shared<ProviderScript>(
         UsageSnapshot::unavailable("claude-code", "Claude Code", "Claude fake has no data."));
@@ -137,7 +172,10 @@ public:
 
 class FakeNotifier : public Notifier {
 public:
-    QFuture<bool> requestAuthorization() override;
+    QFuture<bool> requestAuthorization() override {
+        ++authorizationRequests;
+        return QtFuture::makeReadyFuture(authorizes);
+    }
     QFuture<void> send(const QString& title, const QString& body) override {
         sent.append(title + " | " + body);
         return QtFuture::makeReadyFuture();
@@ -157,11 +195,12 @@ class FakeDesktop : public UrlOpener,
 public:
     void open(const QUrl& url) override { openedUrls.append(url); }
     void setText(const QString& text) override { clipboard = text; }
-    bool start() override {
-        ++terminalsStarted;
-        return true;
+    bool start() override { return ++terminalsStarted; }
+    void chooseImage(QWindow*, std::function<void(const QString&)> chosen) override {
+        if (chosenImage) {
+            chosen(*chosenImage);
+        }
     }
-    void chooseImage(QWindow* over, std::function<void(const QString&)> chosen) override;
     void showBreakWindow() override { ++breakWindowsShown; }
     void showSettingsWindow() override {}
     QWindow* visibleSettingsWindow() const override { return settingsWindow; }
@@ -172,8 +211,6 @@ public:
     int terminalsStarted = 0;
     std::optional<QString> chosenImage; // what the file dialog answers; nothing: cancelled
     QWindow* settingsWindow = nullptr;
-    QWindow* imageDialogParent = nullptr;
-    int imageDialogsShown = 0;
 };
 
 // The desktop's notification service on a PrivateBus: advertises `capabilities`, records what
@@ -186,9 +223,7 @@ public:
     struct Received {
         QString appName;
         uint replacesId;
-        QString icon;
-        QString summary;
-        QString body;
+        QString icon, summary, body;
         QStringList actions;
         QVariantMap hints;
         int expireTimeout;
@@ -205,7 +240,10 @@ public:
 public slots:
     uint Notify(const QString& appName, uint replacesId, const QString& icon,
                 const QString& summary, const QString& body, const QStringList& actions,
-                const QVariantMap& hints, int expireTimeout);
+                const QVariantMap& hints, int expireTimeout) {
+        received.append({appName, replacesId, icon, summary, body, actions, hints, expireTimeout});
+        return static_cast<uint>(received.size());
+    }
     QStringList GetCapabilities() { return capabilities; }
     QString GetServerInformation(QString& vendor, QString& version, QString& specVersion) {
         vendor = version = specVersion = QStringLiteral("test");
@@ -215,7 +253,16 @@ public slots:
 
 class FakeUpdateChecker : public UpdateChecking {
 public:
-    std::optional<AppUpdateManifest> check(const QString& currentVersion) const override;
+    std::optional<AppUpdateManifest> check(const QString& currentVersion) const override {
+        ++checks;
+        gate.pass();
+        std::unique_lock locker(mutex);
+        lastVersion = currentVersion;
+        if (failure) {
+            throw Error(*failure);
+        }
+        return offer;
+    }
 
     mutable Gate gate;
     mutable std::atomic<int> checks{0};
@@ -228,26 +275,27 @@ public:
 // A temporary home with the real preferences file and caches, and fakes for everything else.
 class ModelHarness {
 public:
-    ModelHarness() = default;
-    ModelHarness(const ModelHarness&) = delete;
-    ModelHarness& operator=(const ModelHarness&) = delete;
     // Opens every gate, so that no pool thread stays blocked after a failed test.
     ~ModelHarness();
     AppModel::Services services(const AppTiming& timing = {}) const;
-    std::unique_ptr<AppModel> makeModel(const AppTiming& timing = {}) const;
+    std::unique_ptr<AppModel> makeModel(const AppTiming& timing = {}) const {
+        return std::make_unique<AppModel>(services(timing));
+    }
     // The real Claude Code provider in this home, with Claude Code installed (a script).
     std::shared_ptr<ClaudeUsageProvider> realClaudeProvider() const;
 
     QString preferencesPath() const { return home.filePath(".config/Lumora/preferences.json"); }
     QString data(const QString& name) const { return home.filePath(".local/share/Lumora/" + name); }
-    QString claudeCachePath() const { return data("claude-code-snapshot.json"); }
-    QString codexCachePath() const { return data("codex-snapshot.json"); }
     // Writes one key into the preferences file, as an earlier run would have.
     void storePreference(const QString& key, const QJsonValue& value) const;
     // Both providers switched on in the preferences file, answering these when given.
     void enableBoth(const std::optional<UsageSnapshot>& claudeAnswer = std::nullopt,
                     const std::optional<UsageSnapshot>& codexAnswer = std::nullopt) const;
-    std::optional<QJsonValue> storedPreference(const QString& key) const;
+    QJsonObject storedPreferences() const; // empty without a file
+    std::optional<QJsonValue> storedPreference(const QString& key) const {
+        const QJsonObject stored = storedPreferences();
+        return stored.contains(key) ? std::optional(stored.value(key)) : std::nullopt;
+    }
 
     TemporaryHome home;
     std::shared_ptr<FakeClaudeProvider> claude = std::make_shared<FakeClaudeProvider>();

@@ -21,128 +21,126 @@ protected:
         AppTiming timing;
         timing.connectionCheckInterval = std::chrono::milliseconds(1);
         timing.connectionChecks = checks;
-        return harness.makeModel(timing);
-    }
-    static Kind claudeState(const AppModel& m) {
-        return m.connections()->claudeConnectionState().kind();
-    }
-    static Kind codexState(const AppModel& m) {
-        return m.connections()->codexConnectionState().kind();
+        return h.makeModel(timing);
     }
     QJsonObject claudeSettings() const {
-        return QJsonDocument::fromJson(readFile(harness.home.filePath(".claude/settings.json")))
-            .object();
+        return QJsonDocument::fromJson(readFile(h.home.filePath(".claude/settings.json"))).object();
     }
 
-    ModelHarness harness;
+    ModelHarness h;
+    ProviderScript& claude = *h.claude->script;
+    ProviderScript& codex = *h.codex->script;
 };
+
+Kind claudeState(const AppModel& m) {
+    return m.connections()->claudeConnectionState().kind();
+}
+Kind codexState(const AppModel& m) {
+    return m.connections()->codexConnectionState().kind();
+}
 
 } // namespace
 
 TEST_F(ConnectionFlowTest, ReadinessVerdictsSetTheStatesOfBothProviders) {
     const auto m = model();
-    const struct {
-        Readiness readiness;
-        State claude;
-        State codex;
-    } table[] = {
+    const std::tuple<Readiness, State, State> rows[] = {
         {Readiness::executableMissing(), State::executableMissing(), State::executableMissing()},
         {Readiness::loginRequired(), State::loginRequired(), State::loginRequired()},
         {Readiness::setupRequired(), State::setupRequired(),
          State::failed("Codex setup is incomplete.")},
         {Readiness::unavailable("timed out"), State::failed("timed out"),
-         State::failed("timed out")},
-    };
-    for (const auto& row : table) {
-        m->handleClaudeReadiness(row.readiness);
-        m->handleCodexReadiness(row.readiness);
-        EXPECT_EQ(m->connections()->claudeConnectionState(), row.claude);
-        EXPECT_EQ(m->connections()->codexConnectionState(), row.codex);
+         State::failed("timed out")}};
+    for (const auto& [readiness, forClaude, forCodex] : rows) {
+        m->handleClaudeReadiness(readiness);
+        m->handleCodexReadiness(readiness);
+        EXPECT_EQ(m->connections()->claudeConnectionState(), forClaude);
+        EXPECT_EQ(m->connections()->codexConnectionState(), forCodex);
     }
     settle();
-    EXPECT_FALSE(harness.storedPreference("providerEnabled")); // none of these connects
-
+    EXPECT_FALSE(h.storedPreference("providerEnabled")); // none of these connects
     // Ready connects: state back to rest, the switch on and stored, and a refresh of both.
-    harness.codex->script->setSnapshot(usage("codex", Availability::ready, 0.25));
+    codex.setSnapshot(usage("codex", Availability::ready, 0.25));
     m->handleClaudeReadiness(Readiness::ready());
     m->handleCodexReadiness(Readiness::ready());
-    EXPECT_EQ(claudeState(*m), Kind::disconnected);
-    EXPECT_EQ(codexState(*m), Kind::disconnected);
-    EXPECT_EQ(harness.storedPreference("providerEnabled"), QJsonValue(true));
-    EXPECT_EQ(harness.storedPreference("codexEnabled"), QJsonValue(true));
+    EXPECT_EQ(std::pair(claudeState(*m), codexState(*m)),
+              std::pair(Kind::disconnected, Kind::disconnected));
+    EXPECT_EQ(h.storedPreference("providerEnabled"), QJsonValue(true));
+    EXPECT_EQ(h.storedPreference("codexEnabled"), QJsonValue(true));
     ASSERT_TRUE(waitUntil([&] { return m->codexSnapshot().availability == Availability::ready; }));
-    EXPECT_EQ(harness.claude->script->fetches(), 1);
+    EXPECT_EQ(claude.fetches(), 1);
 }
 
+// Set-up checks first, then installs the hook and forces live data; a hook that cannot be
+// removed keeps Claude Code on and says why.
 TEST_F(ConnectionFlowTest, ClaudeSetUpChecksThenInstallsTheHookAndForcesLiveData) {
-    AppModel m(harness.services());
-    harness.claude->script->setReadiness({Readiness::setupRequired()});
+    AppModel m(h.services());
+    claude.setReadiness({Readiness::setupRequired()});
     m.continueClaudeSetup(); // resting state: the button checks first
     EXPECT_EQ(claudeState(m), Kind::checking);
     ASSERT_TRUE(waitUntil([&] { return claudeState(m) == Kind::setupRequired; }));
-    EXPECT_EQ(harness.claude->installs, 0);
-
+    EXPECT_EQ(h.claude->installs, 0);
     QList<Kind> states;
     QObject::connect(m.connections(), &ProviderConnections::claudeConnectionStateChanged,
                      [&] { states << claudeState(m); });
     m.continueClaudeSetup();
-    ASSERT_TRUE(waitUntil([&] { return harness.claude->script->fetches() == 1; }));
+    ASSERT_TRUE(waitUntil([&] { return claude.fetches() == 1; }));
     settle();
     EXPECT_EQ(states, QList<Kind>({Kind::waiting, Kind::disconnected}));
-    EXPECT_EQ(harness.claude->installs, 1);
+    EXPECT_EQ(h.claude->installs, 1);
     EXPECT_TRUE(m.preferences()->claudeEnabled());
     // The forced refresh ran; the switch's own refresh came second and was dropped.
-    EXPECT_EQ(harness.claude->script->lastForceLive(), true);
-    EXPECT_EQ(harness.claude->script->fetches(), 1);
+    EXPECT_EQ(claude.lastForceLive(), true);
+    EXPECT_EQ(claude.fetches(), 1);
+
+    h.claude->uninstallFails = true;
+    ASSERT_TRUE(waitFor(m.disconnectClaude()));
+    EXPECT_TRUE(m.preferences()->claudeEnabled());
+    EXPECT_EQ(m.connections()->claudeConnectionState(),
+              State::failed("The hook could not be removed."));
 }
 
 TEST_F(ConnectionFlowTest, TheRealHookIsInstalledAndRemovedAndAFailureKeepsTheSettings) {
-    AppModel::Services services = harness.services();
-    const auto real = harness.realClaudeProvider();
+    AppModel::Services services = h.services();
+    const auto real = h.realClaudeProvider();
     services.claudeProvider = real;
     AppModel m(services);
-
+    const QString settings = h.home.filePath(".claude/settings.json");
     const QByteArray foreign = "[\"not\", \"an object\"]\n";
-    writeFile(harness.home.filePath(".claude/settings.json"), foreign);
+    writeFile(settings, foreign);
     m.handleClaudeReadiness(Readiness::setupRequired());
     m.continueClaudeSetup();
     ASSERT_TRUE(waitUntil([&] { return claudeState(m) == Kind::failed; }));
     EXPECT_EQ(m.connections()->claudeConnectionState().message(),
               "Claude Code settings could not be updated safely.");
-    EXPECT_EQ(readFile(harness.home.filePath(".claude/settings.json")), foreign);
+    EXPECT_EQ(readFile(settings), foreign);
     EXPECT_FALSE(m.preferences()->claudeEnabled());
-
     // From the failed state the button checks readiness again instead of installing.
-    writeFile(harness.home.filePath(".claude/settings.json"), R"({"theme": "dark"})");
+    writeFile(settings, R"({"theme": "dark"})");
     m.continueClaudeSetup();
     ASSERT_TRUE(waitUntil([&] { return claudeState(m) == Kind::setupRequired; }));
     EXPECT_FALSE(real->statusLineInstaller().isInstalled());
-
     m.continueClaudeSetup();
-    ASSERT_TRUE(waitUntil([&] { return m.preferences()->claudeEnabled(); }));
-    ASSERT_TRUE(waitUntil([&] { return !m.isRefreshing(); }));
+    ASSERT_TRUE(waitUntil([&] { return m.preferences()->claudeEnabled() && !m.isRefreshing(); }));
     EXPECT_TRUE(real->statusLineInstaller().isInstalled());
     EXPECT_TRUE(
         claudeSettings().value("statusLine")["command"].toString().contains("statusline.sh"));
     EXPECT_EQ(claudeSettings().value("theme"), "dark");
     EXPECT_EQ(m.snapshot().statusMessage,
               "Open Claude Code and send a message once to sync usage.");
-
     // Disconnecting removes the hook, switches Claude Code off and stores that.
     ASSERT_TRUE(waitFor(m.disconnectClaude()));
     EXPECT_FALSE(real->statusLineInstaller().isInstalled());
     EXPECT_EQ(claudeSettings(), QJsonObject({{"theme", "dark"}}));
-    EXPECT_EQ(harness.storedPreference("providerEnabled"), QJsonValue(false));
+    EXPECT_EQ(h.storedPreference("providerEnabled"), QJsonValue(false));
     EXPECT_EQ(claudeState(m), Kind::disconnected);
     EXPECT_EQ(m.snapshot().statusMessage, "Claude Code is disconnected.");
 }
 
 TEST_F(ConnectionFlowTest, SetUpSendsTheUserToTheRightPlaceAndWatches) {
     const auto m = model();
-    harness.claude->script->setReadiness({Readiness::executableMissing()});
-    harness.codex->script->setReadiness({Readiness::executableMissing()});
-    harness.codex->script->readinessGate.close(); // keep the Codex monitor waiting
-
+    claude.setReadiness({Readiness::executableMissing()});
+    codex.setReadiness({Readiness::executableMissing()});
+    codex.readinessGate.close(); // keep the Codex monitor waiting
     m->handleClaudeReadiness(Readiness::loginRequired());
     m->continueClaudeSetup();
     EXPECT_EQ(claudeState(*m), Kind::waiting);
@@ -152,30 +150,27 @@ TEST_F(ConnectionFlowTest, SetUpSendsTheUserToTheRightPlaceAndWatches) {
     m->handleCodexReadiness(Readiness::executableMissing());
     m->continueCodexSetup();
     EXPECT_EQ(codexState(*m), Kind::waiting);
-    EXPECT_EQ(harness.desktop->openedUrls,
+    EXPECT_EQ(h.desktop->openedUrls,
               QList<QUrl>({QUrl("https://code.claude.com/docs/en/authentication"),
                            QUrl("https://code.claude.com/docs/en/setup"),
                            QUrl("https://openai.com/codex/")}));
-    EXPECT_EQ(harness.desktop->terminalsStarted, 0);
-
+    EXPECT_EQ(h.desktop->terminalsStarted, 0);
     // Signing in to Codex happens in a terminal, with the command on the clipboard.
     m->handleCodexReadiness(Readiness::loginRequired());
     m->continueCodexSetup();
-    EXPECT_EQ(harness.desktop->clipboard, "codex login");
-    EXPECT_EQ(harness.desktop->terminalsStarted, 1);
+    EXPECT_EQ(h.desktop->clipboard, "codex login");
+    EXPECT_EQ(h.desktop->terminalsStarted, 1);
     EXPECT_EQ(codexState(*m), Kind::waiting);
     EXPECT_TRUE(m->connections()->isCodexMonitorRunning());
-    harness.codex->script->readinessGate.open();
+    codex.readinessGate.open();
 }
 
 TEST_F(ConnectionFlowTest, MonitorsEndOnTheirVerdictAfterTheLastCheckOrWhenSwitchedOff) {
     const auto m = model();
-    // Claude Code: anything but a missing tool ends the watch.
-    harness.claude->script->setReadiness({Readiness::executableMissing(),
-                                          Readiness::executableMissing(),
-                                          Readiness::setupRequired()});
-    // Codex: only ready does.
-    harness.codex->script->setReadiness(
+    // Claude Code: anything but a missing tool ends the watch; Codex: only ready does.
+    claude.setReadiness({Readiness::executableMissing(), Readiness::executableMissing(),
+                         Readiness::setupRequired()});
+    codex.setReadiness(
         {Readiness::loginRequired(), Readiness::unavailable("not yet"), Readiness::ready()});
     m->beginClaudeConnectionMonitoring();
     m->beginCodexConnectionMonitoring();
@@ -183,47 +178,33 @@ TEST_F(ConnectionFlowTest, MonitorsEndOnTheirVerdictAfterTheLastCheckOrWhenSwitc
         return !m->connections()->isClaudeMonitorRunning() &&
                !m->connections()->isCodexMonitorRunning();
     }));
-    EXPECT_EQ(harness.claude->script->readinessChecks(), 3);
+    EXPECT_EQ(std::pair(claude.readinessChecks(), codex.readinessChecks()), std::pair(3, 3));
     EXPECT_EQ(claudeState(*m), Kind::setupRequired);
-    EXPECT_EQ(harness.codex->script->readinessChecks(), 3);
     EXPECT_TRUE(m->preferences()->codexEnabled());
 
     // Waiting for nothing: after 90 checks the state returns to rest.
     const auto patient = model(90);
-    harness.codex->script->setReadiness({Readiness::loginRequired()});
+    codex.setReadiness({Readiness::loginRequired()});
     patient->handleCodexReadiness(Readiness::loginRequired());
     patient->continueCodexSetup();
     ASSERT_TRUE(waitUntil([&] { return !patient->connections()->isCodexMonitorRunning(); }));
-    EXPECT_EQ(harness.codex->script->readinessChecks(), 3 + 90);
+    EXPECT_EQ(codex.readinessChecks(), 3 + 90);
     EXPECT_EQ(codexState(*patient), Kind::disconnected);
 
-    // Switching a provider off cancels its monitor, even with a check running.
+    // The user switches Codex off while a check runs; that check then answers "ready".
     const auto gives = model();
-    harness.codex->script->setReadiness({Readiness::loginRequired()});
-    harness.codex->script->readinessGate.close();
+    codex.readinessGate.close();
     gives->handleCodexReadiness(Readiness::loginRequired());
     gives->continueCodexSetup();
-    ASSERT_TRUE(waitUntil([&] { return harness.codex->script->readinessGate.waiting() == 1; }));
-
-    // The user gives up while a check runs; that check then answers "ready".
-    harness.codex->script->setReadiness({Readiness::ready()});
+    ASSERT_TRUE(waitUntil([&] { return codex.readinessGate.waiting() == 1; }));
+    codex.setReadiness({Readiness::ready()});
     gives->preferences()->setCodexEnabled(false);
     EXPECT_FALSE(gives->connections()->isCodexMonitorRunning());
     EXPECT_EQ(codexState(*gives), Kind::disconnected);
-    harness.codex->script->readinessGate.open();
+    codex.readinessGate.open();
     settle();
-    EXPECT_EQ(harness.codex->script->readinessChecks(), 3 + 90 + 1);
+    EXPECT_EQ(codex.readinessChecks(), 3 + 90 + 1);
     EXPECT_FALSE(gives->preferences()->codexEnabled()); // the late answer does not switch it on
-}
-
-TEST_F(ConnectionFlowTest, AHookThatCannotBeRemovedKeepsClaudeOnAndSaysWhy) {
-    harness.storePreference("providerEnabled", true);
-    harness.claude->uninstallFails = true;
-    const auto failing = model();
-    ASSERT_TRUE(waitFor(failing->disconnectClaude()));
-    EXPECT_TRUE(failing->preferences()->claudeEnabled());
-    EXPECT_EQ(failing->connections()->claudeConnectionState(),
-              State::failed("The hook could not be removed."));
 }
 
 // The real provider starts `codex` from the thread pool with vfork semantics, which
@@ -231,31 +212,30 @@ TEST_F(ConnectionFlowTest, AHookThatCannotBeRemovedKeepsClaudeOnAndSaysWhy) {
 using RealCodexSignInTest = ConnectionFlowTest;
 
 TEST_F(RealCodexSignInTest, IsWatchedUntilTheToolIsReady) {
-    // A fake codex: signed out until a file appears.
-    const QString codex = harness.home.filePath("tools/codex");
-    const QString signedIn = harness.home.filePath("signed-in");
-    writeScript(codex, fakeCodex("[ -e '" + signedIn.toUtf8() + "' ]",
-                                 answeringAppServer(R"({"id":2,"result":{"rateLimits":)"
-                                                    R"({"primary":{"usedPercent":42,)"
-                                                    R"("windowDurationMins":300}}}})")));
+    const QString tool = h.home.filePath("tools/codex"); // signed out until a file appears
+    const QString signedIn = h.home.filePath("signed-in");
+    writeScript(tool, fakeCodex("[ -e '" + signedIn.toUtf8() + "' ]",
+                                answeringAppServer(R"({"id":2,"result":{"rateLimits":)"
+                                                   R"({"primary":{"usedPercent":42,)"
+                                                   R"("windowDurationMins":300}}}})")));
     CodexUsageProvider::Options options;
-    options.homeDirectory = harness.home.path();
-    options.executableOverride = codex;
+    options.homeDirectory = h.home.path();
+    options.executableOverride = tool;
     AppTiming timing;
     timing.connectionCheckInterval = std::chrono::milliseconds(20);
-    AppModel::Services services = harness.services(timing);
+    AppModel::Services services = h.services(timing);
     services.codexProvider = std::make_shared<CodexUsageProvider>(options);
     AppModel m(services);
-
     m.continueCodexSetup();
     ASSERT_TRUE(waitUntil([&] { return codexState(m) == Kind::loginRequired; }));
     m.continueCodexSetup();
-    EXPECT_EQ(harness.desktop->clipboard, "codex login");
+    EXPECT_EQ(h.desktop->clipboard, "codex login");
     EXPECT_TRUE(m.connections()->isCodexMonitorRunning());
-
     writeFile(signedIn, "yes"); // the user signs in in the terminal
-    ASSERT_TRUE(waitUntil([&] { return m.preferences()->codexEnabled(); }));
-    ASSERT_TRUE(waitUntil([&] { return m.codexSnapshot().availability == Availability::ready; }));
+    ASSERT_TRUE(waitUntil([&] {
+        return m.preferences()->codexEnabled() &&
+               m.codexSnapshot().availability == Availability::ready;
+    }));
     EXPECT_EQ(codexState(m), Kind::disconnected);
     EXPECT_EQ(m.menuBarDisplayText(), "Codex 58%");
 }

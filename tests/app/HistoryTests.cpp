@@ -5,13 +5,13 @@
 #include "history/HistoryStore.h"
 
 #include <QFile>
-#include <QProcess>
 
 #include <gtest/gtest.h>
 
 using namespace lumora;
 using namespace lumora::test;
 using Verdict = UsagePace::Verdict;
+using Kind = UsageWindow::Kind;
 
 namespace {
 
@@ -19,19 +19,17 @@ const QDateTime now = QDateTime::fromSecsSinceEpoch(1'790'000'000, Qt::UTC);
 QDateTime at(int minutes) {
     return now.addSecs(60 * minutes);
 }
+HistoryFigure codexFigure(double used, const QDateTime& capturedAt,
+                          std::optional<QDateTime> resetsAt = at(300)) {
+    return {"codex", Kind::session, used, resetsAt, capturedAt, SnapshotSource::officialAppServer};
+}
 
 } // namespace
 
 TEST(UsagePaceRules, ProjectTheLimitOrTheShareLeftFromTheFiguresOfTheCurrentWindow) {
     // Figures as "minutes from now, share used[, reset in minutes from now (150 unless given,
-    // -1: none)]", separated by semicolons.
-    const struct {
-        const char* sequence;
-        const char* figures;
-        Verdict verdict;
-        QString text;
-        int limitAt; // minutes from now; -1: none
-    } rows[] = {
+    // -1: none)]", separated by semicolons; the limit in minutes from now, -1: none.
+    const std::tuple<const char*, const char*, Verdict, QString, int> rows[] = {
         {"12 points an hour, reset first", "-30 .10; -20 .12; -10 .14; 0 .16", Verdict::leftAtReset,
          "At this pace: 54% left at reset", 420},
         {"30 points an hour, limit first", "-40 .30; -20 .40; 0 .50", Verdict::limitBeforeReset,
@@ -53,139 +51,111 @@ TEST(UsagePaceRules, ProjectTheLimitOrTheShareLeftFromTheFiguresOfTheCurrentWind
          "Not enough data for a pace yet", -1},
         {"100% reached", "-30 .80; 0 1", Verdict::atLimit, "", -1},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.sequence);
+    for (const auto& [sequence, text, verdict, shown, limitAt] : rows) {
+        SCOPED_TRACE(sequence);
         QList<PaceFigure> figures;
-        for (const QString& figure : QString(row.figures).split(';')) {
+        for (const QString& figure : QString(text).split(';')) {
             const QStringList f = figure.simplified().split(' ');
             const int reset = f.value(2, "150").toInt();
             figures.append({at(f[0].toInt()), f[1].toDouble(),
                             reset == -1 ? std::nullopt : std::optional(at(reset))});
         }
         const UsagePace pace = usagePace(figures, now);
-        EXPECT_EQ(pace.verdict, row.verdict);
-        EXPECT_EQ(paceText(pace, now), row.text);
-        if (row.limitAt >= 0) {
+        EXPECT_EQ(pace.verdict, verdict);
+        EXPECT_EQ(paceText(pace, now), shown);
+        if (limitAt >= 0) {
             ASSERT_TRUE(pace.limitAt.has_value());
-            EXPECT_NEAR(pace.limitAt->secsTo(at(row.limitAt)), 0, 60);
+            EXPECT_NEAR(pace.limitAt->secsTo(at(limitAt)), 0, 60);
         }
     }
 }
 
-TEST(HistoryStore, RecordsChangesAndEveryTenMinutesPrunesAndUpgradesTheFirstVersion) {
+// Records changes and unchanged figures every ten minutes, prunes, upgrades the first version's
+// file, moves a damaged file aside, and without a folder to write keeps no history.
+TEST(HistoryStore, RecordsChangesAndEveryTenMinutesPrunesUpgradesAndSurvivesDamage) {
     TemporaryHome home;
     const QString path = HistoryStore::defaultPath(home.path());
     HistoryStore store(path, HistoryStore::Access::readWrite);
     ASSERT_TRUE(store.isOpen());
-    const auto figure = [](int minutes, double used) {
-        return HistoryFigure{"codex",     UsageWindow::Kind::session,       used, at(300),
-                             at(minutes), SnapshotSource::officialAppServer};
-    };
     // Written: the first, a change (in the same second it replaces the row), ten unchanged
-    // minutes later, an earlier time (the clock went back). Not written: unchanged within ten
-    // minutes.
-    const struct {
-        int minutes;
-        double used;
-        bool written;
-    } steps[] = {{0, 0.2, true},  {0, 0.1, true},   {0, 0.1, false},
-                 {5, 0.1, false}, {9, 0.1, false},  {10, 0.1, true},
-                 {11, 0.2, true}, {12, 0.2, false}, {-30, 0.2, true}};
-    for (const auto& step : steps) {
-        EXPECT_EQ(store.record(figure(step.minutes, step.used)), step.written)
-            << step.minutes << " min, " << step.used;
+    // minutes later, an earlier time (the clock went back); not: unchanged within ten minutes.
+    const std::tuple<int, double, bool> steps[] = {
+        {0, 0.2, true},  {0, 0.1, true},  {0, 0.1, false},  {5, 0.1, false}, {9, 0.1, false},
+        {10, 0.1, true}, {11, 0.2, true}, {12, 0.2, false}, {-30, 0.2, true}};
+    for (const auto& [minutes, used, written] : steps) {
+        EXPECT_EQ(store.record(codexFigure(used, at(minutes))), written) << minutes << ", " << used;
     }
-    EXPECT_EQ(store.figures(at(-60)), (QList<HistoryFigure>{figure(-30, 0.2), figure(0, 0.1),
-                                                            figure(10, 0.1), figure(11, 0.2)}));
-
+    EXPECT_EQ(store.figures(at(-60)),
+              (QList<HistoryFigure>{codexFigure(0.2, at(-30)), codexFigure(0.1, at(0)),
+                                    codexFigure(0.1, at(10)), codexFigure(0.2, at(11))}));
     // A second process, the command line, reads what the tray has just written.
     const CommandOutcome csv = runLumora(home.path(), {"history", "--csv", "--since", "90d"});
     EXPECT_EQ(csv.exitCode, 0) << csv.err.toStdString();
     EXPECT_EQ(csv.out.count('\n'), 5) << csv.out.toStdString();
     EXPECT_TRUE(csv.out.startsWith("capturedAt,providerID,kind,usedRatio,resetsAt,source\n"));
-
     EXPECT_EQ(store.prune(at(5)), 2);
     EXPECT_EQ(store.figures(at(-60)).size(), 2);
 
-    // A file the first version of the history wrote, with a row of another tool and a broken
-    // time, which the upgrade leaves behind.
+    // The first version's file, with a row of another tool and a broken time left behind.
     const QString old = home.filePath("old.sqlite");
     ASSERT_TRUE(QFile::copy(fixturePath("history-v1.sqlite"), old));
     QFile::setPermissions(old, QFile::ReadOwner | QFile::WriteOwner);
     HistoryStore upgraded(old, HistoryStore::Access::readWrite);
     const QDateTime noon = QDateTime::fromString("2026-11-20T12:00:00Z", Qt::ISODate);
-    EXPECT_EQ(
-        upgraded.figures(noon.addDays(-1)),
-        (QList<HistoryFigure>{{"claude-code", UsageWindow::Kind::session, 0.42,
-                               noon.addSecs(3 * 3600), noon, SnapshotSource::officialCLI},
-                              {"claude-code", UsageWindow::Kind::weekly, 0.1234, std::nullopt, noon,
-                               SnapshotSource::officialCLI},
-                              {"codex", UsageWindow::Kind::session, 0.07, noon.addSecs(4 * 3600),
-                               noon.addSecs(90), SnapshotSource::officialAppServer}}));
-    EXPECT_TRUE(upgraded.record({"codex", UsageWindow::Kind::session, 0.08, std::nullopt,
-                                 noon.addSecs(600), SnapshotSource::officialAppServer}));
-}
+    const SnapshotSource cli = SnapshotSource::officialCLI;
+    EXPECT_EQ(upgraded.figures(noon.addDays(-1)),
+              (QList<HistoryFigure>{
+                  {"claude-code", Kind::session, 0.42, noon.addSecs(3 * 3600), noon, cli},
+                  {"claude-code", Kind::weekly, 0.1234, std::nullopt, noon, cli},
+                  codexFigure(0.07, noon.addSecs(90), noon.addSecs(4 * 3600))}));
+    EXPECT_TRUE(upgraded.record(codexFigure(0.08, noon.addSecs(600), std::nullopt)));
 
-TEST(HistoryStore, ADamagedFileIsMovedAsideAndAFolderThatCannotBeWrittenMeansNoHistory) {
-    TemporaryHome home;
-    const QString path = HistoryStore::defaultPath(home.path());
-    writeFile(path, QByteArray("not a database, whatever it once was").repeated(200));
-    {
-        WarningLog warnings;
-        HistoryStore store(path, HistoryStore::Access::readWrite);
-        EXPECT_TRUE(store.isOpen());
-        EXPECT_TRUE(store.record({"codex", UsageWindow::Kind::session, 0.5, std::nullopt, now,
-                                  SnapshotSource::officialAppServer}));
-        EXPECT_EQ(warnings.messages().size(), 1) << warnings.messages().join('\n').toStdString();
-        EXPECT_TRUE(warnings.messages().value(0).contains("history.sqlite.corrupt"));
-    }
-    EXPECT_TRUE(readFile(path + ".corrupt").startsWith("not a database"));
-
-    // No folder can be made under /proc, not even by root.
+    const QString damaged = home.filePath("damaged.sqlite");
+    writeFile(damaged, QByteArray("not a database, whatever it once was").repeated(200));
     WarningLog warnings;
-    HistoryStore store("/proc/self/lumora/history.sqlite", HistoryStore::Access::readWrite);
-    EXPECT_FALSE(store.isOpen());
-    EXPECT_FALSE(store.record({"codex", UsageWindow::Kind::session, 0.5, std::nullopt, now,
-                               SnapshotSource::officialAppServer}));
-    EXPECT_TRUE(store.figures(at(-60)).isEmpty());
-    EXPECT_EQ(warnings.messages().size(), 1);
+    EXPECT_TRUE(
+        HistoryStore(damaged, HistoryStore::Access::readWrite).record(codexFigure(0.5, now)));
+    EXPECT_EQ(warnings.messages().size(), 1) << warnings.messages().join('\n').toStdString();
+    EXPECT_TRUE(warnings.messages().value(0).contains("damaged.sqlite.corrupt"));
+    EXPECT_TRUE(readFile(damaged + ".corrupt").startsWith("not a database"));
+    // No folder can be made under /proc, not even by root.
+    HistoryStore none("/proc/self/lumora/history.sqlite", HistoryStore::Access::readWrite);
+    EXPECT_FALSE(none.isOpen() || none.record(codexFigure(0.5, now)));
+    EXPECT_TRUE(none.figures(at(-60)).isEmpty());
+    EXPECT_EQ(warnings.messages().size(), 2);
 }
 
+// The pace warning comes once per window, never from a window's first figure; figures still
+// show when no history can be kept.
 TEST(UsageHistoryModel, RecordsRefreshesWarnsOncePerWindowAndShowsFiguresWithoutAHistory) {
-    ModelHarness harness;
-    harness.storePreference("providerEnabled", true);
+    ModelHarness h;
+    h.storePreference("providerEnabled", true);
     const QDateTime reset = QDateTime::currentDateTimeUtc().addSecs(3 * 3600);
     {
-        HistoryStore store(HistoryStore::defaultPath(harness.home.path()),
+        HistoryStore store(HistoryStore::defaultPath(h.home.path()),
                            HistoryStore::Access::readWrite);
         for (int ago = 40; ago >= 10; ago -= 10) {
-            store.record({"claude-code", UsageWindow::Kind::session, 0.8 - ago * 0.01, reset,
+            store.record({"claude-code", Kind::session, 0.8 - ago * 0.01, reset,
                           QDateTime::currentDateTimeUtc().addSecs(-60 * ago),
                           SnapshotSource::officialCLI});
         }
     }
-    harness.claude->script->setSnapshot(usage("claude-code", Availability::limited, 0.8, reset));
-    const auto model = harness.makeModel();
-    ASSERT_TRUE(waitFor(model->refresh(false)));
-    settle();
-    const QString warning = harness.notifier->sent.value(0);
-    EXPECT_TRUE(warning.startsWith("At this pace Claude Code reaches its limit in "))
-        << warning.toStdString();
-    ASSERT_TRUE(waitFor(model->refresh(false)));
-    settle();
-    EXPECT_EQ(harness.notifier->sent.size(), 1) << "once per window";
+    const auto model = h.makeModel();
+    const auto refreshTo = [&](const UsageSnapshot& answer) {
+        h.claude->script->setSnapshot(answer);
+        ASSERT_TRUE(waitFor(model->refresh(false)));
+        settle();
+    };
+    refreshTo(usage("claude-code", Availability::limited, 0.8, reset));
+    EXPECT_TRUE(
+        h.notifier->sent.value(0).startsWith("At this pace Claude Code reaches its limit in "))
+        << h.notifier->sent.join('\n').toStdString();
+    refreshTo(usage("claude-code", Availability::limited, 0.8, reset));
+    refreshTo(usage("claude-code", Availability::ready, 0.05, reset.addSecs(5 * 3600)));
+    EXPECT_EQ(h.notifier->sent.size(), 1) << h.notifier->sent.join('\n').toStdString();
 
-    // The next window: its first figure alone shows no pace.
-    const QDateTime next = reset.addSecs(5 * 3600);
-    harness.claude->script->setSnapshot(usage("claude-code", Availability::ready, 0.05, next));
-    ASSERT_TRUE(waitFor(model->refresh(false)));
-    settle();
-    EXPECT_EQ(harness.notifier->sent.size(), 1) << "a single figure of it shows no pace yet: "
-                                                << harness.notifier->sent.join('\n').toStdString();
-
-    // Figures still show when the history cannot be kept.
-    harness.storePreference("showClaudeInMenuBar", true);
-    auto services = harness.services();
+    h.storePreference("showClaudeInMenuBar", true);
+    auto services = h.services();
     services.historyPath = "/proc/self/lumora/history.sqlite";
     AppModel unkept(services);
     ASSERT_TRUE(waitFor(unkept.refresh(false)));
@@ -193,12 +163,12 @@ TEST(UsageHistoryModel, RecordsRefreshesWarnsOncePerWindowAndShowsFiguresWithout
 }
 
 TEST(UsageHistoryModel, AHookRunReachesTheLabelWithinASecond) {
-    ModelHarness harness;
-    harness.storePreference("providerEnabled", true);
-    harness.storePreference("showClaudeInMenuBar", true);
-    harness.storePreference("showCodexInMenuBar", false);
-    auto services = harness.services();
-    const auto claude = harness.realClaudeProvider();
+    ModelHarness h;
+    h.storePreference("providerEnabled", true);
+    h.storePreference("showClaudeInMenuBar", true);
+    h.storePreference("showCodexInMenuBar", false);
+    auto services = h.services();
+    const auto claude = h.realClaudeProvider();
     claude->installStatusLineSync();
     services.claudeProvider = claude;
     AppModel model(services);

@@ -1,0 +1,292 @@
+#include "AppTestSupport.h"
+#include "cubefield/AmbientCubeField.h"
+#include "cubefield/CubeFieldKernels.h"
+#include "cubefield/CubeFieldRenderer.h"
+#include "cubefield/CubeFieldRules.h"
+#include "cubefield/ReferenceRenderer.h"
+
+#include <QDateTime>
+#include <QElapsedTimer>
+#include <QImage>
+#include <QPainter>
+#include <QQuickWindow>
+#include <QSGRendererInterface>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+
+using namespace lumora;
+using namespace lumora::cubefield;
+using namespace lumora::test;
+using namespace std::chrono_literals;
+
+namespace {
+
+void expectEqual(const std::vector<double>& got, const std::vector<double>& want) {
+    ASSERT_EQ(got.size(), want.size());
+    for (std::size_t k = 0; k < got.size(); ++k) {
+        EXPECT_DOUBLE_EQ(got[k], want[k]) << k;
+    }
+}
+
+// How two frames of the same size differ, in 0...255 units of the worst channel.
+struct Difference {
+    double worstMean = 0;       // of the red, green and blue means
+    double fractionBeyond8 = 0; // pixels with some channel more than 8 apart
+    int largest = 0;
+    bool bothOpaque = true;
+};
+
+Difference compare(const QImage& a, const QImage& b) {
+    EXPECT_EQ(a.size(), b.size());
+    Difference result;
+    double sum[3] = {0, 0, 0};
+    long long beyond = 0;
+    for (int y = 0; y < a.height(); ++y) {
+        const auto* rowA = reinterpret_cast<const QRgb*>(a.constScanLine(y));
+        const auto* rowB = reinterpret_cast<const QRgb*>(b.constScanLine(y));
+        for (int x = 0; x < a.width(); ++x) {
+            const int channel[3] = {std::abs(qRed(rowA[x]) - qRed(rowB[x])),
+                                    std::abs(qGreen(rowA[x]) - qGreen(rowB[x])),
+                                    std::abs(qBlue(rowA[x]) - qBlue(rowB[x]))};
+            const int worst = *std::max_element(channel, channel + 3);
+            for (int c = 0; c < 3; ++c) {
+                sum[c] += channel[c];
+            }
+            beyond += worst > 8;
+            result.largest = std::max(result.largest, worst);
+            result.bothOpaque &= qAlpha(rowA[x]) == 255 && qAlpha(rowB[x]) == 255;
+        }
+    }
+    const double pixels = double(a.width()) * a.height();
+    result.worstMean = *std::max_element(sum, sum + 3) / pixels;
+    result.fractionBeyond8 = double(beyond) / pixels;
+    return result;
+}
+
+} // namespace
+
+// The fast renderer matches the reference on screen sizes, canvases that cut prisms and vectors
+// short, phases either side of zero (and the comparison notices a wave half a second off); every
+// instruction set draws the same frame; a renderer keeps nothing from one frame to the next.
+TEST(FastRenderer, MatchesTheReferenceInEveryInstructionSetAndNothingCarriesOver) {
+    CubeFieldRenderer renderer;
+    for (const QSize size : {QSize(800, 600), QSize(1440, 900), QSize(3840, 2160), QSize(1, 1),
+                             QSize(37, 23), QSize(3001, 7), QSize(9, 1201)}) {
+        for (const double phase : {0.0, 217.3, -604.9}) {
+            SCOPED_TRACE(std::to_string(size.width()) + "x" + std::to_string(size.height()) +
+                         " at phase " + std::to_string(phase));
+            const Difference d =
+                compare(renderer.render(size, phase), renderReferenceFrame(size, phase));
+            EXPECT_LE(d.worstMean, 1.0);
+            EXPECT_LE(d.fractionBeyond8, 0.001) << "largest difference " << d.largest;
+            EXPECT_TRUE(d.bothOpaque);
+        }
+    }
+    EXPECT_GT(compare(renderer.render({800, 600}, 100), renderReferenceFrame({800, 600}, 100.5))
+                  .fractionBeyond8,
+              0.01);
+
+    const QImage first = renderer.render({640, 480}, 0);
+    renderer.render({1280, 1200}, 300); // other sprites, another band count
+    QImage again(640, 480, QImage::Format_RGB32);
+    renderer.render(again, 300);
+    renderer.render(again, 0);
+    EXPECT_EQ(again.convertToFormat(QImage::Format_ARGB32_Premultiplied), first);
+    const QSize size(1443, 901); // rows that end in a partial vector for every set
+    const QImage portable = CubeFieldRenderer(kernels::portableKernels()).render(size, 77);
+    const std::vector<const kernels::KernelSet*> sets = kernels::supportedKernels();
+    EXPECT_EQ(sets.front(), &kernels::bestKernels());
+    EXPECT_EQ(sets.back(), &kernels::portableKernels());
+    for (const kernels::KernelSet* set : sets) {
+        CubeFieldRenderer each(*set);
+        EXPECT_STREQ(each.instructionSet(), set->name);
+        // Fused multiply-adds may round the last bit differently.
+        EXPECT_LE(compare(each.render(size, 77), portable).largest, 1) << set->name;
+    }
+}
+
+TEST(CubeFieldRenderers, AnEmptyCanvasGivesNoFrameAndNothingLandsOutsideTheCanvas) {
+    CubeFieldRenderer renderer;
+    for (const QSize size : {QSize(0, 0), QSize(0, 900), QSize(1440, 0)}) {
+        EXPECT_TRUE(renderReferenceFrame(size, 5).isNull() && renderer.render(size, 5).isNull());
+    }
+    QImage nothing;
+    renderer.render(nothing, 5);
+    EXPECT_TRUE(nothing.isNull());
+    // Painting steps told the canvas has no width or no height: nothing lands, not even the
+    // glows, whose blur reaches far beyond their ellipses; on a real canvas they stay within it.
+    QImage image(600, 400, QImage::Format_ARGB32_Premultiplied);
+    image.fill(Qt::transparent);
+    const QImage untouched = image;
+    const auto paint = [&](const std::function<void(QPainter&)>& steps) {
+        QPainter painter(&image);
+        painter.setRenderHint(QPainter::Antialiasing);
+        steps(painter);
+    };
+    paint([](QPainter& painter) {
+        for (const QSizeF size : {QSizeF(0, 40), QSizeF(60, 0), QSizeF(0, 0)}) {
+            drawBackdrop(painter, size, 5);
+            drawCubes(painter, size, 5);
+        }
+    });
+    EXPECT_EQ(image, untouched);
+    paint([](QPainter& painter) { drawBackdrop(painter, QSizeF(300, 200), 5); });
+    EXPECT_EQ(image.copy(300, 0, 300, 400), untouched.copy(300, 0, 300, 400));
+    EXPECT_EQ(image.copy(0, 200, 600, 200), untouched.copy(0, 200, 600, 200));
+    image.fill(Qt::transparent);
+    paint([](QPainter& painter) { drawCubes(painter, QSizeF(60, 40), 5); });
+    EXPECT_NE(image, untouched);
+}
+
+TEST(CubeFieldRules, SizesGridsPhasesGlowsAndTones) {
+    // The prism size is H / 14, held between 50 and 82 points; the grid has at least 28 cells.
+    expectEqual({prismSize(900), prismSize(600), prismSize(2000), prismSize(700), prismSize(300),
+                 prismSize(1148), prismSize(2160), prismSize(1000)},
+                {900 / 14.0, 50, 82, 50, 50, 82, 82, 1000 / 14.0});
+    EXPECT_EQ(QList<int>({gridCount({1440, 900}), gridCount({800, 600}), gridCount({3000, 2000}),
+                          gridCount({100, 100})}),
+              QList<int>({52, 43, 83, 28}));
+    expectEqual({gridSteps(50).across, gridSteps(50).down}, {28, 14.72});
+    const PrismShape shape = prismShape(50);
+    expectEqual({shape.width, shape.topHeight, shape.depth}, {45, 20.7, 20.7});
+
+    // Seconds since the start of 2001, wrapping every 1000 seconds; before it the sign stays.
+    const auto phase = [](const char* iso) {
+        return timePhase(QDateTime::fromString(QString::fromLatin1(iso), Qt::ISODateWithMs));
+    };
+    expectEqual({phase("2001-01-01T00:00:00Z"), phase("2001-01-01T00:16:39.500Z"),
+                 phase("2001-01-01T00:16:40Z"), phase("2001-01-01T00:16:41.250Z"),
+                 phase("2001-01-01T02:16:41.250+02:00"), phase("2000-12-31T23:59:59.500Z"),
+                 phase("2000-12-31T23:43:19Z"), phase("2024-01-01T00:06:40Z")},
+                {0, 999.5, 0, 1.25, 1.25, -0.5, -1, 400});
+
+    // The glows circle their resting places (where they stay with motion reduced).
+    const GlowCentres still = glowCentres({1000, 800}, 0);
+    EXPECT_EQ(still.a, QPointF(680, 0.345 * 800));
+    EXPECT_EQ(still.b, QPointF(280, 0.685 * 800));
+    const GlowCentres turned = glowCentres({1000, 800}, M_PI / 2 / 0.18); // a quarter turn
+    EXPECT_EQ(turned.a, QPointF(770, 240)); // QPointF compares with a relative tolerance
+    EXPECT_EQ(turned.b, QPointF(210, 576));
+    EXPECT_EQ(glowA().size, QSizeF(520, 360));
+    EXPECT_EQ(glowB().size, QSizeF(460, 310));
+
+    // Metal tones are tinted, clip at 1 near white and stay within range.
+    const Colour mid = metal(0.5);
+    expectEqual({mid.red, mid.green, mid.blue, mid.alpha}, {0.5, 0.5025, 0.504, 0.98});
+    const Colour bright = metal(0.998);
+    expectEqual({bright.red, bright.green, bright.blue}, {0.998, 1, 1});
+    for (double x = -1; x <= 2; x += 0.01) {
+        const Colour c = metal(x);
+        for (const double component : {c.red, c.green, c.blue, c.alpha}) {
+            ASSERT_TRUE(component >= 0 && component <= 1) << x;
+        }
+    }
+    EXPECT_DOUBLE_EQ(metal(-0.2).red, 0);
+    EXPECT_DOUBLE_EQ(metal(0.62 + 0.18).blue, 0.8 * 1.008);
+    EXPECT_NEAR(waveBrightness(0.75 + M_PI / 2), 0.48, 1e-12); // the wave's brightness band
+    EXPECT_NEAR(waveBrightness(0.75 - M_PI / 2), 0.32, 1e-12);
+}
+
+// Prisms are drawn back to front (diagonals top to bottom, rows never going back up beyond the
+// wave's reach); empty canvases have none, larger ones more, and time moves them up and down.
+TEST(CubeFieldRules, PrismsBackToFrontOnlyOnCanvasesAndMovedByTime) {
+    const double reach = maximumLiftPerPrismSize * 50;
+    double lowestSoFar = -1e9;
+    for (const PlacedPrism& prism : visiblePrisms({800, 600}, 0)) {
+        EXPECT_GE(prism.centre.y() + 2 * reach, lowestSoFar - 1e-9);
+        lowestSoFar = std::max(lowestSoFar, prism.centre.y());
+    }
+    for (const QSizeF canvas : {QSizeF(0, 0), QSizeF(1440, 0), QSizeF(0, 900), QSizeF(-5, 900)}) {
+        EXPECT_TRUE(visiblePrisms(canvas, 12).empty()) << canvas.width();
+    }
+    EXPECT_FALSE(visiblePrisms({1, 1}, 12).empty());
+    const auto first = visiblePrisms({1440, 900}, 5);
+    EXPECT_GT(visiblePrisms({3840, 2160}, 5).size(), 2 * first.size());
+    const auto moved = visiblePrisms({1440, 900}, 6);
+    ASSERT_EQ(first.size(), moved.size());
+    double largestShift = 0;
+    for (std::size_t k = 0; k < first.size(); ++k) {
+        EXPECT_DOUBLE_EQ(first[k].centre.x(), moved[k].centre.x());
+        largestShift = std::max(largestShift, std::abs(first[k].centre.y() - moved[k].centre.y()));
+    }
+    EXPECT_GT(largestShift, 5);
+}
+
+// Motion reduced: one frozen frame per size. In motion: at most 45 frames a second, none while
+// hidden in any way or without height, and the item can be destroyed with a frame in flight.
+TEST(AmbientCubeFieldItem, DrawsOnlyWhatIsSeenAtMost45FramesASecond) {
+    QQuickWindow::setGraphicsApi(QSGRendererInterface::Software); // offscreen: no GPU
+    QQuickWindow window;
+    window.resize(320, 200);
+    auto* field = new AmbientCubeField(window.contentItem());
+    field->setSize(QSizeF(320, 200));
+    const auto frames = [&] {
+        return field->framesRendered();
+    };
+    const auto reach = [&](quint64 n) {
+        return waitUntil([&] { return frames() >= n; });
+    };
+    // Once the one frame that may have been in flight has landed, no frame comes.
+    const auto expectStill = [&](const char* what) {
+        ASSERT_TRUE(waitUntil([&] { return !field->isDrawing(); })) << what;
+        const quint64 before = frames();
+        runEventsFor(300ms);
+        EXPECT_EQ(frames(), before) << what;
+        EXPECT_FALSE(field->isDrawing()) << what;
+    };
+    runEventsFor(200ms);
+    EXPECT_EQ(frames(), 0u); // never shown
+    field->setReduceMotion(true);
+    window.show();
+    ASSERT_TRUE(reach(1));
+    const QImage frozen = window.grabWindow();
+    runEventsFor(300ms);
+    EXPECT_EQ(frames(), 1u);
+    EXPECT_EQ(window.grabWindow(), frozen);
+    field->setSize(QSizeF(300, 200)); // a new size: one new frozen frame
+    ASSERT_TRUE(reach(2));
+    runEventsFor(300ms);
+    EXPECT_EQ(frames(), 2u);
+
+    field->setReduceMotion(false);
+    QElapsedTimer clock;
+    clock.start();
+    ASSERT_TRUE(reach(14));
+    runEventsFor(300ms);
+    EXPECT_LE(double(frames() - 2), std::ceil(clock.elapsed() / 1000.0 * 45) + 1);
+    const QImage moving = window.grabWindow();
+    ASSERT_TRUE(reach(frames() + 3));
+    EXPECT_NE(window.grabWindow(), moving);
+    for (const bool wholeWindow : {false, true}) {
+        wholeWindow ? window.hide() : field->setVisible(false);
+        expectStill(wholeWindow ? "window hidden" : "item hidden");
+        wholeWindow ? window.show() : field->setVisible(true);
+        ASSERT_TRUE(reach(frames() + 1));
+    }
+    field->setSize(QSizeF(300, 0));
+    expectStill("zero height");
+    EXPECT_EQ(window.grabWindow().pixelColor(160, 100), window.color()); // the window's own
+    field->setSize(QSizeF(300, 200));
+    ASSERT_TRUE(reach(frames() + 1));
+
+    field->setReduceMotion(true); // a moving frame in flight lands, then the frozen one
+    expectStill("frozen again");
+    const quint64 frozenAt = frames();
+    field->setSize(QSizeF(320, 200));
+    ASSERT_TRUE(reach(frozenAt + 1));
+    runEventsFor(100ms);
+    EXPECT_EQ(window.grabWindow(), frozen);
+
+    window.resize(1920, 1080);
+    for (int k = 0; k < 6; ++k) {
+        delete field;
+        field = new AmbientCubeField(window.contentItem());
+        field->setSize(QSizeF(1920, 1080));
+        runEventsFor(std::chrono::milliseconds(7 * k));
+    }
+    ASSERT_TRUE(reach(1));
+}
