@@ -1,12 +1,11 @@
 #!/usr/bin/python3
 """Lumora as a screen reader and a keyboard user meet it: the built lumora (argv[1]) on an Xvfb
 display, buses and home of its own, with fake tools; read over AT-SPI, typed at by xdotool."""
-import json, os, pathlib, re, shutil, signal, subprocess, sys, tempfile, time
+import importlib.util, json, os, pathlib, re, shutil, signal, subprocess, sys, tempfile, time
 
 TOOLS = ["Xvfb", "dbus-daemon", "dbus-send", "xdotool", "/usr/libexec/at-spi-bus-launcher"]
 # pyatspi is imported only once the buses are the test's own.
-if not all(map(shutil.which, TOOLS)) or not any(
-        os.path.isdir(os.path.join(folder, "pyatspi")) for folder in sys.path):
+if not all(map(shutil.which, TOOLS)) or not importlib.util.find_spec("pyatspi"):
     print("SKIP: missing one of", *TOOLS, "pyatspi (scripts/setup.sh installs them)")
     sys.exit(77)  # ctest's SKIP_RETURN_CODE
 FAKE_CODEX = """#!/bin/sh
@@ -134,12 +133,15 @@ try:
         found = [said(n) for n in nodes(window(within)) if has(n, pyatspi.STATE_FOCUSED)]
         return found[-1] if found else ""
 
-    def press(*keys, focus_on=None, within=POPOVER_WINDOW):  # then the focus on `focus_on`
+    def press(*keys, focus_on=None, within=POPOVER_WINDOW, closes=None):
+        """Types `keys`; then the focus is on what matches `focus_on`, or the window `closes`."""
         if keys:
             run("xdotool", "key", "--delay", "20", *keys)
         if focus_on:
             wait_until(lambda: re.fullmatch(focus_on, focus(within)),
                        f"the focus on {focus_on!r} (it is on {focus(within)!r})")
+        if closes:
+            gone(closes)
 
     def popover_controls():
         found = controls(window(POPOVER_WINDOW))
@@ -160,10 +162,8 @@ try:
     assert "Alt+Up" in found[1].description, found[1].description
     # "Break" pressed through AT-SPI: the popover goes and the break screen comes; Escape ends it.
     found[5].queryAction().doAction(0)
-    shows(BREAK_SCREEN)
-    gone(POPOVER_WINDOW)
-    press("Escape")
-    gone(BREAK_SCREEN)
+    shows(BREAK_SCREEN) and gone(POPOVER_WINDOW)
+    press("Escape", closes=BREAK_SCREEN)
     # By keyboard: Tab walks every control in visual order and comes round; Shift+Tab walks back.
     opened()
     for key, order in (("Tab", POPOVER[1:] + POPOVER[:1]), ("shift+Tab", POPOVER[::-1])):
@@ -202,13 +202,11 @@ try:
         assert node.getRoleName() in ROLES and named, f"{said(node)!r} in the settings"
     assert set(SETTINGS) <= set(map(said, every)), set(SETTINGS) - set(map(said, every))
     press("Tab", focus_on=CONTROL, within=SETTINGS_WINDOW)
-    press("Escape")
-    gone(SETTINGS_WINDOW)
+    press("Escape", closes=SETTINGS_WINDOW)
     # Escape closes the popover, which opens again on its first control; Enter on Quit ends it.
     opened()
     press("Tab", focus_on=CODEX)
-    press("Escape")
-    gone(POPOVER_WINDOW)
+    press("Escape", closes=POPOVER_WINDOW)
     opened()
     press("shift+Tab", focus_on=POPOVER[-1])
     press("Return")
