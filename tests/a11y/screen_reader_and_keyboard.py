@@ -8,16 +8,6 @@ TOOLS = ["Xvfb", "dbus-daemon", "dbus-send", "xdotool", "/usr/libexec/at-spi-bus
 if not all(map(shutil.which, TOOLS)) or not importlib.util.find_spec("pyatspi"):
     print("SKIP: missing one of", *TOOLS, "pyatspi (scripts/setup.sh installs them)")
     sys.exit(77)  # ctest's SKIP_RETURN_CODE
-FAKE_CODEX = """#!/bin/sh
-echo "$1" >> "$0.runs"
-case "$1" in
-login) echo 'Logged in using ChatGPT';; --version) echo 'codex-cli 0.169.0';;
-app-server) read -r _; echo '{"id":1,"result":{}}'; read -r _; read -r _
-    echo '{"id":2,"result":{"rateLimits":{"primary":{"usedPercent":30,"windowDurationMins":300,\
-"resetsAt":RESETS}}}}'; exec cat > /dev/null;;
-*) exit 2;;
-esac
-"""
 # A session bus that starts no service of the machine's (a notification daemon, say).
 BUS_CONFIG = """<busconfig><type>session</type><listen>unix:dir={}</listen>
 <policy context="default"><allow send_destination="*"/><allow receive_sender="*"/><allow own="*"/>
@@ -101,7 +91,9 @@ try:
     Atspi.set_timeout(10000, 60000)  # calls into Lumora wait 10 s, not 0.8 s: a loaded machine
     # Codex (70% left) and Claude Code (58% left) connected, then lumora started, and the
     # popover with it, on its first control.
-    write(SCRATCH + "/codex", FAKE_CODEX.replace("RESETS", str(NOW + 3600)))
+    shutil.copy(os.path.dirname(__file__) + "/../desktop/fake-codex.sh", SCRATCH + "/codex")
+    write(SCRATCH + "/codex.used", "30")
+    write(SCRATCH + "/codex.resets", str(NOW + 3600))
     write(SCRATCH + "/claude", '#!/bin/sh\necho "2.0.0 (Claude Code)"\n')
     ENV.update(LUMORA_CODEX_PATH=SCRATCH + "/codex", LUMORA_CLAUDE_PATH=SCRATCH + "/claude")
     for tool in ("codex", "claude"):

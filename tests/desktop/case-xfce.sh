@@ -28,15 +28,15 @@ xdotool key Tab Tab && click_item 1 Activate && expect_break "a left click on th
 wait_until 10 "the break screen did not take the focus from the program in use" has_focus getactivewindow
 ok "the break screen took the focus from the program in use" && end_break && popover_by_click 2 SecondaryActivate near
 click 640 780 1 && wait_until 10 "a click elsewhere did not close the popover" not popover_shown
-echo 85 >"$SCRATCH/codex-used" && refresh_to "Codex 15%" && wait_until 10 "crossing 80% sent no notification" sent -ge 1
-call=$(lumora_calls | head -n1) expected_body="Expected reset: $(date -d "@$(cat "$SCRATCH/codex-resets")" +%H:%M)" # perhaps with seconds
+echo 85 >"$SCRATCH/bin/codex.used" && refresh_to "Codex 15%" && wait_until 10 "crossing 80% sent no notification" sent -ge 1
+call=$(lumora_calls | head -n1) expected_body="Expected reset: $(date -d "@$(cat "$SCRATCH/bin/codex.resets")" +%H:%M)" # perhaps with seconds
 grep -qF '|string "Codex usage reached 80%"|' <<<"$call" || fail "the notification's title is not \"Codex usage reached 80%\": $call"
 grep -qE "\|string \"$expected_body(:[0-9]{2})?\"\|" <<<"$call" || fail "the notification's body is not \"$expected_body\": $call"
 grep -qF '|string "Take a Break"|' <<<"$call" || fail "the notification carries no \"Take a Break\" action: $call"
 wait_until 10 "dunst does not show Lumora's notification" sh -c '[ "$(dunstctl count displayed)" -ge 1 ]'
 wait_until 10 "dunst's bubble did not appear" xdotool search --onlyvisible --class Dunst
 screenshot notification && ok "crossing 80% sent \"Codex usage reached 80%\" / \"$expected_body\", shown by dunst"
-echo 90 >"$SCRATCH/codex-used" && refresh_to "Codex 10%" && { sent -eq 1 || fail "a further rise above 80% sent another notification"; }
+echo 90 >"$SCRATCH/bin/codex.used" && refresh_to "Codex 10%" && { sent -eq 1 || fail "a further rise above 80% sent another notification"; }
 ok "a further rise to 90% sent no second notification"
 geometry "$(xdotool search --onlyvisible --class Dunst | head -n1)" && click $((X + WIDTH / 2)) $((Y + HEIGHT / 2)) 1
 expect_break "the notification's \"Take a Break\" action" "$OUT/notification.png" notification-break && end_break && quit_lumora

@@ -6,8 +6,7 @@ HERE="$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)" SCRATCH="${SCRATCH:-$(mktem
 unset DISPLAY WAYLAND_DISPLAY SWAYSOCK DBUS_SESSION_BUS_ADDRESS DBUS_SYSTEM_BUS_ADDRESS XDG_CURRENT_DESKTOP XDG_SESSION_TYPE \
     DESKTOP_SESSION XAUTHORITY TERMINAL QT_QPA_PLATFORM QT_QUICK_BACKEND LUMORA_CODEX_PATH LUMORA_CLAUDE_PATH || true
 export HOME="$SCRATCH/home" XDG_RUNTIME_DIR="$SCRATCH/run" NO_AT_BRIDGE=1 GTK_A11Y=none LC_ALL=C.UTF-8 PATH="$SCRATCH/bin:$PATH"
-export XDG_CONFIG_HOME="$HOME/.config" XDG_DATA_HOME="$HOME/.local/share" XDG_CACHE_HOME="$HOME/.cache" \
-    XDG_STATE_HOME="$HOME/.local/state"
+export XDG_CONFIG_HOME="$HOME/.config" XDG_DATA_HOME="$HOME/.local/share" XDG_CACHE_HOME="$HOME/.cache" XDG_STATE_HOME="$HOME/.local/state"
 mkdir -p "$OUT" "$XDG_CONFIG_HOME" "$XDG_DATA_HOME" "$XDG_CACHE_HOME" "$XDG_STATE_HOME" "$SCRATCH/bin" && mkdir -pm 700 "$XDG_RUNTIME_DIR"
 STARTED=() DIAGNOSE=windows_state # pids in start order; the function whose output a failure shows
 log() { printf '  %s\n' "$*"; }
@@ -21,8 +20,7 @@ fail() { # with a screenshot and what DIAGNOSE prints (a failure while diagnosin
 }
 skip() { printf 'SKIP %s: %s\n' "$CASE" "$*" && exit 77; } # 77 tells run.sh that the case skipped
 need() { for tool; do command -v "$tool" >/dev/null || skip "$tool is not installed (scripts/setup.sh desktop)"; done; }
-# At the end Lumora gets 3 s to end on SIGTERM (it must); then the rest, in the reverse of their start order, and,
-# as the first process of the case's PID namespace, whatever those started.
+# At the end: Lumora, given 3 s on SIGTERM (it must end); the rest in reverse order; as PID 1, whatever those started.
 gone() { for i in "${STARTED[@]}"; do ! alive "$i" || return 1; done; }
 cleanup() {
     local status=$? i && trap - EXIT
@@ -38,8 +36,7 @@ trap cleanup EXIT && trap 'exit 130' INT TERM
 # spawn NAME COMMAND...: in the background, its output (and how it ends) in $OUT/NAME.log.
 spawn() { LAST=$1; "${@:2}" >"$OUT/$1.log" 2>&1 & SPAWNED=$!; STARTED+=("$SPAWNED"); disown "$SPAWNED"; }
 poll() { # SECONDS COMMAND...: runs COMMAND every 100 ms until it succeeds; false when SECONDS pass
-    local deadline=$((SECONDS + $1))
-    until "${@:2}" >/dev/null 2>&1; do ((SECONDS < deadline)) && sleep 0.1 || return 1; done
+    local deadline=$((SECONDS + $1)) && until "${@:2}" >/dev/null 2>&1; do ((SECONDS < deadline)) && sleep 0.1 || return 1; done
 }
 wait_until() { poll "$1" "${@:3}" || fail "$2 (not within $1 s)"; } # SECONDS WHAT COMMAND...
 up() { wait_until "$1" "$2 (log: $OUT/$LAST.log)" "${@:3}"; } # wait_until naming the log of what started last
@@ -47,9 +44,8 @@ not() { ! "$@"; }
 alive() { [ -e "/proc/$1" ] && ! grep -q '^State:.*Z' "/proc/$1/status" 2>/dev/null; }
 wm_running() { xprop -root _NET_SUPPORTING_WM_CHECK | grep -q 'window id'; }
 start_bus() { # session|system: a private bus (GNOME Shell gets a "system" one with nobody on it)
-    spawn "$1-bus" dbus-daemon --session --nofork --nopidfile --nosyslog --print-address=3 3>"$SCRATCH/$1-bus"
-    wait_until 10 "the private $1 bus did not start" test -s "$SCRATCH/$1-bus"
-    export "DBUS_${1^^}_BUS_ADDRESS=$(head -n1 "$SCRATCH/$1-bus")"
+    spawn "$1-bus" dbus-daemon --session --nofork --nopidfile --nosyslog --print-address=3 3>"$SCRATCH/$1-bus" &&
+        wait_until 10 "the private $1 bus did not start" test -s "$SCRATCH/$1-bus" && export "DBUS_${1^^}_BUS_ADDRESS=$(head -n1 "$SCRATCH/$1-bus")"
 }
 bus_call() { gdbus call --session --timeout 10 -d "$1" -o "$2" -m "$3" "${@:4}"; } # NAME PATH METHOD ARG...
 bus_dbus() { bus_call org.freedesktop.DBus /org/freedesktop/DBus "org.freedesktop.DBus.$1" "$2"; }
@@ -59,13 +55,11 @@ watcher() { bus_call org.kde.StatusNotifierWatcher /StatusNotifierWatcher org.fr
 # monitor NAME RULE: dbus-monitor logging the session bus's messages that match RULE in $OUT/NAME.log.
 monitor() { spawn "$1" dbus-monitor --session "$2" && wait_until 10 "dbus-monitor did not start" grep -q NameAcquired "$OUT/$1.log"; }
 start_xvfb() { # WIDTHxHEIGHT: a private X server on a free display number, its background dark
-    spawn xvfb Xvfb -displayfd 3 -screen 0 "${1}x24" -nolisten tcp -noreset +extension RANDR 3>"$SCRATCH/xvfb-display"
-    wait_until 15 "Xvfb did not start" test -s "$SCRATCH/xvfb-display"
-    export DISPLAY=":$(head -n1 "$SCRATCH/xvfb-display")" && wait_until 10 "Xvfb does not answer" xdpyinfo
-    xsetroot -solid "#2e3440"
+    spawn xvfb Xvfb -displayfd 3 -screen 0 "${1}x24" -nolisten tcp -noreset +extension RANDR 3>"$SCRATCH/xvfb-display" &&
+        wait_until 15 "Xvfb did not start" test -s "$SCRATCH/xvfb-display" && export DISPLAY=":$(head -n1 "$SCRATCH/xvfb-display")"
+    wait_until 10 "Xvfb does not answer" xdpyinfo && xsetroot -solid "#2e3440"
 }
-# xfwm4 (with focus-stealing prevention) and the XFCE panel along the top, its notification area (which runs the
-# StatusNotifierWatcher) at the right end.
+# xfwm4 (preventing focus stealing), the XFCE panel along the top, its notification area (and watcher) at the right end.
 xfconf() { echo "<?xml version=\"1.0\"?><channel name=\"$1\" version=\"1.0\">$2</channel>" >"$XFCONF/$1.xml"; }
 property() { echo "<property name=\"$1\" type=\"$2\" value=\"$3\"/>"; }
 start_xfce_panel() {
@@ -107,8 +101,8 @@ differs() {
 }
 # screenshot_changed NAME REFERENCE.png LEFT TOP WIDTH HEIGHT: a screenshot once the window in the region has drawn.
 screenshot_changed() { wait_until 10 "$1: nothing was drawn in the region ${*:3}" differs "$OUT/$1.png" "${@:2}" && log "screenshot: $OUT/$1.png"; }
-# Lumora's visible top-level windows, one "id x y width height" a line (sway's case redefines it); the break screen
-# covers the whole 1280x800 screen; the popover is 300 to 400 wide, next to the icon at CX, CY for `popover_shown near`.
+# Lumora's shown windows, "id x y width height" a line (sway's case redefines it); the break screen covers the whole
+# 1280x800 screen; the popover is 300 to 400 wide, next to the icon at CX, CY for `popover_shown near`.
 lumora_windows() { for id in $(xdotool search --onlyvisible --classname '^lumora$' 2>/dev/null); do geometry "$id" && echo "$id $X $Y $WIDTH $HEIGHT"; done; }
 full_screen() { lumora_windows | awk '$2 == 0 && $3 == 0 && $4 == 1280 && $5 == 800 { f = 1 } END { exit !f }'; }
 popover_shown() {
@@ -147,22 +141,10 @@ popover_by_click() { # BUTTON METHOD [near]: that click opens the popover (next 
     click_item "$1" "$2" && wait_until 15 "the click did not open the popover ${3:+next to the icon}" popover_shown "${3:-}"
     screenshot_changed popover "$OUT/panel-with-item.png" $(below_panel) && ok "a click with button $1 on the icon opened the popover ${3:+next to it}"
 }
-# A fake claude (Lumora only needs it to exist) and a fake codex, signed in, whose app-server answers the handshake and
-# a rate-limit read with the used percentage in $SCRATCH/codex-used, the reset in codex-resets; its runs in codex-runs.
+# A fake claude (Lumora only needs it to exist) and fake-codex.sh, CODEX-USED % used, resetting in an hour.
 install_fake_tools() {
-    echo "$1" >"$SCRATCH/codex-used" && echo $(($(date +%s) + 3600)) >"$SCRATCH/codex-resets"
-    cat >"$SCRATCH/bin/codex" <<EOF
-#!/bin/sh
-echo "\$*" >> '$SCRATCH/codex-runs'
-case "\$1" in
-login) echo 'Logged in using ChatGPT';; --version) echo 'codex-cli 0.169.0';;
-app-server) read -r _; echo '{"id":1,"result":{}}'; read -r _; read -r _
-    echo '{"id":2,"result":{"rateLimits":{"primary":{"usedPercent":'\$(cat '$SCRATCH/codex-used')',"windowDurationMins":300,"resetsAt":'\$(cat '$SCRATCH/codex-resets')'}}}}'
-    exec cat > /dev/null;;
-*) exit 2;;
-esac
-EOF
-    printf '#!/bin/sh\necho "2.0.0 (Claude Code)"\n' >"$SCRATCH/bin/claude" && chmod +x "$SCRATCH/bin/codex" "$SCRATCH/bin/claude"
+    cp "$HERE/fake-codex.sh" "$SCRATCH/bin/codex" && echo "$1" >"$SCRATCH/bin/codex.used" && echo $(($(date +%s) + 3600)) >"$SCRATCH/bin/codex.resets"
+    printf '#!/bin/sh\necho "2.0.0 (Claude Code)"\n' >"$SCRATCH/bin/claude" && chmod +x "$SCRATCH/bin/claude"
     export LUMORA_CODEX_PATH="$SCRATCH/bin/codex" LUMORA_CLAUDE_PATH="$SCRATCH/bin/claude"
 }
 feed_claude_hook() { # USED: the real hook script `lumora connect claude` installs, fed Claude Code's JSON
@@ -177,7 +159,7 @@ connect_fake_tools() {
     done
     feed_claude_hook "$2"
 }
-# Whether the watcher lists an item of the Lumora process, ITEM then its bus name and path; watchers write an item as
+# Whether the watcher lists an item of the Lumora process (ITEM: its bus name and path); watchers write an item as
 # "NAME/PATH", "NAME" (path /StatusNotifierItem) or "NAME@PATH" (GNOME).
 lumora_item_registered() {
     for item in $(watcher RegisteredStatusNotifierItems | grep -o "'[^']*'" | tr -d "'"); do
@@ -187,8 +169,7 @@ lumora_item_registered() {
     return 1
 }
 start_lumora() { # [PREFIX...]: the tray (under a wrapper such as strace); waits for its name and its item, if a watcher runs
-    spawn lumora "$@" "$LUMORA" && SPAWNED_LUMORA=$SPAWNED
-    wait_until 20 "lumora did not take io.github.lumora.Lumora (log: $OUT/lumora.log)" bus_has io.github.lumora.Lumora
+    spawn lumora "$@" "$LUMORA" && SPAWNED_LUMORA=$SPAWNED && wait_until 20 "lumora did not take io.github.lumora.Lumora (log: $OUT/lumora.log)" bus_has io.github.lumora.Lumora
     LUMORA_PID="$(bus_owner_pid io.github.lumora.Lumora)" && ok "lumora runs (pid $LUMORA_PID) and owns its bus name"
     ! bus_has org.kde.StatusNotifierWatcher ||
         { wait_until 15 "the watcher did not list Lumora's item" lumora_item_registered && ok "the watcher lists Lumora's item"; }
@@ -196,17 +177,14 @@ start_lumora() { # [PREFIX...]: the tray (under a wrapper such as strace); waits
 lumora_call() { bus_call io.github.lumora.Lumora /io/github/lumora/Lumora "io.github.lumora.Lumora.$1"; }
 quit_lumora() { lumora_call Quit >/dev/null || true; wait_until 15 "lumora did not quit" not alive "$SPAWNED_LUMORA"; }
 sni_property() { bus_call "${ITEM[@]}" org.freedesktop.DBus.Properties.Get org.kde.StatusNotifierItem "$1"; }
-lumora_label() { sni_property XAyatanaLabel | sed -n "s/^(<'\(.*\)'>,)\$/\1/p"; }
-label_is() { [ "$(lumora_label)" = "$1" ]; }
-label_has() { [[ "$(lumora_label)" == *"$1"* ]]; }
+label_is() { [[ "$(sni_property XAyatanaLabel | sed -n "s/^(<'\(.*\)'>,)\$/\1/p")" == $1 ]]; } # PATTERN: the item's label
 show_status() { STATUS="$("$LUMORA" status)" && wait_until 20 "the item's label is not \"$STATUS\" as lumora status prints" label_is "$STATUS"; }
-app_server_runs() { grep -c '^app-server' "$SCRATCH/codex-runs" 2>/dev/null || true; }
+app_server_runs() { grep -c '^app-server' "$SCRATCH/bin/codex.runs" 2>/dev/null || true; }
 ran_since() { [ "$(app_server_runs)" -gt "$1" ]; } # codex app-server ran more often than that since
-# refresh_to LABEL-PART: asks the tray to refresh until it has run codex again (a refresh asked for while one is under
-# way is dropped, as it should be); then the label shows LABEL-PART.
+# refresh_to LABEL-PART: asks the tray to refresh until it has run codex again (one asked for while one is under way
+# is dropped, as it should be); then the label shows LABEL-PART.
 refresh_to() {
-    local runs=$(app_server_runs)
-    for _ in {1..7}; do lumora_call Refresh >/dev/null && poll 3 ran_since "$runs" && break; done
+    local runs=$(app_server_runs) && for _ in {1..7}; do lumora_call Refresh >/dev/null && poll 3 ran_since "$runs" && break; done
     ran_since "$runs" || fail "the tray did not refresh (no new codex run) within 21 s"
-    wait_until 20 "a refresh did not show \"$1\"" label_has "$1"
+    wait_until 20 "a refresh did not show \"$1\"" label_is "*$1*"
 }
