@@ -103,28 +103,23 @@ try:
         {"model": {"display_name": "Opus"}, "rate_limits": {"five_hour": limit}}))
     tray = spawn([LUMORA])
     wait_until(lambda: run(LUMORA, "popover", check=False).returncode == 0, "lumora's tray")
-
     said = lambda node: f"{node.getRoleName()} {node.name}"
     has = lambda node, state: node.getState().contains(state)
     children = lambda node: [c for c in map(node.getChildAtIndex, range(node.childCount)) if c] \
         if node else []
     nodes = lambda node: [n for child in children(node) for n in [child, *nodes(child)]]
-
     def window(having):  # Lumora's shown window in which some object reads `having`
         desk = pyatspi.Registry.getDesktop(0)
         desk.set_cache_mask(Atspi.Cache.NONE)  # Qt does not announce all that a cache would need
         app = next((a for a in children(desk) if a.name == "Lumora"), None)
         return next((w for w in children(app) if has(w, pyatspi.STATE_SHOWING)
                      and any(said(n) == having for n in nodes(w))), None)
-
     def controls(of, shown=True):  # what takes the focus in `of`, but texts and scroll bars
         return [n for n in nodes(of) if n.getRoleName() not in ("label", "scroll bar") and
                 has(n, pyatspi.STATE_FOCUSABLE) and (has(n, pyatspi.STATE_SHOWING) or not shown)]
-
     def focus(within):  # the innermost focused object: a focus scope around it reports it too
         found = [said(n) for n in nodes(window(within)) if has(n, pyatspi.STATE_FOCUSED)]
         return found[-1] if found else ""
-
     def press(*keys, focus_on=None, within=POPOVER_WINDOW, closes=None):
         """Types `keys`; then the focus is on what matches `focus_on`, or the window `closes`."""
         if keys:
@@ -134,11 +129,9 @@ try:
                        f"the focus on {focus_on!r} (it is on {focus(within)!r})")
         if closes:
             gone(closes)
-
     def popover_controls():
         found = controls(window(POPOVER_WINDOW))
         return found if sum("percent left" in node.name for node in found) == 2 else None
-
     shows = lambda having: wait_until(lambda: window(having), f"the window with {having!r}")
     gone = lambda having: wait_until(lambda: window(having) is None, f"{having!r} to close")
     saved = lambda name, value: wait_until(lambda: preference(name) == value, f"{name} = {value}")
