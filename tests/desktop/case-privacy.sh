@@ -24,16 +24,14 @@ socket() { sed -n 's/^unix:path=\([^,]*\).*/\1/p' <<<"$1"; }
 allowed=("$(socket "$DBUS_SESSION_BUS_ADDRESS")" "$(socket "$DBUS_SYSTEM_BUS_ADDRESS")" "/tmp/.X11-unix/X${DISPLAY#:}")
 under() { grep -oE "\"$HOME/\\.$1(/[^\"]*)?\"|<$HOME/\\.$1[^>]*>" | tr -d '"<>' | sort -u; }
 check_trace() { # NAME: NAME.strace keeps to those files and addresses, and it ran codex
-    local file="$OUT/$1.strace" opened claude codex addresses problems=""
+    local file="$OUT/$1.strace" opened claude codex addresses
     opened=$(own_calls "$file" | grep -E ' (open|openat|openat2|creat)\(' | grep -v ' = -1 ' || true)
     claude=$(under claude <<<"$opened" | grep -vxE "$HOME/\.claude/settings\.json(\.tmp\.[A-Za-z0-9]{6})?" || true)
     codex=$(under codex <<<"$opened" || true)
     addresses=$(own_calls "$file" | grep -E ' connect\(' | grep -oE 'sun_path=[^}]*|sin6?_addr[^}]*' |
         sed -e 's/sun_path=@/sun_path=/' -e 's/sun_path="\(.*\)"/\1/' | sort -u | grep -vxF "${allowed[@]/#/-e}" || true)
-    [ -z "$claude" ] || problems+="$1 opened under ~/.claude: $claude; "
-    [ -z "$codex" ] || problems+="$1 opened under ~/.codex: $codex; "
-    [ -z "$addresses" ] || problems+="$1 connected to: $addresses; "
-    [ -z "$problems" ] || fail "$problems"
+    [ -z "$claude$codex$addresses" ] ||
+        fail "$1 opened under ~/.claude: ${claude:-nothing}; under ~/.codex: ${codex:-nothing}; connected to: ${addresses:-nothing}"
     log "$1: $(grep -cE ' (open|openat|openat2|creat)\(' "$file") opens and $(grep -c ' connect(' "$file") connects traced, none out of bounds"
     [ "$1" = connect-claude ] || grep -q "execve(\"$SCRATCH/bin/codex\"" "$file" || fail "the trace shows no run of codex: strace saw nothing"
 }
