@@ -1,72 +1,51 @@
-# Shared by the desktop cases (sourced; run.sh runs each in PID and user namespaces of its own).
-# Home, XDG and runtime folders and the buses are private, under one scratch folder: the real
-# home, session bus and display are never touched.
+# Sourced by the desktop cases (run.sh runs each in PID and user namespaces of its own). Home, XDG folders
+# and buses are private, under one scratch folder: the real home, session bus and display are never touched.
 set -euo pipefail
 CASE=${CASE:?run the cases through tests/desktop/run.sh} OUT=${OUT:?} LUMORA=${LUMORA:?}
-HERE="$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)"
-SCRATCH="${SCRATCH:-$(mktemp -d /tmp/lumora-desktop-"$CASE".XXXXXX)}"
-export HOME="$SCRATCH/home" XDG_RUNTIME_DIR="$SCRATCH/run"
-export XDG_CONFIG_HOME="$HOME/.config" XDG_DATA_HOME="$HOME/.local/share" XDG_CACHE_HOME="$HOME/.cache" \
-    XDG_STATE_HOME="$HOME/.local/state"
-mkdir -p "$OUT" "$XDG_CONFIG_HOME" "$XDG_DATA_HOME" "$XDG_CACHE_HOME" "$XDG_STATE_HOME" "$XDG_RUNTIME_DIR" "$SCRATCH/bin"
-chmod 700 "$XDG_RUNTIME_DIR"
-unset DISPLAY WAYLAND_DISPLAY SWAYSOCK DBUS_SESSION_BUS_ADDRESS DBUS_SYSTEM_BUS_ADDRESS XDG_CURRENT_DESKTOP \
-    XDG_SESSION_TYPE DESKTOP_SESSION XAUTHORITY TERMINAL QT_QPA_PLATFORM QT_QUICK_BACKEND LUMORA_CODEX_PATH \
-    LUMORA_CLAUDE_PATH || true
-export NO_AT_BRIDGE=1 GTK_A11Y=none LC_ALL=C.UTF-8 PATH="$SCRATCH/bin:$PATH"
-STARTED=() # pids, in start order
-
+HERE="$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)" SCRATCH="${SCRATCH:-$(mktemp -d /tmp/lumora-desktop-"$CASE".XXXXXX)}"
+unset DISPLAY WAYLAND_DISPLAY SWAYSOCK DBUS_SESSION_BUS_ADDRESS DBUS_SYSTEM_BUS_ADDRESS XDG_CURRENT_DESKTOP XDG_SESSION_TYPE \
+    DESKTOP_SESSION XAUTHORITY TERMINAL QT_QPA_PLATFORM QT_QUICK_BACKEND LUMORA_CODEX_PATH LUMORA_CLAUDE_PATH || true
+export HOME="$SCRATCH/home" XDG_RUNTIME_DIR="$SCRATCH/run" NO_AT_BRIDGE=1 GTK_A11Y=none LC_ALL=C.UTF-8 PATH="$SCRATCH/bin:$PATH"
+export XDG_CONFIG_HOME="$HOME/.config" XDG_DATA_HOME="$HOME/.local/share" XDG_CACHE_HOME="$HOME/.cache" XDG_STATE_HOME="$HOME/.local/state"
+mkdir -p "$OUT" "$XDG_CONFIG_HOME" "$XDG_DATA_HOME" "$XDG_CACHE_HOME" "$XDG_STATE_HOME" "$SCRATCH/bin" && mkdir -pm 700 "$XDG_RUNTIME_DIR"
+STARTED=() DIAGNOSE=windows_state # pids in start order; the function whose output a failure shows
 log() { printf '  %s\n' "$*"; }
-ok() { printf '  ok: %s\n' "$*"; }
-# A failure comes with a screenshot and what DIAGNOSE (a function's name) prints.
-DIAGNOSE=windows_state
+ok() { log "ok: $*"; }
 windows_state() { echo "Lumora's visible windows (id x y width height): $(lumora_windows | tr '\n' ';')"; }
-fail() {
+fail() { # with a screenshot and what DIAGNOSE prints (a failure while diagnosing ends there)
     printf 'FAIL %s: %s\n' "$CASE" "$*"
-    [ -z "${WAYLAND_DISPLAY:-}${DISPLAY:-}" ] || { grab "$OUT/failure.png" 2>/dev/null && log "screenshot: $OUT/failure.png"; }
-    local diagnose=$DIAGNOSE && DIAGNOSE="" # a failure while diagnosing ends there
-    [ -z "$diagnose" ] || "$diagnose" 2>&1 | sed 's/^/  state: /' || true
+    [ -z "${WAYLAND_DISPLAY:-}${DISPLAY:-}" ] || { grab "$OUT/failure.png" 2>/dev/null && log "screenshot: $OUT/failure.png"; } || true
+    local diagnose=$DIAGNOSE && DIAGNOSE="" && { [ -z "$diagnose" ] || "$diagnose" 2>&1 | sed 's/^/  state: /' || true; }
     exit 1
 }
 skip() { printf 'SKIP %s: %s\n' "$CASE" "$*" && exit 77; } # 77 tells run.sh that the case skipped
 need() { for tool; do command -v "$tool" >/dev/null || skip "$tool is not installed (scripts/setup.sh desktop)"; done; }
-
-# Lumora first, given 3 s to end on SIGTERM (it must); then the rest in the reverse of their
-# start order, and, as the first process of the case's PID namespace, whatever those started.
+# At the end: Lumora, given 3 s on SIGTERM (it must end); the rest in reverse order; as PID 1, whatever those started.
+gone() { for i in "${STARTED[@]}"; do ! alive "$i" || return 1; done; }
 cleanup() {
-    local status=$? i
-    trap - EXIT
+    local status=$? i && trap - EXIT
     ! kill -TERM "${SPAWNED_LUMORA:-none}" 2>/dev/null || poll 3 not alive "$SPAWNED_LUMORA" ||
         log "lumora (pid $SPAWNED_LUMORA) was still running 3 s after SIGTERM"
     for ((i = ${#STARTED[@]} - 1; i >= 0; i--)); do kill -TERM "${STARTED[i]}" 2>/dev/null || true; done
-    gone() { for i in "${STARTED[@]}"; do ! alive "$i" || return 1; done; }
     poll 3 gone || for i in "${STARTED[@]}"; do kill -KILL "$i" 2>/dev/null || true; done
     [ $$ -ne 1 ] || { kill -KILL -1 2>/dev/null; poll 5 sh -c '[ "$(ps -e --no-headers | wc -l)" -le 2 ]'; } || true
     rm -rf "$SCRATCH" 2>/dev/null || true
     exit "$status"
 }
 trap cleanup EXIT && trap 'exit 130' INT TERM
-
-# spawn NAME COMMAND...: starts a process in the background, its output (and how it ends) in $OUT/NAME.log.
+# spawn NAME COMMAND...: in the background, its output (and how it ends) in $OUT/NAME.log.
 spawn() { LAST=$1; "${@:2}" >"$OUT/$1.log" 2>&1 & SPAWNED=$!; STARTED+=("$SPAWNED"); disown "$SPAWNED"; }
-# poll SECONDS COMMAND...: runs COMMAND every 100 ms until it succeeds; false when SECONDS pass.
-poll() {
-    local deadline=$((SECONDS + $1))
-    until "${@:2}" >/dev/null 2>&1; do ((SECONDS < deadline)) && sleep 0.1 || return 1; done
+poll() { # SECONDS COMMAND...: runs COMMAND every 100 ms until it succeeds; false when SECONDS pass
+    local deadline=$((SECONDS + $1)) && until "${@:2}" >/dev/null 2>&1; do ((SECONDS < deadline)) && sleep 0.1 || return 1; done
 }
-# wait_until SECONDS WHAT COMMAND...: the same, failing the case with WHAT when SECONDS pass.
-wait_until() { poll "$1" "${@:3}" || fail "$2 (not within $1 s)"; }
+wait_until() { poll "$1" "${@:3}" || fail "$2 (not within $1 s)"; } # SECONDS WHAT COMMAND...
+up() { wait_until "$1" "$2 (log: $OUT/$LAST.log)" "${@:3}"; } # wait_until naming the log of what started last
 not() { ! "$@"; }
 alive() { [ -e "/proc/$1" ] && ! grep -q '^State:.*Z' "/proc/$1/status" 2>/dev/null; }
-# up SECONDS WHAT CONDITION...: wait_until for the process spawned last, naming its log.
-up() { wait_until "$1" "$2 (log: $OUT/$LAST.log)" "${@:3}"; }
 wm_running() { xprop -root _NET_SUPPORTING_WM_CHECK | grep -q 'window id'; }
-
-# start_bus session|system: a private bus (GNOME Shell gets a "system" one with nobody on it).
-start_bus() {
-    spawn "$1-bus" dbus-daemon --session --nofork --nopidfile --nosyslog --print-address=3 3>"$SCRATCH/$1-bus"
-    wait_until 10 "the private $1 bus did not start" test -s "$SCRATCH/$1-bus"
-    export "DBUS_${1^^}_BUS_ADDRESS=$(head -n1 "$SCRATCH/$1-bus")"
+start_bus() { # session|system: a private bus (GNOME Shell gets a "system" one with nobody on it)
+    spawn "$1-bus" dbus-daemon --session --nofork --nopidfile --nosyslog --print-address=3 3>"$SCRATCH/$1-bus" &&
+        wait_until 10 "the private $1 bus did not start" test -s "$SCRATCH/$1-bus" && export "DBUS_${1^^}_BUS_ADDRESS=$(head -n1 "$SCRATCH/$1-bus")"
 }
 bus_call() { gdbus call --session --timeout 10 -d "$1" -o "$2" -m "$3" "${@:4}"; } # NAME PATH METHOD ARG...
 bus_dbus() { bus_call org.freedesktop.DBus /org/freedesktop/DBus "org.freedesktop.DBus.$1" "$2"; }
@@ -75,16 +54,12 @@ bus_owner_pid() { bus_dbus GetConnectionUnixProcessID "$1" | sed -n 's/^(uint32 
 watcher() { bus_call org.kde.StatusNotifierWatcher /StatusNotifierWatcher org.freedesktop.DBus.Properties.Get org.kde.StatusNotifierWatcher "$1"; }
 # monitor NAME RULE: dbus-monitor logging the session bus's messages that match RULE in $OUT/NAME.log.
 monitor() { spawn "$1" dbus-monitor --session "$2" && wait_until 10 "dbus-monitor did not start" grep -q NameAcquired "$OUT/$1.log"; }
-
-# start_xvfb WIDTHxHEIGHT: a private X server on a free display number, its background dark.
-start_xvfb() {
-    spawn xvfb Xvfb -displayfd 3 -screen 0 "${1}x24" -nolisten tcp -noreset +extension RANDR 3>"$SCRATCH/xvfb-display"
-    wait_until 15 "Xvfb did not start" test -s "$SCRATCH/xvfb-display"
-    export DISPLAY=":$(head -n1 "$SCRATCH/xvfb-display")" && wait_until 10 "Xvfb does not answer" xdpyinfo
-    xsetroot -solid "#2e3440"
+start_xvfb() { # WIDTHxHEIGHT: a private X server on a free display number, its background dark
+    spawn xvfb Xvfb -displayfd 3 -screen 0 "${1}x24" -nolisten tcp -noreset +extension RANDR 3>"$SCRATCH/xvfb-display" &&
+        wait_until 15 "Xvfb did not start" test -s "$SCRATCH/xvfb-display" && export DISPLAY=":$(head -n1 "$SCRATCH/xvfb-display")"
+    wait_until 10 "Xvfb does not answer" xdpyinfo && xsetroot -solid "#2e3440"
 }
-# start_xfce_panel: xfwm4 (with focus-stealing prevention) and the XFCE panel along the top, its
-# notification area (which runs the StatusNotifierWatcher) at the right end.
+# xfwm4 (preventing focus stealing), the XFCE panel along the top, its notification area (and watcher) at the right end.
 xfconf() { echo "<?xml version=\"1.0\"?><channel name=\"$1\" version=\"1.0\">$2</channel>" >"$XFCONF/$1.xml"; }
 property() { echo "<property name=\"$1\" type=\"$2\" value=\"$3\"/>"; }
 start_xfce_panel() {
@@ -98,75 +73,59 @@ start_xfce_panel() {
       <property name=\"plugin-1\" type=\"string\" value=\"separator\">$(property expand bool true)$(property style uint 0)</property>
       <property name=\"plugin-2\" type=\"string\" value=\"systray\">$(property square-icons bool true)</property></property>"
     export XDG_CURRENT_DESKTOP=XFCE XDG_SESSION_TYPE=x11
-    spawn xfwm4 xfwm4 --compositor=off
-    up 20 "xfwm4 did not take the window manager selection" wm_running
-    spawn panel xfce4-panel --disable-wm-check
-    up 30 "the panel did not start a StatusNotifierWatcher" bus_has org.kde.StatusNotifierWatcher
+    spawn xfwm4 xfwm4 --compositor=off && up 20 "xfwm4 did not take the window manager selection" wm_running
+    spawn panel xfce4-panel --disable-wm-check && up 30 "the panel did not start a StatusNotifierWatcher" bus_has org.kde.StatusNotifierWatcher
     panel_geometry xfce4-panel
 }
-# shown_window CLASS TYPE: a shown window of that class and type (DOCK, TOOLTIP, ...), its id.
-shown_window() {
+shown_window() { # CLASS TYPE: the id of a shown window of that class and type (DOCK, TOOLTIP, ...)
     for id in $(xdotool search --onlyvisible --class "$1"); do xprop -id "$id" _NET_WM_WINDOW_TYPE | grep -q "TYPE_$2" && echo "$id" && return; done
     return 1
 }
-# panel_geometry CLASS: waits for a dock window of that class; sets PANEL, its "x y width height".
-panel_geometry() {
+geometry() { eval "$(xdotool getwindowgeometry --shell "$1")"; } # WINDOW: sets X, Y, WIDTH, HEIGHT
+panel_geometry() { # CLASS: waits for a dock window of that class; PANEL is then its "x y width height"
     wait_until 40 "no $1 panel is shown" shown_window "$1" DOCK
     geometry "$(shown_window "$1" DOCK)" && PANEL=("$X" "$Y" "$WIDTH" "$HEIGHT")
 }
-geometry() { eval "$(xdotool getwindowgeometry --shell "$1")"; } # WINDOW: sets X, Y, WIDTH, HEIGHT
 below_panel() { echo 0 $((PANEL[1] + PANEL[3])) 1280 $((800 - PANEL[1] - PANEL[3])); }
-
 # grab FILE: the whole screen as PNG: grim under Wayland, the X root window otherwise.
 grab() { if [ -n "${WAYLAND_DISPLAY:-}" ]; then grim "$1"; else xwd -root -silent | xwdtopnm 2>/dev/null | pnmtopng >"$1"; fi; }
-screenshot() { grab "$OUT/$1.png" && log "screenshot: $OUT/$1.png"; }
-# differs FILE REFERENCE.png LEFT TOP WIDTH HEIGHT: grabs the screen into FILE; true when the
-# region differs from the reference, CHANGED then being the box "x y width height" that differs.
-differs() { grab "$1" && CHANGED=$(changed_box "$2" "$1" "${@:3}") && [ -n "$CHANGED" ]; }
-# changed_box BEFORE.png AFTER.png LEFT TOP WIDTH HEIGHT: the box (in screen coordinates) of the
-# pixels that differ inside that region; nothing when none does.
-changed_box() {
-    pamarith -difference <(pngtopnm "$1" | pamcut "${@:3}") <(pngtopnm "$2" | pamcut "${@:3}") |
+screenshot() { grab "$OUT/$1.png" || fail "could not take the screenshot $1"; log "screenshot: $OUT/$1.png"; }
+# differs FILE REFERENCE.png LEFT TOP WIDTH HEIGHT: grabs the screen into FILE; true when that region differs from
+# the reference, CHANGED then being the box "x y width height" (screen coordinates) of the pixels that differ.
+differs() {
+    grab "$1" && CHANGED=$(pamarith -difference <(pngtopnm "$2" | pamcut "${@:3}") <(pngtopnm "$1" | pamcut "${@:3}") |
         pnmtoplainpnm | awk -v left="$3" -v top="$4" 'NR == 2 { w = $1 } NR <= 3 { next }
         { for (i = 1; i <= NF; i++) { p = int(n / 3); n++; if ($i > 24) { x = p % w; y = int(p / w)
             if (!f || x < x0) x0 = x; if (!f || x > x1) x1 = x; if (!f || y < y0) y0 = y; if (!f || y > y1) y1 = y; f = 1 } } }
-        END { if (f) print x0 + left, y0 + top, x1 - x0 + 1, y1 - y0 + 1 }'
+        END { if (f) print x0 + left, y0 + top, x1 - x0 + 1, y1 - y0 + 1 }') && [ -n "$CHANGED" ]
 }
-# screenshot_changed NAME REFERENCE.png LEFT TOP WIDTH HEIGHT: a screenshot taken once the region
-# differs from the reference (the window in it has drawn).
+# screenshot_changed NAME REFERENCE.png LEFT TOP WIDTH HEIGHT: a screenshot once the window in the region has drawn.
 screenshot_changed() { wait_until 10 "$1: nothing was drawn in the region ${*:3}" differs "$OUT/$1.png" "${@:2}" && log "screenshot: $OUT/$1.png"; }
-
-# Lumora's visible top-level windows, one "id x y width height" a line (sway's case redefines it).
+# Lumora's shown windows, "id x y width height" a line (sway's case redefines it); the break screen covers the whole
+# 1280x800 screen; the popover is 300 to 400 wide, next to the icon at CX, CY for `popover_shown near`.
 lumora_windows() { for id in $(xdotool search --onlyvisible --classname '^lumora$' 2>/dev/null); do geometry "$id" && echo "$id $X $Y $WIDTH $HEIGHT"; done; }
-# The break screen covers the whole 1280x800 screen; the popover is 300 to 400 wide, next to the
-# icon at CX, CY for `popover_shown near`.
 full_screen() { lumora_windows | awk '$2 == 0 && $3 == 0 && $4 == 1280 && $5 == 800 { f = 1 } END { exit !f }'; }
 popover_shown() {
     lumora_windows | awk -v near="${1:-}" -v cx="${CX:-}" -v cy="${CY:-}" '$4 >= 300 && $4 <= 400 && $5 < 800 &&
         (!near || $2 <= cx + 40 && $2 + $4 >= cx - 40 && $3 <= cy + 400 && $3 + $5 >= cy - 400) { f = 1 } END { exit !f }'
 }
-# expect_break WHAT REFERENCE.png [NAME]: WHAT covered the screen with the break screen, which drew.
-expect_break() {
+expect_break() { # WHAT REFERENCE.png [NAME]: WHAT covered the screen with the break screen, which drew
     wait_until 15 "$1 did not cover the screen with the break screen" full_screen
-    screenshot_changed "${3:-break-screen}" "$2" 590 350 100 100
-    ok "$1 covered the screen with the break screen"
+    screenshot_changed "${3:-break-screen}" "$2" 590 350 100 100 && ok "$1 covered the screen with the break screen"
 }
-# end_break: Escape, once the keyboard's focus is on the break screen, ends the break.
 has_focus() { lumora_windows | awk -v a="$(xdotool "${1:-getwindowfocus}")" '$1 == a { f = 1 } END { exit !f }'; }
-end_break() {
+end_break() { # Escape, once the keyboard's focus is on the break screen, ends the break
     wait_until 10 "the break screen does not have the keyboard's focus" has_focus
     xdotool key Escape && wait_until 10 "Escape did not end the break" not full_screen && ok "Escape ended the break"
 }
-click() { xdotool mousemove "$1" "$2" click "$3"; } # X Y BUTTON (sway's case clicks through its seat)
-# show_icon: the fake tools connected, Lumora started; waits for what appears in the panel's
-# region (PANEL) once the item is there, the same in two screenshots in a row (panels may let it
-# grow in): its icon, CX, CY its middle, in the screenshot panel-with-item.
+click() { xdotool mousemove "$1" "$2" click "$3" || fail "could not click at $1,$2"; } # X Y BUTTON (sway's case redefines it)
+# show_icon: the fake tools connected, Lumora started; waits for what appears in the panel's region (PANEL), the
+# same in two screenshots in a row (panels may let it grow in): its icon, CX, CY its middle.
 settled() { local last=${CHANGED:-}; differs "$@" && [ "$CHANGED" = "$last" ]; }
 show_icon() {
-    connect_fake_tools 30 42; screenshot before-lumora; start_lumora; CHANGED=""
+    connect_fake_tools 30 42 && screenshot before-lumora && start_lumora && CHANGED=""
     wait_until 15 "nothing appeared in the panel for Lumora's item" settled "$OUT/panel-with-item.png" "$OUT/before-lumora.png" "${PANEL[@]}"
-    log "screenshot: $OUT/panel-with-item.png"
-    read -r ix iy iw ih <<<"$CHANGED" && CX=$((ix + iw / 2)) CY=$((iy + ih / 2))
+    log "screenshot: $OUT/panel-with-item.png" && read -r ix iy iw ih <<<"$CHANGED" && CX=$((ix + iw / 2)) CY=$((iy + ih / 2))
     ((iw <= 48 && ih <= 48)) || fail "the change in the panel is ${iw}x${ih}, larger than an icon"
     ok "the panel shows Lumora's icon (${iw}x${ih} at $ix,$iy)"
     monitor item-calls "type='method_call',interface='org.kde.StatusNotifierItem'"
@@ -174,57 +133,34 @@ show_icon() {
 # click_item BUTTON METHOD: a click on the icon makes the panel call METHOD on the item.
 item_called() { [ "$(grep -c "member=$1\$" "$OUT/item-calls.log")" -ge "$2" ]; }
 click_item() {
-    local count=$(grep -c "member=$2\$" "$OUT/item-calls.log" || true)
-    click "$CX" "$CY" "$1"
+    local count=$(grep -c "member=$2\$" "$OUT/item-calls.log" || true) && click "$CX" "$CY" "$1"
     wait_until 10 "a click with button $1 on the icon did not reach the item (no $2)" item_called "$2" $((count + 1))
     ok "a click with button $1 on the icon made the panel call $2 on the item"
 }
-# popover_by_click BUTTON METHOD [near]: that click opens the popover (next to the icon, with near).
-popover_by_click() {
-    click_item "$1" "$2"
-    wait_until 15 "the click did not open the popover ${3:+next to the icon}" popover_shown "${3:-}"
-    screenshot_changed popover "$OUT/panel-with-item.png" $(below_panel)
-    ok "a click with button $1 on the icon opened the popover ${3:+next to it}"
+popover_by_click() { # BUTTON METHOD [near]: that click opens the popover (next to the icon, with near)
+    click_item "$1" "$2" && wait_until 15 "the click did not open the popover ${3:+next to the icon}" popover_shown "${3:-}"
+    screenshot_changed popover "$OUT/panel-with-item.png" $(below_panel) && ok "a click with button $1 on the icon opened the popover ${3:+next to it}"
 }
-
-# A fake claude (Lumora only needs it to exist) and a fake codex: signed in; its app-server
-# answers the handshake and a rate-limit read with the used percentage in $SCRATCH/codex-used and
-# the reset time in $SCRATCH/codex-resets (an hour on); every run logged in codex-runs.
+# A fake claude (Lumora only needs it to exist) and fake-codex.sh, CODEX-USED % used, resetting in an hour.
 install_fake_tools() {
-    echo "$1" >"$SCRATCH/codex-used" && echo $(($(date +%s) + 3600)) >"$SCRATCH/codex-resets"
-    cat >"$SCRATCH/bin/codex" <<EOF
-#!/bin/sh
-echo "\$*" >> '$SCRATCH/codex-runs'
-case "\$1" in
-login) echo 'Logged in using ChatGPT';;
---version) echo 'codex-cli 0.169.0';;
-app-server) read -r _; echo '{"id":1,"result":{}}'; read -r _; read -r _
-    echo '{"id":2,"result":{"rateLimits":{"primary":{"usedPercent":'\$(cat '$SCRATCH/codex-used')',"windowDurationMins":300,"resetsAt":'\$(cat '$SCRATCH/codex-resets')'}}}}'
-    exec cat > /dev/null;;
-*) exit 2;;
-esac
-EOF
-    printf '#!/bin/sh\necho "2.0.0 (Claude Code)"\n' >"$SCRATCH/bin/claude" && chmod +x "$SCRATCH/bin/codex" "$SCRATCH/bin/claude"
+    cp "$HERE/fake-codex.sh" "$SCRATCH/bin/codex" && echo "$1" >"$SCRATCH/bin/codex.used" && echo $(($(date +%s) + 3600)) >"$SCRATCH/bin/codex.resets"
+    printf '#!/bin/sh\necho "2.0.0 (Claude Code)"\n' >"$SCRATCH/bin/claude" && chmod +x "$SCRATCH/bin/claude"
     export LUMORA_CODEX_PATH="$SCRATCH/bin/codex" LUMORA_CLAUDE_PATH="$SCRATCH/bin/claude"
 }
-# feed_claude_hook USED: the real hook script `lumora connect claude` installs, fed Claude Code's JSON.
-feed_claude_hook() {
+feed_claude_hook() { # USED: the real hook script `lumora connect claude` installs, fed Claude Code's JSON
     local resets=$(($(date +%s) + 7200))
     printf '{"model":{"display_name":"Opus"},"rate_limits":{"five_hour":{"used_percentage":%s,"resets_at":%s},"seven_day":{"used_percentage":10,"resets_at":%s}}}' \
-        "$1" "$resets" "$((resets + 86400))" | sh "$XDG_DATA_HOME/Lumora/claude-statusline.sh" >/dev/null
+        "$1" "$resets" "$((resets + 86400))" | sh "$XDG_DATA_HOME/Lumora/claude-statusline.sh" >/dev/null || fail "the hook script failed"
 }
-# connect_fake_tools CODEX-USED CLAUDE-USED: both connected through the command line, as a user
-# would (under WRAP NAME, when set: privacy's strace).
+# connect_fake_tools CODEX-USED CLAUDE-USED: both connected through the command line (under WRAP NAME, when set).
 connect_fake_tools() {
     install_fake_tools "$1" && for tool in codex claude; do
-        ${WRAP:+$WRAP connect-$tool} "$LUMORA" connect $tool >"$OUT/connect-$tool.log" 2>&1 ||
-            fail "lumora connect $tool: $(cat "$OUT/connect-$tool.log")"
+        ${WRAP:+$WRAP connect-$tool} "$LUMORA" connect $tool >"$OUT/connect-$tool.log" 2>&1 || fail "lumora connect $tool: $(cat "$OUT/connect-$tool.log")"
     done
     feed_claude_hook "$2"
 }
-
-# Whether the watcher lists an item of the Lumora process; sets ITEM (its bus name and path).
-# Watchers write an item as "NAME/PATH", "NAME" (path /StatusNotifierItem) or "NAME@PATH" (GNOME).
+# Whether the watcher lists an item of the Lumora process (ITEM: its bus name and path); watchers write an item as
+# "NAME/PATH", "NAME" (path /StatusNotifierItem) or "NAME@PATH" (GNOME).
 lumora_item_registered() {
     for item in $(watcher RegisteredStatusNotifierItems | grep -o "'[^']*'" | tr -d "'"); do
         name=${item%%[/@]*} path=${item#"${item%%[/@]*}"} path=${path#@}
@@ -232,30 +168,23 @@ lumora_item_registered() {
     done
     return 1
 }
-# start_lumora [PREFIX...]: starts the tray (under a wrapper such as strace, if given); waits for
-# its name and, when a watcher runs, its item there.
-start_lumora() {
-    spawn lumora "$@" "$LUMORA" && SPAWNED_LUMORA=$SPAWNED
-    wait_until 20 "lumora did not take io.github.lumora.Lumora (log: $OUT/lumora.log)" bus_has io.github.lumora.Lumora
+start_lumora() { # [PREFIX...]: the tray (under a wrapper such as strace); waits for its name and its item, if a watcher runs
+    spawn lumora "$@" "$LUMORA" && SPAWNED_LUMORA=$SPAWNED && wait_until 20 "lumora did not take io.github.lumora.Lumora (log: $OUT/lumora.log)" bus_has io.github.lumora.Lumora
     LUMORA_PID="$(bus_owner_pid io.github.lumora.Lumora)" && ok "lumora runs (pid $LUMORA_PID) and owns its bus name"
-    bus_has org.kde.StatusNotifierWatcher || return 0
-    wait_until 15 "the watcher did not list Lumora's item" lumora_item_registered && ok "the watcher lists Lumora's item"
+    ! bus_has org.kde.StatusNotifierWatcher ||
+        { wait_until 15 "the watcher did not list Lumora's item" lumora_item_registered && ok "the watcher lists Lumora's item"; }
 }
 lumora_call() { bus_call io.github.lumora.Lumora /io/github/lumora/Lumora "io.github.lumora.Lumora.$1"; }
 quit_lumora() { lumora_call Quit >/dev/null || true; wait_until 15 "lumora did not quit" not alive "$SPAWNED_LUMORA"; }
 sni_property() { bus_call "${ITEM[@]}" org.freedesktop.DBus.Properties.Get org.kde.StatusNotifierItem "$1"; }
-lumora_label() { sni_property XAyatanaLabel | sed -n "s/^(<'\(.*\)'>,)\$/\1/p"; } # the item's label
-label_is() { [ "$(lumora_label)" = "$1" ]; }
-label_has() { [[ "$(lumora_label)" == *"$1"* ]]; }
-# show_status: the item's label becomes what `lumora status` prints.
+label_is() { [[ "$(sni_property XAyatanaLabel | sed -n "s/^(<'\(.*\)'>,)\$/\1/p")" == $1 ]]; } # PATTERN: the item's label
 show_status() { STATUS="$("$LUMORA" status)" && wait_until 20 "the item's label is not \"$STATUS\" as lumora status prints" label_is "$STATUS"; }
-app_server_runs() { grep -c '^app-server' "$SCRATCH/codex-runs" 2>/dev/null || true; }
+app_server_runs() { grep -c '^app-server' "$SCRATCH/bin/codex.runs" 2>/dev/null || true; }
 ran_since() { [ "$(app_server_runs)" -gt "$1" ]; } # codex app-server ran more often than that since
-# refresh_to LABEL-PART: asks the tray to refresh until it has run codex again (a refresh asked
-# for while one is under way is dropped, as it should be); then the label shows LABEL-PART.
+# refresh_to LABEL-PART: asks the tray to refresh until it has run codex again (one asked for while one is under way
+# is dropped, as it should be); then the label shows LABEL-PART.
 refresh_to() {
-    local runs=$(app_server_runs)
-    for _ in {1..7}; do lumora_call Refresh >/dev/null && poll 3 ran_since "$runs" && break; done
+    local runs=$(app_server_runs) && for _ in {1..7}; do lumora_call Refresh >/dev/null && poll 3 ran_since "$runs" && break; done
     ran_since "$runs" || fail "the tray did not refresh (no new codex run) within 21 s"
-    wait_until 20 "a refresh did not show \"$1\"" label_has "$1"
+    wait_until 20 "a refresh did not show \"$1\"" label_is "*$1*"
 }

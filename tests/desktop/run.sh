@@ -1,9 +1,8 @@
 #!/usr/bin/env bash
-# tests/desktop/run.sh [-o OUTPUT-FOLDER] [LUMORA-BINARY] [CASE...]: Lumora against the real panels
-# of a Debian desktop, headless; each case (case-*.sh) starts its own buses, display server and
-# panel, under a time limit, in PID and user namespaces of its own (uid 1000 inside: sway refuses
-# to run as root, and a desktop session is a user's), so that nothing it starts outlives it.
-# Prints a line per case, the screenshots' paths, and "N passed, N failed, N skipped".
+# tests/desktop/run.sh [-o OUTPUT-FOLDER] [LUMORA-BINARY] [CASE...]: Lumora against the real panels of a Debian
+# desktop, headless; each case (case-*.sh) starts its own buses, display server and panel, under a time limit, in PID
+# and user namespaces of its own (uid 1000 inside: sway refuses to run as root, and a desktop session is a user's), so
+# that nothing it starts outlives it. Prints a line per case, the screenshots and "N passed, N failed, N skipped".
 set -uo pipefail
 here="$(cd "$(dirname "$0")" && pwd)" && out="$here/../../build/desktop-test"
 [ "${1:-}" != -o ] || { out=$2 && shift 2; }
@@ -21,8 +20,7 @@ for name in "${cases[@]}"; do
     start=$SECONDS scratch="$(mktemp -d /tmp/lumora-desktop-"$name".XXXXXX)" log="$out/$name/case.log"
     CASE=$name OUT="$out/$name" LUMORA="$lumora" SCRATCH="$scratch" timeout --kill-after=10 "$limit" \
         "${isolate[@]}" bash "$here/case-$name.sh" 2>&1 | tee "$log"
-    status=${PIPESTATUS[0]}
-    rm -rf "$scratch"
+    status=${PIPESTATUS[0]} && rm -rf "$scratch"
     case $status in
     0) echo "PASS $name ($((SECONDS - start)) s)" && passed=$((passed + 1)) ;;
     77) skipped=$((skipped + 1)) ;;
@@ -30,6 +28,5 @@ for name in "${cases[@]}"; do
     *) grep -q "^FAIL $name" "$log" || echo "FAIL $name: exited with $status (log: $log)"; failed=$((failed + 1)) ;;
     esac
 done
-echo -e "\nScreenshots:" && find "$out" -name '*.png' | sort | sed 's/^/  /'
-echo -e "\ndesktop: $passed passed, $failed failed, $skipped skipped"
+echo -e "\nScreenshots:" && find "$out" -name '*.png' | sort | sed 's/^/  /' && echo -e "\ndesktop: $passed passed, $failed failed, $skipped skipped"
 [ "$failed" -eq 0 ]

@@ -1,24 +1,20 @@
-/* Gives a headless wlroots compositor (sway) a pointer, kept until killed: without an input device
- * the seat has none, and sway's `seat - cursor` commands reach nobody. The two interfaces of
- * zwlr_virtual_pointer_manager_v1 are declared by hand (up to the one request sent), which spares
- * a protocol file and wayland-scanner. Prints "ready" once attached. */
+/* Gives headless sway a pointer, kept until killed (without an input device its seat has none, and `seat - cursor`
+ * commands reach nobody); prints "ready" once attached. The two interfaces of zwlr_virtual_pointer_manager_v1 are
+ * declared by hand, up to the one request sent, which spares a protocol file and wayland-scanner. */
 #include <stdio.h>
 #include <string.h>
 #include <wayland-client.h>
-
 static const struct wl_interface pointer_interface = {"zwlr_virtual_pointer_v1", 1, 0, NULL, 0, NULL};
 static const struct wl_interface* create_types[] = {&wl_seat_interface, &pointer_interface};
 static const struct wl_message create = {"create_virtual_pointer", "?on", create_types};
 static const struct wl_interface manager_interface = {"zwlr_virtual_pointer_manager_v1", 1, 1, &create, 0, NULL};
 static struct wl_proxy *manager, *seat;
-
 static void global(void* data, struct wl_registry* registry, uint32_t name, const char* interface, uint32_t version) {
     if (strcmp(interface, manager_interface.name) == 0) manager = wl_registry_bind(registry, name, &manager_interface, 1);
     if (strcmp(interface, "wl_seat") == 0 && !seat) seat = wl_registry_bind(registry, name, &wl_seat_interface, 1);
 }
 static void global_remove(void* data, struct wl_registry* registry, uint32_t name) {}
 static const struct wl_registry_listener listener = {global, global_remove};
-
 int main(void) {
     struct wl_display* display = wl_display_connect(NULL);
     if (display) wl_registry_add_listener(wl_display_get_registry(display), &listener, NULL);
@@ -27,8 +23,6 @@ int main(void) {
         fprintf(stderr, "virtual-pointer: no display, no seat, or no virtual pointers there\n");
         return 1;
     }
-    printf("ready\n");
-    fflush(stdout);
+    puts("ready"); fflush(stdout);
     while (wl_display_dispatch(display) >= 0) {}
-    return 0;
 }
