@@ -28,10 +28,8 @@ namespace {
 class InstanceTest : public ::testing::Test {
 protected:
     void SetUp() override { ASSERT_TRUE(bus.isRunning()); }
-
     // Runs lumora to its end while this process keeps serving the bus.
-    CommandOutcome lumora(const QStringList& arguments,
-                          const QList<QPair<QString, QString>>& variables = {},
+    CommandOutcome lumora(const QStringList& arguments, const QStringList& variables = {},
                           const QString& busAddress = {}) {
         LumoraProcess process(home.path(), busAddress.isEmpty() ? bus.address() : busAddress,
                               variables);
@@ -75,16 +73,17 @@ TEST_F(InstanceTest, CommandsReachTheRunningTrayAndASecondStartShowsItsPopover) 
     for (const char* command : {"popover", "break", "settings", "quit"}) {
         for (const QString& address : {bus.address(), QStringLiteral("unix:path=/nonexistent")}) {
             const CommandOutcome outcome = lumora({command}, {}, address);
-            EXPECT_EQ(outcome.exitCode, 1) << command;
-            EXPECT_EQ(outcome.out, "Lumora is not running.\n") << command;
+            EXPECT_EQ(std::pair(outcome.exitCode, outcome.out),
+                      std::pair(1, QString("Lumora is not running.\n")))
+                << command;
         }
     }
     // Without a display, or with one that refuses the connection, the tray says what works.
-    for (const QString& display : {QString(), QStringLiteral(":1999")}) {
-        const CommandOutcome headless = lumora({}, {{"QT_QPA_PLATFORM", ""}, {"DISPLAY", display}});
-        EXPECT_EQ(headless.exitCode, 1);
-        EXPECT_EQ(headless.err, "Lumora needs a desktop session to show its tray. `lumora status` "
-                                "works without one.\n");
+    for (const QString display : {"DISPLAY=", "DISPLAY=:1999"}) {
+        const CommandOutcome headless = lumora({}, {"QT_QPA_PLATFORM=", display});
+        EXPECT_EQ(std::pair(headless.exitCode, headless.err),
+                  std::pair(1, QString("Lumora needs a desktop session to show its tray. `lumora "
+                                       "status` works without one.\n")));
     }
 
     // A tray of this process owns the name.
@@ -97,7 +96,6 @@ TEST_F(InstanceTest, CommandsReachTheRunningTrayAndASecondStartShowsItsPopover) 
     auto service = std::make_unique<InstanceService>(bus.connect("tray"));
     ASSERT_EQ(service->claim(), InstanceService::Claim::owned);
     service->setController(&controller);
-
     // A second lumora: exits 0 within a second, and the first shows its popover.
     QElapsedTimer clock;
     clock.start();
@@ -106,7 +104,6 @@ TEST_F(InstanceTest, CommandsReachTheRunningTrayAndASecondStartShowsItsPopover) 
     EXPECT_LT(clock.elapsed(), 1000);
     EXPECT_TRUE(controller.popover()->isShown());
     controller.popover()->close();
-
     EXPECT_EQ(lumora({"popover"}).exitCode, 0);
     EXPECT_TRUE(controller.popover()->isShown());
     EXPECT_EQ(lumora({"break"}).exitCode, 0);
@@ -137,20 +134,18 @@ TEST_F(InstanceTest, QuitEndsTheCodexConversationInFlightAndTheHookIsRepairedAtS
 
     // Codex connected, its app-server never answering: a conversation stays in flight. The
     // server runs a process of its own (as the Codex CLI's launcher does), whose pid is noted.
-    const QString codex = home.filePath("tools/codex");
-    const QByteArray pidFile = "'" + home.filePath("app-server.pid").toUtf8() + "'";
-    writeScript(codex, "case \"$1\" in\nlogin) exit 0;;\napp-server) sleep 120 & echo $! > " +
-                           pidFile + ".tmp; mv " + pidFile + ".tmp " + pidFile +
-                           "; wait;;\nesac\n");
-    writeFile(home.filePath(".config/Lumora/preferences.json"), "{\"codexEnabled\": true}");
-    LumoraProcess tray(home.path(), bus.address(), {{"LUMORA_CODEX_PATH", codex}});
+    const QString codex = home.filePath("tools/codex"), pidFile = home.filePath("app-server.pid");
+    writeScript(codex, "case \"$1\" in\nlogin) exit 0;;\napp-server) sleep 120 & echo $! > '" +
+                           pidFile.toUtf8() + ".tmp'; mv '" + pidFile.toUtf8() + ".tmp' '" +
+                           pidFile.toUtf8() + "'; wait;;\nesac\n");
+    writeFile(home.preferencesFile(), "{\"codexEnabled\": true}");
+    LumoraProcess tray(home.path(), bus.address(), {"LUMORA_CODEX_PATH=" + codex});
     // Starts the tray and returns the pid of its app-server once that is waiting.
     const auto startTray = [&]() -> pid_t {
-        QFile::remove(home.filePath("app-server.pid"));
+        QFile::remove(pidFile);
         tray.start();
-        return waitUntil([&] { return QFile::exists(home.filePath("app-server.pid")); },
-                         std::chrono::seconds(20))
-                   ? readFile(home.filePath("app-server.pid")).trimmed().toInt()
+        return waitUntil([&] { return QFile::exists(pidFile); }, std::chrono::seconds(20))
+                   ? readFile(pidFile).trimmed().toInt()
                    : 0;
     };
     const auto ended = [](pid_t pid) {
@@ -158,7 +153,6 @@ TEST_F(InstanceTest, QuitEndsTheCodexConversationInFlightAndTheHookIsRepairedAtS
     };
     const pid_t server = startTray();
     ASSERT_GT(server, 0);
-
     // The script now names this build's helper and still chains the earlier status line;
     // Claude Code's settings are byte for byte what they were.
     const QByteArray repaired = readFile(installer.hookScriptPath());
@@ -169,14 +163,13 @@ TEST_F(InstanceTest, QuitEndsTheCodexConversationInFlightAndTheHookIsRepairedAtS
     EXPECT_EQ(readFile(installer.settingsPath()), settings);
     EXPECT_EQ(fileMode(installer.hookScriptPath()), 0700);
 
-    // Quit: exit 0, and the app-server is gone with it.
+    // Quit, and the session ending (SIGTERM): exit 0, and the app-server is gone with the tray.
     EXPECT_EQ(lumora({"quit"}).exitCode, 0);
     EXPECT_EQ(tray.finish(), 0) << tray.report();
     EXPECT_TRUE(ended(server)) << "the Codex app-server outlived the tray";
-    // The session ending (SIGTERM) is a quit as well.
     const pid_t second = startTray();
     ASSERT_GT(second, 0);
-    ::kill(static_cast<pid_t>(tray.processId()), SIGTERM);
+    ::kill(pid_t(tray.processId()), SIGTERM);
     EXPECT_EQ(tray.finish(), 0) << tray.report();
     EXPECT_TRUE(ended(second)) << "the Codex app-server outlived the tray";
 }
@@ -188,9 +181,9 @@ TEST_F(NoBusInstanceTest, TenStartsAtOnceLeaveOneTray) {
     ASSERT_TRUE(QFile::setPermissions(runtime.path(),
                                       QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
     const auto start = [&] {
-        auto tray = std::make_unique<LumoraProcess>(
-            home.path(), "unix:path=/nonexistent",
-            QList<QPair<QString, QString>>{{"XDG_RUNTIME_DIR", runtime.path()}});
+        auto tray =
+            std::make_unique<LumoraProcess>(home.path(), "unix:path=/nonexistent",
+                                            QStringList{"XDG_RUNTIME_DIR=" + runtime.path()});
         tray->start();
         return tray;
     };
@@ -201,17 +194,15 @@ TEST_F(NoBusInstanceTest, TenStartsAtOnceLeaveOneTray) {
             return tray->state() != QProcess::NotRunning;
         });
     };
-    // Nine give way at once, each with exit code 0; one stays.
+    // Nine give way at once, each with exit code 0; one stays, and ends with 0 on SIGTERM.
     ASSERT_TRUE(waitUntil([&] { return running() <= 1; }, std::chrono::seconds(30)));
     EXPECT_FALSE(waitUntil([&] { return running() == 0; }, std::chrono::seconds(2)));
     ASSERT_EQ(running(), 1);
     for (const auto& tray : trays) {
-        if (tray->state() == QProcess::NotRunning) {
-            EXPECT_EQ(tray->finish(), 0) << tray->report();
-        } else {
-            ::kill(static_cast<pid_t>(tray->processId()), SIGTERM);
-            EXPECT_EQ(tray->finish(), 0) << tray->report();
+        if (tray->state() != QProcess::NotRunning) {
+            ::kill(pid_t(tray->processId()), SIGTERM);
         }
+        EXPECT_EQ(tray->finish(), 0) << tray->report();
     }
     const auto next = start();
     EXPECT_FALSE(
@@ -225,9 +216,9 @@ TEST_F(NoTrayStartTest, ThePopoverIsANormalWindowAndClosingItLeavesTheTrayRunnin
     if (QStandardPaths::findExecutable("Xvfb").isEmpty()) {
         GTEST_SKIP() << "Xvfb is missing (package xvfb)";
     }
-    QProcess xvfb;
     // -noreset: an X server that resets when its last client leaves (xdotool's, here) refuses
     // the connections that arrive meanwhile.
+    QProcess xvfb;
     xvfb.start("Xvfb",
                {"-displayfd", "1", "-screen", "0", "1280x800x24", "-nolisten", "tcp", "-noreset"});
     ASSERT_TRUE(xvfb.waitForReadyRead(10000));
@@ -238,10 +229,8 @@ TEST_F(NoTrayStartTest, ThePopoverIsANormalWindowAndClosingItLeavesTheTrayRunnin
     const auto shownWindows = [&] {
         return x11Tool("xdotool", {"search", "--onlyvisible", "--name", "^Lumora$"});
     };
-    LumoraProcess tray(home.path(), bus.address(),
-                       {{"QT_QPA_PLATFORM", "xcb"}, {"DISPLAY", display}});
+    LumoraProcess tray(home.path(), bus.address(), {"QT_QPA_PLATFORM=xcb", "DISPLAY=" + display});
     tray.start();
-
     // After its wait for a panel: the popover as a window of its own.
     QString window;
     ASSERT_TRUE(

@@ -118,9 +118,8 @@ protected:
                   QJsonDocument(preferences).toJson());
         tray = std::make_unique<LumoraProcess>(
             home.path(), bus.address(),
-            QList<QPair<QString, QString>>{
-                {"LUMORA_CLAUDE_PATH", claudePath.isEmpty() ? "/nowhere" : claudePath},
-                {"LUMORA_CODEX_PATH", codexPath.isEmpty() ? "/nowhere" : codexPath}});
+            QStringList{"LUMORA_CLAUDE_PATH=" + (claudePath.isEmpty() ? "/nowhere" : claudePath),
+                        "LUMORA_CODEX_PATH=" + (codexPath.isEmpty() ? "/nowhere" : codexPath)});
         tray->start();
         ASSERT_TRUE(waitUntil([&] { return !watcher.registrations().isEmpty(); }));
     }

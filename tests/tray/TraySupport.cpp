@@ -1,7 +1,5 @@
 #include "TraySupport.h"
 
-#include <QDBusArgument>
-#include <QDBusMetaType>
 #include <QFile>
 #include <QtQml/qqmlextensionplugin.h>
 
@@ -17,22 +15,16 @@ bool WatcherProcess::start(const QString& mode, const QString& name) {
     m_output.clear();
     QString program = builtExecutable("lumora_fake_watcher");
     if (name != "lumora_fake_watcher") {
-        const QString link = m_linkFolder + '/' + name;
-        QFile::remove(link);
-        if (!QFile::link(program, link)) {
-            ADD_FAILURE() << "cannot link " << link.toStdString();
-            return false;
-        }
-        program = link;
+        QFile::remove(m_links + '/' + name);
+        EXPECT_TRUE(QFile::link(program, m_links + '/' + name)) << name.toStdString();
+        program = m_links + '/' + name;
     }
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert("DBUS_SESSION_BUS_ADDRESS", m_busAddress);
+    environment.insert("DBUS_SESSION_BUS_ADDRESS", m_bus);
     m_process.setProcessEnvironment(environment);
     m_process.start(program, {mode});
-    return m_process.waitForStarted(5000) && waitUntil([this] {
-               registrations();
-               return m_output.contains("ready\n");
-           });
+    return m_process.waitForStarted(5000) &&
+           waitUntil([this] { return registrations(), m_output.contains("ready\n"); });
 }
 
 void WatcherProcess::kill() {
@@ -51,25 +43,16 @@ QStringList WatcherProcess::registrations() {
     return services;
 }
 
-QString signatureOf(const QVariant& value) {
-    if (value.metaType() == QMetaType::fromType<QDBusArgument>()) {
-        return qvariant_cast<QDBusArgument>(value).currentSignature();
-    }
-    return QString::fromLatin1(QDBusMetaType::typeToSignature(value.metaType()));
-}
-
-LumoraProcess::LumoraProcess(const QString& home, const QString& busAddress,
-                             const QList<QPair<QString, QString>>& variables) {
+LumoraProcess::LumoraProcess(const QString& home, const QString& bus,
+                             const QStringList& variables) {
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    for (const char* name : {"XDG_DATA_HOME", "XDG_CONFIG_HOME", "LUMORA_CLAUDE_PATH",
-                             "LUMORA_CODEX_PATH", "DISPLAY", "WAYLAND_DISPLAY"}) {
-        environment.remove(name);
-    }
-    const QList<QPair<QString, QString>> own{{"HOME", home},
-                                             {"QT_QPA_PLATFORM", "offscreen"},
-                                             {"DBUS_SESSION_BUS_ADDRESS", busAddress},
-                                             {"DBUS_SYSTEM_BUS_ADDRESS", busAddress}};
-    for (const auto& [name, value] : own + variables) {
+    for (const QString& setting :
+         QStringList{"XDG_DATA_HOME=", "XDG_CONFIG_HOME=", "LUMORA_CLAUDE_PATH=",
+                     "LUMORA_CODEX_PATH=", "DISPLAY=", "WAYLAND_DISPLAY=", "HOME=" + home,
+                     "QT_QPA_PLATFORM=offscreen", "DBUS_SESSION_BUS_ADDRESS=" + bus,
+                     "DBUS_SYSTEM_BUS_ADDRESS=" + bus} +
+             variables) {
+        const QString name = setting.section('=', 0, 0), value = setting.section('=', 1);
         value.isEmpty() ? environment.remove(name) : environment.insert(name, value);
     }
     setProcessEnvironment(environment);
@@ -81,15 +64,9 @@ LumoraProcess::~LumoraProcess() {
     waitForFinished(5000);
 }
 
-void LumoraProcess::start(const QStringList& arguments) {
-    QProcess::start(builtExecutable("lumora"), arguments);
-}
-
 int LumoraProcess::finish(std::chrono::milliseconds within) {
-    if (!waitUntil([this] { return state() == NotRunning; }, within)) {
-        return -1;
-    }
-    return exitStatus() == NormalExit ? exitCode() : -1;
+    const bool ended = waitUntil([this] { return state() == NotRunning; }, within);
+    return ended && exitStatus() == NormalExit ? exitCode() : -1;
 }
 
 std::string LumoraProcess::report() {

@@ -3,18 +3,15 @@
 #include "AppTestSupport.h"
 #include "platform/DesktopServices.h"
 
-#include <QDBusConnection>
-#include <QDBusMessage>
 #include <QProcess>
 
 namespace lumora::test {
 
-// The panel's watcher of FakeWatcher.cpp as a process of its own, optionally run through a link
-// named `name` in `linkFolder` (the process name the tray looks at).
+// FakeWatcher.cpp as a process of its own on the bus at `busAddress`, run through a link named
+// `name` in `links` (the process name the tray looks at). Killed at the end.
 class WatcherProcess {
 public:
-    WatcherProcess(QString busAddress, QString linkFolder)
-        : m_busAddress(std::move(busAddress)), m_linkFolder(std::move(linkFolder)) {}
+    WatcherProcess(QString busAddress, QString links) : m_bus(busAddress), m_links(links) {}
     ~WatcherProcess() { kill(); }
     // Starts it and waits until it owns the watcher's name. `mode`: normal, hang or error.
     bool start(const QString& mode = "normal", const QString& name = "lumora_fake_watcher");
@@ -22,32 +19,29 @@ public:
     QStringList registrations(); // the services registered with this run so far
 
 private:
-    QString m_busAddress, m_linkFolder;
+    QString m_bus, m_links;
     QProcess m_process;
     QByteArray m_output;
 };
 
-// Records what the model asked of the windows.
-struct RecordingWindows : WindowPresentation {
+struct RecordingWindows : WindowPresentation { // what the model asked of the windows
     void showBreakWindow() override { ++breaks; }
     void showSettingsWindow() override { ++settings; }
     QWindow* visibleSettingsWindow() const override { return nullptr; }
     int breaks = 0, settings = 0;
 };
 
-QString signatureOf(const QVariant& value); // of a value read from the bus
-
-// The real lumora as users start it, in `home` with the bus at `busAddress` as its session and
-// system bus, offscreen; `variables` set more (an empty value removes one). Killed at the end.
+// The real lumora, offscreen in `home` with `bus` as its session and system bus; `variables`
+// ("NAME=value", "NAME=" removes one) set more. Killed at the end.
 class LumoraProcess : public QProcess {
 public:
-    LumoraProcess(const QString& home, const QString& busAddress,
-                  const QList<QPair<QString, QString>>& variables = {});
+    LumoraProcess(const QString& home, const QString& bus, const QStringList& variables = {});
     ~LumoraProcess() override;
-    void start(const QStringList& arguments = {});
+    void start(const QStringList& arguments = {}) { QProcess::start(lumora, arguments); }
     // Waits for its end, serving this process's events: its exit code, -1 if it crashed or ran on.
     int finish(std::chrono::milliseconds within = std::chrono::seconds(30));
     std::string report(); // what it printed and whether it still runs, for a failure
+    const QString lumora = builtExecutable("lumora");
 };
 
 } // namespace lumora::test
