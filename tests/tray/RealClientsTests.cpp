@@ -1,9 +1,7 @@
-// The real Claude Code and Codex CLI (pinned in .deps by scripts/setup.sh, or the newest ones with
-// LUMORA_REAL_CLIENTS=latest), signed in with made-up data, hand Lumora the figures of a local
-// stand-in of their vendors' services (tests/realclients/standin.py). The stand-in and the clients
-// share a network namespace with only a loopback device, so nothing leaves the machine. Lumora runs
-// as users run it: the tray on a private bus with a watcher and notifications of the test's, and
-// the command line.
+// The real Claude Code and Codex CLI (pinned by scripts/setup.sh, or the newest ones with
+// LUMORA_REAL_CLIENTS=latest), signed in with made-up data, hand Lumora the figures of a stand-in
+// of their vendors' services (tests/realclients/standin.py) in a network namespace with only a
+// loopback device. Lumora runs as users run it: the tray on a private bus, and the command line.
 #include "TraySupport.h"
 
 #include "core/AtomicFile.h"
@@ -160,6 +158,20 @@ protected:
                   QStringList({provider + " session 0.42 " + iso(inTwoHours),
                                provider + " weekly 0.31 " + iso(now + 4 * 86400)}));
     }
+    // Asks the tray to refresh, again each second while the label is not there yet: a refresh
+    // asked for while one is in flight (that may have read the figures before) is dropped.
+    void refresh() {
+        if (nextRefresh.hasExpired()) {
+            nextRefresh.setRemainingTime(1000);
+            PrivateBus::call(notificationBus,
+                             QDBusMessage::createMethodCall("io.github.lumora.Lumora",
+                                                            "/io/github/lumora/Lumora",
+                                                            "io.github.lumora.Lumora", "Refresh"));
+        }
+    }
+    // Claude Code's terminal: what it shows, and a message typed into it.
+    QString screen() { return runProgram("env", tmux + QStringList{"capture-pane", "-p"}).out; }
+    void send() { runProgram("env", tmux + QStringList{"send-keys", "What is left?", "Enter"}); }
     static QString iso(qint64 t) {
         return isoDateTimeText(QDateTime::fromSecsSinceEpoch(t, Qt::UTC));
     }
@@ -174,6 +186,7 @@ protected:
     QString port, claudeCode, codex, codexInNamespace;
     const QStringList tmux{"tmux", "-S", home.filePath("tmux.sock"), "-f", "/dev/null"};
     QStringList expected; // the notifications so far
+    QDeadlineTimer nextRefresh;
     // Whole seconds, half a minute past the minute, so that a countdown reads the same for 30 s.
     const qint64 now = QDateTime::currentSecsSinceEpoch(), inTwoHours = now + 2 * 3600 + 30;
 };
@@ -198,39 +211,22 @@ TEST_F(RealClientsTest, CodexReportsTheStandInsFiguresToLumora) {
     expectWindowsInStatus("codex");
 
     startTray("/nowhere", codexInNamespace);
-    // Asks the tray to refresh, again each second while the label is not there yet: a refresh
-    // asked for while one is in flight (that may have read the figures before) is dropped.
-    QDeadlineTimer nextRefresh;
-    const auto refresh = [&] {
-        if (nextRefresh.hasExpired()) {
-            nextRefresh.setRemainingTime(1000);
-            PrivateBus::call(notificationBus,
-                             QDBusMessage::createMethodCall("io.github.lumora.Lumora",
-                                                            "/io/github/lumora/Lumora",
-                                                            "io.github.lumora.Lumora", "Refresh"));
-        }
-    };
     walk(
-        steps, "Codex", [&] { nextRefresh.setRemainingTime(0); }, refresh);
+        steps, "Codex", [&] { nextRefresh.setRemainingTime(0); }, [&] { refresh(); });
     // Bad answers (no window, no figures, not JSON): no figure at all rather than a wrong one; a
     // share below nothing counts as nothing used.
-    for (const auto& [fault, used, shown] :
-         {std::tuple<QString, double, QString>{"no-window", 0.3, "--%"},
-          {"no-figures", 0.3, "--%"},
-          {"garbage", 0.3, "--%"},
-          {"", -0.05, "100%"}}) {
+    for (const QString fault : {"no-window", "no-figures", "garbage", ""}) {
         SCOPED_TRACE(fault.toStdString());
-        setFigures(used, inTwoHours, fault);
+        setFigures(fault.isEmpty() ? -0.05 : 0.3, inTwoHours, fault);
         nextRefresh.setRemainingTime(0);
-        expectLabel("Codex " + shown, refresh);
+        expectLabel(fault.isEmpty() ? "Codex 100%" : "Codex --%", [&] { refresh(); });
     }
     EXPECT_EQ(notifications.summaries(), expected);
 }
 
 TEST_F(RealClientsTest, ClaudeCodeReportsTheStandInsFiguresToLumora) {
-    ASSERT_EQ(runLumora(home.path(), {"connect", "claude"}, {{"LUMORA_CLAUDE_PATH", claudeCode}})
-                  .exitCode,
-              0);
+    const QList<QPair<QString, QString>> claude{{"LUMORA_CLAUDE_PATH", claudeCode}};
+    ASSERT_EQ(runLumora(home.path(), {"connect", "claude"}, claude).exitCode, 0);
     // Onboarding done and the project trusted, so Claude Code goes straight to its prompt; it
     // takes the token for a gateway's and then reads the rate-limit headers.
     QDir().mkpath(home.filePath("project"));
@@ -247,18 +243,12 @@ TEST_F(RealClientsTest, ClaudeCodeReportsTheStandInsFiguresToLumora) {
     const auto session = QStringList({"new-session", "-d", "-x", "120", "-y", "40", "-c",
                                       home.filePath("project"), inNamespace("claude", claudeCode)});
     ASSERT_EQ(runProgram("env", terminal + tmux + session).exitCode, 0);
-    const auto screen = [&] {
-        return runProgram("env", tmux + QStringList{"capture-pane", "-p"}).out;
-    };
     ASSERT_TRUE(waitUntil([&] { return screen().contains("❯"); }, std::chrono::seconds(30)))
         << screen().toStdString();
     // Each setting reaches Lumora with the answer to the next message.
-    const auto send = [&] {
-        runProgram("env", tmux + QStringList{"send-keys", "What is left?", "Enter"});
-    };
-    walk(std::span(steps).first(1), "Claude Code", send);
+    walk(std::span(steps).first(1), "Claude Code", [&] { send(); });
     expectWindowsInStatus("claude-code");
-    walk(std::span(steps).subspan(1), "Claude Code", send);
+    walk(std::span(steps).subspan(1), "Claude Code", [&] { send(); });
     // Bad answers: Claude Code hands over nothing, so the cache and the label keep the last
     // figures (until they grow old and need a sync); a share below nothing counts as nothing used.
     const QByteArray lastGood = readFile(home.dataFile("claude-rate-limits.json"));

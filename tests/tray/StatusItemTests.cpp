@@ -2,7 +2,6 @@
 // the item and its controller on a model with fake providers.
 #include "TraySupport.h"
 
-#include "tray/DBusMenu.h"
 #include "tray/GaugeIcon.h"
 #include "tray/ResumeWatcher.h"
 #include "tray/StatusBarController.h"
@@ -10,11 +9,8 @@
 #include "tray/StatusNotifierItem.h"
 #include "views/PopoverWindow.h"
 
-#include <QCoreApplication>
-#include <QDBusArgument>
 #include <QDBusMetaType>
 #include <QDBusObjectPath>
-#include <QDBusVariant>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -24,8 +20,8 @@ using namespace lumora::test;
 
 namespace {
 
-const QString itemInterface = "org.kde.StatusNotifierItem",
-              properties = "org.freedesktop.DBus.Properties";
+const QString itemInterface = "org.kde.StatusNotifierItem", menu = "com.canonical.dbusmenu";
+const QString properties = "org.freedesktop.DBus.Properties";
 
 QString signatureOf(const QVariant& value) { // of a value read from the bus
     return value.metaType() == QMetaType::fromType<QDBusArgument>()
@@ -53,8 +49,7 @@ protected:
                            usage("codex", Availability::ready, 0.07));
         harness.storePreference("showClaudeInMenuBar", true);
     }
-    void startTray(QDBusConnection connection,
-                   std::chrono::milliseconds fallback = std::chrono::seconds(30)) {
+    void startTray(QDBusConnection connection, std::chrono::milliseconds fallback) {
         AppModel::Services services = harness.services();
         services.windows = windows;
         model = std::make_unique<AppModel>(std::move(services));
@@ -106,15 +101,13 @@ protected:
 
 TEST_F(StatusItemTest, RegistersShowsTheModelAndAnswersClicks) {
     ASSERT_TRUE(watcher.start());
-    startTray(app);
+    startTray(app, std::chrono::seconds(30));
     // By its service name, which this connection owns.
     ASSERT_TRUE(registeredWithWatcher());
-    EXPECT_EQ(sni()->serviceName(),
-              QString("org.kde.StatusNotifierItem-%1-1").arg(QCoreApplication::applicationPid()));
+    EXPECT_EQ(sni()->serviceName(), QString("org.kde.StatusNotifierItem-%1-1").arg(getpid()));
     EXPECT_EQ(PrivateBus::ownerOf(host, sni()->serviceName()), app.baseService());
     EXPECT_EQ(item->mode(), StatusItem::Mode::statusNotifierItem);
-    ASSERT_TRUE(waitUntil([&] { return controller->title() == "Codex 93% · Claude Code 58%"; }))
-        << controller->title().toStdString();
+    ASSERT_TRUE(waitUntil([&] { return controller->title() == "Codex 93% · Claude Code 58%"; }));
 
     // Every property with its D-Bus type, and what a panel shows of them.
     QStringList names, values;
@@ -127,37 +120,30 @@ TEST_F(StatusItemTest, RegistersShowsTheModelAndAnswersClicks) {
         names << entry.section(':', 0, 0);
         const QVariant value = propertyValue(names.last());
         EXPECT_EQ(signatureOf(value), entry.section(':', 1)) << entry.toStdString();
-        if (!value.toString().isEmpty()) {
-            values << names.last() + '=' + value.toString();
-        }
+        values << (value.toString().isEmpty() ? QStringList()
+                                              : QStringList{names.last() + '=' + value.toString()});
     }
-    EXPECT_EQ(values.join(", "), "Category=ApplicationStatus, Id=lumora, Title=Lumora, "
-                                 "Status=Active, WindowId=0, ItemIsMenu=false, XAyatanaLabel=Codex "
-                                 "93% · Claude Code 58%, XAyatanaLabelGuide=Codex 100% · Claude "
-                                 "Code 100%");
+    EXPECT_EQ(values.join(", "),
+              "Category=ApplicationStatus, Id=lumora, Title=Lumora, Status=Active, WindowId=0, "
+              "ItemIsMenu=false, XAyatanaLabel=Codex 93% · Claude Code 58%, "
+              "XAyatanaLabelGuide=Codex 100% · Claude Code 100%");
     names.sort();
+    const QDBusMessage all = call("GetAll", {itemInterface}, properties);
+    EXPECT_EQ(qdbus_cast<QVariantMap>(all.arguments().value(0)).keys(), names);
+    const auto tip = qdbus_cast<StatusToolTip>(propertyValue("ToolTip"));
     EXPECT_EQ(
-        qdbus_cast<QVariantMap>(call("GetAll", {itemInterface}, properties).arguments().value(0))
-            .keys(),
-        names);
-    const auto toolTip = qdbus_cast<StatusToolTip>(propertyValue("ToolTip"));
-    EXPECT_EQ(QStringList({toolTip.iconName, toolTip.title, toolTip.description}),
-              QStringList({"", "Lumora", "Codex 93% · Claude Code 58%"}));
-    EXPECT_TRUE(toolTip.image.isEmpty());
+        QStringList({tip.iconName, tip.title, tip.description, QString::number(tip.image.size())}),
+        QStringList({"", "Lumora", "Codex 93% · Claude Code 58%", "0"}));
     EXPECT_EQ(property("Menu").type(), QDBusMessage::ErrorMessage); // a menu for GNOME Shell only
-
     // The gauge: the lowest share (Claude Code's 58%) at every size, ARGB32 in network order.
     const auto pixmaps = qdbus_cast<IconPixmapList>(propertyValue("IconPixmap"));
-    ASSERT_EQ(pixmaps.size(), 5);
-    for (int i = 0; i < 5; ++i) {
-        const int size = GaugeIcon::sizes[i], x = size / 2 + 1;
-        const int y = int(std::max(2.0, std::round(size * 0.2)) / 2 + 1); // on the arc's top
-        const QRgb pixel = GaugeIcon::render(size, 0.58).pixel(x, y);
-        EXPECT_GT(qAlpha(pixel), 200);
-        ASSERT_EQ(QList({pixmaps[i].width, pixmaps[i].height, int(pixmaps[i].bytes.size())}),
-                  QList({size, size, size * size * 4}));
-        EXPECT_EQ(pixmaps[i].bytes.mid(4 * (y * size + x), 4).toHex(),
-                  QByteArray::number(pixel, 16).rightJustified(8, '0'));
+    ASSERT_EQ(pixmaps, GaugeIcon::pixmaps(0.58));
+    for (const IconPixmap& p : pixmaps) {
+        const int x = p.width / 2 + 1, y = p.width / 10 + 1; // on the arc's top
+        ASSERT_EQ(QList({p.height, int(p.bytes.size())}), QList({p.width, p.width * p.width * 4}));
+        EXPECT_EQ(p.bytes.mid(4 * (y * p.width + x), 4).toHex(),
+                  QByteArray::number(GaugeIcon::render(p.width, 0.58).pixel(x, y), 16))
+            << p.width;
     }
 
     // A model change: the new label with its guide, a new tool tip and a new icon.
@@ -170,22 +156,23 @@ TEST_F(StatusItemTest, RegistersShowsTheModelAndAnswersClicks) {
     ASSERT_FALSE(model->isRefreshing());
     harness.claude->script->setSnapshot(usage("claude-code", Availability::limited, 0.9));
     waitFor(model->refresh(false));
-    ASSERT_TRUE(waitUntil([&] { return log.heard.size() >= 3; }))
-        << log.heard.join(", ").toStdString();
+    ASSERT_TRUE(waitUntil([&] { return log.heard.size() >= 3; }));
     settle();
     log.heard.sort();
-    EXPECT_EQ(log.heard, QStringList({"NewIcon", "NewToolTip",
-                                      "XAyatanaNewLabel | Codex 93% · Claude Code 10% | Codex "
-                                      "100% · Claude Code 100%"}));
-    EXPECT_EQ(propertyValue("XAyatanaLabel").toString(), model->menuBarDisplayText());
+    EXPECT_EQ(
+        log.heard,
+        QStringList(
+            {"NewIcon", "NewToolTip",
+             "XAyatanaNewLabel | Codex 93% · Claude Code 10% | Codex 100% · Claude Code 100%"}));
+    EXPECT_EQ(propertyValue("XAyatanaLabel").toString(), "Codex 93% · Claude Code 10%");
     EXPECT_EQ(controller->toolTip(), "Lumora, Codex 93% · Claude Code 10%");
     EXPECT_EQ(qdbus_cast<IconPixmapList>(propertyValue("IconPixmap")), GaugeIcon::pixmaps(0.1));
 
-    // Activate: the break screen.
+    // Activate: the break screen. ContextMenu opens the popover, asking Claude Code for live
+    // figures; a second one closes it with no refresh.
     settle();
     EXPECT_EQ(call("Activate", {10, 20}).type(), QDBusMessage::ReplyMessage);
     ASSERT_TRUE(waitUntil([&] { return windows->breaks == 1; }));
-    // ContextMenu opens the popover and asks Claude Code for live figures; a second one closes it.
     const int fetches = claudeFetches();
     call("ContextMenu", {10, 20});
     ASSERT_TRUE(waitUntil([&] { return popoverShown() && claudeFetches() == fetches + 1; }));
@@ -201,7 +188,6 @@ TEST_F(StatusItemTest, RegistersShowsTheModelAndAnswersClicks) {
     emit controller->popover()->settingsRequested();
     EXPECT_FALSE(popoverShown());
     ASSERT_TRUE(waitUntil([&] { return windows->settings == 1; }));
-
     // The activation token goes to the next window that opens.
     qunsetenv("XDG_ACTIVATION_TOKEN");
     call("ProvideXdgActivationToken", {QStringLiteral("token-1")});
@@ -211,7 +197,6 @@ TEST_F(StatusItemTest, RegistersShowsTheModelAndAnswersClicks) {
     qunsetenv("XDG_ACTIVATION_TOKEN");
 
     // Calls of the wrong shape get an error and change nothing.
-    const int breaks = windows->breaks;
     for (const auto& [interface, method, arguments] :
          {std::tuple<QString, QString, QVariantList>{itemInterface, "Activate", {"x", "y"}},
           {itemInterface, "ContextMenu", {1}},
@@ -223,13 +208,12 @@ TEST_F(StatusItemTest, RegistersShowsTheModelAndAnswersClicks) {
         EXPECT_EQ(call(method, arguments, interface).type(), QDBusMessage::ErrorMessage)
             << method.toStdString();
     }
-    EXPECT_TRUE(call("Introspect", {}, "org.freedesktop.DBus.Introspectable")
-                    .arguments()
-                    .value(0)
-                    .toString()
-                    .contains("<property name=\"IconPixmap\" type=\"a(iiay)\" access=\"read\"/>"));
+    const QDBusMessage introspection =
+        call("Introspect", {}, "org.freedesktop.DBus.Introspectable");
+    EXPECT_TRUE(introspection.arguments().value(0).toString().contains(
+        "<property name=\"IconPixmap\" type=\"a(iiay)\" access=\"read\"/>"));
     settle();
-    EXPECT_EQ(windows->breaks, breaks);
+    EXPECT_EQ(windows->breaks, 2);
     EXPECT_EQ(propertyValue("Title").toString(), "Lumora");
 }
 
@@ -243,8 +227,6 @@ TEST_F(StatusItemTest, FollowsWatchersThatComeLateRefuseHangDieOrAreGnomeShellAn
               StatusItem::noTrayTitle + " | " + StatusItem::noTrayBody);
     controller->popover()->close();
     runEventsFor(std::chrono::milliseconds(2500));
-    EXPECT_FALSE(registered());
-
     // A watcher that refuses the item, then one that never answers and dies in mid-call.
     for (const char* mode : {"error", "hang"}) {
         ASSERT_TRUE(watcher.start(mode));
@@ -253,25 +235,15 @@ TEST_F(StatusItemTest, FollowsWatchersThatComeLateRefuseHangDieOrAreGnomeShellAn
         settle();
         EXPECT_FALSE(registered()) << mode;
     }
-    // A well-behaved one three seconds after the start: the item registers with it.
-    ASSERT_TRUE(watcher.start());
+    // GNOME Shell's three seconds after the start: the item registers with it, with a menu of five
+    // entries, each doing its action.
+    ASSERT_TRUE(watcher.start("normal", "gnome-shell"));
     ASSERT_TRUE(registeredWithWatcher());
     EXPECT_EQ(item->mode(), StatusItem::Mode::statusNotifierItem);
-    // The panel dies and comes back: registered again within a second.
-    watcher.kill();
-    ASSERT_TRUE(waitUntil([&] { return !registered(); }));
-    ASSERT_TRUE(watcher.start());
-    ASSERT_TRUE(waitUntil([&] { return registered(); }, std::chrono::seconds(1)));
-    ASSERT_TRUE(registeredWithWatcher());
-    EXPECT_FALSE(sni()->exportsMenu());
-
-    // GNOME Shell's watcher: a menu with five entries, each doing its action.
-    watcher.kill();
-    ASSERT_TRUE(watcher.start("normal", "gnome-shell"));
-    ASSERT_TRUE(waitUntil([&] { return registered() && sni()->exportsMenu(); }));
-    EXPECT_EQ(propertyValue("Menu").value<QDBusObjectPath>().path(), "/MenuBar");
-    EXPECT_EQ(signatureOf(propertyValue("Menu")), "o");
-    const QString menu = "com.canonical.dbusmenu";
+    ASSERT_TRUE(sni()->exportsMenu());
+    EXPECT_EQ(signatureOf(propertyValue("Menu")) +
+                  propertyValue("Menu").value<QDBusObjectPath>().path(),
+              "o/MenuBar");
     const QDBusMessage layoutReply = call("GetLayout", {0, -1, QStringList()}, menu, "/MenuBar");
     ASSERT_EQ(layoutReply.signature(), "u(ia{sv}av)") << layoutReply.errorMessage().toStdString();
     const auto layout = qdbus_cast<DBusMenuLayoutItem>(layoutReply.arguments().value(1));
@@ -281,7 +253,7 @@ TEST_F(StatusItemTest, FollowsWatchersThatComeLateRefuseHangDieOrAreGnomeShellAn
     }
     EXPECT_EQ(labels,
               QStringList({"Show Usage", "Take a Break", "Refresh", "Settings…", "Quit Lumora"}));
-    const auto event = [&](int entry, const QString& kind = "clicked") {
+    const auto event = [&](int entry, const QString& kind) {
         const QDBusMessage reply =
             call("Event",
                  {layout.children.value(entry).id, kind, QVariant::fromValue(QDBusVariant(0)), 0u},
@@ -297,7 +269,7 @@ TEST_F(StatusItemTest, FollowsWatchersThatComeLateRefuseHangDieOrAreGnomeShellAn
             return quitRequests == 1;
         }};
     for (int entry = 0; entry < 5; ++entry) {
-        event(entry);
+        event(entry, "clicked");
         EXPECT_TRUE(waitUntil(done[entry])) << labels.value(entry).toStdString();
         controller->popover()->close();
         settle();
@@ -308,32 +280,20 @@ TEST_F(StatusItemTest, FollowsWatchersThatComeLateRefuseHangDieOrAreGnomeShellAn
               QDBusMessage::ErrorMessage);
     settle();
     EXPECT_EQ(windows->breaks, 1);
-    // Back to another panel: the menu is gone.
+    // The panel dies and another comes: registered again within a second, with no menu.
     watcher.kill();
+    ASSERT_TRUE(waitUntil([&] { return !registered(); }));
     ASSERT_TRUE(watcher.start());
-    ASSERT_TRUE(waitUntil([&] { return registered() && !sni()->exportsMenu(); }));
+    ASSERT_TRUE(waitUntil([&] { return registered(); }, std::chrono::seconds(1)));
+    ASSERT_TRUE(registeredWithWatcher());
+    EXPECT_FALSE(sni()->exportsMenu());
     EXPECT_EQ(property("Menu").type(), QDBusMessage::ErrorMessage);
 
-    // No bus at all: no item, no resume watching; the no-tray fallback.
-    item.reset();
-    controller.reset();
-    model.reset();
-    const QDBusConnection nowhere =
-        QDBusConnection::connectToBus(QStringLiteral("unix:path=/nonexistent/bus"), "nowhere");
-    ASSERT_FALSE(nowhere.isConnected());
-    startTray(nowhere, std::chrono::milliseconds(100));
-    EXPECT_EQ(sni(), nullptr);
-    ASSERT_TRUE(waitUntil([&] { return item->mode() == StatusItem::Mode::noTray; }));
-    EXPECT_TRUE(popoverShown());
-    EXPECT_FALSE(ResumeWatcher(nowhere).isWatching());
-    QDBusConnection::disconnectFromBus("nowhere");
-}
-
-TEST_F(StatusItemTest, ResumeFromSuspendIsAnnouncedOnce) {
+    // Resume from suspend, announced once; none without a bus, where neither is there an item
+    // but the no-tray fallback.
     QDBusConnection logind = bus.connect("logind");
     ASSERT_TRUE(logind.registerService("org.freedesktop.login1"));
     ResumeWatcher resume(bus.connect("system"));
-    ASSERT_TRUE(resume.isWatching());
     int resumes = 0;
     QObject::connect(&resume, &ResumeWatcher::resumed, [&] { ++resumes; });
     for (const bool sleeping : {true, false}) {
@@ -342,8 +302,18 @@ TEST_F(StatusItemTest, ResumeFromSuspendIsAnnouncedOnce) {
                     << sleeping);
     }
     ASSERT_TRUE(waitUntil([&] { return resumes == 1; }));
-    settle();
+    item.reset();
+    controller.reset();
+    model.reset();
+    const QDBusConnection nowhere =
+        QDBusConnection::connectToBus(QStringLiteral("unix:path=/nonexistent/bus"), "nowhere");
+    startTray(nowhere, std::chrono::milliseconds(100));
+    EXPECT_EQ(sni(), nullptr);
+    ASSERT_TRUE(waitUntil([&] { return item->mode() == StatusItem::Mode::noTray; }));
+    EXPECT_TRUE(popoverShown());
+    EXPECT_FALSE(ResumeWatcher(nowhere).isWatching());
     EXPECT_EQ(resumes, 1);
+    QDBusConnection::disconnectFromBus("nowhere");
 }
 
 #include "StatusItemTests.moc"
