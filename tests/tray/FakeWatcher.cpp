@@ -17,18 +17,15 @@ public:
 public slots:
     void RegisterStatusNotifierItem(const QString& service) {
         std::printf("registered %s\n", qPrintable(service));
-        std::fflush(stdout);
-        if (mode == "hang") {
-            setDelayedReply(true);
-        } else if (mode == "error") {
-            sendErrorReply(QDBusError::AccessDenied, "No items wanted here");
-        }
+        mode == "hang"    ? setDelayedReply(true)
+        : mode == "error" ? sendErrorReply(QDBusError::AccessDenied, "No items wanted here")
+                          : void();
     }
-    void RegisterStatusNotifierHost(const QString&) {}
 };
 
 int main(int argc, char** argv) {
     QCoreApplication app(argc, argv);
+    std::setvbuf(stdout, nullptr, _IOLBF, 0); // each line at once
     Watcher watcher;
     watcher.mode = app.arguments().value(1);
     QDBusConnection bus = QDBusConnection::sessionBus();
@@ -37,7 +34,6 @@ int main(int argc, char** argv) {
         return 1;
     }
     std::printf("ready\n");
-    std::fflush(stdout);
     return QCoreApplication::exec();
 }
 

@@ -104,8 +104,8 @@ TEST_F(InstanceTest, CommandsReachTheRunningTrayAndASecondStartShowsItsPopover) 
 TEST_F(InstanceTest, QuitEndsTheCodexConversationInFlightAndTheHookIsRepairedAtStart) {
     // Claude Code's hook, installed by a Lumora whose helper has since gone.
     const QString movedHelper = home.filePath("old-lumora/lumora-json");
-    QDir().mkpath(QFileInfo(movedHelper).absolutePath());
-    ASSERT_TRUE(QFile::copy(builtExecutable("lumora-json"), movedHelper));
+    ASSERT_TRUE(QDir(home.path()).mkpath("old-lumora") &&
+                QFile::copy(builtExecutable("lumora-json"), movedHelper));
     writeFile(home.filePath(".claude/settings.json"),
               "{\n  \"model\": \"opus\",\n  \"statusLine\": {\"type\": \"command\", \"command\": "
               "\"echo mine\"}\n}\n");
@@ -113,14 +113,14 @@ TEST_F(InstanceTest, QuitEndsTheCodexConversationInFlightAndTheHookIsRepairedAtS
     installer.install();
     QFile::remove(movedHelper);
     const QByteArray settings = readFile(installer.settingsPath());
-    const QByteArray staleScript = readFile(installer.hookScriptPath());
 
     // Codex connected, its app-server never answering: a conversation stays in flight. The
     // server runs a process of its own (as the Codex CLI's launcher does), whose pid is noted.
     const QString codex = home.filePath("tools/codex"), pidFile = home.filePath("app-server.pid");
-    writeScript(codex, "case \"$1\" in\nlogin) exit 0;;\napp-server) sleep 120 & echo $! > '" +
-                           pidFile.toUtf8() + ".tmp'; mv '" + pidFile.toUtf8() + ".tmp' '" +
-                           pidFile.toUtf8() + "'; wait;;\nesac\n");
+    writeScript(codex, QString("case \"$1\" in\nlogin) exit 0;;\napp-server) sleep 120 & echo $! > "
+                               "'%1.tmp'; mv '%1.tmp' '%1'; wait;;\nesac\n")
+                           .arg(pidFile)
+                           .toUtf8());
     writeFile(home.preferencesFile(), "{\"codexEnabled\": true}");
     LumoraProcess tray(home.path(), bus.address(), {"LUMORA_CODEX_PATH=" + codex});
     // Starts the tray and returns the pid of its app-server once that is waiting.
@@ -138,11 +138,9 @@ TEST_F(InstanceTest, QuitEndsTheCodexConversationInFlightAndTheHookIsRepairedAtS
     ASSERT_GT(server, 0);
     // The script now names this build's helper and still chains the earlier status line;
     // Claude Code's settings are byte for byte what they were.
-    const QByteArray repaired = readFile(installer.hookScriptPath());
-    EXPECT_NE(repaired, staleScript);
-    EXPECT_EQ(QString::fromUtf8(repaired),
-              ClaudeStatusLineInstaller(home.path(), builtExecutable("lumora-json"))
-                  .statusLineScript("echo mine"));
+    const ClaudeStatusLineInstaller repaired(home.path(), builtExecutable("lumora-json"));
+    EXPECT_EQ(QString::fromUtf8(readFile(installer.hookScriptPath())),
+              repaired.statusLineScript("echo mine"));
     EXPECT_EQ(readFile(installer.settingsPath()), settings);
     EXPECT_EQ(fileMode(installer.hookScriptPath()), 0700);
 
@@ -173,9 +171,8 @@ TEST_F(NoBusInstanceTest, TenStartsAtOnceLeaveOneTray) {
     std::vector<std::unique_ptr<LumoraProcess>> trays;
     std::generate_n(std::back_inserter(trays), 10, start);
     const auto running = [&] {
-        return std::count_if(trays.begin(), trays.end(), [](const auto& tray) {
-            return tray->state() != QProcess::NotRunning;
-        });
+        return std::count_if(trays.begin(), trays.end(),
+                             [](const auto& t) { return t->state() != QProcess::NotRunning; });
     };
     // Nine give way at once, each with exit code 0; one stays, and ends with 0 on SIGTERM.
     ASSERT_TRUE(waitUntil([&] { return running() <= 1; }, std::chrono::seconds(30)));

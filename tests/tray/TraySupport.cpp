@@ -11,29 +11,21 @@ Q_IMPORT_QML_PLUGIN(LumoraPlugin)
 namespace lumora::test {
 
 bool WatcherProcess::start(const QString& mode, const QString& name) {
-    kill();
+    stop();
     m_output.clear();
-    QString program = builtExecutable("lumora_fake_watcher");
-    if (name != "lumora_fake_watcher") {
-        QFile::remove(m_links + '/' + name);
-        EXPECT_TRUE(QFile::link(program, m_links + '/' + name)) << name.toStdString();
-        program = m_links + '/' + name;
-    }
+    const QString program = m_links + '/' + name;
+    QFile::remove(program);
+    EXPECT_TRUE(QFile::link(builtExecutable("lumora_fake_watcher"), program)) << name.toStdString();
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert("DBUS_SESSION_BUS_ADDRESS", m_bus);
-    m_process.setProcessEnvironment(environment);
-    m_process.start(program, {mode});
-    return m_process.waitForStarted(5000) &&
+    setProcessEnvironment(environment);
+    QProcess::start(program, {mode});
+    return waitForStarted(5000) &&
            waitUntil([this] { return registrations(), m_output.contains("ready\n"); });
 }
 
-void WatcherProcess::kill() {
-    m_process.kill();
-    m_process.waitForFinished(5000);
-}
-
 QStringList WatcherProcess::registrations() {
-    m_output += m_process.readAllStandardOutput();
+    m_output += readAllStandardOutput();
     QStringList services;
     for (const QByteArray& line : m_output.split('\n')) {
         if (line.startsWith("registered ")) {
@@ -57,23 +49,6 @@ LumoraProcess::LumoraProcess(const QString& home, const QString& bus,
     }
     setProcessEnvironment(environment);
     setWorkingDirectory(home);
-}
-
-LumoraProcess::~LumoraProcess() {
-    kill();
-    waitForFinished(5000);
-}
-
-int LumoraProcess::finish(std::chrono::milliseconds within) {
-    const bool ended = waitUntil([this] { return state() == NotRunning; }, within);
-    return ended && exitStatus() == NormalExit ? exitCode() : -1;
-}
-
-std::string LumoraProcess::report() {
-    const QByteArray printed = readAllStandardOutput() + readAllStandardError();
-    return (state() == NotRunning ? "lumora ended with " + std::to_string(exitCode()) + ": "
-                                  : std::string("lumora runs: ")) +
-           printed.toStdString();
 }
 
 } // namespace lumora::test

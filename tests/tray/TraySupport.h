@@ -9,18 +9,17 @@ namespace lumora::test {
 
 // FakeWatcher.cpp as a process of its own on the bus at `busAddress`, run through a link named
 // `name` in `links` (the process name the tray looks at). Killed at the end.
-class WatcherProcess {
+class WatcherProcess : public QProcess {
 public:
     WatcherProcess(QString busAddress, QString links) : m_bus(busAddress), m_links(links) {}
-    ~WatcherProcess() { kill(); }
+    ~WatcherProcess() override { stop(); }
     // Starts it and waits until it owns the watcher's name. `mode`: normal, hang or error.
     bool start(const QString& mode = "normal", const QString& name = "lumora_fake_watcher");
-    void kill();
+    void stop() { kill(), waitForFinished(5000); }
     QStringList registrations(); // the services registered with this run so far
 
 private:
     QString m_bus, m_links;
-    QProcess m_process;
     QByteArray m_output;
 };
 
@@ -36,11 +35,16 @@ struct RecordingWindows : WindowPresentation { // what the model asked of the wi
 class LumoraProcess : public QProcess {
 public:
     LumoraProcess(const QString& home, const QString& bus, const QStringList& variables = {});
-    ~LumoraProcess() override;
+    ~LumoraProcess() override { kill(), waitForFinished(5000); }
     void start(const QStringList& arguments = {}) { QProcess::start(lumora, arguments); }
     // Waits for its end, serving this process's events: its exit code, -1 if it crashed or ran on.
-    int finish(std::chrono::milliseconds within = std::chrono::seconds(30));
-    std::string report(); // what it printed and whether it still runs, for a failure
+    int finish(std::chrono::milliseconds within = std::chrono::seconds(30)) {
+        const bool ended = waitUntil([this] { return state() == NotRunning; }, within);
+        return ended && exitStatus() == NormalExit ? exitCode() : -1;
+    }
+    std::string report() {
+        return (readAllStandardOutput() + readAllStandardError()).toStdString();
+    }
     const QString lumora = builtExecutable("lumora");
 };
 
