@@ -8,7 +8,6 @@
 #include "views/PopoverWindow.h"
 
 #include <QDir>
-#include <QFileInfo>
 #include <QRegularExpression>
 #include <QStandardPaths>
 #include <QTemporaryDir>

@@ -120,8 +120,7 @@ protected:
     void expectLabel(const QString& expected, const std::function<void()>& poke = {}) {
         EXPECT_TRUE(waitUntil([&] { return (poke ? poke() : void()), label() == expected; },
                               std::chrono::seconds(20)))
-            << "the label shows \"" << label().toStdString() << "\", not \""
-            << expected.toStdString() << "\"";
+            << "the label shows " << label().toStdString() << ", not " << expected.toStdString();
     }
     // Walks these steps: sets each one's figures, calls `ask` and waits for the label (calling
     // `poke` meanwhile) and for the notifications it brings.

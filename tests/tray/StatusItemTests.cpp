@@ -76,11 +76,9 @@ protected:
         message.setArguments(arguments);
         return PrivateBus::call(host, message);
     }
-    QDBusMessage property(const QString& name) {
-        return call("Get", {itemInterface, name}, properties);
-    }
+    QDBusMessage get(const QString& name) { return call("Get", {itemInterface, name}, properties); }
     QVariant propertyValue(const QString& name) {
-        return property(name).arguments().value(0).value<QDBusVariant>().variant();
+        return get(name).arguments().value(0).value<QDBusVariant>().variant();
     }
     bool popoverShown() const { return controller->popover()->isShown(); }
     int claudeFetches() const { return harness.claude->script->fetches(); }
@@ -135,7 +133,7 @@ TEST_F(StatusItemTest, RegistersShowsTheModelAndAnswersClicks) {
     names.sort();
     const QDBusMessage all = call("GetAll", {itemInterface}, properties);
     EXPECT_EQ(qdbus_cast<QVariantMap>(all.arguments().value(0)).keys(), names);
-    EXPECT_EQ(property("Menu").type(), QDBusMessage::ErrorMessage); // a menu for GNOME Shell only
+    EXPECT_EQ(get("Menu").type(), QDBusMessage::ErrorMessage); // a menu for GNOME Shell only
     // The gauge: the lowest share (Claude Code's 58%) at every size, ARGB32 in network order.
     const auto pixmaps = qdbus_cast<IconPixmapList>(propertyValue("IconPixmap"));
     ASSERT_EQ(pixmaps, GaugeIcon::pixmaps(0.58));
@@ -285,7 +283,7 @@ TEST_F(StatusItemTest, FollowsWatchersThatComeLateRefuseHangDieOrAreGnomeShellAn
     ASSERT_TRUE(waitUntil([&] { return registered(); }, std::chrono::seconds(1)));
     ASSERT_TRUE(registeredWithWatcher());
     EXPECT_FALSE(sni()->exportsMenu());
-    EXPECT_EQ(property("Menu").type(), QDBusMessage::ErrorMessage);
+    EXPECT_EQ(get("Menu").type(), QDBusMessage::ErrorMessage);
 
     // Resume from suspend, announced once; none without a bus, where neither is there an item
     // but the no-tray fallback.
