@@ -13,6 +13,7 @@
 #include <QDBusObjectPath>
 #include <QPainter>
 #include <QTemporaryDir>
+#include <QtQml/qqmlextensionplugin.h>
 
 #include <gtest/gtest.h>
 
@@ -20,6 +21,9 @@
 
 using namespace lumora;
 using namespace lumora::test;
+
+// The views' QML module, for the popover the controller opens.
+Q_IMPORT_QML_PLUGIN(LumoraPlugin)
 
 namespace {
 

@@ -3,7 +3,10 @@
 #include "AppTestSupport.h"
 #include "platform/DesktopServices.h"
 
+#include <QFile>
 #include <QProcess>
+
+#include <gtest/gtest.h>
 
 namespace lumora::test {
 
@@ -14,9 +17,28 @@ public:
     WatcherProcess(QString busAddress, QString links) : m_bus(busAddress), m_links(links) {}
     ~WatcherProcess() override { stop(); }
     // Starts it and waits until it owns the watcher's name. `mode`: normal, hang or error.
-    bool start(const QString& mode = "normal", const QString& name = "lumora_fake_watcher");
+    bool start(const QString& mode = "normal", const QString& name = "lumora_fake_watcher") {
+        stop();
+        m_output.clear();
+        QFile::remove(m_links + '/' + name);
+        EXPECT_TRUE(QFile::link(builtExecutable("lumora_fake_watcher"), m_links + '/' + name));
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert("DBUS_SESSION_BUS_ADDRESS", m_bus);
+        setProcessEnvironment(environment);
+        QProcess::start(m_links + '/' + name, {mode});
+        return waitForStarted(5000) &&
+               waitUntil([this] { return registrations(), m_output.contains("ready\n"); });
+    }
     void stop() { kill(), waitForFinished(5000); }
-    QStringList registrations(); // the services registered with this run so far
+    QStringList registrations() { // the services registered with this run so far
+        m_output += readAllStandardOutput();
+        QStringList services;
+        for (const QByteArray& line : m_output.split('\n')) {
+            services << (line.startsWith("registered ") ? QStringList{line.mid(11)}
+                                                        : QStringList());
+        }
+        return services;
+    }
 
 private:
     QString m_bus, m_links;
@@ -34,7 +56,20 @@ struct RecordingWindows : WindowPresentation { // what the model asked of the wi
 // ("NAME=value", "NAME=" removes one) set more. Killed at the end.
 class LumoraProcess : public QProcess {
 public:
-    LumoraProcess(const QString& home, const QString& bus, const QStringList& variables = {});
+    LumoraProcess(const QString& home, const QString& bus, const QStringList& variables = {}) {
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        for (const QString& setting :
+             QStringList{"XDG_DATA_HOME=", "XDG_CONFIG_HOME=", "LUMORA_CLAUDE_PATH=",
+                         "LUMORA_CODEX_PATH=", "DISPLAY=", "WAYLAND_DISPLAY=", "HOME=" + home,
+                         "QT_QPA_PLATFORM=offscreen", "DBUS_SESSION_BUS_ADDRESS=" + bus,
+                         "DBUS_SYSTEM_BUS_ADDRESS=" + bus} +
+                 variables) {
+            const QString name = setting.section('=', 0, 0), value = setting.section('=', 1);
+            value.isEmpty() ? environment.remove(name) : environment.insert(name, value);
+        }
+        setProcessEnvironment(environment);
+        setWorkingDirectory(home);
+    }
     ~LumoraProcess() override { kill(), waitForFinished(5000); }
     void start(const QStringList& arguments = {}) { QProcess::start(lumora, arguments); }
     // Waits for its end, serving this process's events: its exit code, -1 if it crashed or ran on.
