@@ -1,11 +1,9 @@
-// A panel's org.kde.StatusNotifierWatcher as a process of its own, for tests to kill, restart or
-// run under another name (a link named gnome-shell), on DBUS_SESSION_BUS_ADDRESS. Prints "ready"
-// once it owns the name and "registered SERVICE" per item; with "hang" it never answers an item,
-// with "error" it refuses it.
+// A panel's org.kde.StatusNotifierWatcher on DBUS_SESSION_BUS_ADDRESS, for tests to kill, restart
+// or run as gnome-shell (a link). Prints "ready" once it owns the name and "registered SERVICE" per
+// item; with "hang" it never answers an item, with "error" it refuses it.
 #include <QCoreApplication>
 #include <QDBusConnection>
 #include <QDBusContext>
-#include <QDBusMessage>
 
 #include <cstdio>
 
@@ -14,34 +12,28 @@ class Watcher : public QObject, protected QDBusContext {
     Q_CLASSINFO("D-Bus Interface", "org.kde.StatusNotifierWatcher")
 
 public:
-    explicit Watcher(QString mode) : m_mode(std::move(mode)) {}
+    QString mode;
 
 public slots:
     void RegisterStatusNotifierItem(const QString& service) {
         std::printf("registered %s\n", qPrintable(service));
-        std::fflush(stdout);
-        if (m_mode == "hang") {
-            setDelayedReply(true);
-        } else if (m_mode == "error") {
-            sendErrorReply(QDBusError::AccessDenied, "No items wanted here");
-        }
+        mode == "hang"    ? setDelayedReply(true)
+        : mode == "error" ? sendErrorReply(QDBusError::AccessDenied, "No items wanted here")
+                          : void();
     }
-    void RegisterStatusNotifierHost(const QString&) {}
-
-private:
-    QString m_mode;
 };
 
 int main(int argc, char** argv) {
     QCoreApplication app(argc, argv);
-    Watcher watcher(app.arguments().value(1));
+    std::setvbuf(stdout, nullptr, _IOLBF, 0); // each line at once
+    Watcher watcher;
+    watcher.mode = app.arguments().value(1);
     QDBusConnection bus = QDBusConnection::sessionBus();
     if (!bus.registerObject("/StatusNotifierWatcher", &watcher, QDBusConnection::ExportAllSlots) ||
         !bus.registerService("org.kde.StatusNotifierWatcher")) {
         return 1;
     }
     std::printf("ready\n");
-    std::fflush(stdout);
     return QCoreApplication::exec();
 }
 

@@ -1,6 +1,5 @@
-// The lumora program itself: one tray per session with or without a bus, the commands that reach
-// the running tray, a clean quit, the hook repair at start, and the popover shown when no panel
-// hosts the tray.
+// The lumora program: one tray per session with or without a bus, the commands that reach it, a
+// clean quit, the hook repaired at start, and the popover shown when no panel hosts the tray.
 #include "TraySupport.h"
 
 #include "core/ClaudeStatusLineInstaller.h"
@@ -9,8 +8,6 @@
 #include "views/PopoverWindow.h"
 
 #include <QDir>
-#include <QElapsedTimer>
-#include <QFileInfo>
 #include <QRegularExpression>
 #include <QStandardPaths>
 #include <QTemporaryDir>
@@ -28,13 +25,9 @@ namespace {
 class InstanceTest : public ::testing::Test {
 protected:
     void SetUp() override { ASSERT_TRUE(bus.isRunning()); }
-
     // Runs lumora to its end while this process keeps serving the bus.
-    CommandOutcome lumora(const QStringList& arguments,
-                          const QList<QPair<QString, QString>>& variables = {},
-                          const QString& busAddress = {}) {
-        LumoraProcess process(home.path(), busAddress.isEmpty() ? bus.address() : busAddress,
-                              variables);
+    CommandOutcome lumora(const QStringList& arguments, const QStringList& variables = {}) {
+        LumoraProcess process(home.path(), bus.address(), variables);
         process.start(arguments);
         const int exitCode = process.finish();
         return {exitCode, process.readAllStandardOutput(), process.readAllStandardError()};
@@ -46,47 +39,31 @@ protected:
 
 // What a window manager sends when the user presses a window's close button.
 void askToClose(const QByteArray& display, xcb_window_t window) {
-    xcb_connection_t* connection = xcb_connect(display.constData(), nullptr);
-    const auto atom = [connection](const char* name) {
-        xcb_intern_atom_reply_t* reply = xcb_intern_atom_reply(
-            connection, xcb_intern_atom(connection, 0, std::strlen(name), name), nullptr);
-        const xcb_atom_t value = reply ? reply->atom : xcb_atom_t{XCB_ATOM_NONE};
-        std::free(reply);
-        return value;
+    xcb_connection_t* x = xcb_connect(display.constData(), nullptr);
+    const auto atom = [x](const char* name) {
+        const std::unique_ptr<xcb_intern_atom_reply_t, decltype(&std::free)> reply(
+            xcb_intern_atom_reply(x, xcb_intern_atom(x, 0, std::strlen(name), name), nullptr),
+            &std::free);
+        return reply ? reply->atom : xcb_atom_t(XCB_ATOM_NONE);
     };
-    xcb_client_message_event_t event{};
-    event.response_type = XCB_CLIENT_MESSAGE;
-    event.format = 32;
-    event.window = window;
-    event.type = atom("WM_PROTOCOLS");
+    xcb_client_message_event_t event{XCB_CLIENT_MESSAGE, 32, 0, window, atom("WM_PROTOCOLS"), {}};
     event.data.data32[0] = atom("WM_DELETE_WINDOW");
-    // Checked, and so a round trip: a request merely flushed before the disconnect is now and
-    // then dropped by the server under load.
-    std::free(xcb_request_check(
-        connection, xcb_send_event_checked(connection, 0, window, XCB_EVENT_MASK_NO_EVENT,
-                                           reinterpret_cast<const char*>(&event))));
-    xcb_disconnect(connection);
+    // Checked, so a round trip: a request merely flushed before the disconnect may get dropped.
+    std::free(xcb_request_check(x, xcb_send_event_checked(x, 0, window, XCB_EVENT_MASK_NO_EVENT,
+                                                          reinterpret_cast<const char*>(&event))));
+    xcb_disconnect(x);
 }
 
 } // namespace
 
 TEST_F(InstanceTest, CommandsReachTheRunningTrayAndASecondStartShowsItsPopover) {
-    // None runs: every command says so, on a bus without a tray and without any bus.
-    for (const char* command : {"popover", "break", "settings", "quit"}) {
-        for (const QString& address : {bus.address(), QStringLiteral("unix:path=/nonexistent")}) {
-            const CommandOutcome outcome = lumora({command}, {}, address);
-            EXPECT_EQ(outcome.exitCode, 1) << command;
-            EXPECT_EQ(outcome.out, "Lumora is not running.\n") << command;
-        }
-    }
-    // Without a display, or with one that refuses the connection, the tray says what works.
-    for (const QString& display : {QString(), QStringLiteral(":1999")}) {
-        const CommandOutcome headless = lumora({}, {{"QT_QPA_PLATFORM", ""}, {"DISPLAY", display}});
-        EXPECT_EQ(headless.exitCode, 1);
-        EXPECT_EQ(headless.err, "Lumora needs a desktop session to show its tray. `lumora status` "
-                                "works without one.\n");
-    }
-
+    // None runs without a bus; a display that refuses the connection: the tray says what works.
+    EXPECT_EQ(lumora({"break"}, {"DBUS_SESSION_BUS_ADDRESS=unix:path=/nonexistent"}).out,
+              "Lumora is not running.\n");
+    const CommandOutcome headless = lumora({}, {"QT_QPA_PLATFORM=", "DISPLAY=:1999"});
+    EXPECT_EQ(std::pair(headless.exitCode, headless.err),
+              std::pair(1, QString("Lumora needs a desktop session to show its tray. `lumora "
+                                   "status` works without one.\n")));
     // A tray of this process owns the name.
     ModelHarness harness;
     AppModel::Services services = harness.services();
@@ -97,16 +74,11 @@ TEST_F(InstanceTest, CommandsReachTheRunningTrayAndASecondStartShowsItsPopover) 
     auto service = std::make_unique<InstanceService>(bus.connect("tray"));
     ASSERT_EQ(service->claim(), InstanceService::Claim::owned);
     service->setController(&controller);
-
-    // A second lumora: exits 0 within a second, and the first shows its popover.
-    QElapsedTimer clock;
-    clock.start();
+    // A second lumora exits 0, and the first shows its popover.
     const CommandOutcome second = lumora({});
     EXPECT_EQ(second.exitCode, 0) << second.err.toStdString();
-    EXPECT_LT(clock.elapsed(), 1000);
     EXPECT_TRUE(controller.popover()->isShown());
     controller.popover()->close();
-
     EXPECT_EQ(lumora({"popover"}).exitCode, 0);
     EXPECT_TRUE(controller.popover()->isShown());
     EXPECT_EQ(lumora({"break"}).exitCode, 0);
@@ -118,14 +90,16 @@ TEST_F(InstanceTest, CommandsReachTheRunningTrayAndASecondStartShowsItsPopover) 
     QObject::connect(&controller, &StatusBarController::quitRequested, [&] { service.reset(); });
     EXPECT_EQ(lumora({"quit"}).exitCode, 0);
     EXPECT_EQ(service, nullptr);
-    EXPECT_EQ(lumora({"popover"}).out, "Lumora is not running.\n");
+    const CommandOutcome after = lumora({"popover"}); // on a bus without a tray
+    EXPECT_EQ(std::pair(after.exitCode, after.out),
+              std::pair(1, QString("Lumora is not running.\n")));
 }
 
 TEST_F(InstanceTest, QuitEndsTheCodexConversationInFlightAndTheHookIsRepairedAtStart) {
     // Claude Code's hook, installed by a Lumora whose helper has since gone.
     const QString movedHelper = home.filePath("old-lumora/lumora-json");
-    QDir().mkpath(QFileInfo(movedHelper).absolutePath());
-    ASSERT_TRUE(QFile::copy(builtExecutable("lumora-json"), movedHelper));
+    ASSERT_TRUE(QDir(home.path()).mkpath("old-lumora") &&
+                QFile::copy(builtExecutable("lumora-json"), movedHelper));
     writeFile(home.filePath(".claude/settings.json"),
               "{\n  \"model\": \"opus\",\n  \"statusLine\": {\"type\": \"command\", \"command\": "
               "\"echo mine\"}\n}\n");
@@ -133,24 +107,22 @@ TEST_F(InstanceTest, QuitEndsTheCodexConversationInFlightAndTheHookIsRepairedAtS
     installer.install();
     QFile::remove(movedHelper);
     const QByteArray settings = readFile(installer.settingsPath());
-    const QByteArray staleScript = readFile(installer.hookScriptPath());
 
     // Codex connected, its app-server never answering: a conversation stays in flight. The
     // server runs a process of its own (as the Codex CLI's launcher does), whose pid is noted.
-    const QString codex = home.filePath("tools/codex");
-    const QByteArray pidFile = "'" + home.filePath("app-server.pid").toUtf8() + "'";
-    writeScript(codex, "case \"$1\" in\nlogin) exit 0;;\napp-server) sleep 120 & echo $! > " +
-                           pidFile + ".tmp; mv " + pidFile + ".tmp " + pidFile +
-                           "; wait;;\nesac\n");
-    writeFile(home.filePath(".config/Lumora/preferences.json"), "{\"codexEnabled\": true}");
-    LumoraProcess tray(home.path(), bus.address(), {{"LUMORA_CODEX_PATH", codex}});
+    const QString codex = home.filePath("tools/codex"), pidFile = home.filePath("app-server.pid");
+    writeScript(codex, QString("case \"$1\" in\nlogin) exit 0;;\napp-server) sleep 120 & echo $! > "
+                               "'%1.tmp'; mv '%1.tmp' '%1'; wait;;\nesac\n")
+                           .arg(pidFile)
+                           .toUtf8());
+    writeFile(home.preferencesFile(), "{\"codexEnabled\": true}");
+    LumoraProcess tray(home.path(), bus.address(), {"LUMORA_CODEX_PATH=" + codex});
     // Starts the tray and returns the pid of its app-server once that is waiting.
     const auto startTray = [&]() -> pid_t {
-        QFile::remove(home.filePath("app-server.pid"));
+        QFile::remove(pidFile);
         tray.start();
-        return waitUntil([&] { return QFile::exists(home.filePath("app-server.pid")); },
-                         std::chrono::seconds(20))
-                   ? readFile(home.filePath("app-server.pid")).trimmed().toInt()
+        return waitUntil([&] { return QFile::exists(pidFile); }, std::chrono::seconds(20))
+                   ? readFile(pidFile).trimmed().toInt()
                    : 0;
     };
     const auto ended = [](pid_t pid) {
@@ -158,25 +130,21 @@ TEST_F(InstanceTest, QuitEndsTheCodexConversationInFlightAndTheHookIsRepairedAtS
     };
     const pid_t server = startTray();
     ASSERT_GT(server, 0);
-
     // The script now names this build's helper and still chains the earlier status line;
     // Claude Code's settings are byte for byte what they were.
-    const QByteArray repaired = readFile(installer.hookScriptPath());
-    EXPECT_NE(repaired, staleScript);
-    EXPECT_EQ(QString::fromUtf8(repaired),
-              ClaudeStatusLineInstaller(home.path(), builtExecutable("lumora-json"))
-                  .statusLineScript("echo mine"));
+    const ClaudeStatusLineInstaller repaired(home.path(), builtExecutable("lumora-json"));
+    EXPECT_EQ(QString::fromUtf8(readFile(installer.hookScriptPath())),
+              repaired.statusLineScript("echo mine"));
     EXPECT_EQ(readFile(installer.settingsPath()), settings);
     EXPECT_EQ(fileMode(installer.hookScriptPath()), 0700);
 
-    // Quit: exit 0, and the app-server is gone with it.
+    // Quit, and the session ending (SIGTERM): exit 0, and the app-server is gone with the tray.
     EXPECT_EQ(lumora({"quit"}).exitCode, 0);
     EXPECT_EQ(tray.finish(), 0) << tray.report();
     EXPECT_TRUE(ended(server)) << "the Codex app-server outlived the tray";
-    // The session ending (SIGTERM) is a quit as well.
     const pid_t second = startTray();
     ASSERT_GT(second, 0);
-    ::kill(static_cast<pid_t>(tray.processId()), SIGTERM);
+    ::kill(pid_t(tray.processId()), SIGTERM);
     EXPECT_EQ(tray.finish(), 0) << tray.report();
     EXPECT_TRUE(ended(second)) << "the Codex app-server outlived the tray";
 }
@@ -188,30 +156,27 @@ TEST_F(NoBusInstanceTest, TenStartsAtOnceLeaveOneTray) {
     ASSERT_TRUE(QFile::setPermissions(runtime.path(),
                                       QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
     const auto start = [&] {
-        auto tray = std::make_unique<LumoraProcess>(
-            home.path(), "unix:path=/nonexistent",
-            QList<QPair<QString, QString>>{{"XDG_RUNTIME_DIR", runtime.path()}});
+        auto tray =
+            std::make_unique<LumoraProcess>(home.path(), "unix:path=/nonexistent",
+                                            QStringList{"XDG_RUNTIME_DIR=" + runtime.path()});
         tray->start();
         return tray;
     };
     std::vector<std::unique_ptr<LumoraProcess>> trays;
     std::generate_n(std::back_inserter(trays), 10, start);
     const auto running = [&] {
-        return std::count_if(trays.begin(), trays.end(), [](const auto& tray) {
-            return tray->state() != QProcess::NotRunning;
-        });
+        return std::count_if(trays.begin(), trays.end(),
+                             [](const auto& t) { return t->state() != QProcess::NotRunning; });
     };
-    // Nine give way at once, each with exit code 0; one stays.
+    // Nine give way at once, each with exit code 0; one stays, and ends with 0 on SIGTERM.
     ASSERT_TRUE(waitUntil([&] { return running() <= 1; }, std::chrono::seconds(30)));
     EXPECT_FALSE(waitUntil([&] { return running() == 0; }, std::chrono::seconds(2)));
     ASSERT_EQ(running(), 1);
     for (const auto& tray : trays) {
-        if (tray->state() == QProcess::NotRunning) {
-            EXPECT_EQ(tray->finish(), 0) << tray->report();
-        } else {
-            ::kill(static_cast<pid_t>(tray->processId()), SIGTERM);
-            EXPECT_EQ(tray->finish(), 0) << tray->report();
+        if (tray->state() != QProcess::NotRunning) {
+            ::kill(pid_t(tray->processId()), SIGTERM);
         }
+        EXPECT_EQ(tray->finish(), 0) << tray->report();
     }
     const auto next = start();
     EXPECT_FALSE(
@@ -225,32 +190,31 @@ TEST_F(NoTrayStartTest, ThePopoverIsANormalWindowAndClosingItLeavesTheTrayRunnin
     if (QStandardPaths::findExecutable("Xvfb").isEmpty()) {
         GTEST_SKIP() << "Xvfb is missing (package xvfb)";
     }
-    QProcess xvfb;
     // -noreset: an X server that resets when its last client leaves (xdotool's, here) refuses
     // the connections that arrive meanwhile.
+    QProcess xvfb;
     xvfb.start("Xvfb",
                {"-displayfd", "1", "-screen", "0", "1280x800x24", "-nolisten", "tcp", "-noreset"});
     ASSERT_TRUE(xvfb.waitForReadyRead(10000));
     const QByteArray display = ":" + xvfb.readLine().trimmed();
-    const auto x11Tool = [&](const QString& tool, const QStringList& arguments) {
-        return runProgram(tool, arguments, {}, {{"DISPLAY", display}}).out.trimmed();
-    };
+    const QList<QPair<QString, QString>> x11{{"DISPLAY", display}};
     const auto shownWindows = [&] {
-        return x11Tool("xdotool", {"search", "--onlyvisible", "--name", "^Lumora$"});
+        return runProgram("xdotool", {"search", "--onlyvisible", "--name", "^Lumora$"}, {}, x11)
+            .out.trimmed();
     };
-    LumoraProcess tray(home.path(), bus.address(),
-                       {{"QT_QPA_PLATFORM", "xcb"}, {"DISPLAY", display}});
+    LumoraProcess tray(home.path(), bus.address(), {"QT_QPA_PLATFORM=xcb", "DISPLAY=" + display});
     tray.start();
-
     // After its wait for a panel: the popover as a window of its own.
     QString window;
     ASSERT_TRUE(
         waitUntil([&] { return !(window = shownWindows()).isEmpty(); }, std::chrono::seconds(20)))
         << tray.report();
     ASSERT_FALSE(window.contains('\n')) << "more than one window: " << window.toStdString();
-    const QString properties =
-        x11Tool("xprop", {"-id", window, "_NET_WM_WINDOW_TYPE", "_MOTIF_WM_HINTS",
-                          "WM_TRANSIENT_FOR", "_NET_WM_STATE"});
+    const QString properties = runProgram("xprop",
+                                          {"-id", window, "_NET_WM_WINDOW_TYPE", "_MOTIF_WM_HINTS",
+                                           "WM_TRANSIENT_FOR", "_NET_WM_STATE"},
+                                          {}, x11)
+                                   .out.trimmed();
     EXPECT_TRUE(properties.contains("_NET_WM_WINDOW_TYPE(ATOM) = _NET_WM_WINDOW_TYPE_NORMAL\n"))
         << properties.toStdString();
     // Motif hints (flags, functions, decorations), when there are any, keep the title (8) among

@@ -1,8 +1,7 @@
 // The status item as a panel sees it: a watcher and a host of the test's own on a private bus,
-// the item and its controller on a model with fake providers.
+// the item and its controller on a model with fake providers; its gauge icon.
 #include "TraySupport.h"
 
-#include "tray/DBusMenu.h"
 #include "tray/GaugeIcon.h"
 #include "tray/ResumeWatcher.h"
 #include "tray/StatusBarController.h"
@@ -10,34 +9,63 @@
 #include "tray/StatusNotifierItem.h"
 #include "views/PopoverWindow.h"
 
-#include <QCoreApplication>
-#include <QDBusArgument>
+#include <QDBusMetaType>
 #include <QDBusObjectPath>
-#include <QDBusVariant>
+#include <QPainter>
 #include <QTemporaryDir>
+#include <QtQml/qqmlextensionplugin.h>
 
 #include <gtest/gtest.h>
+
+#include <cmath>
 
 using namespace lumora;
 using namespace lumora::test;
 
+// The views' QML module, for the popover the controller opens.
+Q_IMPORT_QML_PLUGIN(LumoraPlugin)
+
 namespace {
 
-const QString itemInterface = QStringLiteral("org.kde.StatusNotifierItem");
-const QString itemPath = QStringLiteral("/StatusNotifierItem");
+const QString itemInterface = "org.kde.StatusNotifierItem", menu = "com.canonical.dbusmenu";
+const QString properties = "org.freedesktop.DBus.Properties";
 
-// What the host heard from the item.
-class SignalLog : public QObject {
+QString signatureOf(const QVariant& value) { // of a value read from the bus
+    return value.metaType() == QMetaType::fromType<QDBusArgument>()
+               ? qvariant_cast<QDBusArgument>(value).currentSignature()
+               : QString::fromLatin1(QDBusMetaType::typeToSignature(value.metaType()));
+}
+
+enum class Tint { none, grey, blue, orange, red };
+
+// The colour family of the icon drawn over `panel`, on the ring at degrees clockwise from the top.
+Tint tintAt(const QImage& icon, double clockwiseDegrees, QColor panel) {
+    const int size = icon.width();
+    const double r =
+        size / 2.0 - std::max(1.0, std::round(size * 0.2) / 2) - std::max(0.5, size / 32.0);
+    const double angle = (clockwiseDegrees - 90.0) * M_PI / 180.0;
+    QImage canvas(size, size, QImage::Format_ARGB32);
+    canvas.fill(panel);
+    QPainter(&canvas).drawImage(0, 0, icon);
+    const QColor c = canvas.pixelColor(int(std::floor(size / 2.0 + r * std::cos(angle))),
+                                       int(std::floor(size / 2.0 + r * std::sin(angle))));
+    const bool grey = std::abs(c.red() - c.green()) < 24 && std::abs(c.green() - c.blue()) < 24;
+    return c == panel           ? Tint::none
+           : grey               ? Tint::grey
+           : c.blue() > c.red() ? Tint::blue
+                                : (c.green() > 60 ? Tint::orange : Tint::red);
+}
+
+class SignalLog : public QObject { // each signal the host heard: its name and arguments
     Q_OBJECT
 
 public:
-    QStringList labels;
-    int toolTips = 0, icons = 0;
+    QStringList heard;
 
 public slots:
-    void onLabel(const QString& label, const QString& guide) { labels << label + " | " + guide; }
-    void onToolTip() { ++toolTips; }
-    void onIcon() { ++icons; }
+    void on(const QDBusMessage& m) {
+        heard << (QStringList{m.member()} + QVariant(m.arguments()).toStringList()).join(" | ");
+    }
 };
 
 class StatusItemTest : public ::testing::Test {
@@ -48,9 +76,7 @@ protected:
                            usage("codex", Availability::ready, 0.07));
         harness.storePreference("showClaudeInMenuBar", true);
     }
-
-    void startTray(QDBusConnection connection,
-                   std::chrono::milliseconds fallback = std::chrono::seconds(30)) {
+    void startTray(QDBusConnection connection, std::chrono::milliseconds fallback) {
         AppModel::Services services = harness.services();
         services.windows = windows;
         model = std::make_unique<AppModel>(std::move(services));
@@ -65,31 +91,28 @@ protected:
     StatusNotifierItem* sni() const { return item->notifierItem(); }
     bool registered() const { return sni() && sni()->isRegistered(); }
     bool registeredWithWatcher() {
-        return waitUntil([&] { return registered(); }) && waitUntil([&] {
-                   return watcher.registrations() == QStringList{sni()->serviceName()};
-               });
+        return waitUntil([&] {
+            return registered() && watcher.registrations() == QStringList{sni()->serviceName()};
+        });
     }
-
-    QDBusMessage callItem(const QString& interface, const QString& method,
-                          const QVariantList& arguments, const QString& path = itemPath) {
+    QDBusMessage call(const QString& method, const QVariantList& arguments,
+                      const QString& interface = itemInterface,
+                      const QString& path = "/StatusNotifierItem") {
         QDBusMessage message =
             QDBusMessage::createMethodCall(sni()->serviceName(), path, interface, method);
         message.setArguments(arguments);
         return PrivateBus::call(host, message);
     }
-    QDBusMessage property(const QString& name) {
-        return callItem(properties, "Get", {itemInterface, name});
-    }
+    QDBusMessage get(const QString& name) { return call("Get", {itemInterface, name}, properties); }
     QVariant propertyValue(const QString& name) {
-        return property(name).arguments().value(0).value<QDBusVariant>().variant();
+        return get(name).arguments().value(0).value<QDBusVariant>().variant();
     }
+    bool popoverShown() const { return controller->popover()->isShown(); }
     int claudeFetches() const { return harness.claude->script->fetches(); }
-    const QString properties = "org.freedesktop.DBus.Properties";
 
     ModelHarness harness;
     PrivateBus bus;
-    QDBusConnection app = bus.connect("app");
-    QDBusConnection host = bus.connect("host");
+    QDBusConnection app = bus.connect("app"), host = bus.connect("host");
     QTemporaryDir links;
     WatcherProcess watcher{bus.address(), links.path()};
     std::shared_ptr<RecordingWindows> windows = std::make_shared<RecordingWindows>();
@@ -101,22 +124,45 @@ protected:
 
 } // namespace
 
+// The gauge icon at every size, on a light and on a dark panel: the arc's extent and colour.
+TEST(GaugeIconTest, TheArcShowsTheShareInItsColourOnLightAndDarkPanels) {
+    // The share left; two points on the ring (degrees clockwise from the top) and their tints.
+    const std::tuple<std::optional<double>, double, Tint, double, Tint> states[] = {
+        {std::nullopt, 45, Tint::grey, 225, Tint::grey}, // nothing known: the grey ring only
+        {1.0, 45, Tint::blue, 315, Tint::blue},          // all left: a full blue ring
+        {0.5, 90, Tint::blue, 270, Tint::grey},          // half: blue on the right, grey left
+        {0.15, 25, Tint::orange, 180, Tint::grey},       // 15% left: a short orange arc
+        {0.0, 90, Tint::red, 270, Tint::red},            // at the limit: all red
+    };
+    for (const QColor panel : {QColor("#f6f5f4"), QColor("#241f31")}) {
+        for (const auto& [left, at1, tint1, at2, tint2] : states) {
+            for (const int size : GaugeIcon::sizes) {
+                SCOPED_TRACE(testing::Message() << size << " px on " << panel.name().toStdString()
+                                                << ", left " << left.value_or(-1));
+                const QImage icon = GaugeIcon::render(size, left);
+                ASSERT_EQ(icon.size(), QSize(size, size));
+                EXPECT_EQ(tintAt(icon, at1, panel), tint1);
+                EXPECT_EQ(tintAt(icon, at2, panel), tint2);
+                EXPECT_EQ(qAlpha(icon.pixel(0, 0)), 0); // nothing outside the ring
+            }
+        }
+    }
+    EXPECT_EQ(GaugeIcon::arcColor(0.005), GaugeIcon::arcColor(0.0));
+    EXPECT_NE(GaugeIcon::arcColor(0.2), GaugeIcon::arcColor(0.21));
+}
+
 TEST_F(StatusItemTest, RegistersShowsTheModelAndAnswersClicks) {
     ASSERT_TRUE(watcher.start());
-    startTray(app);
+    startTray(app, std::chrono::seconds(30));
     // By its service name, which this connection owns.
     ASSERT_TRUE(registeredWithWatcher());
-    EXPECT_EQ(
-        sni()->serviceName(),
-        QStringLiteral("org.kde.StatusNotifierItem-%1-1").arg(QCoreApplication::applicationPid()));
+    EXPECT_EQ(sni()->serviceName(), QString("org.kde.StatusNotifierItem-%1-1").arg(getpid()));
     EXPECT_EQ(PrivateBus::ownerOf(host, sni()->serviceName()), app.baseService());
     EXPECT_EQ(item->mode(), StatusItem::Mode::statusNotifierItem);
-    ASSERT_TRUE(waitUntil([&] {
-        return controller->title() == "Codex 93% \u00B7 Claude Code 58%";
-    })) << controller->title().toStdString();
+    ASSERT_TRUE(waitUntil([&] { return controller->title() == "Codex 93% · Claude Code 58%"; }));
 
-    // Every property, with its D-Bus type.
-    QStringList names;
+    // Every property with its D-Bus type, and what a panel shows of them.
+    QStringList names, values;
     for (const QString& entry :
          QStringLiteral("Category:s Id:s Title:s Status:s WindowId:i IconThemePath:s IconName:s "
                         "IconPixmap:a(iiay) OverlayIconName:s OverlayIconPixmap:a(iiay) "
@@ -124,99 +170,83 @@ TEST_F(StatusItemTest, RegistersShowsTheModelAndAnswersClicks) {
                         "ToolTip:(sa(iiay)ss) ItemIsMenu:b XAyatanaLabel:s XAyatanaLabelGuide:s")
              .split(' ')) {
         names << entry.section(':', 0, 0);
-        EXPECT_EQ(signatureOf(propertyValue(names.last())), entry.section(':', 1))
-            << entry.toStdString();
+        const QVariant value = propertyValue(names.last());
+        EXPECT_EQ(signatureOf(value), entry.section(':', 1)) << entry.toStdString();
+        values << (value.toString().isEmpty() ? QStringList()
+                                              : QStringList{names.last() + '=' + value.toString()});
     }
+    const auto tip = qdbus_cast<StatusToolTip>(propertyValue("ToolTip"));
+    values << "ToolTip=" + QStringList({tip.iconName, tip.title, tip.description,
+                                        QString::number(tip.image.size())})
+                               .join('/');
+    EXPECT_EQ(
+        values.join(", "),
+        "Category=ApplicationStatus, Id=lumora, Title=Lumora, Status=Active, WindowId=0, "
+        "ItemIsMenu=false, XAyatanaLabel=Codex 93% · Claude Code 58%, XAyatanaLabelGuide=Codex "
+        "100% · Claude Code 100%, ToolTip=/Lumora/Codex 93% · Claude Code 58%/0");
     names.sort();
-    const QDBusMessage all = callItem(properties, "GetAll", {itemInterface});
+    const QDBusMessage all = call("GetAll", {itemInterface}, properties);
     EXPECT_EQ(qdbus_cast<QVariantMap>(all.arguments().value(0)).keys(), names);
-    for (const auto& [name, value] :
-         {std::pair{"Category", "ApplicationStatus"},
-          {"Id", "lumora"},
-          {"Title", "Lumora"},
-          {"Status", "Active"},
-          {"ItemIsMenu", "false"},
-          {"XAyatanaLabel", "Codex 93% \u00B7 Claude Code 58%"},
-          {"XAyatanaLabelGuide", "Codex 100% \u00B7 Claude Code 100%"}}) {
-        EXPECT_EQ(propertyValue(name).toString(), value) << name;
-    }
-    const auto toolTip = qdbus_cast<StatusToolTip>(propertyValue("ToolTip"));
-    EXPECT_EQ(QStringList({toolTip.iconName, toolTip.title, toolTip.description}),
-              QStringList({"", "Lumora", "Codex 93% \u00B7 Claude Code 58%"}));
-    EXPECT_TRUE(toolTip.image.isEmpty());
-    // Any other host sees no menu.
-    EXPECT_EQ(property("Menu").type(), QDBusMessage::ErrorMessage);
-
+    EXPECT_EQ(get("Menu").type(), QDBusMessage::ErrorMessage); // a menu for GNOME Shell only
     // The gauge: the lowest share (Claude Code's 58%) at every size, ARGB32 in network order.
     const auto pixmaps = qdbus_cast<IconPixmapList>(propertyValue("IconPixmap"));
-    ASSERT_EQ(pixmaps.size(), 5);
-    for (int i = 0; i < 5; ++i) {
-        const int size = GaugeIcon::sizes[i];
-        ASSERT_EQ(QList({pixmaps[i].width, pixmaps[i].height, int(pixmaps[i].bytes.size())}),
-                  QList({size, size, size * size * 4}));
-        // The pixel at the top of the ring, on the arc.
-        const int x = size / 2 + 1;
-        const int y = static_cast<int>(std::max(2.0, std::round(size * 0.2)) / 2 + 1);
-        const QRgb pixel = GaugeIcon::render(size, 0.58).pixel(x, y);
-        EXPECT_GT(qAlpha(pixel), 200);
-        // ARGB in network order.
-        EXPECT_EQ(pixmaps[i].bytes.mid(4 * (y * size + x), 4).toHex(),
-                  QByteArray::number(pixel, 16).rightJustified(8, '0'));
+    ASSERT_EQ(pixmaps, GaugeIcon::pixmaps(0.58));
+    for (const IconPixmap& p : pixmaps) {
+        const int x = p.width / 2 + 1, y = p.width / 10 + 1; // on the arc's top
+        ASSERT_EQ(QList({p.height, int(p.bytes.size())}), QList({p.width, p.width * p.width * 4}));
+        EXPECT_EQ(p.bytes.mid(4 * (y * p.width + x), 4).toHex(),
+                  QByteArray::number(GaugeIcon::render(p.width, 0.58).pixel(x, y), 16))
+            << p.width;
     }
 
     // A model change: the new label with its guide, a new tool tip and a new icon.
     SignalLog log;
-    for (const auto& [name, slot] : {std::pair{"XAyatanaNewLabel", SLOT(onLabel(QString, QString))},
-                                     {"NewToolTip", SLOT(onToolTip())},
-                                     {"NewIcon", SLOT(onIcon())}}) {
-        ASSERT_TRUE(host.connect(sni()->serviceName(), itemPath, itemInterface, name, &log, slot));
+    for (const char* name : {"XAyatanaNewLabel", "NewToolTip", "NewIcon"}) {
+        ASSERT_TRUE(host.connect(sni()->serviceName(), "/StatusNotifierItem", itemInterface, name,
+                                 &log, SLOT(on(QDBusMessage))));
     }
     settle(); // the first refresh is over; the next one is not dropped
     ASSERT_FALSE(model->isRefreshing());
     harness.claude->script->setSnapshot(usage("claude-code", Availability::limited, 0.9));
     waitFor(model->refresh(false));
-    ASSERT_TRUE(waitUntil([&] { return log.labels.size() == 1 && log.icons == 1; }))
-        << log.labels.size() << " " << log.icons;
-    EXPECT_EQ(log.labels,
-              QStringList{"Codex 93% \u00B7 Claude Code 10% | Codex 100% \u00B7 Claude Code 100%"});
-    EXPECT_EQ(log.toolTips, 1);
-    EXPECT_EQ(propertyValue("XAyatanaLabel").toString(), model->menuBarDisplayText());
-    EXPECT_EQ(controller->toolTip(), "Lumora, Codex 93% \u00B7 Claude Code 10%");
+    ASSERT_TRUE(waitUntil([&] { return log.heard.size() >= 3; }));
+    settle();
+    log.heard.sort();
+    EXPECT_EQ(log.heard.join("; "), "NewIcon; NewToolTip; XAyatanaNewLabel | Codex 93% · Claude "
+                                    "Code 10% | Codex 100% · Claude Code 100%");
+    EXPECT_EQ(propertyValue("XAyatanaLabel").toString(), "Codex 93% · Claude Code 10%");
+    EXPECT_EQ(controller->toolTip(), "Lumora, Codex 93% · Claude Code 10%");
     EXPECT_EQ(qdbus_cast<IconPixmapList>(propertyValue("IconPixmap")), GaugeIcon::pixmaps(0.1));
 
-    // Activate: the break screen.
+    // Activate: the break screen. ContextMenu opens the popover, asking Claude Code for live
+    // figures; a second one closes it with no refresh.
     settle();
-    EXPECT_EQ(callItem(itemInterface, "Activate", {10, 20}).type(), QDBusMessage::ReplyMessage);
+    EXPECT_EQ(call("Activate", {10, 20}).type(), QDBusMessage::ReplyMessage);
     ASSERT_TRUE(waitUntil([&] { return windows->breaks == 1; }));
-    // ContextMenu opens the popover and asks Claude Code for live figures.
     const int fetches = claudeFetches();
-    callItem(itemInterface, "ContextMenu", {10, 20});
-    ASSERT_TRUE(waitUntil([&] { return controller->popover()->isShown(); }));
-    ASSERT_TRUE(waitUntil([&] { return claudeFetches() == fetches + 1; }));
+    call("ContextMenu", {10, 20});
+    ASSERT_TRUE(waitUntil([&] { return popoverShown() && claudeFetches() == fetches + 1; }));
     EXPECT_EQ(harness.claude->script->lastForceLive(), true);
     settle();
-    // A second one closes it, with no refresh.
-    callItem(itemInterface, "ContextMenu", {10, 20});
-    ASSERT_TRUE(waitUntil([&] { return !controller->popover()->isShown(); }));
+    call("ContextMenu", {10, 20});
+    ASSERT_TRUE(waitUntil([&] { return !popoverShown(); }));
     settle();
     EXPECT_EQ(claudeFetches(), fetches + 1);
     // Settings chosen in the open popover: the popover closes first, then settings open.
-    callItem(itemInterface, "SecondaryActivate", {0, 0});
-    ASSERT_TRUE(waitUntil([&] { return controller->popover()->isShown(); }));
+    call("SecondaryActivate", {0, 0});
+    ASSERT_TRUE(waitUntil([&] { return popoverShown(); }));
     emit controller->popover()->settingsRequested();
-    EXPECT_FALSE(controller->popover()->isShown());
+    EXPECT_FALSE(popoverShown());
     ASSERT_TRUE(waitUntil([&] { return windows->settings == 1; }));
-
     // The activation token goes to the next window that opens.
     qunsetenv("XDG_ACTIVATION_TOKEN");
-    callItem(itemInterface, "ProvideXdgActivationToken", {QStringLiteral("token-1")});
+    call("ProvideXdgActivationToken", {QStringLiteral("token-1")});
     EXPECT_TRUE(qEnvironmentVariableIsEmpty("XDG_ACTIVATION_TOKEN"));
-    callItem(itemInterface, "Activate", {0, 0});
+    call("Activate", {0, 0});
     EXPECT_EQ(qgetenv("XDG_ACTIVATION_TOKEN"), "token-1");
     qunsetenv("XDG_ACTIVATION_TOKEN");
 
     // Calls of the wrong shape get an error and change nothing.
-    const int breaks = windows->breaks;
     for (const auto& [interface, method, arguments] :
          {std::tuple<QString, QString, QVariantList>{itemInterface, "Activate", {"x", "y"}},
           {itemInterface, "ContextMenu", {1}},
@@ -225,150 +255,115 @@ TEST_F(StatusItemTest, RegistersShowsTheModelAndAnswersClicks) {
           {itemInterface, "ProvideXdgActivationToken", {42}},
           {properties, "Set", {itemInterface, "Title", QVariant::fromValue(QDBusVariant("x"))}},
           {properties, "Get", {1, 2}}}) {
-        EXPECT_EQ(callItem(interface, method, arguments).type(), QDBusMessage::ErrorMessage)
+        EXPECT_EQ(call(method, arguments, interface).type(), QDBusMessage::ErrorMessage)
             << method.toStdString();
     }
     const QDBusMessage introspection =
-        callItem("org.freedesktop.DBus.Introspectable", "Introspect", {});
+        call("Introspect", {}, "org.freedesktop.DBus.Introspectable");
     EXPECT_TRUE(introspection.arguments().value(0).toString().contains(
         "<property name=\"IconPixmap\" type=\"a(iiay)\" access=\"read\"/>"));
     settle();
-    EXPECT_EQ(windows->breaks, breaks);
+    EXPECT_EQ(windows->breaks, 2);
     EXPECT_EQ(propertyValue("Title").toString(), "Lumora");
 }
 
-TEST_F(StatusItemTest, FollowsTheWatcherThroughRestartsLateStartsAndGnomeShell) {
+TEST_F(StatusItemTest, FollowsWatchersThatComeLateRefuseHangDieOrAreGnomeShellAndAMissingBus) {
     // No panel at first: after the wait, the popover once and one notification about the tray.
     startTray(app, std::chrono::milliseconds(500));
     ASSERT_TRUE(waitUntil([&] { return item->mode() == StatusItem::Mode::noTray; }));
-    EXPECT_TRUE(controller->popover()->isShown());
+    EXPECT_TRUE(popoverShown());
     ASSERT_TRUE(waitUntil([&] { return harness.notifier->sent.size() == 1; }));
     EXPECT_EQ(harness.notifier->sent.first(),
               StatusItem::noTrayTitle + " | " + StatusItem::noTrayBody);
     controller->popover()->close();
-
-    // A watcher three seconds after the start: the item registers with it.
     runEventsFor(std::chrono::milliseconds(2500));
-    EXPECT_FALSE(registered());
-    ASSERT_TRUE(watcher.start());
+    // A watcher that refuses the item, then one that never answers and dies in mid-call.
+    for (const char* mode : {"error", "hang"}) {
+        ASSERT_TRUE(watcher.start(mode));
+        ASSERT_TRUE(waitUntil([&] { return watcher.registrations().size() == 1; })) << mode;
+        watcher.stop();
+        settle();
+        EXPECT_FALSE(registered()) << mode;
+    }
+    // GNOME Shell's three seconds after the start: the item registers with it, with a menu of five
+    // entries, each doing its action.
+    ASSERT_TRUE(watcher.start("normal", "gnome-shell"));
     ASSERT_TRUE(registeredWithWatcher());
     EXPECT_EQ(item->mode(), StatusItem::Mode::statusNotifierItem);
-
-    // The panel dies and comes back: registered again within a second.
-    watcher.kill();
-    ASSERT_TRUE(waitUntil([&] { return !registered(); }));
-    ASSERT_TRUE(watcher.start());
-    ASSERT_TRUE(waitUntil([&] { return registered(); }, std::chrono::seconds(1)));
-    ASSERT_TRUE(registeredWithWatcher());
-    EXPECT_FALSE(sni()->exportsMenu());
-
-    // GNOME Shell's watcher: a menu with five entries, each doing its action.
-    watcher.kill();
-    ASSERT_TRUE(watcher.start("normal", "gnome-shell"));
-    ASSERT_TRUE(waitUntil([&] { return registered(); }));
     ASSERT_TRUE(sni()->exportsMenu());
-    EXPECT_EQ(propertyValue("Menu").value<QDBusObjectPath>().path(), "/MenuBar");
-    EXPECT_EQ(signatureOf(propertyValue("Menu")), "o");
-    const QString menu = "com.canonical.dbusmenu";
-    const QDBusMessage layoutReply =
-        callItem(menu, "GetLayout", {0, -1, QStringList()}, "/MenuBar");
-    ASSERT_EQ(layoutReply.type(), QDBusMessage::ReplyMessage)
-        << layoutReply.errorMessage().toStdString();
-    EXPECT_EQ(layoutReply.signature(), "u(ia{sv}av)");
+    EXPECT_EQ(signatureOf(propertyValue("Menu")) +
+                  propertyValue("Menu").value<QDBusObjectPath>().path(),
+              "o/MenuBar");
+    const QDBusMessage layoutReply = call("GetLayout", {0, -1, QStringList()}, menu, "/MenuBar");
+    ASSERT_EQ(layoutReply.signature(), "u(ia{sv}av)") << layoutReply.errorMessage().toStdString();
     const auto layout = qdbus_cast<DBusMenuLayoutItem>(layoutReply.arguments().value(1));
     QStringList labels;
     for (const DBusMenuLayoutItem& entry : layout.children) {
         labels.append(entry.properties.value("label").toString());
     }
-    EXPECT_EQ(labels, (QStringList{"Show Usage", "Take a Break", "Refresh", "Settings\u2026",
-                                   "Quit Lumora"}));
-    const auto event = [&](int entry, const QString& kind = "clicked") {
-        const QDBusMessage reply = callItem(
-            menu, "Event",
-            {layout.children.value(entry).id, kind, QVariant::fromValue(QDBusVariant(0)), 0u},
-            "/MenuBar");
+    EXPECT_EQ(labels,
+              QStringList({"Show Usage", "Take a Break", "Refresh", "Settings…", "Quit Lumora"}));
+    const auto event = [&](int entry, const QString& kind) {
+        const QDBusMessage reply =
+            call("Event",
+                 {layout.children.value(entry).id, kind, QVariant::fromValue(QDBusVariant(0)), 0u},
+                 menu, "/MenuBar");
         EXPECT_EQ(reply.type(), QDBusMessage::ReplyMessage) << reply.errorMessage().toStdString();
     };
     settle();
-    const int fetches = claudeFetches(), breaks = windows->breaks, settings = windows->settings;
-    event(0);
-    ASSERT_TRUE(waitUntil([&] { return controller->popover()->isShown(); }));
-    controller->popover()->close();
-    settle();
-    event(1);
-    ASSERT_TRUE(waitUntil([&] { return windows->breaks == breaks + 1; }));
-    event(2);
-    ASSERT_TRUE(waitUntil([&] { return claudeFetches() >= fetches + 2; }));
-    event(3);
-    ASSERT_TRUE(waitUntil([&] { return windows->settings == settings + 1; }));
-    event(4);
-    ASSERT_TRUE(waitUntil([&] { return quitRequests == 1; }));
+    const int fetches = claudeFetches();
+    const std::function<bool()> done[] = {
+        [&] { return popoverShown(); }, [&] { return windows->breaks == 1; },
+        [&] { return claudeFetches() >= fetches + 2; }, [&] { return windows->settings == 1; },
+        [&] {
+            return quitRequests == 1;
+        }};
+    for (int entry = 0; entry < 5; ++entry) {
+        event(entry, "clicked");
+        EXPECT_TRUE(waitUntil(done[entry])) << labels.value(entry).toStdString();
+        controller->popover()->close();
+        settle();
+    }
     // Hover and unknown entries do nothing.
     event(1, "hovered");
-    EXPECT_EQ(callItem(menu, "GetLayout", {99, -1, QStringList()}, "/MenuBar").type(),
+    EXPECT_EQ(call("GetLayout", {99, -1, QStringList()}, menu, "/MenuBar").type(),
               QDBusMessage::ErrorMessage);
     settle();
-    EXPECT_EQ(windows->breaks, breaks + 1);
-
-    // Back to another panel: the menu is gone.
-    watcher.kill();
+    EXPECT_EQ(windows->breaks, 1);
+    // The panel dies and another comes: registered again within a second, with no menu.
+    watcher.stop();
+    ASSERT_TRUE(waitUntil([&] { return !registered(); }));
     ASSERT_TRUE(watcher.start());
-    ASSERT_TRUE(waitUntil([&] { return registered(); }));
+    ASSERT_TRUE(waitUntil([&] { return registered(); }, std::chrono::seconds(1)));
+    ASSERT_TRUE(registeredWithWatcher());
     EXPECT_FALSE(sni()->exportsMenu());
-    EXPECT_EQ(property("Menu").type(), QDBusMessage::ErrorMessage);
-}
+    EXPECT_EQ(get("Menu").type(), QDBusMessage::ErrorMessage);
 
-TEST_F(StatusItemTest, BrokenWatchersAndAMissingBusNeverBringItDown) {
-    // A watcher that refuses the item, then one that never answers and dies in mid-call.
-    ASSERT_TRUE(watcher.start("error"));
-    startTray(app);
-    ASSERT_TRUE(waitUntil([&] { return watcher.registrations().size() == 1; }));
-    settle();
-    EXPECT_FALSE(registered());
-    watcher.kill();
-    ASSERT_TRUE(watcher.start("hang"));
-    ASSERT_TRUE(waitUntil([&] { return watcher.registrations().size() == 1; }));
-    watcher.kill();
-    settle();
-    EXPECT_FALSE(registered());
-    // A well-behaved one afterwards is served as usual.
-    ASSERT_TRUE(watcher.start());
-    ASSERT_TRUE(waitUntil([&] { return registered(); }));
-    EXPECT_EQ(propertyValue("Id").toString(), "lumora");
-
-    // No bus at all: no item, no instance service, no resume watching; the no-tray fallback.
-    item.reset();
-    controller.reset();
-    model.reset();
-    harness.notifier->sent.clear();
-    const QDBusConnection nowhere =
-        QDBusConnection::connectToBus(QStringLiteral("unix:path=/nonexistent/bus"), "nowhere");
-    ASSERT_FALSE(nowhere.isConnected());
-    startTray(nowhere, std::chrono::milliseconds(100));
-    EXPECT_EQ(sni(), nullptr);
-    ASSERT_TRUE(waitUntil([&] { return item->mode() == StatusItem::Mode::noTray; }));
-    EXPECT_TRUE(controller->popover()->isShown());
-    EXPECT_FALSE(ResumeWatcher(nowhere).isWatching());
-    QDBusConnection::disconnectFromBus("nowhere");
-}
-
-TEST_F(StatusItemTest, ResumeFromSuspendIsAnnouncedOnce) {
-    QDBusConnection system = bus.connect("system");
+    // Resume from suspend, announced once; none without a bus, where neither is there an item
+    // but the no-tray fallback.
     QDBusConnection logind = bus.connect("logind");
     ASSERT_TRUE(logind.registerService("org.freedesktop.login1"));
-    ResumeWatcher resume(system);
-    ASSERT_TRUE(resume.isWatching());
+    ResumeWatcher resume(bus.connect("system"));
     int resumes = 0;
     QObject::connect(&resume, &ResumeWatcher::resumed, [&] { ++resumes; });
     for (const bool sleeping : {true, false}) {
-        QDBusMessage signal = QDBusMessage::createSignal(
-            "/org/freedesktop/login1", "org.freedesktop.login1.Manager", "PrepareForSleep");
-        signal << sleeping;
-        logind.send(signal);
+        logind.send(QDBusMessage::createSignal("/org/freedesktop/login1",
+                                               "org.freedesktop.login1.Manager", "PrepareForSleep")
+                    << sleeping);
     }
     ASSERT_TRUE(waitUntil([&] { return resumes == 1; }));
-    settle();
+    item.reset();
+    controller.reset();
+    model.reset();
+    const QDBusConnection nowhere =
+        QDBusConnection::connectToBus(QStringLiteral("unix:path=/nonexistent/bus"), "nowhere");
+    startTray(nowhere, std::chrono::milliseconds(100));
+    EXPECT_EQ(sni(), nullptr);
+    ASSERT_TRUE(waitUntil([&] { return item->mode() == StatusItem::Mode::noTray; }));
+    EXPECT_TRUE(popoverShown());
+    EXPECT_FALSE(ResumeWatcher(nowhere).isWatching());
     EXPECT_EQ(resumes, 1);
+    QDBusConnection::disconnectFromBus("nowhere");
 }
 
 #include "StatusItemTests.moc"

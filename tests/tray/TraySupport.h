@@ -3,51 +3,84 @@
 #include "AppTestSupport.h"
 #include "platform/DesktopServices.h"
 
-#include <QDBusConnection>
-#include <QDBusMessage>
+#include <QFile>
 #include <QProcess>
+
+#include <gtest/gtest.h>
 
 namespace lumora::test {
 
-// The panel's watcher of FakeWatcher.cpp as a process of its own, optionally run through a link
-// named `name` in `linkFolder` (the process name the tray looks at).
-class WatcherProcess {
+// FakeWatcher.cpp as a process of its own on the bus at `busAddress`, run through a link named
+// `name` in `links` (the process name the tray looks at). Killed at the end.
+class WatcherProcess : public QProcess {
 public:
-    WatcherProcess(QString busAddress, QString linkFolder)
-        : m_busAddress(std::move(busAddress)), m_linkFolder(std::move(linkFolder)) {}
-    ~WatcherProcess() { kill(); }
+    WatcherProcess(QString busAddress, QString links) : m_bus(busAddress), m_links(links) {}
+    ~WatcherProcess() override { stop(); }
     // Starts it and waits until it owns the watcher's name. `mode`: normal, hang or error.
-    bool start(const QString& mode = "normal", const QString& name = "lumora_fake_watcher");
-    void kill();
-    QStringList registrations(); // the services registered with this run so far
+    bool start(const QString& mode = "normal", const QString& name = "lumora_fake_watcher") {
+        stop();
+        m_output.clear();
+        QFile::remove(m_links + '/' + name);
+        EXPECT_TRUE(QFile::link(builtExecutable("lumora_fake_watcher"), m_links + '/' + name));
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert("DBUS_SESSION_BUS_ADDRESS", m_bus);
+        setProcessEnvironment(environment);
+        QProcess::start(m_links + '/' + name, {mode});
+        return waitForStarted(5000) &&
+               waitUntil([this] { return registrations(), m_output.contains("ready\n"); });
+    }
+    void stop() { kill(), waitForFinished(5000); }
+    QStringList registrations() { // the services registered with this run so far
+        m_output += readAllStandardOutput();
+        QStringList services;
+        for (const QByteArray& line : m_output.split('\n')) {
+            services << (line.startsWith("registered ") ? QStringList{line.mid(11)}
+                                                        : QStringList());
+        }
+        return services;
+    }
 
 private:
-    QString m_busAddress, m_linkFolder;
-    QProcess m_process;
+    QString m_bus, m_links;
     QByteArray m_output;
 };
 
-// Records what the model asked of the windows.
-struct RecordingWindows : WindowPresentation {
+struct RecordingWindows : WindowPresentation { // what the model asked of the windows
     void showBreakWindow() override { ++breaks; }
     void showSettingsWindow() override { ++settings; }
     QWindow* visibleSettingsWindow() const override { return nullptr; }
     int breaks = 0, settings = 0;
 };
 
-QString signatureOf(const QVariant& value); // of a value read from the bus
-
-// The real lumora as users start it, in `home` with the bus at `busAddress` as its session and
-// system bus, offscreen; `variables` set more (an empty value removes one). Killed at the end.
+// The real lumora, offscreen in `home` with `bus` as its session and system bus; `variables`
+// ("NAME=value", "NAME=" removes one) set more. Killed at the end.
 class LumoraProcess : public QProcess {
 public:
-    LumoraProcess(const QString& home, const QString& busAddress,
-                  const QList<QPair<QString, QString>>& variables = {});
-    ~LumoraProcess() override;
-    void start(const QStringList& arguments = {});
+    LumoraProcess(const QString& home, const QString& bus, const QStringList& variables = {}) {
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        for (const QString& setting :
+             QStringList{"XDG_DATA_HOME=", "XDG_CONFIG_HOME=", "LUMORA_CLAUDE_PATH=",
+                         "LUMORA_CODEX_PATH=", "DISPLAY=", "WAYLAND_DISPLAY=", "HOME=" + home,
+                         "QT_QPA_PLATFORM=offscreen", "DBUS_SESSION_BUS_ADDRESS=" + bus,
+                         "DBUS_SYSTEM_BUS_ADDRESS=" + bus} +
+                 variables) {
+            const QString name = setting.section('=', 0, 0), value = setting.section('=', 1);
+            value.isEmpty() ? environment.remove(name) : environment.insert(name, value);
+        }
+        setProcessEnvironment(environment);
+        setWorkingDirectory(home);
+    }
+    ~LumoraProcess() override { kill(), waitForFinished(5000); }
+    void start(const QStringList& arguments = {}) { QProcess::start(lumora, arguments); }
     // Waits for its end, serving this process's events: its exit code, -1 if it crashed or ran on.
-    int finish(std::chrono::milliseconds within = std::chrono::seconds(30));
-    std::string report(); // what it printed and whether it still runs, for a failure
+    int finish(std::chrono::milliseconds within = std::chrono::seconds(30)) {
+        const bool ended = waitUntil([this] { return state() == NotRunning; }, within);
+        return ended && exitStatus() == NormalExit ? exitCode() : -1;
+    }
+    std::string report() {
+        return (readAllStandardOutput() + readAllStandardError()).toStdString();
+    }
+    const QString lumora = builtExecutable("lumora");
 };
 
 } // namespace lumora::test
