@@ -5,11 +5,13 @@
 #include "support/TestSupport.h"
 
 #include <QCoreApplication>
+#include <QHash>
 #include <QMutex>
 #include <QSslKey>
 #include <QSslServer>
 #include <QSslSocket>
 #include <QTcpServer>
+#include <QTemporaryDir>
 #include <QThread>
 #include <QTimer>
 
@@ -30,9 +32,6 @@ namespace {
 const QByteArray goodManifest =
     R"({"version": "1.5.0", "downloadURL": "https://example.com/lumora-1.5.0.tar.gz"})";
 
-QByteArray paddedTo(QByteArray bytes, qsizetype size) {
-    return bytes.append(size - bytes.size(), ' ');
-}
 QByteArray manifest(const char* members) {
     return QByteArray("{") + members + "}";
 }
@@ -60,9 +59,7 @@ std::string error(Case c) {
 } // namespace
 
 TEST(ParsedVersion, ParsesWhatPeopleWriteAndOrdersIt) {
-    const auto text = [](const char* value) {
-        return Identifier::text(QString::fromUtf8(value));
-    };
+    const auto text = Identifier::text;
     const struct {
         QString input;
         QList<qint64> numbers;
@@ -107,12 +104,9 @@ TEST(ParsedVersion, ParsesWhatPeopleWriteAndOrdersIt) {
         EXPECT_EQ(AppUpdateService::isNewerVersion(parts[0], parts[2]), parts[1] == ">")
             << comparison.toStdString();
     }
-    const auto version = [](const char* text) {
-        return ParsedVersion::parse(text).value();
-    };
-    EXPECT_EQ(version("1.0"), version("v1.0+7"));
-    EXPECT_FALSE(version("1.0") == version("1.0.0"));
-    EXPECT_TRUE(version("1.0") <= version("1.0.0") && version("1.0") >= version("1.0.0"));
+    const ParsedVersion one = *ParsedVersion::parse("1.0"), zero = *ParsedVersion::parse("1.0.0");
+    EXPECT_EQ(one, ParsedVersion::parse("v1.0+7"));
+    EXPECT_TRUE(!(one == zero) && one <= zero && one >= zero);
 }
 
 // Size first, then the JSON shape, the offered and the current version, the download address and
@@ -128,9 +122,9 @@ TEST(AppUpdateService, ChecksRunInOrderAndTheFirstFailureWins) {
         {goodManifest, "1.5.0", "nothing"},
         {goodManifest, "", error(Case::invalidVersion)},
         {goodManifest, "1.5.0-beta.3", "offer 1.5.0"},
-        {paddedTo(goodManifest, 65536), "1.0", "offer 1.5.0"},
-        {paddedTo(goodManifest, 65537), "1.0", error(Case::manifestTooLarge)},
-        {paddedTo("not json", 65537), "garbage", error(Case::manifestTooLarge)},
+        {goodManifest.leftJustified(65536), "1.0", "offer 1.5.0"},
+        {goodManifest.leftJustified(65537), "1.0", error(Case::manifestTooLarge)},
+        {QByteArray("not json").leftJustified(65537), "garbage", error(Case::manifestTooLarge)},
         {"not json", "garbage", error(Case::invalidManifest)},
         {R"(["1.5.0"])", "1.0", error(Case::invalidManifest)},
         {manifest(R"("version": "1.5.0")"), "1.0", error(Case::invalidManifest)},
@@ -181,7 +175,7 @@ TEST(AppUpdateChecker, TheFeedSettingMustBeHttpsAndLocalFeedsNeedNoNetwork) {
     EXPECT_EQ(check(local, "1.5.0"), "nothing");
     EXPECT_EQ(outcome([] { return AppUpdateChecker(std::nullopt).check("1.0"); }), "nothing");
     // Local files are bounded like downloads; an endless device is cut off at the limit.
-    writeFile(path, paddedTo(goodManifest, 65537));
+    writeFile(path, goodManifest.leftJustified(65537));
     EXPECT_EQ(check(local), error(Case::manifestTooLarge));
     EXPECT_EQ(check(QUrl::fromLocalFile("/dev/zero")), error(Case::manifestTooLarge));
     EXPECT_EQ(check(QUrl::fromLocalFile(home.filePath("missing.json"))),
@@ -194,40 +188,20 @@ TEST(AppUpdateChecker, TheFeedSettingMustBeHttpsAndLocalFeedsNeedNoNetwork) {
 
 namespace {
 
-// A small HTTPS/1.1 server on 127.0.0.1, on a thread of its own so that a test can make blocking
-// requests against it. Each path has a canned answer; every answer closes the connection.
+// A small HTTPS/1.1 server on 127.0.0.1 with a canned answer per path, on a thread of its own so
+// that a test can make blocking requests against it; every answer closes the connection.
 class LocalHttpsServer {
 public:
     struct Answer {
-        QByteArray status = "200 OK";
-        QByteArray headers; // extra lines, each ending in "\r\n"
-        QByteArray body;
-        bool silent = false;  // read the request, never answer
-        bool trickle = false; // announce 64 KiB, then send one byte every 50 ms
+        QByteArray status = "200 OK", headers, body; // headers: lines that end in "\r\n"
+        bool silent = false, trickle = false; // never answer; announce 64 KiB, a byte every 50 ms
     };
-
-    LocalHttpsServer(const QSslCertificate& certificate, const QSslKey& key) {
+    LocalHttpsServer(const QHash<QString, Answer>& answers) : m_answers(answers) {
         m_context->moveToThread(&m_thread);
         QObject::connect(&m_thread, &QThread::finished, m_context, &QObject::deleteLater);
         m_thread.start();
         QMetaObject::invokeMethod(
-            m_context,
-            [&] {
-                auto* server = new QSslServer(m_context);
-                QSslConfiguration tls = QSslConfiguration::defaultConfiguration();
-                tls.setLocalCertificate(certificate);
-                tls.setPrivateKey(key);
-                server->setSslConfiguration(tls);
-                QObject::connect(server, &QTcpServer::pendingConnectionAvailable, server,
-                                 [=, this] {
-                                     while (QTcpSocket* socket = server->nextPendingConnection()) {
-                                         serve(static_cast<QSslSocket*>(socket));
-                                     }
-                                 });
-                EXPECT_TRUE(server->listen(QHostAddress::LocalHost));
-                m_port = server->serverPort();
-            },
-            Qt::BlockingQueuedConnection);
+            m_context, [&] { listen(); }, Qt::BlockingQueuedConnection);
     }
     ~LocalHttpsServer() {
         m_thread.quit();
@@ -236,16 +210,42 @@ public:
     QUrl url(const QString& path) const {
         return QUrl(QString("https://127.0.0.1:%1").arg(m_port) + path);
     }
-    void answer(const QString& path, const Answer& answer) {
-        const QMutexLocker lock(&m_mutex);
-        m_answers.insert(path, answer);
-    }
     QList<QByteArray> requests() const {
         const QMutexLocker lock(&m_mutex);
         return m_requests;
     }
+    // One self-signed certificate for 127.0.0.1 per test process, made by openssl once Qt's TLS
+    // classes may be used (not before the application object exists).
+    static const std::pair<QSslCertificate, QSslKey>& identity() {
+        static const auto made = [] {
+            QTemporaryDir folder(processHome() + "/certificate-XXXXXX");
+            const CommandOutcome openssl = runProgram(
+                "openssl", {"req", "-x509", "-newkey", "ec", "-pkeyopt",
+                            "ec_paramgen_curve:prime256v1", "-nodes", "-days", "2", "-subj",
+                            "/CN=127.0.0.1", "-addext", "subjectAltName=IP:127.0.0.1", "-keyout",
+                            folder.filePath("key.pem"), "-out", folder.filePath("cert.pem")});
+            EXPECT_EQ(openssl.exitCode, 0) << openssl.err.toStdString();
+            return std::pair{QSslCertificate(readFile(folder.filePath("cert.pem"))),
+                             QSslKey(readFile(folder.filePath("key.pem")), QSsl::Ec)};
+        }();
+        return made;
+    }
 
 private:
+    void listen() {
+        auto* server = new QSslServer(m_context);
+        QSslConfiguration tls = QSslConfiguration::defaultConfiguration();
+        tls.setLocalCertificate(identity().first);
+        tls.setPrivateKey(identity().second);
+        server->setSslConfiguration(tls);
+        QObject::connect(server, &QTcpServer::pendingConnectionAvailable, server, [=, this] {
+            while (QTcpSocket* socket = server->nextPendingConnection()) {
+                serve(static_cast<QSslSocket*>(socket));
+            }
+        });
+        EXPECT_TRUE(server->listen(QHostAddress::LocalHost));
+        m_port = server->serverPort();
+    }
     void serve(QSslSocket* socket) {
         auto request = std::make_shared<QByteArray>();
         QObject::connect(socket, &QSslSocket::disconnected, socket, &QObject::deleteLater);
@@ -255,19 +255,16 @@ private:
             if (end < 0) {
                 return;
             }
-            Answer answer{"404 Not Found", {}, "no such feed"};
-            {
-                const QMutexLocker lock(&m_mutex);
-                m_requests.append(request->left(end));
-                answer = m_answers.value(QString::fromLatin1(request->split(' ').value(1)), answer);
-            }
+            const QMutexLocker lock(&m_mutex);
+            m_requests.append(request->left(end));
+            const Answer answer = m_answers.value(QString::fromLatin1(request->split(' ').value(1)),
+                                                  {"404 Not Found", {}, "no such feed"});
             request->clear(); // anything after the head is of no interest
             if (answer.silent) {
                 return;
             }
-            const qint64 size = answer.trickle ? 65536 : answer.body.size();
-            socket->write("HTTP/1.1 " + answer.status +
-                          "\r\nContent-Length: " + QByteArray::number(size) +
+            socket->write("HTTP/1.1 " + answer.status + "\r\nContent-Length: " +
+                          QByteArray::number(answer.trickle ? 65536 : answer.body.size()) +
                           "\r\nConnection: close\r\n" + answer.headers + "\r\n" + answer.body);
             if (answer.trickle) {
                 auto* drip = new QTimer(socket);
@@ -279,121 +276,87 @@ private:
         });
     }
 
+    const QHash<QString, Answer> m_answers;
     QThread m_thread;
     QObject* m_context = new QObject; // lives in m_thread; owns the server and its sockets
     quint16 m_port = 0;
     mutable QMutex m_mutex;
-    QHash<QString, Answer> m_answers;
     QList<QByteArray> m_requests;
-};
-
-std::string outcome(const AppUpdateChecker& checker) {
-    return outcome([&] { return checker.check("1.0"); });
-}
-
-class UpdateFeedOverHttps : public ::testing::Test {
-protected:
-    // One self-signed certificate for 127.0.0.1 per test process. Qt's TLS classes must not be
-    // touched before the application object exists, which rules out static construction.
-    static void SetUpTestSuite() {
-        QTemporaryDir folder(processHome() + "/certificate-XXXXXX");
-        const CommandOutcome openssl = runProgram(
-            "openssl",
-            {"req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1", "-nodes",
-             "-days", "2", "-subj", "/CN=127.0.0.1", "-addext", "subjectAltName=IP:127.0.0.1",
-             "-keyout", folder.filePath("key.pem"), "-out", folder.filePath("certificate.pem")});
-        EXPECT_EQ(openssl.exitCode, 0) << "openssl failed: " << openssl.err.toStdString();
-        certificate = QSslCertificate(readFile(folder.filePath("certificate.pem")));
-        key = QSslKey(readFile(folder.filePath("key.pem")), QSsl::Ec);
-    }
-    void SetUp() override {
-        ASSERT_FALSE(certificate->isNull() || key->isNull()) << "no test certificate";
-        server = std::make_unique<LocalHttpsServer>(*certificate, *key);
-    }
-    AppUpdateChecker checker(const QUrl& feed, std::chrono::milliseconds timeout = 15s) const {
-        return AppUpdateChecker(feed, {timeout, {*certificate}});
-    }
-    AppUpdateChecker checker(const QString& path) const { return checker(server->url(path)); }
-
-    static inline std::optional<QSslCertificate> certificate;
-    static inline std::optional<QSslKey> key;
-    std::unique_ptr<LocalHttpsServer> server;
 };
 
 } // namespace
 
-TEST_F(UpdateFeedOverHttps, GoodManifestIsFetchedFreshAndUnusableAnswersAreRefused) {
-    server->answer("/feed.json", {"200 OK", "Content-Type: application/json\r\n", goodManifest});
-    EXPECT_EQ(outcome(checker("/feed.json")), "offer 1.5.0");
-    ASSERT_EQ(server->requests().size(), 1);
-    const QByteArray request = server->requests().first().toLower();
+// A good manifest is fetched fresh, also on a worker thread without an event loop; redirects are
+// followed between https addresses only; unusable answers are refused; silent, trickling and
+// mute servers time out. The test certificate is trusted only by the checkers given it.
+TEST(UpdateFeedOverHttps, GoodManifestsAreFetchedFreshAndEverythingElseRefusedOrTimedOut) {
+    ASSERT_FALSE(LocalHttpsServer::identity().first.isNull()) << "no test certificate";
+    const qsizetype limit = AppUpdateService::maximumManifestSize;
+    const QByteArray huge(1 << 20, ' ');
+    QTcpServer plain; // a redirect to plain http is not followed: this server never hears from us
+    ASSERT_TRUE(plain.listen(QHostAddress::LocalHost));
+    const LocalHttpsServer server({
+        {"/feed.json", {"200 OK", "Content-Type: application/json\r\n", goodManifest}},
+        {"/old.json", {"301 Moved Permanently", "Location: /new.json\r\n", "moved"}},
+        {"/new.json", {"200 OK", {}, goodManifest.leftJustified(limit)}},
+        {"/not-modified.json", {"304 Not Modified", {}, {}}},
+        {"/server-error.json", {"500 Internal Server Error", {}, goodManifest}},
+        {"/huge-error.json", {"404 Not Found", {}, huge}},
+        {"/too-large.json", {"200 OK", {}, goodManifest.leftJustified(limit + 1)}},
+        {"/huge.json", {"200 OK", {}, huge}},
+        {"/page.html", {"200 OK", {}, "<html>Hello</html>"}},
+        {"/to-http.json",
+         {"302 Found",
+          "Location: http://127.0.0.1:" + QByteArray::number(plain.serverPort()) + "/f.json\r\n",
+          {}}},
+        {"/silent.json", {"200 OK", {}, {}, true}},
+        {"/to-silent.json", {"302 Found", "Location: /silent.json\r\n", {}}},
+        {"/trickle.json", {"200 OK", {}, {}, false, true}}, // would take an hour in all
+    });
+    const auto checker = [&](const QUrl& feed, std::chrono::milliseconds timeout = 15s) {
+        return AppUpdateChecker(feed, {timeout, {LocalHttpsServer::identity().first}});
+    };
+    const auto check = [&](const AppUpdateChecker& checker) {
+        return outcome([&] { return checker.check("1.0"); });
+    };
+    EXPECT_EQ(check(checker(server.url("/feed.json"))), "offer 1.5.0");
+    ASSERT_EQ(server.requests().size(), 1);
+    const QByteArray request = server.requests().first().toLower();
     for (const char* part : {"get /feed.json http/1.1\r\n", "\r\naccept: application/json",
                              "\r\ncache-control: no-cache"}) {
         EXPECT_TRUE(request.contains(part)) << request.toStdString();
     }
-    // The test certificate is trusted only by the checker given it: nothing is sent otherwise.
-    const std::string untrusted = outcome(AppUpdateChecker(server->url("/feed.json")));
+    const std::string untrusted = check(AppUpdateChecker(server.url("/feed.json")));
     EXPECT_TRUE(untrusted.starts_with("network: ")) << untrusted;
-    EXPECT_EQ(server->requests().size(), 1);
-    // On a worker thread without a running event loop, as the application uses it.
+    EXPECT_EQ(server.requests().size(), 1); // nothing was sent to an untrusted server
     std::string fromWorker;
     const std::unique_ptr<QThread> worker(
-        QThread::create([&] { fromWorker = outcome(checker("/feed.json")); }));
+        QThread::create([&] { fromWorker = check(checker(server.url("/feed.json"))); }));
     worker->start();
     worker->wait();
     EXPECT_EQ(fromWorker, "offer 1.5.0");
-
-    // Redirects between https addresses are followed; exactly the size limit is still read.
-    const qsizetype limit = AppUpdateService::maximumManifestSize;
-    const QByteArray huge(1 << 20, ' ');
-    server->answer("/old.json", {"301 Moved Permanently", "Location: /new.json\r\n", "moved"});
-    server->answer("/new.json", {"200 OK", {}, goodManifest.leftJustified(limit)});
-    server->answer("/not-modified.json", {"304 Not Modified", {}, {}});
-    server->answer("/server-error.json", {"500 Internal Server Error", {}, goodManifest});
-    server->answer("/huge-error.json", {"404 Not Found", {}, huge});
-    server->answer("/too-large.json", {"200 OK", {}, goodManifest.leftJustified(limit + 1)});
-    server->answer("/huge.json", {"200 OK", {}, huge});
-    server->answer("/page.html", {"200 OK", {}, "<html>Hello</html>"});
-    // A redirect to plain http is not followed at all: the http server never hears from us.
-    QTcpServer plain;
-    ASSERT_TRUE(plain.listen(QHostAddress::LocalHost));
-    int plainConnections = 0;
-    QObject::connect(&plain, &QTcpServer::newConnection, [&] { ++plainConnections; });
-    server->answer("/to-http.json", {"302 Found",
-                                     "Location: http://127.0.0.1:" +
-                                         QByteArray::number(plain.serverPort()) + "/feed.json\r\n",
-                                     {}});
-    const std::pair<const char*, std::string> cases[] = {
-        {"/old.json", "offer 1.5.0"},
-        {"/missing.json", error(Case::invalidServerResponse)},
-        {"/not-modified.json", error(Case::invalidServerResponse)},
-        {"/server-error.json", error(Case::invalidServerResponse)},
-        {"/huge-error.json", error(Case::invalidServerResponse)},
-        {"/to-http.json", error(Case::invalidServerResponse)},
-        {"/too-large.json", error(Case::manifestTooLarge)},
-        {"/huge.json", error(Case::manifestTooLarge)},
-        {"/page.html", error(Case::invalidManifest)},
-    };
-    for (const auto& [path, expected] : cases) {
-        EXPECT_EQ(outcome(checker(path)), expected) << path;
-    }
-    QCoreApplication::processEvents();
-    EXPECT_EQ(plainConnections, 0);
-    EXPECT_FALSE(plain.hasPendingConnections());
-}
-
-TEST_F(UpdateFeedOverHttps, SilentAndTricklingServersTimeOut) {
-    server->answer("/silent.json", {"200 OK", {}, {}, true});
-    server->answer("/to-silent.json", {"302 Found", "Location: /silent.json\r\n", {}});
-    // Every byte arrives well within the idle limit, but the whole body would take an hour.
-    server->answer("/trickle.json", {"200 OK", {}, {}, false, true});
-    // A listener that accepts the connection but never even starts the TLS handshake.
-    QTcpServer mute;
+    QTcpServer mute; // accepts the connection, never even starts the TLS handshake
     ASSERT_TRUE(mute.listen(QHostAddress::LocalHost));
-    for (const QUrl& feed :
-         {server->url("/silent.json"), server->url("/to-silent.json"), server->url("/trickle.json"),
-          QUrl(QString("https://127.0.0.1:%1/").arg(mute.serverPort()))}) {
-        EXPECT_EQ(outcome(checker(feed, 300ms)), "network: The request timed out.")
+    const std::string timedOut = "network: The request timed out.";
+    const std::pair<QUrl, std::string> cases[] = {
+        {server.url("/old.json"), "offer 1.5.0"},
+        {server.url("/missing.json"), error(Case::invalidServerResponse)},
+        {server.url("/not-modified.json"), error(Case::invalidServerResponse)},
+        {server.url("/server-error.json"), error(Case::invalidServerResponse)},
+        {server.url("/huge-error.json"), error(Case::invalidServerResponse)},
+        {server.url("/to-http.json"), error(Case::invalidServerResponse)},
+        {server.url("/too-large.json"), error(Case::manifestTooLarge)},
+        {server.url("/huge.json"), error(Case::manifestTooLarge)},
+        {server.url("/page.html"), error(Case::invalidManifest)},
+        {server.url("/silent.json"), timedOut},
+        {server.url("/to-silent.json"), timedOut},
+        {server.url("/trickle.json"), timedOut},
+        {QUrl(QString("https://127.0.0.1:%1/").arg(mute.serverPort())), timedOut},
+    };
+    for (const auto& [feed, expected] : cases) {
+        EXPECT_EQ(check(checker(feed, expected == timedOut ? 300ms : 15s)), expected)
             << feed.toString().toStdString();
     }
+    QCoreApplication::processEvents();
+    EXPECT_FALSE(plain.hasPendingConnections());
 }
