@@ -1,19 +1,16 @@
-// Versions, the update manifest and its feeds: local files, and a real TLS server on the loopback
-// address whose certificate, made by openssl, only the checkers under test trust.
+// Versions, the update manifest and its feeds: local files, and a real HTTPS server on the
+// loopback address.
 #include "core/AppUpdate.h"
 #include "core/ParsedVersion.h"
 #include "support/TestSupport.h"
 
 #include <QCoreApplication>
-#include <QHash>
-#include <QMutex>
-#include <QSslKey>
-#include <QSslServer>
-#include <QSslSocket>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QProcess>
+#include <QSslCertificate>
 #include <QTcpServer>
-#include <QTemporaryDir>
 #include <QThread>
-#include <QTimer>
 
 #include <gtest/gtest.h>
 
@@ -32,15 +29,9 @@ namespace {
 const QByteArray goodManifest =
     R"({"version": "1.5.0", "downloadURL": "https://example.com/lumora-1.5.0.tar.gz"})";
 
-QByteArray manifest(const char* members) {
-    return QByteArray("{") + members + "}";
-}
-// A manifest offering `version` from `download`, with further members.
+// A manifest offering `version` from `download` (both JSON), with further members.
 QByteArray offer(const char* version, const char* download, const char* more = "") {
-    return manifest(QString(R"("version": %1, "downloadURL": %2%3)")
-                        .arg(version, download, more)
-                        .toUtf8()
-                        .constData());
+    return QByteArray(R"({"version": )") + version + R"(, "downloadURL": )" + download + more + "}";
 }
 // A check's answer as text: "offer <version>", "nothing", "error: ..." or "network: ...".
 template <typename Check> std::string outcome(Check check) {
@@ -127,7 +118,7 @@ TEST(AppUpdateService, ChecksRunInOrderAndTheFirstFailureWins) {
         {QByteArray("not json").leftJustified(65537), "garbage", error(Case::manifestTooLarge)},
         {"not json", "garbage", error(Case::invalidManifest)},
         {R"(["1.5.0"])", "1.0", error(Case::invalidManifest)},
-        {manifest(R"("version": "1.5.0")"), "1.0", error(Case::invalidManifest)},
+        {R"({"version": "1.5.0"})", "1.0", error(Case::invalidManifest)},
         {offer("1.5", https), "1", error(Case::invalidManifest)},
         {offer(R"("1.5")", R"("")"), "1.0", error(Case::invalidManifest)},
         {offer(R"("1")", https, R"(, "releaseNotesURL": 7)"), "1", error(Case::invalidManifest)},
@@ -165,196 +156,163 @@ TEST(AppUpdateChecker, TheFeedSettingMustBeHttpsAndLocalFeedsNeedNoNetwork) {
         EXPECT_EQ(configuredUpdateFeedURL(refused), std::nullopt) << refused;
     }
     TemporaryHome home;
-    const QString path = home.filePath("feed.json");
-    const auto check = [](const QUrl& feed, const QString& current = "1.0") {
-        return outcome([&] { return AppUpdateChecker(feed).check(current); });
+    writeFile(home.filePath("feed.json"), goodManifest);
+    writeFile(home.filePath("large.json"), goodManifest.leftJustified(65537));
+    const QString missing = home.filePath("missing.json");
+    const auto local = [&](const char* name) {
+        return QUrl::fromLocalFile(home.filePath(name));
     };
-    const QUrl local = QUrl::fromLocalFile(path);
-    writeFile(path, goodManifest);
-    EXPECT_EQ(check(local), "offer 1.5.0");
-    EXPECT_EQ(check(local, "1.5.0"), "nothing");
-    EXPECT_EQ(outcome([] { return AppUpdateChecker(std::nullopt).check("1.0"); }), "nothing");
-    // Local files are bounded like downloads; an endless device is cut off at the limit.
-    writeFile(path, goodManifest.leftJustified(65537));
-    EXPECT_EQ(check(local), error(Case::manifestTooLarge));
-    EXPECT_EQ(check(QUrl::fromLocalFile("/dev/zero")), error(Case::manifestTooLarge));
-    EXPECT_EQ(check(QUrl::fromLocalFile(home.filePath("missing.json"))),
-              "error: Could not read \u201c" + home.filePath("missing.json").toStdString() +
-                  "\u201d: No such file or directory");
-    // Port 1 on the loopback refuses connections: a request made anyway would end in a network
-    // error, not in this one.
-    EXPECT_EQ(check(QUrl("http://127.0.0.1:1/feed.json")), error(Case::invalidFeedURL));
+    // Local files are bounded like downloads, an endless device cut off at the limit. Port 1 on
+    // the loopback refuses connections: a request made anyway would end in a network error.
+    const std::tuple<std::optional<QUrl>, QString, std::string> cases[] = {
+        {local("feed.json"), "1.0", "offer 1.5.0"},
+        {local("feed.json"), "1.5.0", "nothing"},
+        {std::nullopt, "1.0", "nothing"},
+        {local("large.json"), "1.0", error(Case::manifestTooLarge)},
+        {QUrl::fromLocalFile("/dev/zero"), "1.0", error(Case::manifestTooLarge)},
+        {local("missing.json"), "1.0",
+         "error: Could not read \u201c" + missing.toStdString() +
+             "\u201d: No such file or directory"},
+        {QUrl("http://127.0.0.1:1/feed.json"), "1.0", error(Case::invalidFeedURL)},
+    };
+    for (const auto& [feed, current, expected] : cases) {
+        EXPECT_EQ(outcome([&] { return AppUpdateChecker(feed).check(current); }), expected);
+    }
 }
 
 namespace {
 
-// A small HTTPS/1.1 server on 127.0.0.1 with a canned answer per path, on a thread of its own so
-// that a test can make blocking requests against it; every answer closes the connection.
-class LocalHttpsServer {
-public:
-    struct Answer {
-        QByteArray status = "200 OK", headers, body; // headers: lines that end in "\r\n"
-        bool silent = false, trickle = false; // never answer; announce 64 KiB, a byte every 50 ms
-    };
-    LocalHttpsServer(const QHash<QString, Answer>& answers) : m_answers(answers) {
-        m_context->moveToThread(&m_thread);
-        QObject::connect(&m_thread, &QThread::finished, m_context, &QObject::deleteLater);
-        m_thread.start();
-        QMetaObject::invokeMethod(
-            m_context, [&] { listen(); }, Qt::BlockingQueuedConnection);
-    }
-    ~LocalHttpsServer() {
-        m_thread.quit();
-        m_thread.wait();
-    }
-    QUrl url(const QString& path) const {
-        return QUrl(QString("https://127.0.0.1:%1").arg(m_port) + path);
-    }
-    QList<QByteArray> requests() const {
-        const QMutexLocker lock(&m_mutex);
-        return m_requests;
-    }
-    // One self-signed certificate for 127.0.0.1 per test process, made by openssl once Qt's TLS
-    // classes may be used (not before the application object exists).
-    static const std::pair<QSslCertificate, QSslKey>& identity() {
-        static const auto made = [] {
-            QTemporaryDir folder(processHome() + "/certificate-XXXXXX");
-            const CommandOutcome openssl = runProgram(
-                "openssl", {"req", "-x509", "-newkey", "ec", "-pkeyopt",
-                            "ec_paramgen_curve:prime256v1", "-nodes", "-days", "2", "-subj",
-                            "/CN=127.0.0.1", "-addext", "subjectAltName=IP:127.0.0.1", "-keyout",
-                            folder.filePath("key.pem"), "-out", folder.filePath("cert.pem")});
-            EXPECT_EQ(openssl.exitCode, 0) << openssl.err.toStdString();
-            return std::pair{QSslCertificate(readFile(folder.filePath("cert.pem"))),
-                             QSslKey(readFile(folder.filePath("key.pem")), QSsl::Ec)};
-        }();
-        return made;
-    }
-
-private:
-    void listen() {
-        auto* server = new QSslServer(m_context);
-        QSslConfiguration tls = QSslConfiguration::defaultConfiguration();
-        tls.setLocalCertificate(identity().first);
-        tls.setPrivateKey(identity().second);
-        server->setSslConfiguration(tls);
-        QObject::connect(server, &QTcpServer::pendingConnectionAvailable, server, [=, this] {
-            while (QTcpSocket* socket = server->nextPendingConnection()) {
-                serve(static_cast<QSslSocket*>(socket));
-            }
-        });
-        EXPECT_TRUE(server->listen(QHostAddress::LocalHost));
-        m_port = server->serverPort();
-    }
-    void serve(QSslSocket* socket) {
-        auto request = std::make_shared<QByteArray>();
-        QObject::connect(socket, &QSslSocket::disconnected, socket, &QObject::deleteLater);
-        QObject::connect(socket, &QSslSocket::readyRead, socket, [=, this] {
-            *request += socket->readAll();
-            const qsizetype end = request->indexOf("\r\n\r\n");
-            if (end < 0) {
-                return;
-            }
-            const QMutexLocker lock(&m_mutex);
-            m_requests.append(request->left(end));
-            const Answer answer = m_answers.value(QString::fromLatin1(request->split(' ').value(1)),
-                                                  {"404 Not Found", {}, "no such feed"});
-            request->clear(); // anything after the head is of no interest
-            if (answer.silent) {
-                return;
-            }
-            socket->write("HTTP/1.1 " + answer.status + "\r\nContent-Length: " +
-                          QByteArray::number(answer.trickle ? 65536 : answer.body.size()) +
-                          "\r\nConnection: close\r\n" + answer.headers + "\r\n" + answer.body);
-            if (answer.trickle) {
-                auto* drip = new QTimer(socket);
-                QObject::connect(drip, &QTimer::timeout, socket, [=] { socket->write(" "); });
-                drip->start(50);
-            } else {
-                socket->disconnectFromHost();
-            }
-        });
-    }
-
-    const QHash<QString, Answer> m_answers;
-    QThread m_thread;
-    QObject* m_context = new QObject; // lives in m_thread; owns the server and its sockets
-    quint16 m_port = 0;
-    mutable QMutex m_mutex;
-    QList<QByteArray> m_requests;
-};
+// A small HTTPS/1.1 server on 127.0.0.1 with a canned answer per path: status, extra headers, body
+// and mode ("silent": never answers; "trickle": announces 64 KiB, then sends a byte every 50 ms).
+// It prints its port, logs each request's line and headers, and closes every connection.
+const char* const httpsServer = R"(
+import json, ssl, sys, time
+from http.server import BaseHTTPRequestHandler, ThreadingHTTPServer
+certificate, key, answers, log = sys.argv[1:]
+answers = json.load(open(answers))
+class Handler(BaseHTTPRequestHandler):
+    protocol_version = "HTTP/1.1"
+    def log_message(self, *arguments): pass
+    def do_GET(self):
+        with open(log, "a") as file: print(json.dumps([self.requestline, dict(self.headers)]), file=file)
+        status, headers, body, mode = answers.get(self.path, ["404 Not Found", {}, "no such feed", ""])
+        if mode == "silent": return time.sleep(3600)
+        self.send_response(int(status[:3]), status[4:])
+        for name, value in headers.items(): self.send_header(name, value)
+        self.send_header("Content-Length", 65536 if mode == "trickle" else len(body))
+        self.send_header("Connection", "close")
+        self.end_headers()
+        self.wfile.write(body.encode())
+        while mode == "trickle": self.wfile.write(b" "); time.sleep(0.05)
+class Server(ThreadingHTTPServer):
+    daemon_threads = True
+    def handle_error(self, *arguments): pass
+server = Server(("127.0.0.1", 0), Handler)
+context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
+context.load_cert_chain(certificate, key)
+server.socket = context.wrap_socket(server.socket, server_side=True, do_handshake_on_connect=False)
+print(server.server_address[1], flush=True)
+server.serve_forever()
+)";
 
 } // namespace
 
 // A good manifest is fetched fresh, also on a worker thread without an event loop; redirects are
-// followed between https addresses only; unusable answers are refused; silent, trickling and
-// mute servers time out. The test certificate is trusted only by the checkers given it.
+// followed between https addresses only; unusable answers are refused; silent, trickling and mute
+// servers time out. The certificate, made by openssl, is trusted only by the checkers given it.
 TEST(UpdateFeedOverHttps, GoodManifestsAreFetchedFreshAndEverythingElseRefusedOrTimedOut) {
-    ASSERT_FALSE(LocalHttpsServer::identity().first.isNull()) << "no test certificate";
-    const qsizetype limit = AppUpdateService::maximumManifestSize;
-    const QByteArray huge(1 << 20, ' ');
+    TemporaryHome home;
+    const CommandOutcome openssl =
+        runProgram("openssl", {"req", "-x509", "-newkey", "ec", "-pkeyopt",
+                               "ec_paramgen_curve:prime256v1", "-nodes", "-days", "2", "-subj",
+                               "/CN=127.0.0.1", "-addext", "subjectAltName=IP:127.0.0.1", "-keyout",
+                               home.filePath("key.pem"), "-out", home.filePath("cert.pem")});
+    ASSERT_EQ(openssl.exitCode, 0) << openssl.err.toStdString();
+    const QSslCertificate certificate(readFile(home.filePath("cert.pem")));
+    const QString limit = QString(65536 - goodManifest.size(), ' '), huge(1 << 20, ' ');
     QTcpServer plain; // a redirect to plain http is not followed: this server never hears from us
-    ASSERT_TRUE(plain.listen(QHostAddress::LocalHost));
-    const LocalHttpsServer server({
-        {"/feed.json", {"200 OK", "Content-Type: application/json\r\n", goodManifest}},
-        {"/old.json", {"301 Moved Permanently", "Location: /new.json\r\n", "moved"}},
-        {"/new.json", {"200 OK", {}, goodManifest.leftJustified(limit)}},
-        {"/not-modified.json", {"304 Not Modified", {}, {}}},
-        {"/server-error.json", {"500 Internal Server Error", {}, goodManifest}},
-        {"/huge-error.json", {"404 Not Found", {}, huge}},
-        {"/too-large.json", {"200 OK", {}, goodManifest.leftJustified(limit + 1)}},
-        {"/huge.json", {"200 OK", {}, huge}},
-        {"/page.html", {"200 OK", {}, "<html>Hello</html>"}},
-        {"/to-http.json",
-         {"302 Found",
-          "Location: http://127.0.0.1:" + QByteArray::number(plain.serverPort()) + "/f.json\r\n",
-          {}}},
-        {"/silent.json", {"200 OK", {}, {}, true}},
-        {"/to-silent.json", {"302 Found", "Location: /silent.json\r\n", {}}},
-        {"/trickle.json", {"200 OK", {}, {}, false, true}}, // would take an hour in all
-    });
-    const auto checker = [&](const QUrl& feed, std::chrono::milliseconds timeout = 15s) {
-        return AppUpdateChecker(feed, {timeout, {LocalHttpsServer::identity().first}});
+    QTcpServer mute;  // accepts the connection, never even starts the TLS handshake
+    ASSERT_TRUE(plain.listen(QHostAddress::LocalHost) && mute.listen(QHostAddress::LocalHost));
+    const auto answer = [](const char* status, const QString& body = {}, const char* header = "",
+                           const char* value = "", const char* mode = "") {
+        return QJsonArray{status, *header ? QJsonObject{{header, value}} : QJsonObject{}, body,
+                          mode};
     };
-    const auto check = [&](const AppUpdateChecker& checker) {
-        return outcome([&] { return checker.check("1.0"); });
+    writeFile(
+        home.filePath("answers.json"),
+        QJsonDocument(
+            QJsonObject{
+                {"/feed.json", answer("200 OK", goodManifest, "Content-Type", "application/json")},
+                {"/old.json", answer("301 Moved Permanently", "moved", "Location", "/new.json")},
+                {"/new.json", answer("200 OK", goodManifest + limit)},
+                {"/not-modified.json", answer("304 Not Modified")},
+                {"/server-error.json", answer("500 Internal Server Error", goodManifest)},
+                {"/huge-error.json", answer("404 Not Found", huge)},
+                {"/too-large.json", answer("200 OK", goodManifest + limit + " ")},
+                {"/huge.json", answer("200 OK", huge)},
+                {"/page.html", answer("200 OK", "<html>Hello</html>")},
+                {"/to-http.json", answer("302 Found", {}, "Location",
+                                         QString("http://127.0.0.1:%1/f.json")
+                                             .arg(plain.serverPort())
+                                             .toUtf8()
+                                             .constData())},
+                {"/silent.json", answer("200 OK", {}, "", "", "silent")},
+                {"/to-silent.json", answer("302 Found", {}, "Location", "/silent.json")},
+                {"/trickle.json", answer("200 OK", {}, "", "", "trickle")}, // an hour in all
+            })
+            .toJson());
+    QProcess server;
+    server.start("python3", {"-c", httpsServer, home.filePath("cert.pem"), home.filePath("key.pem"),
+                             home.filePath("answers.json"), home.filePath("requests")});
+    ASSERT_TRUE(server.waitForReadyRead(30000)) << server.readAllStandardError().toStdString();
+    const int port = server.readLine().trimmed().toInt();
+    const auto url = [&](const QString& path) {
+        return QUrl(QString("https://127.0.0.1:%1%2").arg(port).arg(path));
     };
-    EXPECT_EQ(check(checker(server.url("/feed.json"))), "offer 1.5.0");
-    ASSERT_EQ(server.requests().size(), 1);
-    const QByteArray request = server.requests().first().toLower();
-    for (const char* part : {"get /feed.json http/1.1\r\n", "\r\naccept: application/json",
-                             "\r\ncache-control: no-cache"}) {
-        EXPECT_TRUE(request.contains(part)) << request.toStdString();
+    const auto check = [&](const QUrl& feed, std::chrono::milliseconds timeout = 15s,
+                           const QList<QSslCertificate>& trusted = {}) {
+        return outcome([&] {
+            return AppUpdateChecker(feed,
+                                    {timeout, trusted.isEmpty() ? QList{certificate} : trusted})
+                .check("1.0");
+        });
+    };
+    const auto requests = [&] {
+        return readFile(home.filePath("requests")).toLower();
+    };
+    EXPECT_EQ(check(url("/feed.json")), "offer 1.5.0");
+    for (const char* part : {R"(["get /feed.json http/1.1", {)", R"("accept": "application/json")",
+                             R"("cache-control": "no-cache")"}) {
+        EXPECT_TRUE(requests().contains(part)) << requests().toStdString();
     }
-    const std::string untrusted = check(AppUpdateChecker(server.url("/feed.json")));
+    const std::string untrusted =
+        outcome([&] { return AppUpdateChecker(url("/feed.json")).check("1.0"); });
     EXPECT_TRUE(untrusted.starts_with("network: ")) << untrusted;
-    EXPECT_EQ(server.requests().size(), 1); // nothing was sent to an untrusted server
+    EXPECT_EQ(requests().count('\n'), 1); // nothing was sent to an untrusted server
     std::string fromWorker;
     const std::unique_ptr<QThread> worker(
-        QThread::create([&] { fromWorker = check(checker(server.url("/feed.json"))); }));
+        QThread::create([&] { fromWorker = check(url("/feed.json")); }));
     worker->start();
     worker->wait();
     EXPECT_EQ(fromWorker, "offer 1.5.0");
-    QTcpServer mute; // accepts the connection, never even starts the TLS handshake
-    ASSERT_TRUE(mute.listen(QHostAddress::LocalHost));
     const std::string timedOut = "network: The request timed out.";
     const std::pair<QUrl, std::string> cases[] = {
-        {server.url("/old.json"), "offer 1.5.0"},
-        {server.url("/missing.json"), error(Case::invalidServerResponse)},
-        {server.url("/not-modified.json"), error(Case::invalidServerResponse)},
-        {server.url("/server-error.json"), error(Case::invalidServerResponse)},
-        {server.url("/huge-error.json"), error(Case::invalidServerResponse)},
-        {server.url("/to-http.json"), error(Case::invalidServerResponse)},
-        {server.url("/too-large.json"), error(Case::manifestTooLarge)},
-        {server.url("/huge.json"), error(Case::manifestTooLarge)},
-        {server.url("/page.html"), error(Case::invalidManifest)},
-        {server.url("/silent.json"), timedOut},
-        {server.url("/to-silent.json"), timedOut},
-        {server.url("/trickle.json"), timedOut},
+        {url("/old.json"), "offer 1.5.0"},
+        {url("/missing.json"), error(Case::invalidServerResponse)},
+        {url("/not-modified.json"), error(Case::invalidServerResponse)},
+        {url("/server-error.json"), error(Case::invalidServerResponse)},
+        {url("/huge-error.json"), error(Case::invalidServerResponse)},
+        {url("/to-http.json"), error(Case::invalidServerResponse)},
+        {url("/too-large.json"), error(Case::manifestTooLarge)},
+        {url("/huge.json"), error(Case::manifestTooLarge)},
+        {url("/page.html"), error(Case::invalidManifest)},
+        {url("/silent.json"), timedOut},
+        {url("/to-silent.json"), timedOut},
+        {url("/trickle.json"), timedOut},
         {QUrl(QString("https://127.0.0.1:%1/").arg(mute.serverPort())), timedOut},
     };
     for (const auto& [feed, expected] : cases) {
-        EXPECT_EQ(check(checker(feed, expected == timedOut ? 300ms : 15s)), expected)
+        EXPECT_EQ(check(feed, expected == timedOut ? 300ms : 15s), expected)
             << feed.toString().toStdString();
     }
     QCoreApplication::processEvents();
