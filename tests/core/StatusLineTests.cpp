@@ -1,7 +1,6 @@
 // Lumora's data folder and atomic writes, the status-line hook's installer, and the installed hook
 // run the way Claude Code runs it.
 #include "core/AtomicFile.h"
-#include "core/ClaudeRateLimitCacheParser.h"
 #include "core/ClaudeStatusLineInstaller.h"
 #include "core/DataFolder.h"
 #include "support/TestSupport.h"
@@ -10,13 +9,9 @@
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
-#include <QProcess>
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-
-#include <atomic>
-#include <thread>
 
 using namespace lumora;
 using namespace lumora::test;
@@ -267,40 +262,31 @@ TEST_F(HookTest, SavesTheRateLimitsAndPrintsTheRemainingShareAfterThePreviousLin
     EXPECT_EQ(run(statusInput({})), "main \U0001F33F\n"); // no figures: only the user's own line
 }
 
-// Fifty hooks writing caches of very different sizes at once never expose a torn file.
+// Fifty hooks writing caches of very different sizes at once never expose a torn file to a reader
+// that checks every read with the helper; nothing is left behind.
 TEST_F(HookTest, ConcurrentRunsNeverExposeAPartialCache) {
     s->install();
     run(statusInput(fiveHour("1")));
-    std::atomic<bool> done{false};
-    std::atomic<int> reads{0}, bad{0};
-    std::thread reader([&, path = s->rateLimitCachePath()] {
-        for (const ClaudeRateLimitCacheParser parser; !done; ++reads) {
-            QFile file(path);
-            try {
-                const QDateTime now = QDateTime::currentDateTimeUtc();
-                bad += file.open(QIODevice::ReadOnly) ? 0 : 1;
-                parser.parse(file.readAll(), now, now);
-            } catch (const Error&) {
-                ++bad;
-            }
-        }
-    });
-    std::vector<std::unique_ptr<QProcess>> runs;
-    for (int i = 0; i < 50; ++i) {
-        runs.push_back(std::make_unique<QProcess>());
-        runs.back()->start("/bin/sh", {"-c", command()});
-        runs.back()->write(statusInput(R"({"five_hour":{"used_percentage":)" +
-                                       QByteArray::number(i) + R"(},"pad":")" +
-                                       QByteArray(i * 997, 'x') + "\"}"));
-        runs.back()->closeWriteChannel();
-    }
-    for (const auto& process : runs) {
-        EXPECT_TRUE(process->waitForFinished(30000) && process->exitCode() == 0);
-    }
-    done = true;
-    reader.join();
-    EXPECT_EQ(bad.load(), 0) << "of " << reads.load() << " reads";
-    EXPECT_GT(reads.load(), 0);
+    const CommandOutcome race =
+        runProgram("/bin/sh", {"-c", R"(
+        (reads=0 bad=0
+         until [ -e "$4" ]; do
+             reads=$((reads + 1))
+             "$3" extract five_hour json -o - "$2" > /dev/null || bad=$((bad + 1))
+         done
+         echo "$reads reads, $bad bad") &
+        for i in $(seq 0 49); do
+            pad=$(head -c $((i * 997)) /dev/zero | tr '\0' x)
+            printf '{"rate_limits":{"five_hour":{"used_percentage":%d},"pad":"%s"}}\n' $i "$pad" |
+                sh -c "$1" > /dev/null &
+            hooks="$hooks $!"
+        done
+        wait $hooks && touch "$4" && wait)",
+                               "race", command(), s->rateLimitCachePath(),
+                               builtExecutable("lumora-json"), home.filePath("done")});
+    EXPECT_EQ(race.exitCode, 0) << race.err.toStdString();
+    EXPECT_TRUE(race.out.endsWith(" reads, 0 bad\n") && !race.out.startsWith("0 "))
+        << race.out.toStdString();
     EXPECT_TRUE(leftovers().isEmpty()) << leftovers().join(' ').toStdString();
     EXPECT_EQ(fileMode(s->rateLimitCachePath()), 0600);
 }
