@@ -38,12 +38,9 @@ UsageSnapshot usedSession(double ratio, std::optional<QDateTime> reset = std::nu
 
 } // namespace
 
+// Halves round up; an exhausted window counts down to its reset; stale strictly after the limit;
+// the session window first; figures read back unclamped still make sane texts.
 TEST(UsageSnapshotTexts, RoundingStalenessCountdownAndMissingFigures) {
-    const auto exhausted = [](qint64 resetIn) {
-        return usedSession(1.0, t0.addSecs(resetIn));
-    };
-    const QList<UsageWindow> mixed{UsageWindow(Kind::weekly, 0.40, std::nullopt),
-                                   UsageWindow(Kind::session, 0.10, {})};
     const struct {
         UsageSnapshot snapshot;
         qint64 secondsLater;
@@ -54,22 +51,19 @@ TEST(UsageSnapshotTexts, RoundingStalenessCountdownAndMissingFigures) {
         {usedSession(0.995), 0, "1%", "01%"},
         {usedSession(0.175), 0, "83%", "83%"},
         {usedSession(0.0), 0, "100%", "100%"},
-        // Nothing left: the compact text turns into the countdown to the reset.
         {usedSession(0.996, t0.addSecs(3600)), 0, "01hr 00min", "00%"},
-        {exhausted(3 * 3600 + 59 * 60 + 30), 0, "04hr 00min", "00%"},
-        {exhausted(61), 0, "00hr 02min", "00%"},
-        {exhausted(26 * 3600), 0, "26hr 00min", "00%"},
-        {exhausted(-500), 0, "00hr 00min", "00%"}, // a reset already passed
-        {usedSession(1.0), 0, "--%", "00%"},       // no reset time
-        // Stale strictly after the limit.
+        {usedSession(1, t0.addSecs(3 * 3600 + 59 * 60 + 30)), 0, "04hr 00min", "00%"},
+        {usedSession(1, t0.addSecs(61)), 0, "00hr 02min", "00%"},
+        {usedSession(1, t0.addSecs(26 * 3600)), 0, "26hr 00min", "00%"},
+        {usedSession(1, t0.addSecs(-500)), 0, "00hr 00min", "00%"}, // a reset already passed
+        {usedSession(1.0), 0, "--%", "00%"},                        // no reset time
         {usedSession(0.42), 150, "58%", "58%"},
         {usedSession(0.42), 151, "--%", "--%"},
-        // The session window comes first; without any figure there is nothing to show.
-        {snapshotWith(mixed), 0, "90%", "90%"},
+        {snapshotWith({UsageWindow(Kind::weekly, 0.4, {}), UsageWindow(Kind::session, 0.1, {})}), 0,
+         "90%", "90%"},
         {snapshotWith({UsageWindow(Kind::weekly, 0.40, {})}), 0, "60%", "60%"},
         {snapshotWith({}), 0, "--%", "--%"},
         {snapshotWith({UsageWindow(Kind::session, std::nullopt, {})}), 0, "--%", "--%"},
-        // Ratios read back from disk are not clamped; the texts must still behave.
         {snapshotWith({UsageWindow::unclamped(Kind::session, 7.0, {})}), 0, "--%", "00%"},
         {snapshotWith({UsageWindow::unclamped(Kind::session, std::nan(""), {})}), 0, "--%", "--%"},
     };
@@ -80,7 +74,6 @@ TEST(UsageSnapshotTexts, RoundingStalenessCountdownAndMissingFigures) {
     }
     EXPECT_TRUE(usedSession(0.42).isStale(t0.addMSecs(150001)));
     EXPECT_EQ(UsageWindow(Kind::session, 1.7, {}).usedRatio, 1.0); // clamped; decoding does not
-
     auto stored = usedSession(0.5).toJson();
     stored["windows"] = QJsonArray{QJsonObject{{"kind", "session"}, {"usedRatio", 1.7}}};
     EXPECT_EQ(UsageSnapshot::fromJson(stored).windows.first().usedRatio, 1.7);
