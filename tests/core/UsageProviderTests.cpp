@@ -1,5 +1,6 @@
 // The Claude Code provider (the hook's cache and the saved snapshot in a temporary home) and the
 // Codex provider (fake codex scripts as real child processes).
+#include "core/ClaudeRateLimitCacheParser.h"
 #include "core/ClaudeUsageProvider.h"
 #include "core/CodexUsageProvider.h"
 #include "core/ExecutableSearch.h"
@@ -20,43 +21,47 @@ using Kind = UsageWindow::Kind;
 
 namespace {
 
-const QDateTime codexNow = QDateTime::fromSecsSinceEpoch(1767200000, Qt::UTC);
-
-struct Providers {
+class ProviderTest : public ::testing::Test {
+protected:
     // Installs of either tool on fixed paths of this machine would shadow the test's home folder.
     static std::optional<QString> systemInstall(const QString& tool) {
         return firstExecutable({"/Applications/ChatGPT.app/Contents/Resources/" + tool,
                                 "/opt/homebrew/bin/" + tool, "/usr/local/bin/" + tool,
                                 "/usr/bin/" + tool});
     }
-    static ClaudeUsageProvider claude(const QString& home, const QDateTime& now) {
-        return ClaudeUsageProvider({home, builtExecutable("lumora-json"), {}, {}, [=] {
-                                        return now;
-                                    }});
+    static QDateTime clock() { return now; }
+    static QDateTime codexClock() { return codexNow; }
+    static ClaudeUsageProvider claude(const QString& home) {
+        return ClaudeUsageProvider({home, builtExecutable("lumora-json"), {}, {}, clock});
     }
     static CodexUsageProvider codex(const QString& home, std::optional<QString> override = {},
                                     int milliseconds = 5000) {
         return CodexUsageProvider(
-            {home, std::move(override), {}, 5.0, {.timeoutMilliseconds = milliseconds}, [] {
-                 return codexNow;
-             }});
+            {home, override, {}, 5.0, {.timeoutMilliseconds = milliseconds}, codexClock});
     }
     // What a provider says when it has no figures: the message alone.
-    static UsageSnapshot unavailable(const UsageSnapshot& got, const QString& text) {
+    static void expectUnavailable(const UsageSnapshot& got, const QString& text) {
         const bool codex = got.providerID == "codex";
-        return {.providerID = codex ? "codex" : "claude-code",
-                .providerName = codex ? "Codex" : "Claude Code",
-                .capturedAt = got.capturedAt,
-                .windows = {},
-                .statusMessage = text};
+        EXPECT_EQ(got, (UsageSnapshot{.providerID = codex ? "codex" : "claude-code",
+                                      .providerName = codex ? "Codex" : "Claude Code",
+                                      .capturedAt = got.capturedAt,
+                                      .windows = {},
+                                      .statusMessage = text}));
     }
+    static inline const QDateTime now = // whole seconds, like the files
+        QDateTime::fromSecsSinceEpoch(QDateTime::currentSecsSinceEpoch(), Qt::UTC);
+    static inline const QDateTime codexNow = QDateTime::fromSecsSinceEpoch(1767200000, Qt::UTC);
+    TemporaryHome home;
 };
+using ExecutableSearch = ProviderTest;
+using ClaudeProviderTest = ProviderTest;
+using CodexProviderTest = ProviderTest;
 
 } // namespace
 
 // Each place comes before the ones listed above it; a file without the execute bit is no
 // candidate; the environment variable comes first unless it names no executable.
-TEST(ExecutableSearch, BothToolsAreFoundInTheDocumentedOrder) {
+TEST_F(ExecutableSearch, BothToolsAreFoundInTheDocumentedOrder) {
     const QStringList nvm{".nvm/versions/node/v9.0.0/bin/", ".nvm/versions/node/v20.9.0/bin/",
                           ".nvm/versions/node/V20.11.1/bin/", ".nvm/versions/node/v22.3.0/bin/"};
     const std::tuple<QString, const char*, QStringList,
@@ -65,19 +70,19 @@ TEST(ExecutableSearch, BothToolsAreFoundInTheDocumentedOrder) {
             {"claude", "LUMORA_CLAUDE_PATH",
              nvm + QStringList{".claude/local/", ".npm-global/bin/", ".local/bin/"},
              [](const QString& home) {
-                 return Providers::claude(home, {}).locateClaudeExecutable();
+                 return claude(home).locateClaudeExecutable();
              }},
             {"codex", "LUMORA_CODEX_PATH", nvm + QStringList{".npm-global/bin/", ".local/bin/"},
              [](const QString& home) {
-                 return Providers::codex(home).locateCodexExecutable();
+                 return codex(home).locateCodexExecutable();
              }},
         };
     for (const auto& [tool, variable, places, locate] : tools) {
         SCOPED_TRACE(tool.toStdString());
-        if (const auto installed = Providers::systemInstall(tool)) {
+        if (const auto installed = systemInstall(tool)) {
             GTEST_SKIP() << "a system-wide " << installed->toStdString() << " comes first";
         }
-        TemporaryHome home;
+        QDir(home.path()).removeRecursively();
         // Plain files and hidden entries in nvm's folder do not count.
         writeFile(home.filePath(".nvm/versions/node/v99.0.0"), "not a folder");
         writeScript(home.filePath(".nvm/versions/node/.v100/bin/" + tool), "exit 0\n");
@@ -100,8 +105,8 @@ TEST(ExecutableSearch, BothToolsAreFoundInTheDocumentedOrder) {
         }
         if (tool == "codex") { // the provider's own override first, unless it is not executable
             qputenv(variable, custom.toLocal8Bit());
-            EXPECT_EQ(Providers::codex(home.path(), winner).locateCodexExecutable(), winner);
-            EXPECT_EQ(Providers::codex(home.path(), "/no/codex").locateCodexExecutable(), custom);
+            EXPECT_EQ(codex(home.path(), winner).locateCodexExecutable(), winner);
+            EXPECT_EQ(codex(home.path(), "/no/codex").locateCodexExecutable(), custom);
         }
         qunsetenv(variable);
     }
@@ -112,56 +117,44 @@ TEST(ExecutableSearch, BothToolsAreFoundInTheDocumentedOrder) {
 
 // A user's way from nothing to figures: each missing step has its own message; then the newer of
 // the hook's cache and the saved snapshot wins, and corrupt files are left as they are.
-TEST(ClaudeProviderTest, FromNotInstalledToFiguresAndBackToTheSavedSnapshot) {
-    TemporaryHome home;
-    const QDateTime now =
-        QDateTime::fromSecsSinceEpoch(QDateTime::currentSecsSinceEpoch(), Qt::UTC);
+TEST_F(ClaudeProviderTest, FromNotInstalledToFiguresAndBackToTheSavedSnapshot) {
     const QString cache = home.dataFile("claude-rate-limits.json");
     const QString saved = home.dataFile("claude-code-snapshot.json");
-    const auto provider = [&] {
-        return Providers::claude(home.path(), now);
-    };
     const auto fetch = [&](const QByteArray& json, const QDateTime& modified) {
         writeFile(cache, json);
         setModificationTime(cache, modified);
-        return provider().fetch();
+        return claude(home.path()).fetch();
     };
-    const auto save = [&](double used, const QDateTime& capturedAt, const QString& name) {
-        SnapshotCache("claude-code", std::nullopt, home.path())
-            .save({"claude-code",
-                   name,
-                   capturedAt,
-                   Availability::ready,
-                   {UsageWindow(Kind::session, used, now.addSecs(7200))},
-                   SnapshotSource::officialCLI,
-                   Confidence::exact,
-                   150,
-                   std::nullopt});
+    const auto save = [&](int percent, const QDateTime& capturedAt, const QString& name) {
+        UsageSnapshot snapshot = ClaudeRateLimitCacheParser().parse(
+            R"({"five_hour":{"used_percentage":)" + QByteArray::number(percent) + "}}", capturedAt,
+            now);
+        snapshot.providerID = "claude-code";
+        snapshot.providerName = name;
+        SnapshotCache("claude-code", std::nullopt, home.path()).save(snapshot);
     };
     const auto used = [&](const UsageSnapshot& snapshot) {
         return snapshot.windows.isEmpty() ? -1.0 : snapshot.windows.first().usedRatio.value();
     };
     const QString sendOnce = "Open Claude Code and send a message once to sync usage.";
-    EXPECT_EQ(provider().readiness(), LocalProviderReadiness::executableMissing());
-    auto snapshot = provider().fetch();
-    EXPECT_EQ(snapshot, Providers::unavailable(snapshot, "Claude Code is not installed."));
+    EXPECT_EQ(claude(home.path()).readiness(), LocalProviderReadiness::executableMissing());
+    expectUnavailable(claude(home.path()).fetch(), "Claude Code is not installed.");
     home.installClaude();
     // An old cache alone does not count: the hook must be installed.
     EXPECT_EQ(fetch(R"({"five_hour":{"used_percentage":42}})", now).statusMessage,
               "Enable official Claude Code status sync.");
-    EXPECT_EQ(provider().readiness(), LocalProviderReadiness::setupRequired());
-    provider().installStatusLineSync();
-    EXPECT_EQ(provider().readiness(), LocalProviderReadiness::ready());
+    EXPECT_EQ(claude(home.path()).readiness(), LocalProviderReadiness::setupRequired());
+    claude(home.path()).installStatusLineSync();
+    EXPECT_EQ(claude(home.path()).readiness(), LocalProviderReadiness::ready());
     QFile::remove(cache);
-    snapshot = provider().fetch();
-    EXPECT_EQ(snapshot, Providers::unavailable(snapshot, sendOnce));
-    save(0.10, now.addSecs(-60), "Claude Code");
+    expectUnavailable(claude(home.path()).fetch(), sendOnce);
+    save(10, now.addSecs(-60), "Claude Code");
     EXPECT_EQ(used(fetch(R"({"five_hour":{"used_percentage":42}})", now.addSecs(-60))), 0.10);
-    snapshot = fetch(R"({"five_hour":{"used_percentage":42}})", now); // the newer cache
+    auto snapshot = fetch(R"({"five_hour":{"used_percentage":42}})", now); // the newer cache
     EXPECT_EQ(used(snapshot), 0.42);
     EXPECT_EQ(snapshot.capturedAt, now);
     // A cache without figures falls back to an hour-old saved snapshot, which shows as stale.
-    save(0.30, now.addSecs(-3600), "Something Else");
+    save(30, now.addSecs(-3600), "Something Else");
     snapshot = fetch("{}", now);
     EXPECT_EQ(used(snapshot), 0.30);
     EXPECT_EQ(snapshot.providerName, "Claude Code");
@@ -171,19 +164,18 @@ TEST(ClaudeProviderTest, FromNotInstalledToFiguresAndBackToTheSavedSnapshot) {
     EXPECT_EQ(fetch(corruptCache, now).statusMessage, sendOnce);
     EXPECT_EQ(readFile(cache) + readFile(saved), corruptCache + "\x00\x01 not json");
     // A corrupt cache, or one that cannot be read (a folder in its place), falls back too.
-    save(0.5, now, "Claude Code");
-    EXPECT_EQ(used(provider().fetch()), 0.5);
+    save(50, now, "Claude Code");
+    EXPECT_EQ(used(claude(home.path()).fetch()), 0.5);
     QFile::remove(cache);
     QDir().mkpath(cache);
-    EXPECT_EQ(used(provider().fetch()), 0.5);
+    EXPECT_EQ(used(claude(home.path()).fetch()), 0.5);
 }
 
 // Readiness is the login status's exit code; usage comes through the app server, or the snapshot
 // says which step failed; a hung login status times out; many fetches leave nothing behind.
-TEST(CodexProviderTest, ReadinessAndUsageThroughFakeCodexProcesses) {
-    TemporaryHome home;
+TEST_F(CodexProviderTest, ReadinessAndUsageThroughFakeCodexProcesses) {
     const auto provider = [&](std::optional<QString> codex = {}, int milliseconds = 5000) {
-        return Providers::codex(home.path(), std::move(codex), milliseconds);
+        return ProviderTest::codex(home.path(), std::move(codex), milliseconds);
     };
     const QString log = home.filePath("calls");
     // A fake codex that also logs each call's arguments.
@@ -199,10 +191,7 @@ TEST(CodexProviderTest, ReadinessAndUsageThroughFakeCodexProcesses) {
         QFile::remove(log);
         return lines;
     };
-    const auto unavailable = [](const UsageSnapshot& snapshot, const QString& text) {
-        EXPECT_EQ(snapshot, Providers::unavailable(snapshot, text));
-    };
-    const bool systemCodex = Providers::systemInstall("codex").has_value();
+    const bool systemCodex = systemInstall("codex").has_value();
     EXPECT_EQ(provider(home.filePath("missing")).readiness(),
               systemCodex ? LocalProviderReadiness::ready()
                           : LocalProviderReadiness::executableMissing());
@@ -213,13 +202,13 @@ TEST(CodexProviderTest, ReadinessAndUsageThroughFakeCodexProcesses) {
     const QString signedOut = install("echo 'Logged in using ChatGPT'; exit 1", {}, "b/codex");
     EXPECT_EQ(provider(signedOut).readiness(), LocalProviderReadiness::loginRequired());
     EXPECT_EQ(calls(), (QStringList{"login status", "login status"}));
-    unavailable(provider(signedOut).fetch(), "Sign in to Codex to continue.");
+    expectUnavailable(provider(signedOut).fetch(), "Sign in to Codex to continue.");
     EXPECT_EQ(calls(), QStringList{"login status"}); // the app server was not started
     // A login status that hangs times out after five seconds; no app server is started then.
     QElapsedTimer clock;
     clock.start();
-    unavailable(provider(install("exec sleep 30", {})).fetch(),
-                "The local status check timed out.");
+    expectUnavailable(provider(install("exec sleep 30", {})).fetch(),
+                      "The local status check timed out.");
     EXPECT_GE(clock.elapsed(), 5000);
     EXPECT_LT(clock.elapsed(), 7500);
     EXPECT_EQ(calls(), QStringList{"login status"});
@@ -244,10 +233,10 @@ TEST(CodexProviderTest, ReadinessAndUsageThroughFakeCodexProcesses) {
     EXPECT_EQ(codex.fetch(), expected);
     EXPECT_EQ(calls(), (QStringList{"login status", "app-server --listen stdio://"}));
     if (!systemCodex) {
-        unavailable(provider().fetch(), "Codex is not installed.");
+        expectUnavailable(provider().fetch(), "Codex is not installed.");
         // Codex removed between the readiness check and the conversation.
-        unavailable(provider(install("rm -f \"$0\"", usage, "c/codex")).fetch(),
-                    "Codex is not installed.");
+        expectUnavailable(provider(install("rm -f \"$0\"", usage, "c/codex")).fetch(),
+                          "Codex is not installed.");
     }
     for (const auto& [appServer, text, milliseconds] :
          std::initializer_list<std::tuple<QByteArray, const char*, int>>{
@@ -257,7 +246,8 @@ TEST(CodexProviderTest, ReadinessAndUsageThroughFakeCodexProcesses) {
               "The Codex app-server did not return usage data.", 5000},
              {answeringAppServer(R"({"id":2,"result":{"rateLimits":{}}})"),
               "The Codex response did not include a usage window.", 5000}}) {
-        unavailable(provider(install("exit 0", appServer, "d/codex"), milliseconds).fetch(), text);
+        expectUnavailable(provider(install("exit 0", appServer, "d/codex"), milliseconds).fetch(),
+                          text);
     }
     // Many fetches leave no process, zombie or descriptor behind.
     calls();
