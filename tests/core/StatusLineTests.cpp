@@ -144,15 +144,13 @@ TEST_F(InstallerTest, InstallThenUninstallKeepsEveryOtherMemberAndRestoresTheSta
     EXPECT_TRUE(QFileInfo::exists(s.rateLimitCachePath()));
 }
 
-// Settings that are not a JSON object (the flag: not JSON at all), or a missing helper, leave
-// everything byte for byte; settings linked from a dotfiles repository stay links.
+// Settings that are not a JSON object, or a missing helper, leave everything byte for byte;
+// settings linked from a dotfiles repository stay links.
 TEST_F(InstallerTest, SettingsThatCannotBeRewrittenSafelyAreLeftByteForByte) {
-    for (const auto& [text, syntax] : {std::pair<QByteArray, bool>{"[1, 2, 3]\n", false},
-                                       {"\"just a string\"", false},
-                                       {"{\"a\": 1,", true},
-                                       {"", true},
-                                       {"{\"n\": 1e400}", true},
-                                       {"\xff\xfe{}", true}}) {
+    const QByteArray texts[] = {"[1, 2, 3]\n",    "\"just a string\"", "{\"a\": 1,", "",
+                                "{\"n\": 1e400}", "\xff\xfe{}"};
+    for (const QByteArray& text : texts) {
+        const bool syntax = &text - texts >= 2; // the first two are JSON, but not objects
         SCOPED_TRACE(text.toStdString());
         const auto s = installer();
         writeFile(s.settingsPath(), text);
@@ -181,7 +179,6 @@ TEST_F(InstallerTest, SettingsThatCannotBeRewrittenSafelyAreLeftByteForByte) {
     ASSERT_TRUE(QFile::link(real, s.settingsPath()));
     s.install();
     EXPECT_TRUE(QFileInfo(s.settingsPath()).isSymLink() && s.isInstalled());
-    EXPECT_EQ(readJsonObject(real).value("theme"), "dark");
     s.uninstall();
     EXPECT_TRUE(QFileInfo(s.settingsPath()).isSymLink());
     EXPECT_EQ(readJsonObject(real), QJsonObject({{"theme", "dark"}}));
