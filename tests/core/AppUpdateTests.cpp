@@ -182,9 +182,9 @@ TEST(AppUpdateChecker, TheFeedSettingMustBeHttpsAndLocalFeedsNeedNoNetwork) {
 
 namespace {
 
-// A small HTTPS/1.1 server on 127.0.0.1 with a canned answer per path: status, extra headers, body
-// and mode ("silent": never answers; "trickle": announces 64 KiB, then sends a byte every 50 ms).
-// It prints its port, logs each request's line and headers, and closes every connection.
+// A small HTTPS/1.1 server on 127.0.0.1 with a canned answer per path: status, one extra header and
+// body. "silent" never answers; "200 Trickle" announces 64 KiB, then sends a byte every 50 ms. It
+// prints its port, logs each request's line and headers, and closes every connection.
 const char* const httpsServer = R"(
 import json, ssl, sys, time
 from http.server import BaseHTTPRequestHandler, ThreadingHTTPServer
@@ -195,15 +195,16 @@ class Handler(BaseHTTPRequestHandler):
     def log_message(self, *arguments): pass
     def do_GET(self):
         with open(log, "a") as file: print(json.dumps([self.requestline, dict(self.headers)]), file=file)
-        status, headers, body, mode = answers.get(self.path, ["404 Not Found", {}, "no such feed", ""])
-        if mode == "silent": return time.sleep(3600)
+        status, header, body = answers.get(self.path, ["404 Not Found", "", "no such feed"])
+        if status == "silent": return time.sleep(3600)
+        trickle = status == "200 Trickle"
         self.send_response(int(status[:3]), status[4:])
-        for name, value in headers.items(): self.send_header(name, value)
-        self.send_header("Content-Length", 65536 if mode == "trickle" else len(body))
+        if header: self.send_header(*header.split(": ", 1))
+        self.send_header("Content-Length", 65536 if trickle else len(body))
         self.send_header("Connection", "close")
         self.end_headers()
         self.wfile.write(body.encode())
-        while mode == "trickle": self.wfile.write(b" "); time.sleep(0.05)
+        while trickle: self.wfile.write(b" "); time.sleep(0.05)
 class Server(ThreadingHTTPServer):
     daemon_threads = True
     def handle_error(self, *arguments): pass
@@ -233,34 +234,34 @@ TEST(UpdateFeedOverHttps, GoodManifestsAreFetchedFreshAndEverythingElseRefusedOr
     QTcpServer plain; // a redirect to plain http is not followed: this server never hears from us
     QTcpServer mute;  // accepts the connection, never even starts the TLS handshake
     ASSERT_TRUE(plain.listen(QHostAddress::LocalHost) && mute.listen(QHostAddress::LocalHost));
-    const auto answer = [](const char* status, const QString& body = {}, const char* header = "",
-                           const char* value = "", const char* mode = "") {
-        return QJsonArray{status, *header ? QJsonObject{{header, value}} : QJsonObject{}, body,
-                          mode};
+    const QString toPlain = QString("Location: http://127.0.0.1:%1/f.json").arg(plain.serverPort());
+    const std::string timedOut = "network: The request timed out.",
+                      refused = error(Case::invalidServerResponse),
+                      tooLarge = error(Case::manifestTooLarge);
+    const std::tuple<QString, QString, QString, QString, std::string> cases[] = {
+        // path, status (none: not served), header, body, outcome
+        {"/feed.json", "200 OK", "Content-Type: application/json", goodManifest, "offer 1.5.0"},
+        {"/old.json", "301 Moved Permanently", "Location: /new.json", "moved", "offer 1.5.0"},
+        {"/new.json", "200 OK", "", goodManifest + limit, "offer 1.5.0"},
+        {"/missing.json", "", "", "", refused},
+        {"/not-modified.json", "304 Not Modified", "", "", refused},
+        {"/server-error.json", "500 Internal Server Error", "", goodManifest, refused},
+        {"/huge-error.json", "404 Not Found", "", huge, refused},
+        {"/to-http.json", "302 Found", toPlain, "", refused},
+        {"/too-large.json", "200 OK", "", goodManifest + limit + " ", tooLarge},
+        {"/huge.json", "200 OK", "", huge, tooLarge},
+        {"/page.html", "200 OK", "", "<html>Hello</html>", error(Case::invalidManifest)},
+        {"/silent.json", "silent", "", "", timedOut},
+        {"/to-silent.json", "302 Found", "Location: /silent.json", "", timedOut},
+        {"/trickle.json", "200 Trickle", "", "", timedOut}, // an hour in all
     };
-    writeFile(
-        home.filePath("answers.json"),
-        QJsonDocument(
-            QJsonObject{
-                {"/feed.json", answer("200 OK", goodManifest, "Content-Type", "application/json")},
-                {"/old.json", answer("301 Moved Permanently", "moved", "Location", "/new.json")},
-                {"/new.json", answer("200 OK", goodManifest + limit)},
-                {"/not-modified.json", answer("304 Not Modified")},
-                {"/server-error.json", answer("500 Internal Server Error", goodManifest)},
-                {"/huge-error.json", answer("404 Not Found", huge)},
-                {"/too-large.json", answer("200 OK", goodManifest + limit + " ")},
-                {"/huge.json", answer("200 OK", huge)},
-                {"/page.html", answer("200 OK", "<html>Hello</html>")},
-                {"/to-http.json", answer("302 Found", {}, "Location",
-                                         QString("http://127.0.0.1:%1/f.json")
-                                             .arg(plain.serverPort())
-                                             .toUtf8()
-                                             .constData())},
-                {"/silent.json", answer("200 OK", {}, "", "", "silent")},
-                {"/to-silent.json", answer("302 Found", {}, "Location", "/silent.json")},
-                {"/trickle.json", answer("200 OK", {}, "", "", "trickle")}, // an hour in all
-            })
-            .toJson());
+    QJsonObject answers;
+    for (const auto& [path, status, header, body, expected] : cases) {
+        if (!status.isEmpty()) {
+            answers.insert(path, QJsonArray{status, header, body});
+        }
+    }
+    writeFile(home.filePath("answers.json"), QJsonDocument(answers).toJson());
     QProcess server;
     server.start("python3", {"-c", httpsServer, home.filePath("cert.pem"), home.filePath("key.pem"),
                              home.filePath("answers.json"), home.filePath("requests")});
@@ -269,12 +270,9 @@ TEST(UpdateFeedOverHttps, GoodManifestsAreFetchedFreshAndEverythingElseRefusedOr
     const auto url = [&](const QString& path) {
         return QUrl(QString("https://127.0.0.1:%1%2").arg(port).arg(path));
     };
-    const auto check = [&](const QUrl& feed, std::chrono::milliseconds timeout = 15s,
-                           const QList<QSslCertificate>& trusted = {}) {
+    const auto check = [&](const QUrl& feed, std::chrono::milliseconds timeout = 15s) {
         return outcome([&] {
-            return AppUpdateChecker(feed,
-                                    {timeout, trusted.isEmpty() ? QList{certificate} : trusted})
-                .check("1.0");
+            return AppUpdateChecker(feed, {timeout, {certificate}}).check("1.0");
         });
     };
     const auto requests = [&] {
@@ -295,26 +293,12 @@ TEST(UpdateFeedOverHttps, GoodManifestsAreFetchedFreshAndEverythingElseRefusedOr
     worker->start();
     worker->wait();
     EXPECT_EQ(fromWorker, "offer 1.5.0");
-    const std::string timedOut = "network: The request timed out.";
-    const std::pair<QUrl, std::string> cases[] = {
-        {url("/old.json"), "offer 1.5.0"},
-        {url("/missing.json"), error(Case::invalidServerResponse)},
-        {url("/not-modified.json"), error(Case::invalidServerResponse)},
-        {url("/server-error.json"), error(Case::invalidServerResponse)},
-        {url("/huge-error.json"), error(Case::invalidServerResponse)},
-        {url("/to-http.json"), error(Case::invalidServerResponse)},
-        {url("/too-large.json"), error(Case::manifestTooLarge)},
-        {url("/huge.json"), error(Case::manifestTooLarge)},
-        {url("/page.html"), error(Case::invalidManifest)},
-        {url("/silent.json"), timedOut},
-        {url("/to-silent.json"), timedOut},
-        {url("/trickle.json"), timedOut},
-        {QUrl(QString("https://127.0.0.1:%1/").arg(mute.serverPort())), timedOut},
-    };
-    for (const auto& [feed, expected] : cases) {
-        EXPECT_EQ(check(feed, expected == timedOut ? 300ms : 15s), expected)
-            << feed.toString().toStdString();
+    for (const auto& [path, status, header, body, expected] : cases) {
+        EXPECT_EQ(check(url(path), expected == timedOut ? 300ms : 15s), expected)
+            << path.toStdString();
     }
+    EXPECT_EQ(check(QUrl(QString("https://127.0.0.1:%1/").arg(mute.serverPort())), 300ms),
+              timedOut);
     QCoreApplication::processEvents();
     EXPECT_FALSE(plain.hasPendingConnections());
 }
