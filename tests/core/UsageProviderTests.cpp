@@ -21,8 +21,7 @@ using Kind = UsageWindow::Kind;
 
 namespace {
 
-class ProviderTest : public ::testing::Test {
-protected:
+struct ProviderTest : ::testing::Test {
     // Installs of either tool on fixed paths of this machine would shadow the test's home folder.
     static std::optional<QString> systemInstall(const QString& tool) {
         return firstExecutable({"/Applications/ChatGPT.app/Contents/Resources/" + tool,
@@ -31,13 +30,26 @@ protected:
     }
     static QDateTime clock() { return now; }
     static QDateTime codexClock() { return codexNow; }
-    static ClaudeUsageProvider claude(const QString& home) {
-        return ClaudeUsageProvider({home, builtExecutable("lumora-json"), {}, {}, clock});
+    ClaudeUsageProvider claude() const {
+        return ClaudeUsageProvider({home.path(), builtExecutable("lumora-json"), {}, {}, clock});
     }
-    static CodexUsageProvider codex(const QString& home, std::optional<QString> override = {},
-                                    int milliseconds = 5000) {
+    CodexUsageProvider codex(std::optional<QString> override = {}, int milliseconds = 5000) const {
         return CodexUsageProvider(
-            {home, override, {}, 5.0, {.timeoutMilliseconds = milliseconds}, codexClock});
+            {home.path(), override, {}, 5.0, {.timeoutMilliseconds = milliseconds}, codexClock});
+    }
+    std::optional<QString> locateClaude() const { return claude().locateClaudeExecutable(); }
+    std::optional<QString> locateCodex() const { return codex().locateCodexExecutable(); }
+    // A fake codex that also logs each call's arguments to "calls".
+    QString install(const QByteArray& login, const QByteArray& app, const char* at = "bin/codex") {
+        writeScript(home.filePath(at), "echo \"$*\" >> '" + home.filePath("calls").toUtf8() +
+                                           "'\n" + fakeCodex(login, app));
+        return home.filePath(at);
+    }
+    QStringList calls() const {
+        const QString log = home.filePath("calls");
+        const QByteArray lines = QFileInfo::exists(log) ? readFile(log) : "";
+        QFile::remove(log);
+        return QString::fromUtf8(lines).split('\n', Qt::SkipEmptyParts);
     }
     // What a provider says when it has no figures: the message alone.
     static void expectUnavailable(const UsageSnapshot& got, const QString& text) {
@@ -65,17 +77,13 @@ TEST_F(ExecutableSearch, BothToolsAreFoundInTheDocumentedOrder) {
     const QStringList nvm{".nvm/versions/node/v9.0.0/bin/", ".nvm/versions/node/v20.9.0/bin/",
                           ".nvm/versions/node/V20.11.1/bin/", ".nvm/versions/node/v22.3.0/bin/"};
     const std::tuple<QString, const char*, QStringList,
-                     std::function<std::optional<QString>(const QString&)>>
+                     std::optional<QString> (ProviderTest::*)() const>
         tools[] = {
             {"claude", "LUMORA_CLAUDE_PATH",
              nvm + QStringList{".claude/local/", ".npm-global/bin/", ".local/bin/"},
-             [](const QString& home) {
-                 return claude(home).locateClaudeExecutable();
-             }},
+             &ProviderTest::locateClaude},
             {"codex", "LUMORA_CODEX_PATH", nvm + QStringList{".npm-global/bin/", ".local/bin/"},
-             [](const QString& home) {
-                 return codex(home).locateCodexExecutable();
-             }},
+             &ProviderTest::locateCodex},
         };
     for (const auto& [tool, variable, places, locate] : tools) {
         SCOPED_TRACE(tool.toStdString());
@@ -86,27 +94,27 @@ TEST_F(ExecutableSearch, BothToolsAreFoundInTheDocumentedOrder) {
         // Plain files and hidden entries in nvm's folder do not count.
         writeFile(home.filePath(".nvm/versions/node/v99.0.0"), "not a folder");
         writeScript(home.filePath(".nvm/versions/node/.v100/bin/" + tool), "exit 0\n");
-        EXPECT_EQ(locate(home.path()), std::nullopt);
+        EXPECT_EQ((this->*locate)(), std::nullopt);
         QString winner;
         for (const QString& place : places) {
             const QString path = home.filePath(place + tool);
             writeFile(path, "#!/bin/sh\n");
-            EXPECT_EQ(locate(home.path()).value_or(""), winner)
+            EXPECT_EQ((this->*locate)().value_or(""), winner)
                 << "not executable: " << path.toStdString();
             writeScript(path, "exit 0\n");
-            EXPECT_EQ(locate(home.path()).value_or(""), winner = path);
+            EXPECT_EQ((this->*locate)().value_or(""), winner = path);
         }
         const QString custom = home.filePath("tools/my-" + tool);
         writeScript(custom, "exit 0\n");
         for (const auto& [value, found] :
              {std::pair{custom, custom}, {home.filePath("tools"), winner}, {QString(), winner}}) {
             qputenv(variable, value.toLocal8Bit());
-            EXPECT_EQ(locate(home.path()).value_or(""), found) << value.toStdString();
+            EXPECT_EQ((this->*locate)().value_or(""), found) << value.toStdString();
         }
         if (tool == "codex") { // the provider's own override first, unless it is not executable
             qputenv(variable, custom.toLocal8Bit());
-            EXPECT_EQ(codex(home.path(), winner).locateCodexExecutable(), winner);
-            EXPECT_EQ(codex(home.path(), "/no/codex").locateCodexExecutable(), custom);
+            EXPECT_EQ(codex(winner).locateCodexExecutable(), winner);
+            EXPECT_EQ(codex("/no/codex").locateCodexExecutable(), custom);
         }
         qunsetenv(variable);
     }
@@ -123,7 +131,7 @@ TEST_F(ClaudeProviderTest, FromNotInstalledToFiguresAndBackToTheSavedSnapshot) {
     const auto fetch = [&](const QByteArray& json, const QDateTime& modified) {
         writeFile(cache, json);
         setModificationTime(cache, modified);
-        return claude(home.path()).fetch();
+        return claude().fetch();
     };
     const auto save = [&](int percent, const QDateTime& capturedAt, const QString& name) {
         UsageSnapshot snapshot = ClaudeRateLimitCacheParser().parse(
@@ -137,17 +145,17 @@ TEST_F(ClaudeProviderTest, FromNotInstalledToFiguresAndBackToTheSavedSnapshot) {
         return snapshot.windows.isEmpty() ? -1.0 : snapshot.windows.first().usedRatio.value();
     };
     const QString sendOnce = "Open Claude Code and send a message once to sync usage.";
-    EXPECT_EQ(claude(home.path()).readiness(), LocalProviderReadiness::executableMissing());
-    expectUnavailable(claude(home.path()).fetch(), "Claude Code is not installed.");
+    EXPECT_EQ(claude().readiness(), LocalProviderReadiness::executableMissing());
+    expectUnavailable(claude().fetch(), "Claude Code is not installed.");
     home.installClaude();
     // An old cache alone does not count: the hook must be installed.
     EXPECT_EQ(fetch(R"({"five_hour":{"used_percentage":42}})", now).statusMessage,
               "Enable official Claude Code status sync.");
-    EXPECT_EQ(claude(home.path()).readiness(), LocalProviderReadiness::setupRequired());
-    claude(home.path()).installStatusLineSync();
-    EXPECT_EQ(claude(home.path()).readiness(), LocalProviderReadiness::ready());
+    EXPECT_EQ(claude().readiness(), LocalProviderReadiness::setupRequired());
+    claude().installStatusLineSync();
+    EXPECT_EQ(claude().readiness(), LocalProviderReadiness::ready());
     QFile::remove(cache);
-    expectUnavailable(claude(home.path()).fetch(), sendOnce);
+    expectUnavailable(claude().fetch(), sendOnce);
     save(10, now.addSecs(-60), "Claude Code");
     EXPECT_EQ(used(fetch(R"({"five_hour":{"used_percentage":42}})", now.addSecs(-60))), 0.10);
     auto snapshot = fetch(R"({"five_hour":{"used_percentage":42}})", now); // the newer cache
@@ -165,49 +173,32 @@ TEST_F(ClaudeProviderTest, FromNotInstalledToFiguresAndBackToTheSavedSnapshot) {
     EXPECT_EQ(readFile(cache) + readFile(saved), corruptCache + "\x00\x01 not json");
     // A corrupt cache, or one that cannot be read (a folder in its place), falls back too.
     save(50, now, "Claude Code");
-    EXPECT_EQ(used(claude(home.path()).fetch()), 0.5);
+    EXPECT_EQ(used(claude().fetch()), 0.5);
     QFile::remove(cache);
     QDir().mkpath(cache);
-    EXPECT_EQ(used(claude(home.path()).fetch()), 0.5);
+    EXPECT_EQ(used(claude().fetch()), 0.5);
 }
 
 // Readiness is the login status's exit code; usage comes through the app server, or the snapshot
 // says which step failed; a hung login status times out; many fetches leave nothing behind.
 TEST_F(CodexProviderTest, ReadinessAndUsageThroughFakeCodexProcesses) {
-    const auto provider = [&](std::optional<QString> codex = {}, int milliseconds = 5000) {
-        return ProviderTest::codex(home.path(), std::move(codex), milliseconds);
-    };
-    const QString log = home.filePath("calls");
-    // A fake codex that also logs each call's arguments.
-    const auto install = [&](const QByteArray& login, const QByteArray& appServer,
-                             const QString& relative = "bin/codex") {
-        writeScript(home.filePath(relative),
-                    "echo \"$*\" >> '" + log.toUtf8() + "'\n" + fakeCodex(login, appServer));
-        return home.filePath(relative);
-    };
-    const auto calls = [&] {
-        const QStringList lines = QString::fromUtf8(QFileInfo::exists(log) ? readFile(log) : "")
-                                      .split('\n', Qt::SkipEmptyParts);
-        QFile::remove(log);
-        return lines;
-    };
     const bool systemCodex = systemInstall("codex").has_value();
-    EXPECT_EQ(provider(home.filePath("missing")).readiness(),
+    EXPECT_EQ(codex(home.filePath("missing")).readiness(),
               systemCodex ? LocalProviderReadiness::ready()
                           : LocalProviderReadiness::executableMissing());
     // Only the exit status counts, not what is printed.
     const QString signedIn =
         install("echo 'Not logged in'; [ \"$TERM\" = dumb ] && [ \"$2\" = status ]", {});
-    EXPECT_EQ(provider(signedIn).readiness(), LocalProviderReadiness::ready());
+    EXPECT_EQ(codex(signedIn).readiness(), LocalProviderReadiness::ready());
     const QString signedOut = install("echo 'Logged in using ChatGPT'; exit 1", {}, "b/codex");
-    EXPECT_EQ(provider(signedOut).readiness(), LocalProviderReadiness::loginRequired());
+    EXPECT_EQ(codex(signedOut).readiness(), LocalProviderReadiness::loginRequired());
     EXPECT_EQ(calls(), (QStringList{"login status", "login status"}));
-    expectUnavailable(provider(signedOut).fetch(), "Sign in to Codex to continue.");
+    expectUnavailable(codex(signedOut).fetch(), "Sign in to Codex to continue.");
     EXPECT_EQ(calls(), QStringList{"login status"}); // the app server was not started
     // A login status that hangs times out after five seconds; no app server is started then.
     QElapsedTimer clock;
     clock.start();
-    expectUnavailable(provider(install("exec sleep 30", {})).fetch(),
+    expectUnavailable(codex(install("exec sleep 30", {})).fetch(),
                       "The local status check timed out.");
     EXPECT_GE(clock.elapsed(), 5000);
     EXPECT_LT(clock.elapsed(), 7500);
@@ -229,13 +220,13 @@ TEST_F(CodexProviderTest, ReadinessAndUsageThroughFakeCodexProcesses) {
         Confidence::exact,
         120,
         std::nullopt};
-    const CodexUsageProvider codex = provider(install("exit 0", usage));
-    EXPECT_EQ(codex.fetch(), expected);
+    const CodexUsageProvider working = codex(install("exit 0", usage));
+    EXPECT_EQ(working.fetch(), expected);
     EXPECT_EQ(calls(), (QStringList{"login status", "app-server --listen stdio://"}));
     if (!systemCodex) {
-        expectUnavailable(provider().fetch(), "Codex is not installed.");
+        expectUnavailable(codex().fetch(), "Codex is not installed.");
         // Codex removed between the readiness check and the conversation.
-        expectUnavailable(provider(install("rm -f \"$0\"", usage, "c/codex")).fetch(),
+        expectUnavailable(codex(install("rm -f \"$0\"", usage, "c/codex")).fetch(),
                           "Codex is not installed.");
     }
     for (const auto& [appServer, text, milliseconds] :
@@ -246,7 +237,7 @@ TEST_F(CodexProviderTest, ReadinessAndUsageThroughFakeCodexProcesses) {
               "The Codex app-server did not return usage data.", 5000},
              {answeringAppServer(R"({"id":2,"result":{"rateLimits":{}}})"),
               "The Codex response did not include a usage window.", 5000}}) {
-        expectUnavailable(provider(install("exit 0", appServer, "d/codex"), milliseconds).fetch(),
+        expectUnavailable(codex(install("exit 0", appServer, "d/codex"), milliseconds).fetch(),
                           text);
     }
     // Many fetches leave no process, zombie or descriptor behind.
@@ -254,7 +245,7 @@ TEST_F(CodexProviderTest, ReadinessAndUsageThroughFakeCodexProcesses) {
     const QList<ChildProcess> childrenBefore = childProcesses();
     const qsizetype descriptorsBefore = openFileDescriptorCount();
     for (int round = 0; round < 50; ++round) {
-        ASSERT_EQ(codex.fetch().statusMessage, std::nullopt) << "round " << round;
+        ASSERT_EQ(working.fetch().statusMessage, std::nullopt) << "round " << round;
     }
     EXPECT_EQ(childProcesses(), childrenBefore);
     EXPECT_EQ(openFileDescriptorCount(), descriptorsBefore);
