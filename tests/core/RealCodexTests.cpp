@@ -18,60 +18,42 @@ using namespace lumora::test;
 namespace {
 
 const QString realCodex = QStringLiteral(LUMORA_REAL_CODEX_PATH);
-
-class RealCodexTest : public ::testing::Test {
-protected:
-    void SetUp() override {
-        requireRealClient(QFileInfo(realCodex).isExecutable()
-                              ? ""
-                              : "the real Codex CLI is not installed at " +
-                                    realCodex.toStdString() +
-                                    " (scripts/setup.sh installs the npm package @openai/codex "
-                                    "there; it could not reach the npm registry?)");
-        // Nothing from the developer's own Codex set-up may reach the tool.
-        for (const char* name :
-             {"CODEX_HOME", "OPENAI_API_KEY", "CODEX_API_KEY", "OPENAI_BASE_URL"}) {
-            qunsetenv(name);
-        }
-        writeScript(codex(), "exec " + networkIsolation.join(' ').toUtf8() + " '" +
-                                 realCodex.toUtf8() + "' \"$@\"\n");
-    }
-    QString codex() const { return home.filePath("bin/codex"); }
-    // What the real tool says matters here, not how fast: Node and a large native binary start
-    // slowly on a busy machine, so the limits are generous (fake scripts test the real ones).
-    CodexUsageProvider provider() const {
-        CodexUsageProvider::Options options;
-        options.homeDirectory = home.path();
-        options.executableOverride = codex();
-        options.loginStatusTimeoutSeconds = generousSeconds;
-        options.session = sessionLimits;
-        return CodexUsageProvider(options);
-    }
-    static constexpr int generousSeconds = 60;
-    static constexpr CodexAppServerSession::Limits sessionLimits{generousSeconds * 1000};
-    TemporaryHome home;
-};
+// What the real tool says matters here, not how fast: Node and a large native binary start slowly
+// on a busy machine, so the limits are generous (fake scripts test the real ones).
+constexpr int generousSeconds = 60;
+constexpr CodexAppServerSession::Limits sessionLimits{generousSeconds * 1000};
 
 } // namespace
 
-TEST_F(RealCodexTest, SignInStatusAndTheAppServerHandshake) {
-    // A fresh home: not signed in.
-    const LocalProviderReadiness fresh = provider().readiness();
+// Not signed in in a fresh home; signed in with a key on standard input (which Codex does not
+// check before the first request), the whole conversation runs, and as an API-key account may not
+// read rate limits, the server answers the request with an error and the parser finds no usage.
+TEST(RealCodexTest, SignInStatusAndTheAppServerHandshake) {
+    requireRealClient(QFileInfo(realCodex).isExecutable()
+                          ? ""
+                          : "the real Codex CLI is not installed at " + realCodex.toStdString() +
+                                " (scripts/setup.sh installs the npm package @openai/codex "
+                                "there; it could not reach the npm registry?)");
+    for (const char* name : {"CODEX_HOME", "OPENAI_API_KEY", "CODEX_API_KEY", "OPENAI_BASE_URL"}) {
+        qunsetenv(name); // nothing from the developer's own Codex set-up may reach the tool
+    }
+    TemporaryHome home;
+    const QString codex = home.filePath("bin/codex");
+    writeScript(codex, "exec " + networkIsolation.join(' ').toUtf8() + " '" + realCodex.toUtf8() +
+                           "' \"$@\"\n");
+    const CodexUsageProvider provider({home.path(), codex, {}, generousSeconds, sessionLimits, {}});
+    const LocalProviderReadiness fresh = provider.readiness();
     EXPECT_EQ(fresh, LocalProviderReadiness::loginRequired()) << fresh.message().toStdString();
-    EXPECT_EQ(provider().fetch().statusMessage, "Sign in to Codex to continue.");
-
-    // Sign in with a key on standard input; Codex does not check it before the first request.
+    EXPECT_EQ(provider.fetch().statusMessage, "Sign in to Codex to continue.");
     const ProcessResult login = QtProcessRunner().run(
-        codex(), {"login", "--with-api-key"}, "sk-lumora-test-not-a-real-key\n", generousSeconds);
+        codex, {"login", "--with-api-key"}, "sk-lumora-test-not-a-real-key\n", generousSeconds);
     ASSERT_EQ(login.exitCode, 0) << login.output.toStdString();
     EXPECT_TRUE(QFileInfo::exists(home.filePath(".codex/auth.json")));
-    const LocalProviderReadiness signedIn = provider().readiness();
+    const LocalProviderReadiness signedIn = provider.readiness();
     ASSERT_EQ(signedIn, LocalProviderReadiness::ready()) << signedIn.message().toStdString();
-    // The whole conversation runs; an API-key account may not read rate limits, so the server
-    // answers the request with an error and the parser finds no usage in it.
     QString transcript;
     try {
-        transcript = CodexAppServerSession(codex(), sessionLimits).readRateLimits();
+        transcript = CodexAppServerSession(codex, sessionLimits).readRateLimits();
     } catch (const Error& error) {
         FAIL() << "the app-server conversation failed: " << error.description().toStdString();
     }
@@ -87,8 +69,7 @@ TEST_F(RealCodexTest, SignInStatusAndTheAppServerHandshake) {
     EXPECT_EQ(responses[0]["id"], 1);
     EXPECT_TRUE(responses[0]["result"].isObject()) << transcript.toStdString();
     EXPECT_EQ(QJsonDocument::fromJson(lines.last().toUtf8()).object()["id"], 2);
-
-    const UsageSnapshot snapshot = provider().fetch();
+    const UsageSnapshot snapshot = provider.fetch();
     EXPECT_EQ(snapshot.statusMessage, "The Codex app-server did not return usage data.");
     EXPECT_EQ(snapshot.source, SnapshotSource::unavailable);
     EXPECT_EQ(childProcesses(), QList<ChildProcess>{});

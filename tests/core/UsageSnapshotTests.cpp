@@ -38,12 +38,9 @@ UsageSnapshot usedSession(double ratio, std::optional<QDateTime> reset = std::nu
 
 } // namespace
 
+// Halves round up; an exhausted window counts down to its reset; stale strictly after the limit;
+// the session window first; figures read back unclamped still make sane texts.
 TEST(UsageSnapshotTexts, RoundingStalenessCountdownAndMissingFigures) {
-    const auto exhausted = [](qint64 resetIn) {
-        return usedSession(1.0, t0.addSecs(resetIn));
-    };
-    const QList<UsageWindow> mixed{UsageWindow(Kind::weekly, 0.40, std::nullopt),
-                                   UsageWindow(Kind::session, 0.10, {})};
     const struct {
         UsageSnapshot snapshot;
         qint64 secondsLater;
@@ -54,22 +51,19 @@ TEST(UsageSnapshotTexts, RoundingStalenessCountdownAndMissingFigures) {
         {usedSession(0.995), 0, "1%", "01%"},
         {usedSession(0.175), 0, "83%", "83%"},
         {usedSession(0.0), 0, "100%", "100%"},
-        // Nothing left: the compact text turns into the countdown to the reset.
         {usedSession(0.996, t0.addSecs(3600)), 0, "01hr 00min", "00%"},
-        {exhausted(3 * 3600 + 59 * 60 + 30), 0, "04hr 00min", "00%"},
-        {exhausted(61), 0, "00hr 02min", "00%"},
-        {exhausted(26 * 3600), 0, "26hr 00min", "00%"},
-        {exhausted(-500), 0, "00hr 00min", "00%"}, // a reset already passed
-        {usedSession(1.0), 0, "--%", "00%"},       // no reset time
-        // Stale strictly after the limit.
+        {usedSession(1, t0.addSecs(3 * 3600 + 59 * 60 + 30)), 0, "04hr 00min", "00%"},
+        {usedSession(1, t0.addSecs(61)), 0, "00hr 02min", "00%"},
+        {usedSession(1, t0.addSecs(26 * 3600)), 0, "26hr 00min", "00%"},
+        {usedSession(1, t0.addSecs(-500)), 0, "00hr 00min", "00%"}, // a reset already passed
+        {usedSession(1.0), 0, "--%", "00%"},                        // no reset time
         {usedSession(0.42), 150, "58%", "58%"},
         {usedSession(0.42), 151, "--%", "--%"},
-        // The session window comes first; without any figure there is nothing to show.
-        {snapshotWith(mixed), 0, "90%", "90%"},
+        {snapshotWith({UsageWindow(Kind::weekly, 0.4, {}), UsageWindow(Kind::session, 0.1, {})}), 0,
+         "90%", "90%"},
         {snapshotWith({UsageWindow(Kind::weekly, 0.40, {})}), 0, "60%", "60%"},
         {snapshotWith({}), 0, "--%", "--%"},
         {snapshotWith({UsageWindow(Kind::session, std::nullopt, {})}), 0, "--%", "--%"},
-        // Ratios read back from disk are not clamped; the texts must still behave.
         {snapshotWith({UsageWindow::unclamped(Kind::session, 7.0, {})}), 0, "--%", "00%"},
         {snapshotWith({UsageWindow::unclamped(Kind::session, std::nan(""), {})}), 0, "--%", "--%"},
     };
@@ -80,86 +74,78 @@ TEST(UsageSnapshotTexts, RoundingStalenessCountdownAndMissingFigures) {
     }
     EXPECT_TRUE(usedSession(0.42).isStale(t0.addMSecs(150001)));
     EXPECT_EQ(UsageWindow(Kind::session, 1.7, {}).usedRatio, 1.0); // clamped; decoding does not
-
     auto stored = usedSession(0.5).toJson();
     stored["windows"] = QJsonArray{QJsonObject{{"kind", "session"}, {"usedRatio", 1.7}}};
     EXPECT_EQ(UsageSnapshot::fromJson(stored).windows.first().usedRatio, 1.7);
 }
 
-TEST(UsageSnapshotJson, RoundTripTheShapeOfTheFileAndWhatIsNotASnapshot) {
-    auto snapshot = snapshotWith({UsageWindow(Kind::session, 0.25, t0.addSecs(3600)),
-                                  UsageWindow(Kind::weekly, std::nullopt, std::nullopt)});
-    snapshot.statusMessage = QStringLiteral("Hello \u00B7 world");
-    const QByteArray bytes = snapshot.encode();
-    EXPECT_EQ(UsageSnapshot::decode(bytes), snapshot);
-
-    // Decoding rejects what is not a snapshot.
-    const QJsonObject good = usedSession(0.3, t0).toJson();
-    EXPECT_TRUE(UsageSnapshot::decode(QJsonDocument(good).toJson()).has_value());
-
-    const auto with = [&](const char* key, const QJsonValue& value) {
-        QJsonObject changed = good;
-        changed[QString::fromLatin1(key)] = value;
-        return UsageSnapshot::decode(QJsonDocument(changed).toJson());
-    };
-    const auto without = [&](const char* key) {
-        QJsonObject changed = good;
-        changed.remove(QString::fromLatin1(key));
-        return UsageSnapshot::decode(QJsonDocument(changed).toJson());
-    };
-    EXPECT_FALSE(with("source", "official_CLI"));
-    EXPECT_FALSE(with("capturedAt", "yesterday"));
-    EXPECT_FALSE(with("windows", QJsonObject{}));
-    EXPECT_FALSE(with("windows", QJsonArray{QJsonObject{{"kind", "hourly"}}}));
-    EXPECT_FALSE(with("windows", QJsonArray{QJsonObject{{"kind", "session"}, {"usedRatio", "1"}}}));
-    EXPECT_TRUE(without("statusMessage"));
-    EXPECT_TRUE(with("statusMessage", QJsonValue::Null));
-    EXPECT_EQ(with("capturedAt", "2026-03-01T16:05:09+02:00")->capturedAt, t0);
-    for (const char* junk : {"", "[]", "null", "{", "\"x\"", "{\"providerID\": 1}"}) {
-        EXPECT_FALSE(UsageSnapshot::decode(junk)) << junk;
-    }
-}
-
-TEST(SnapshotCacheFile, SaveLoadAndEverythingThatIsNotASnapshot) {
+// A snapshot survives its file to the second; what is not a snapshot is no snapshot, and the file
+// holding it is never repaired or deleted.
+TEST(UsageSnapshotJson, RoundTripThroughTheCacheFileAndWhatIsNotASnapshot) {
     TemporaryHome home;
     SnapshotCache cache(providers::codexID, std::nullopt, home.path());
     EXPECT_EQ(cache.fileURL(), home.path() + "/.local/share/Lumora/codex-snapshot.json");
     EXPECT_FALSE(cache.load()); // fresh system: no folder yet
-
-    auto snapshot = usedSession(0.25, t0.addMSecs(3600750));
+    auto snapshot = snapshotWith({UsageWindow(Kind::session, 0.25, t0.addMSecs(3600750)),
+                                  UsageWindow(Kind::weekly, std::nullopt, std::nullopt)});
     snapshot.capturedAt = t0.addMSecs(999);
+    snapshot.statusMessage = QStringLiteral("Hello \u00B7 world");
     cache.save(snapshot);
-    EXPECT_TRUE(QFileInfo::exists(cache.fileURL()));
     auto expected = snapshot;
     expected.capturedAt = t0; // fractions of a second are dropped
     expected.windows[0].resetsAt = t0.addSecs(3600);
     EXPECT_EQ(cache.load(), expected);
-
-    for (const QByteArray& junk : {QByteArray("[]"), QByteArray("{\"capturedAt\": \"x\"}"),
-                                   QByteArray("\xff\xfe garbage"), QByteArray()}) {
-        writeFile(cache.fileURL(), junk);
-        EXPECT_FALSE(cache.load());
-        EXPECT_EQ(readFile(cache.fileURL()), junk); // never repaired or deleted
+    EXPECT_EQ(UsageSnapshot::decode(snapshot.encode()), expected);
+    const QJsonObject good = usedSession(0.3, t0).toJson();
+    const auto load = [&](const QByteArray& bytes) {
+        writeFile(cache.fileURL(), bytes);
+        const auto loaded = cache.load();
+        EXPECT_EQ(readFile(cache.fileURL()), bytes);
+        return loaded;
+    };
+    const auto with = [&](const char* key, const QJsonValue& value) {
+        QJsonObject changed = good;
+        changed.insert(key, value); // Undefined removes the member
+        return load(QJsonDocument(changed).toJson());
+    };
+    EXPECT_TRUE(with("statusMessage", QJsonValue::Undefined) &&
+                with("statusMessage", QJsonValue::Null));
+    EXPECT_EQ(with("capturedAt", "2026-03-01T16:05:09+02:00")->capturedAt, t0);
+    for (const auto& [key, value] : std::initializer_list<std::pair<const char*, QJsonValue>>{
+             {"source", "official_CLI"},
+             {"capturedAt", "yesterday"},
+             {"windows", QJsonObject{}},
+             {"windows", QJsonArray{QJsonObject{{"kind", "hourly"}}}},
+             {"windows", QJsonArray{QJsonObject{{"kind", "session"}, {"usedRatio", "1"}}}}}) {
+        EXPECT_FALSE(with(key, value)) << key;
+    }
+    for (const char* junk :
+         {"", "[]", "null", "{", "\"x\"", "{\"providerID\": 1}", "\xff\xfe garbage"}) {
+        EXPECT_FALSE(load(junk)) << junk;
     }
     SnapshotCache(providers::claudeCodeID, home.filePath("elsewhere.json")).save(snapshot);
     EXPECT_TRUE(QFileInfo::exists(home.filePath("elsewhere.json")));
 }
 
+// The tools in the chosen order, each switch, the middle dot between them, the countdown of an
+// exhausted window and a stale figure.
 TEST(MenuBarTitle, OrderSwitchesAndSeparator) {
-    MenuBarDisplayFormatter formatter;
     auto codex = usedSession(0.07);
     codex.providerID = providers::codexID;
-    const auto claude = usedSession(0.42);
+    const auto claude = usedSession(0.42), exhausted = usedSession(1.0, t0.addSecs(65 * 60));
     const QStringList order{"codex", "claude-code"};
-    EXPECT_EQ(formatter.format(codex, claude, true, true, order, t0),
-              "Codex 93% \u00B7 Claude Code 58%");
-    EXPECT_EQ(formatter.format(codex, claude, true, true, {"claude-code", "codex"}, t0),
-              "Claude Code 58% \u00B7 Codex 93%");
-    EXPECT_EQ(formatter.format(codex, claude, false, true, order, t0), "Claude Code 58%");
-    EXPECT_EQ(formatter.format(codex, claude, false, false, order, t0), "Lumora");
-    EXPECT_EQ(formatter.format(codex, claude, true, true, {}, t0), "Lumora");
-    EXPECT_EQ(
-        formatter.format(codex, usedSession(1.0, t0.addSecs(65 * 60)), false, true, order, t0),
-        "Claude Code 01hr 05min");
-    EXPECT_EQ(formatter.format(codex, claude, true, false, order, t0.addSecs(200)), "Codex --%");
+    const std::tuple<UsageSnapshot, bool, bool, QStringList, int, QString> cases[] = {
+        {claude, true, true, order, 0, "Codex 93% \u00B7 Claude Code 58%"},
+        {claude, true, true, {"claude-code", "codex"}, 0, "Claude Code 58% \u00B7 Codex 93%"},
+        {claude, false, true, order, 0, "Claude Code 58%"},
+        {claude, false, false, order, 0, "Lumora"},
+        {claude, true, true, {}, 0, "Lumora"},
+        {exhausted, false, true, order, 0, "Claude Code 01hr 05min"},
+        {claude, true, false, order, 200, "Codex --%"},
+    };
+    for (const auto& [claude, showsCodex, showsClaude, order, later, expected] : cases) {
+        EXPECT_EQ(MenuBarDisplayFormatter().format(codex, claude, showsCodex, showsClaude, order,
+                                                   t0.addSecs(later)),
+                  expected);
+    }
 }

@@ -1,10 +1,10 @@
+// Lumora as users get it: installed under a temporary DESTDIR and prefix, and as a Debian package.
 #include "support/TestSupport.h"
 
 #include <QDir>
 #include <QDirIterator>
 #include <QFileInfo>
 #include <QSet>
-#include <QTemporaryDir>
 
 #include <gtest/gtest.h>
 
@@ -13,65 +13,59 @@ using namespace lumora::test;
 namespace {
 
 const QString version = QStringLiteral(LUMORA_TEST_VERSION);
+const QSet<QString> installedFiles{"bin/lumora", "libexec/lumora/lumora-json",
+                                   "share/applications/lumora.desktop",
+                                   "share/icons/hicolor/scalable/apps/lumora.svg",
+                                   "share/metainfo/io.github.lumora.Lumora.metainfo.xml"};
 
-// Standard output and error together.
-std::string printed(const CommandOutcome& run) {
-    return (run.out + run.err).toStdString();
-}
-// Every file under `root`, as paths relative to it.
-QSet<QString> filesUnder(const QString& root) {
-    QSet<QString> files;
-    QDirIterator it(root, QDir::Files | QDir::Hidden | QDir::System, QDirIterator::Subdirectories);
-    while (it.hasNext()) {
-        files.insert(QDir(root).relativeFilePath(it.next()));
+struct Packaging {
+    static std::string printed(const CommandOutcome& run) {
+        return (run.out + run.err).toStdString();
     }
-    return files;
-}
-
-const QSet<QString> installedFiles{
-    "bin/lumora",
-    "libexec/lumora/lumora-json",
-    "share/applications/lumora.desktop",
-    "share/icons/hicolor/scalable/apps/lumora.svg",
-    "share/metainfo/io.github.lumora.Lumora.metainfo.xml",
+    static QSet<QString> filesUnder(const QString& root) { // relative paths
+        QSet<QString> files;
+        for (QDirIterator it(root, QDir::Files | QDir::Hidden | QDir::System,
+                             QDirIterator::Subdirectories);
+             it.hasNext();) {
+            files.insert(QDir(root).relativeFilePath(it.next()));
+        }
+        return files;
+    }
 };
 
 } // namespace
 
+// The installed files pass the desktop's validators; the installed lumora in a scratch home
+// installs a hook that calls the installed helper (not the build's), and reads what it saved.
 TEST(InstallTest, AnInstalledCopyRunsItsOwnHelperAndTheDesktopAcceptsItsFiles) {
     QTemporaryDir stage;
-    const QString prefix = "/opt/lumora test";
+    const QString prefix = "/opt/lumora test", root = stage.path() + prefix;
     const CommandOutcome install =
         runProgram("cmake", {"--install", LUMORA_TEST_BUILD_DIR, "--prefix", prefix}, {},
                    {{"DESTDIR", stage.path()}});
-    ASSERT_EQ(install.exitCode, 0) << printed(install);
-    const QString root = stage.path() + prefix;
-    EXPECT_EQ(filesUnder(root), installedFiles);
+    ASSERT_EQ(install.exitCode, 0) << Packaging::printed(install);
+    EXPECT_EQ(Packaging::filesUnder(root), installedFiles);
     EXPECT_TRUE(QFileInfo(root + "/libexec/lumora/lumora-json").isExecutable());
-
     for (const CommandOutcome& check :
          {runProgram("desktop-file-validate", {root + "/share/applications/lumora.desktop"}),
           runProgram("appstreamcli",
                      {"validate", "--no-net",
                       root + "/share/metainfo/io.github.lumora.Lumora.metainfo.xml"})}) {
-        EXPECT_EQ(check.exitCode, 0) << printed(check);
-        EXPECT_EQ(printed(check).find("error"), std::string::npos) << printed(check);
+        EXPECT_EQ(check.exitCode, 0) << Packaging::printed(check);
+        EXPECT_EQ(Packaging::printed(check).find("error"), std::string::npos)
+            << Packaging::printed(check);
     }
-
-    // The installed lumora in a scratch home installs a hook that calls the installed helper, and
-    // reads what that hook saved.
     const QString lumora = root + "/bin/lumora";
     TemporaryHome home;
     EXPECT_EQ(runLumoraAt(lumora, home.path(), {"--version"}).out, "Lumora " + version + "\n");
     writeScript(home.filePath(".local/bin/claude"), "exit 0\n");
     const CommandOutcome connect = runLumoraAt(lumora, home.path(), {"connect", "claude"});
-    ASSERT_EQ(connect.exitCode, 0) << printed(connect);
-    const QString hook = home.filePath(".local/share/Lumora/claude-statusline.sh");
+    ASSERT_EQ(connect.exitCode, 0) << Packaging::printed(connect);
+    const QString hook = home.dataFile("claude-statusline.sh");
     const QString script = QString::fromUtf8(readFile(hook));
-    EXPECT_TRUE(script.contains("'" + root + "/libexec/lumora/lumora-json'"))
+    EXPECT_TRUE(script.contains("'" + root + "/libexec/lumora/lumora-json'") &&
+                !script.contains(LUMORA_TEST_BUILD_DIR))
         << script.toStdString();
-    EXPECT_FALSE(script.contains(LUMORA_TEST_BUILD_DIR)) << script.toStdString();
-
     const CommandOutcome status =
         runProgram("/bin/sh", {hook},
                    R"({"model":{"id":"m"},"rate_limits":{"five_hour":{"used_percentage":42}}})");
@@ -79,38 +73,34 @@ TEST(InstallTest, AnInstalledCopyRunsItsOwnHelperAndTheDesktopAcceptsItsFiles) {
     EXPECT_EQ(runLumoraAt(lumora, home.path(), {"status"}).out, "Claude Code 58%\n");
 }
 
+// The package: its name, version and architecture, the dependencies shlibdeps finds and those
+// loaded at run time, no maintainer scripts, files only under /usr, and a lumora that runs.
 TEST(PackageTest, TheDebianPackageHoldsLumoraItsHelperAndDesktopFilesAndRuns) {
     QTemporaryDir work;
     const CommandOutcome cpack =
         runProgram("cpack", {"--config", LUMORA_TEST_BUILD_DIR "/CPackConfig.cmake", "-G", "DEB",
                              "-B", work.path()});
-    ASSERT_EQ(cpack.exitCode, 0) << printed(cpack);
+    ASSERT_EQ(cpack.exitCode, 0) << Packaging::printed(cpack);
     const QString architecture = runProgram("dpkg", {"--print-architecture"}).out.trimmed();
     const QString deb = work.filePath(QString("lumora_%1_%2.deb").arg(version, architecture));
-    ASSERT_TRUE(QFileInfo::exists(deb)) << printed(cpack);
-
-    const auto field = [&](const QString& name) {
-        return runProgram("dpkg-deb", {"--field", deb, name}).out.trimmed();
-    };
-    EXPECT_EQ(QStringList({field("Package"), field("Version"), field("Architecture")}),
-              QStringList({"lumora", version, architecture}));
-    const QString depends = field("Depends");
-    // Found by shlibdeps, and named for what is loaded at run time.
+    ASSERT_TRUE(QFileInfo::exists(deb)) << Packaging::printed(cpack);
+    QStringList fields;
+    for (const char* name : {"Package", "Version", "Architecture", "Depends"}) {
+        fields << runProgram("dpkg-deb", {"--field", deb, name}).out.trimmed();
+    }
+    EXPECT_EQ(fields.mid(0, 3), QStringList({"lumora", version, architecture}));
     for (const char* dependency :
          {"libc6", "libqt6core6", "qml6-module-qtquick-controls", "qml6-module-qtquick-dialogs",
           "libqt6gui6", "libqt6dbus6", "libqt6svg6", "fonts-urw-base35",
           "default-dbus-session-bus | dbus-session-bus"}) {
-        EXPECT_TRUE(depends.contains(dependency)) << dependency << " in " << depends.toStdString();
+        EXPECT_TRUE(fields[3].contains(dependency))
+            << dependency << " in " << fields[3].toStdString();
     }
-
-    // No maintainer scripts: the control archive holds the control file and the checksums.
-    const QString control = work.filePath("control");
+    const QString control = work.filePath("control"), unpacked = work.filePath("root");
     ASSERT_EQ(runProgram("dpkg-deb", {"--control", deb, control}).exitCode, 0);
     EXPECT_EQ(QDir(control).entryList(QDir::Files), QStringList({"control", "md5sums"}));
-
-    const QString unpacked = work.filePath("root");
     ASSERT_EQ(runProgram("dpkg-deb", {"--extract", deb, unpacked}).exitCode, 0);
-    EXPECT_EQ(filesUnder(unpacked + "/usr"), installedFiles);
+    EXPECT_EQ(Packaging::filesUnder(unpacked + "/usr"), installedFiles);
     EXPECT_EQ(QDir(unpacked).entryList(QDir::AllEntries | QDir::NoDotAndDotDot),
               QStringList{"usr"});
     EXPECT_EQ(runProgram(unpacked + "/usr/bin/lumora", {"--version"}).out,

@@ -1,3 +1,4 @@
+// The hook helper: its extraction rules directly, and the built executable as the hook runs it.
 #include "JsonExtract.h"
 #include "support/TestSupport.h"
 
@@ -6,112 +7,95 @@
 
 #include <gtest/gtest.h>
 
-#include <string>
-#include <vector>
-
 using namespace lumora::jsontool;
 using namespace lumora::test;
-using namespace std::literals;
 
-namespace {
-
-std::optional<std::string> json(std::string_view document, std::string_view path) {
-    return extract(document, path, Format::json).value;
-}
-std::optional<std::string> raw(std::string_view document, std::string_view path) {
-    return extract(document, path, Format::raw).value;
-}
-
-CommandOutcome helper(const QStringList& arguments, const QByteArray& input) {
-    return runProgram(builtExecutable("lumora-json"), arguments, input);
-}
-
-} // namespace
-
+// Values along the key path as JSON or plain text; absent: a missing member, a null, an index past
+// the end or into an object, a container as plain text; names compared decoded, the later wins.
 TEST(JsonExtract, FindsValuesAlongTheKeyPath) {
     const std::string document =
         R"( {"rate_limits" : {"five_hour": {"used_percentage": 41.5e0, "resets_at": null},)"
         R"( "seven_day": {"used_percentage": 7}}, "list": [10, {"a": "\u00e9\ud83d\ude00\n"}]} )";
-    EXPECT_EQ(json(document, "rate_limits.seven_day"), R"({"used_percentage": 7})");
-    EXPECT_EQ(raw(document, "rate_limits.five_hour.used_percentage"), "41.5e0");
-    EXPECT_EQ(raw(document, "list.0"), "10");
-    EXPECT_EQ(raw(document, "list.1.a"), "\u00e9\U0001F600\n");
-    // Absent: a missing member, a null, an index past the end, an index into an object.
-    EXPECT_EQ(raw(document, "rate_limits.five_hour.resets_at"), std::nullopt);
-    EXPECT_EQ(json(document, "list.2"), std::nullopt);
-    EXPECT_EQ(json(document, "rate_limits.0"), std::nullopt);
-    // Containers have no plain-text form.
-    EXPECT_EQ(raw(document, "rate_limits"), std::nullopt);
-    // Member names are compared decoded; the later of two equal names counts.
-    EXPECT_EQ(raw(R"({"rate\u005flimits":1})", "rate_limits"), "1");
-    EXPECT_EQ(raw(R"({"a":1,"a":{"b":2},"a":3})", "a"), "3");
-    EXPECT_EQ(json(R"({"a":1,"a":{"b":2}})", "a"), R"({"b":2})");
-    EXPECT_EQ(raw(R"({"a":true,"b":false})", "b"), "false");
-    EXPECT_EQ(raw(R"({"lone":"\ud800x"})", "lone"), "\uFFFDx");
+    const std::tuple<std::string, const char*, Format, std::optional<std::string>> cases[] = {
+        {document, "rate_limits.seven_day", Format::json, R"({"used_percentage": 7})"},
+        {document, "rate_limits.five_hour.used_percentage", Format::raw, "41.5e0"},
+        {document, "list.0", Format::raw, "10"},
+        {document, "list.1.a", Format::raw, "\u00e9\U0001F600\n"},
+        {document, "rate_limits.five_hour.resets_at", Format::raw, std::nullopt},
+        {document, "list.2", Format::json, std::nullopt},
+        {document, "rate_limits.0", Format::json, std::nullopt},
+        {document, "rate_limits", Format::raw, std::nullopt},
+        {R"({"rate\u005flimits":1})", "rate_limits", Format::raw, "1"},
+        {R"({"a":1,"a":{"b":2},"a":3})", "a", Format::raw, "3"},
+        {R"({"a":1,"a":{"b":2}})", "a", Format::json, R"({"b":2})"},
+        {R"({"a":true,"b":false})", "b", Format::raw, "false"},
+        {R"({"lone":"\ud800x"})", "lone", Format::raw, "\uFFFDx"},
+    };
+    for (const auto& [json, path, format, expected] : cases) {
+        EXPECT_EQ(extract(json, path, format).value, expected) << json << " " << path;
+    }
 }
 
+// Anything but exactly one JSON text is refused as not JSON; deep nesting is refused, not a crash.
 TEST(JsonExtract, RefusesEverythingThatIsNotExactlyOneJsonText) {
-    const char* const plain[] = {"[1,2",         "{\"a\":[1,]}", "\"unterminated", "{\"a\":1,}",
-                                 "{\"a\":1} {}", "{\"a\" 1}",    "{a:1}",          "{\"a\":01}",
-                                 "{\"a\":1.}",   "{\"a\":.5}",   "{\"a\":-}",      "{\"a\":1e}",
-                                 "{\"a\":+1}",   "{\"a\":NaN}",  "{\"a\":tru}"};
-    const char* const strings[] = {"{\"a\":\"\\x\"}",       "{\"a\":\"\\u12\"}",
-                                   "{\"a\":\"tab\there\"}", "{\"a\":\"\xff\"}",
-                                   "{\"a\":\"\xc0\xaf\"}",  "{\"a\":\"\xed\xa0\x80\"}",
-                                   "{\"a\":\"\xe2\x82\"}"};
-    std::vector<std::string_view> bads{
-        ""sv, " "sv, "{"sv, "}"sv, "{\"a\":1}\x00"sv, "{\"a\":\"\x00\"}"sv};
-    bads.insert(bads.end(), std::begin(plain), std::end(plain));
-    bads.insert(bads.end(), std::begin(strings), std::end(strings));
-    for (const std::string_view bad : bads) {
-        const auto result = extract(bad, "a", Format::json);
-        EXPECT_FALSE(result.value) << bad;
-        EXPECT_NE(result.error.find("not JSON"), std::string::npos) << bad;
+    QList<QByteArray> bads =
+        QByteArray("| |{|}|[1,2|{\"a\":[1,]}|\"unterminated|{\"a\":1,}|{\"a\":1} {}|{\"a\" "
+                   "1}|{a:1}|{\"a\":01}|"
+                   "{\"a\":1.}|{\"a\":.5}|{\"a\":-}|{\"a\":1e}|{\"a\":+1}|{\"a\":NaN}|{\"a\":tru}|{"
+                   "\"a\":\"\\x\"}|"
+                   "{\"a\":\"\\u12\"}|{\"a\":\"tab\there\"}|{\"a\":\"\xff\"}|{\"a\":\"\xc0\xaf\"}|"
+                   "{\"a\":\"\xed\xa0\x80\"}|{\"a\":\"\xe2\x82\"}")
+            .split('|');
+    bads << QByteArray("{\"a\":1}\0", 8) << QByteArray("{\"a\":\"\0\"}", 9);
+    for (const QByteArray& bad : bads) {
+        SCOPED_TRACE(bad.toStdString());
+        const auto result =
+            extract(std::string_view(bad.constData(), bad.size()), "a", Format::json);
+        EXPECT_FALSE(result.value);
+        EXPECT_NE(result.error.find("not JSON"), std::string::npos);
     }
-    // Nesting within the limit is fine; beyond it is refused, not a crash.
     const auto nested = [](std::size_t depth) {
         return "{\"a\":" + std::string(depth, '[') + std::string(depth, ']') + "}";
     };
-    EXPECT_TRUE(json(nested(maximumDepth - 1), "a"));
-    EXPECT_FALSE(json(nested(100000), "a"));
-    EXPECT_FALSE(json(std::string(maximumInputSize + 1, ' ') + "{}", "a"));
+    EXPECT_TRUE(extract(nested(maximumDepth - 1), "a", Format::json).value);
+    EXPECT_FALSE(extract(nested(100000), "a", Format::json).value);
+    EXPECT_FALSE(extract(std::string(maximumInputSize + 1, ' ') + "{}", "a", Format::json).value);
 }
 
+// The executable writes a private file or standard output, from standard input or a file; when it
+// finds nothing it writes nothing and fails; wrong usage is exit code 2.
 TEST(JsonExtract, TheHelperWritesNothingWhenItFindsNothing) {
     const TemporaryHome home;
-    const QString out = home.filePath("out.json");
+    const QString out = home.filePath("out.json"), missing = home.filePath("missing.json");
     const QByteArray input = R"({"rate_limits":{"five_hour":{"used_percentage":58}}})";
-
-    CommandOutcome run = helper({"extract", "rate_limits", "json", "-o", out, "-"}, input);
-    EXPECT_EQ(run.exitCode, 0) << run.err.toStdString();
+    writeFile(home.filePath("in.json"), input);
+    const std::tuple<QString, QByteArray, int, QString> cases[] = {
+        {"extract rate_limits json -o $out -", input, 0, ""},
+        {"extract rate_limits.five_hour.used_percentage raw -o - -", input, 0, "58\n"},
+        {"extract rate_limits.five_hour json -o - $in", {}, 0, "{\"used_percentage\":58}\n"},
+        {"extract rate_limits json -o $missing -", "{\"rate_limits\":", 1, ""},
+        {"extract rate_limits json -o $missing -", "{}", 1, ""},
+        {"extract rate_limits json -o $missing -", "{\"rate_limits\":null}", 1, ""},
+        {"", input, 2, ""},
+        {"extract a xml -o - -", input, 2, ""},
+        {"get a raw -o - -", input, 2, ""},
+    };
+    for (const auto& [arguments, stdIn, exitCode, printed] : cases) {
+        SCOPED_TRACE(arguments.toStdString());
+        const CommandOutcome run = runProgram(builtExecutable("lumora-json"),
+                                              QString(arguments)
+                                                  .replace("$out", out)
+                                                  .replace("$missing", missing)
+                                                  .replace("$in", home.filePath("in.json"))
+                                                  .split(' ', Qt::SkipEmptyParts),
+                                              stdIn);
+        EXPECT_EQ(run.exitCode, exitCode);
+        EXPECT_EQ(run.out, printed);
+        EXPECT_TRUE(exitCode == 0 ||
+                    run.err.startsWith(exitCode == 1 ? "lumora-json: " : "usage: lumora-json"))
+            << run.err.toStdString();
+    }
     EXPECT_EQ(readFile(out), R"({"five_hour":{"used_percentage":58}})");
     EXPECT_EQ(fileMode(out), 0600);
-    EXPECT_EQ(
-        helper({"extract", "rate_limits.five_hour.used_percentage", "raw", "-o", "-", "-"}, input)
-            .out,
-        "58\n");
-
-    for (const QByteArray& bad : {QByteArray("{\"rate_limits\":"), QByteArray("{}"),
-                                  QByteArray("{\"rate_limits\":null}")}) {
-        const QString missing = home.filePath("missing.json");
-        run = helper({"extract", "rate_limits", "json", "-o", missing, "-"}, bad);
-        EXPECT_EQ(run.exitCode, 1) << bad.toStdString();
-        EXPECT_TRUE(run.err.startsWith("lumora-json: ")) << run.err.toStdString();
-        EXPECT_FALSE(QFileInfo::exists(missing));
-    }
-    EXPECT_EQ(QDir(home.path()).entryList(QDir::Files), QStringList{"out.json"});
-
-    writeFile(home.filePath("in.json"), input); // a file as input
-    EXPECT_EQ(
-        helper({"extract", "rate_limits.five_hour", "json", "-o", "-", home.filePath("in.json")},
-               {})
-            .out,
-        "{\"used_percentage\":58}\n");
-    for (const QStringList& wrong :
-         {QStringList{}, QStringList{"extract", "a", "xml", "-o", "-", "-"},
-          QStringList{"get", "a", "raw", "-o", "-", "-"}}) {
-        run = helper(wrong, input);
-        EXPECT_EQ(run.exitCode, 2);
-        EXPECT_TRUE(run.err.startsWith("usage: lumora-json")) << run.err.toStdString();
-    }
+    EXPECT_EQ(QDir(home.path()).entryList(QDir::Files), QStringList({"in.json", "out.json"}));
 }
