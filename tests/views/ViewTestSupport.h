@@ -58,9 +58,7 @@ inline void screenshot(QQuickWindow& window, const QString& folder, const QStrin
 // Lumora in the language of `locale` while this exists, as the application sets it up.
 struct Language {
     explicit Language(const char* locale) : translator(translatorFor(QLocale(locale))) {
-        if (translator) {
-            QCoreApplication::installTranslator(translator.get());
-        }
+        QCoreApplication::installTranslator(translator.get()); // none for English
         QLocale::setDefault(QLocale(locale));
     }
     ~Language() { QLocale::setDefault(QLocale::system()); }
@@ -119,6 +117,7 @@ public:
         return find(view->contentItem(), name) && item(name)->isVisible();
     }
     QString text(const QString& name) const { return item(name)->property("text").toString(); }
+    QString value(const QString& name) const { return item(name)->property("value").toString(); }
     void scrollTo(const QString& name) const {
         auto* flickable = item("scroller")->property("contentItem").value<QQuickItem*>();
         ASSERT_NE(flickable, nullptr);
