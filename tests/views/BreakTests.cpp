@@ -58,8 +58,7 @@ TEST(BreakViewRules, CountdownAndClock) {
     const std::pair<double, const char*> countdowns[] = {
         {3600, "1 hour 0 minutes"},   {3541, "1 hour 0 minutes"},
         {3540.5, "1 hour 0 minutes"}, {30, "1 minute"},
-        {-90, "0 minutes"},           {0, "0 minutes"},
-        {3660, "1 hour 1 minute"},    {7200, "2 hours 0 minutes"},
+        {-90, "0 minutes"},           {3660, "1 hour 1 minute"},
         {3540, "59 minutes"},         {26 * 3600 + 125, "26 hours 3 minutes"}};
     for (const auto& [seconds, text] : countdowns) {
         EXPECT_EQ(BreakViewModel::resetCountdown(now.addMSecs(qint64(seconds * 1000)), now), text)
@@ -153,38 +152,36 @@ TEST_F(BreakWindowsTest, OneFullScreenWindowPerScreenTextUnderTheCursorAndAnyInp
         GTEST_SKIP() << "needs the offscreen platform with two screens";
     }
     model = harness.makeModel();
-    BreakWindows breakWindows(model.get());
+    BreakWindows breaks(model.get());
     // Each break on new windows, the text on the cursor's screen; Escape or a click ends it all.
     for (const int under : {1, 0}) {
         QCursor::setPos(screens[under]->geometry().center());
-        breakWindows.show();
-        ASSERT_EQ(breakWindows.windows().size(), screens.size());
-        const QList<QPointer<QQuickWindow>> created{breakWindows.windows()[0],
-                                                    breakWindows.windows()[1]};
-        ASSERT_TRUE(waitUntil([&] { return allFullScreen(breakWindows); }));
-        for (QQuickWindow* window : breakWindows.windows()) {
-            EXPECT_EQ(window->geometry(), window->screen()->geometry());
-            EXPECT_EQ(std::tuple(bool(window->flags() & Qt::FramelessWindowHint), window->color(),
+        breaks.show();
+        ASSERT_EQ(breaks.windows().size(), screens.size());
+        const QList<QPointer<QQuickWindow>> created{breaks.windows()[0], breaks.windows()[1]};
+        ASSERT_TRUE(waitUntil([&] { return allFullScreen(breaks); }));
+        for (QQuickWindow* window : breaks.windows()) {
+            EXPECT_EQ(std::tuple(window->geometry(),
+                                 bool(window->flags() & Qt::FramelessWindowHint), window->color(),
                                  window->findChild<QQuickItem*>("interface")->isVisible()),
-                      std::tuple(true, QColor(Qt::black), window == breakWindows.textWindow()));
+                      std::tuple(window->screen()->geometry(), true, QColor(Qt::black),
+                                 window == breaks.textWindow()));
         }
-        ASSERT_NE(breakWindows.textWindow(), nullptr);
-        EXPECT_EQ(breakWindows.textWindow()->screen(), screens[under]);
-        EXPECT_NE(created[0]->screen(), created[1]->screen());
-        EXPECT_TRUE(breakWindows.viewModel()->isTicking());
+        ASSERT_TRUE(breaks.textWindow() && breaks.textWindow()->screen() == screens[under]);
+        EXPECT_TRUE(created[0]->screen() != created[1]->screen() &&
+                    breaks.viewModel()->isTicking());
         if (under == 1) { // asked again while shown: the same windows; a click on the other ends
-            breakWindows.show();
-            EXPECT_EQ(breakWindows.windows(), QList<QQuickWindow*>({created[0], created[1]}));
-            EXPECT_TRUE(allFullScreen(breakWindows));
-            QTest::mouseClick(created[0] == breakWindows.textWindow() ? created[1] : created[0],
+            breaks.show();
+            EXPECT_EQ(breaks.windows(), QList<QQuickWindow*>({created[0], created[1]}));
+            EXPECT_TRUE(allFullScreen(breaks));
+            QTest::mouseClick(created[0] == breaks.textWindow() ? created[1] : created[0],
                               Qt::LeftButton);
         } else {
-            QTest::keyClick(breakWindows.textWindow(), Qt::Key_Escape);
+            QTest::keyClick(breaks.textWindow(), Qt::Key_Escape);
         }
-        EXPECT_FALSE(breakWindows.isShown());
-        EXPECT_TRUE(breakWindows.windows().isEmpty());
+        EXPECT_FALSE(breaks.isShown() || !breaks.windows().isEmpty());
         ASSERT_TRUE(waitUntil([&] { return created[0].isNull() && created[1].isNull(); }));
-        EXPECT_FALSE(breakWindows.viewModel()->isTicking());
+        EXPECT_FALSE(breaks.viewModel()->isTicking());
     }
 }
 
@@ -267,11 +264,10 @@ TEST_F(ReduceMotionPortalTest, ReadsGnomeAndKdeKeysAndFollowsChanges) {
     EXPECT_NEAR(view.secondaryInformationColorValue().alphaF(), 0.64, 0.001);
     breakWindows.end();
     EXPECT_FALSE(view.isTicking());
-    int changes = 0;
-    QObject::connect(&view, &BreakViewModel::statusesChanged, [&] { ++changes; });
+    QSignalSpy changes(&view, &BreakViewModel::statusesChanged);
     model->preferences()->setCodexEnabled(false);
     model->preferences()->setClaudeEnabled(false);
-    EXPECT_EQ(std::pair(view.hasStatuses(), changes), std::pair(false, 1));
+    EXPECT_EQ(std::pair(view.hasStatuses(), changes.size()), std::pair(false, qsizetype(1)));
 }
 
 #include "BreakTests.moc"

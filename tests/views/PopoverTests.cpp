@@ -5,7 +5,6 @@
 #include "views/ViewEngine.h"
 #include <QJsonArray>
 #include <QScreen>
-#include <QSignalSpy>
 #include <QtQml/qqmlextensionplugin.h>
 
 Q_IMPORT_QML_PLUGIN(LumoraPlugin)

@@ -7,7 +7,6 @@
 #include <QApplication>
 #include <QFileDialog>
 #include <QJsonArray>
-#include <QSignalSpy>
 
 namespace lumora::test {
 namespace {
@@ -37,15 +36,15 @@ TEST_F(SettingsTest, OneFixedWindowRaisedAgainAfterItIsShown) {
               std::tuple("Lumora Settings", QSize(520, 520), QSize(520, 520), QSize(520, 520)));
     EXPECT_EQ(view->flags() & (Qt::WindowStaysOnTopHint | Qt::WindowMinimizeButtonHint),
               Qt::WindowStaysOnTopHint);
-    int raised = 0;
-    QObject::connect(settings.get(), &SettingsWindow::raised, [&] { ++raised; });
+    QSignalSpy raised(settings.get(), &SettingsWindow::raised);
     QWindow other;
     other.resize(200, 200);
     settings->show();
     other.show();
     other.requestActivate();
-    EXPECT_EQ(raised, 1);
-    ASSERT_TRUE(waitUntil([&] { return raised == 2 && QGuiApplication::focusWindow() == view; }));
+    EXPECT_EQ(raised.size(), 1);
+    ASSERT_TRUE(
+        waitUntil([&] { return raised.size() == 2 && QGuiApplication::focusWindow() == view; }));
     view->close();
     EXPECT_EQ(settings->visibleWindow(), nullptr);
     settings->show();

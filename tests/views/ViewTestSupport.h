@@ -12,6 +12,7 @@
 #include <QPainter>
 #include <QQuickItem>
 #include <QQuickView>
+#include <QSignalSpy>
 #include <QTest>
 #include <QTranslator>
 #include <gtest/gtest.h>
