@@ -9,7 +9,6 @@
 #include <QFontMetricsF>
 #include <QPointer>
 #include <QScreen>
-#include <gmock/gmock.h>
 
 using namespace lumora;
 using namespace lumora::test;
@@ -78,28 +77,6 @@ TEST(BreakViewRules, CountdownAndClock) {
     EXPECT_EQ(BreakViewModel::msecsToNextSecond(now), 1000);
 }
 
-TEST(BreakViewRules, SizesFollowTheScreenWithinTheirLimits) {
-    BreakMetrics m;
-    // width, height: clock, marker, remaining, countdown, unavailable, offset, spacing
-    const std::array<qreal, 9> rows[] = {{600, 400, 76, 22, 27, 22, 20, 108, 36},
-                                         {1000, 900, 90, 23, 27, 22, 20, 130.5, 45},
-                                         {1440, 900, 129.6, 33.12, 34.56, 28.8, 25, 130.5, 64.8},
-                                         {2000, 1200, 132, 34, 36, 29, 25, 145, 72}};
-    for (const auto& row : rows) {
-        m.setWidth(row[0]);
-        m.setHeight(row[1]);
-        m.setHasResetTime(true); // a column's reset line: the countdown, or "unavailable"
-        const qreal countdown = m.resetFontSize();
-        m.setHasResetTime(false);
-        EXPECT_THAT((std::array{row[0], row[1], m.clockFontSize(), m.meridiemFontSize(),
-                                m.remainingFontSize(), countdown, m.resetFontSize(),
-                                m.statusOffset(), m.statusSpacing()}),
-                    testing::Pointwise(testing::DoubleEq(), row));
-        EXPECT_DOUBLE_EQ(m.countdownFontSize(), countdown);
-        EXPECT_DOUBLE_EQ(m.unavailableFontSize(), m.resetFontSize());
-    }
-}
-
 // Columns in the order of the enabled providers; each style's background, colour and photo crop.
 TEST(BreakViewRules, OrderStylesAndTypeface) {
     const UsageSnapshot claude = usage("claude-code", Availability::ready, 0.01);
@@ -128,14 +105,6 @@ TEST(BreakViewRules, OrderStylesAndTypeface) {
                      PhotoFill::croppedSource(QSizeF(1000, 2000), QSizeF(1000, 500)),
                      PhotoFill::croppedSource(QSizeF(), QSizeF(1000, 500))}),
               QList({QRectF(300, 0, 2400, 1500), QRectF(0, 750, 1000, 500), QRectF()}));
-    const QColor amber(255, 190, 60);
-    for (const auto& [style, alpha] : {std::pair{BreakScreenStyle::motion, 0.64},
-                                       {BreakScreenStyle::photo, 0.72},
-                                       {BreakScreenStyle::minimal, 0.72}}) {
-        const QColor colour = BreakViewModel::secondaryInformationColor(style, amber);
-        EXPECT_EQ(colour.rgb(), amber.rgb());
-        EXPECT_NEAR(colour.alphaF(), alpha, 0.001);
-    }
     QFont font(BreakViewModel::fontFamily()); // with tabular digits
     font.setWeight(QFont::DemiBold);
     font.setPixelSize(132);
