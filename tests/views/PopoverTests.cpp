@@ -268,10 +268,10 @@ TEST_F(PopoverWindowTest, LoadsWithoutWarningsAndEachControlReachesTheModel) {
     EXPECT_EQ(harness.desktop->openedUrls, QList<QUrl>({QUrl("https://example.org/lumora.deb")}));
     // Connect on the Codex card: a readiness check, then Codex is on, refreshed, with its switch.
     click("connectionButton", item("card-codex"));
-    ASSERT_TRUE(waitUntil([&] { return model->preferences()->codexEnabled(); }));
-    ASSERT_TRUE(waitUntil([&] { return item("menuBarSwitch", item("card-codex"))->isVisible(); }));
     ASSERT_TRUE(waitUntil([&] {
-        return harness.codex->script->fetches() == 1 && !item("refreshBusy")->isVisible();
+        return model->preferences()->codexEnabled() && harness.codex->script->fetches() == 1 &&
+               item("menuBarSwitch", item("card-codex"))->isVisible() &&
+               !item("refreshBusy")->isVisible();
     }));
     click("menuBarSwitch", item("card-codex"));
     EXPECT_EQ(harness.storedPreference("showCodexInMenuBar"), QJsonValue(false));

@@ -9,20 +9,8 @@
 #include <QJsonArray>
 
 namespace lumora::test {
-namespace {
 
 using SettingsTest = ViewTest;
-
-QFileDialog* openFileDialog() {
-    for (QWidget* widget : QApplication::topLevelWidgets()) {
-        if (auto* dialog = qobject_cast<QFileDialog*>(widget); dialog && dialog->isVisible()) {
-            return dialog;
-        }
-    }
-    return nullptr;
-}
-
-} // namespace
 
 // One fixed window: wins back the focus taken right after showing, hides on close, Tab walks it.
 TEST_F(SettingsTest, OneFixedWindowRaisedAgainAfterItIsShown) {
@@ -256,7 +244,7 @@ TEST_F(SettingsTest, ImageDialogOpensOverTheSettingsWindowOrInFrontOfEverything)
     QWindow* shownSettings = windows->visibleSettingsWindow();
     ASSERT_TRUE(waitUntil([&] { return shownSettings->isExposed(); }));
     model->chooseBreakBackgroundImage();
-    QFileDialog* dialog = openFileDialog();
+    auto* dialog = qobject_cast<QFileDialog*>(QApplication::activeModalWidget());
     ASSERT_NE(dialog, nullptr);
     EXPECT_EQ(std::tuple(dialog->windowTitle(), dialog->labelText(QFileDialog::Accept),
                          dialog->fileMode(), dialog->windowModality()),
@@ -265,10 +253,10 @@ TEST_F(SettingsTest, ImageDialogOpensOverTheSettingsWindowOrInFrontOfEverything)
     EXPECT_TRUE(dialog->nameFilters().join(' ').contains("*.png"));
     EXPECT_EQ(dialog->windowHandle()->transientParent(), shownSettings);
     dialog->reject();
-    ASSERT_TRUE(waitUntil([&] { return openFileDialog() == nullptr; }));
+    ASSERT_TRUE(waitUntil([&] { return !QApplication::activeModalWidget(); }));
     windows->settingsWindow().hide();
     model->chooseBreakBackgroundImage();
-    ASSERT_NE(dialog = openFileDialog(), nullptr);
+    ASSERT_NE(dialog = qobject_cast<QFileDialog*>(QApplication::activeModalWidget()), nullptr);
     EXPECT_TRUE(!dialog->windowHandle()->transientParent() &&
                 dialog->windowFlags().testFlag(Qt::WindowStaysOnTopHint));
     writePhoto(harness.home.filePath("lake.png"), QSize(32, 24));
