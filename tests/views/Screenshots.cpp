@@ -20,7 +20,7 @@ namespace {
 
 using Readiness = LocalProviderReadiness;
 enum class View { popover, breakView, breakScreen, settings };
-enum class Then { nothing, continueSetup, check, offerUpdate, drag };
+enum class Then { nothing, continueSetup, offerUpdate, check, drag }; // from check on: unsettled
 struct Shot {
     QString path = QString();                                                 // folder/name
     std::optional<UsageSnapshot> claude = std::nullopt, codex = std::nullopt; // both on when set
@@ -212,8 +212,8 @@ TEST_P(Screenshots, Render) {
         };
     }
     ASSERT_TRUE(window && waitUntil([&] { return window->isExposed(); }));
-    const qsizetype slash = shot.path.indexOf('/');
-    test::screenshot(*window, shot.path.left(slash), shot.path.mid(slash + 1), !afterwards);
+    const auto at = shot.path.indexOf('/');
+    test::screenshot(*window, shot.path.left(at), shot.path.mid(at + 1), shot.then < Then::check);
 }
 
 const auto shotName = [](const ::testing::TestParamInfo<Shot>& info) {

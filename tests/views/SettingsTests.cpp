@@ -143,9 +143,6 @@ TEST_F(SettingsTest, TextColourNotificationsStartAtLoginAndHistoryWriteTheirFile
         click(name);
         EXPECT_EQ(harness.storedPreference(key), value) << name;
     };
-    const auto checked = [&](const char* name) {
-        return item(name)->property("checked").toBool();
-    };
     click("colorWell");
     QObject* dialog = view->findChild<QObject*>("colorDialog");
     ASSERT_TRUE(waitUntil([&] { return dialog->property("visible").toBool(); }));

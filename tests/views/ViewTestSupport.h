@@ -70,9 +70,7 @@ struct Language {
 class ViewTest : public ::testing::Test {
 public:
     void TearDown() override {
-        if (afterwards) {
-            afterwards();
-        }
+        afterwards();
         if (view) {
             view->hide();
         }
@@ -119,6 +117,7 @@ public:
     }
     QString text(const QString& name) const { return item(name)->property("text").toString(); }
     QString value(const QString& name) const { return item(name)->property("value").toString(); }
+    bool checked(const QString& name) const { return item(name)->property("checked").toBool(); }
     void scrollTo(const QString& name) const {
         auto* flickable = item("scroller")->property("contentItem").value<QQuickItem*>();
         ASSERT_NE(flickable, nullptr);
@@ -165,7 +164,8 @@ public:
     std::unique_ptr<PopoverWindow> popover;
     std::unique_ptr<SettingsWindow> settings;
     QQuickWindow* view = nullptr;
-    std::function<void()> afterwards; // run first in TearDown (a release, an opened gate)
+    std::function<void()> afterwards = [] {
+    }; // run first in TearDown (a release, an opened gate)
 };
 
 } // namespace lumora::test
