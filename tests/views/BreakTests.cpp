@@ -100,7 +100,6 @@ TEST(BreakViewRules, OrderStylesAndTypeface) {
     EXPECT_EQ(BreakViewModel::background(BreakScreenStyle::photo, false), B::Black);
     EXPECT_EQ(BreakViewModel::background(BreakScreenStyle::motion, false), B::Motion);
     EXPECT_EQ(BreakViewModel::background(BreakScreenStyle::minimal, true), B::Black);
-    // The photo fills the screen and is cut evenly on the sides that do not fit.
     EXPECT_EQ(QList({PhotoFill::croppedSource(QSizeF(3000, 1500), QSizeF(1440, 900)),
                      PhotoFill::croppedSource(QSizeF(1000, 2000), QSizeF(1000, 500)),
                      PhotoFill::croppedSource(QSizeF(), QSizeF(1000, 500))}),
@@ -122,7 +121,6 @@ TEST_F(BreakWindowsTest, OneFullScreenWindowPerScreenTextUnderTheCursorAndAnyInp
     }
     model = harness.makeModel();
     BreakWindows breaks(model.get());
-    // Each break on new windows, the text on the cursor's screen; Escape or a click ends it all.
     for (const int under : {1, 0}) {
         QCursor::setPos(screens[under]->geometry().center());
         breaks.show();

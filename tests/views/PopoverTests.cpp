@@ -140,7 +140,6 @@ TEST_F(PopoverViewModelTest, EveryConnectionStateHasItsMessageAndButtonWhichActs
     model->handleCodexReadiness(Readiness::unavailable("codex crashed"));
     EXPECT_EQ(std::pair(codexCard().connectionMessage(), codexCard().showsPrivacyLine()),
               std::pair(QString("codex crashed"), false));
-    // Sign-in required: the sign-in page, then waiting; "Check Now" checks (busy meanwhile).
     model->handleClaudeReadiness(Readiness::loginRequired());
     claudeCard().pressConnectionButton();
     ASSERT_EQ(model->connections()->claudeConnectionState(), State::waiting());
@@ -155,7 +154,6 @@ TEST_F(PopoverViewModelTest, EveryConnectionStateHasItsMessageAndButtonWhichActs
     EXPECT_EQ(std::tuple(harness.claude->script->readinessChecks(), harness.claude->installs.load(),
                          model->connections()->claudeConnectionState()),
               std::tuple(checksBefore + 1, 0, State::disconnected()));
-    // "Try Again" checks again rather than installing; "Get Codex" opens the product page.
     harness.codex->script->setReadiness({Readiness::unavailable("no answer")});
     codexCard().pressConnectionButton();
     ASSERT_TRUE(waitUntil([&] { return codexCard().connectionMessage() == "no answer"; }));
@@ -171,16 +169,15 @@ TEST_F(PopoverViewModelTest, EveryConnectionStateHasItsMessageAndButtonWhichActs
 // Entries in order, dividers between cards; a drag or Alt+arrow swaps (as moves) and stores it.
 TEST_F(PopoverViewModelTest, EntriesFollowTheOrderAndDraggingOrAltArrowsSwapAndStoreIt) {
     build();
+    using E = PopoverEntries;
     PopoverEntries& entries = *popover->entries();
     const auto rows = [&] {
         QStringList shown; // id, and "|" for a divider
         for (int i = 0; i < entries.rowCount(); ++i) {
-            const QModelIndex index = entries.index(i);
-            const auto* card = index.data(PopoverEntries::CardRole).value<ProviderCardModel*>();
-            shown << (card && !card->isEmpty() ? index.data(PopoverEntries::ProviderIDRole)
-                                               : "empty")
-                             .toString() +
-                         (index.data(PopoverEntries::ShowsDividerRole).toBool() ? "|" : "");
+            const QModelIndex at = entries.index(i);
+            const auto* card = at.data(E::CardRole).value<ProviderCardModel*>();
+            shown << (card && !card->isEmpty() ? at.data(E::ProviderIDRole).toString() : "empty") +
+                         (at.data(E::ShowsDividerRole).toBool() ? "|" : "");
         }
         return shown.join(' ');
     };
@@ -189,8 +186,7 @@ TEST_F(PopoverViewModelTest, EntriesFollowTheOrderAndDraggingOrAltArrowsSwapAndS
     EXPECT_EQ(rows(), "codex");
     entries.setOrder({"claude-code", "unknown", "codex"});
     EXPECT_EQ(rows(), "claude-code| empty| codex");
-    EXPECT_EQ(entries.index(0).data(PopoverEntries::CardRole).value<ProviderCardModel*>(),
-              &claudeCard());
+    EXPECT_EQ(entries.index(0).data(E::CardRole).value<ProviderCardModel*>(), &claudeCard());
     EXPECT_EQ(popover->card("unknown"), nullptr);
     QSignalSpy resets(&entries, &QAbstractItemModel::modelReset);
     QSignalSpy moves(&entries, &QAbstractItemModel::rowsMoved);
@@ -200,9 +196,9 @@ TEST_F(PopoverViewModelTest, EntriesFollowTheOrderAndDraggingOrAltArrowsSwapAndS
     entries.setOrder({"codex", "claude-code"});
     moves.clear();
     codexCard().beginDrag();
-    EXPECT_TRUE(codexCard().dragged() && !claudeCard().dragged());
-    EXPECT_TRUE(codexCard().dragOpacity() < 1.0 && codexCard().dragScale() < 1.0 &&
-                claudeCard().dragOpacity() == 1.0); // the dragged card is faded and smaller
+    EXPECT_TRUE(codexCard().dragged() && !claudeCard().dragged() && // faded and smaller
+                codexCard().dragOpacity() < 1.0 && codexCard().dragScale() < 1.0 &&
+                claudeCard().dragOpacity() == 1.0);
     codexCard().dragEnter();
     EXPECT_FALSE(harness.storedPreference("providerOrder").has_value());
     claudeCard().dragEnter();
@@ -266,7 +262,6 @@ TEST_F(PopoverWindowTest, LoadsWithoutWarningsAndEachControlReachesTheModel) {
     EXPECT_EQ(popover->viewModel()->updateToolTip(), "Download Lumora 1.2.0");
     click("updateButton");
     EXPECT_EQ(harness.desktop->openedUrls, QList<QUrl>({QUrl("https://example.org/lumora.deb")}));
-    // Connect on the Codex card: a readiness check, then Codex is on, refreshed, with its switch.
     click("connectionButton", item("card-codex"));
     ASSERT_TRUE(waitUntil([&] {
         return model->preferences()->codexEnabled() && harness.codex->script->fetches() == 1 &&

@@ -227,7 +227,6 @@ INSTANTIATE_TEST_SUITE_P(Views, Screenshots, ::testing::ValuesIn(views()), shotN
 TEST(Translation, TextsTimesAndPluralsInEachLanguage) {
     const QString nb(QChar(0x00A0));
     const QStringList rows[] = {
-        // English, German, French
         {"in 2 hr 15 min", "in 2 Std. 15 Min.", "dans 2 h 15 min"},
         {"in 1 day 4 hr", "in 1 Tag 4 Std.", "dans 1 jour 4 h"},
         {"in 3 days", "in 3 Tagen", "dans 3 jours"},

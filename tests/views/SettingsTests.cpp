@@ -176,7 +176,6 @@ TEST_F(SettingsTest, TextColourNotificationsStartAtLoginAndHistoryWriteTheirFile
     settings->hide();
     settings->show();
     EXPECT_TRUE(checked("startAtLoginSwitch")) << "the entry is read again when shown anew";
-    // The history: cleared it goes on recording; turned off it is deleted and records nothing.
     const QString file = HistoryStore::defaultPath(harness.home.path());
     const auto rows = [&] {
         return QFileInfo::exists(file) ? HistoryStore(file, HistoryStore::Access::readOnly)
