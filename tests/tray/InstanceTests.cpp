@@ -12,32 +12,17 @@
 #include <QStandardPaths>
 #include <QTemporaryDir>
 
-#include <gtest/gtest.h>
 #include <xcb/xcb.h>
-
-#include <csignal>
 
 using namespace lumora;
 using namespace lumora::test;
 
 namespace {
 
-class InstanceTest : public ::testing::Test {
-protected:
-    void SetUp() override { ASSERT_TRUE(bus.isRunning()); }
-    // Runs lumora to its end while this process keeps serving the bus.
-    CommandOutcome lumora(const QStringList& arguments, const QStringList& variables = {}) {
-        LumoraProcess process(home.path(), bus.address(), variables);
-        process.start(arguments);
-        const int exitCode = process.finish();
-        return {exitCode, process.readAllStandardOutput(), process.readAllStandardError()};
-    }
+using InstanceTest = TrayTest;
 
-    TemporaryHome home;
-    PrivateBus bus;
-};
-
-// What a window manager sends when the user presses a window's close button.
+// What a window manager sends when the user presses a window's close button; checked, so a round
+// trip: a request merely flushed before the disconnect may get dropped.
 void askToClose(const QByteArray& display, xcb_window_t window) {
     xcb_connection_t* x = xcb_connect(display.constData(), nullptr);
     const auto atom = [x](const char* name) {
@@ -48,7 +33,6 @@ void askToClose(const QByteArray& display, xcb_window_t window) {
     };
     xcb_client_message_event_t event{XCB_CLIENT_MESSAGE, 32, 0, window, atom("WM_PROTOCOLS"), {}};
     event.data.data32[0] = atom("WM_DELETE_WINDOW");
-    // Checked, so a round trip: a request merely flushed before the disconnect may get dropped.
     std::free(xcb_request_check(x, xcb_send_event_checked(x, 0, window, XCB_EVENT_MASK_NO_EVENT,
                                                           reinterpret_cast<const char*>(&event))));
     xcb_disconnect(x);
@@ -64,7 +48,7 @@ TEST_F(InstanceTest, CommandsReachTheRunningTrayAndASecondStartShowsItsPopover) 
     EXPECT_EQ(std::pair(headless.exitCode, headless.err),
               std::pair(1, QString("Lumora needs a desktop session to show its tray. `lumora "
                                    "status` works without one.\n")));
-    // A tray of this process owns the name.
+    // A tray of this process owns the name; a second lumora exits 0 and shows its popover.
     ModelHarness harness;
     AppModel::Services services = harness.services();
     const auto windows = std::make_shared<RecordingWindows>();
@@ -74,7 +58,6 @@ TEST_F(InstanceTest, CommandsReachTheRunningTrayAndASecondStartShowsItsPopover) 
     auto service = std::make_unique<InstanceService>(bus.connect("tray"));
     ASSERT_EQ(service->claim(), InstanceService::Claim::owned);
     service->setController(&controller);
-    // A second lumora exits 0, and the first shows its popover.
     const CommandOutcome second = lumora({});
     EXPECT_EQ(second.exitCode, 0) << second.err.toStdString();
     EXPECT_TRUE(controller.popover()->isShown());
@@ -82,8 +65,7 @@ TEST_F(InstanceTest, CommandsReachTheRunningTrayAndASecondStartShowsItsPopover) 
     EXPECT_EQ(lumora({"popover"}).exitCode, 0);
     EXPECT_TRUE(controller.popover()->isShown());
     EXPECT_EQ(lumora({"break"}).exitCode, 0);
-    EXPECT_EQ(windows->breaks, 1);
-    EXPECT_FALSE(controller.popover()->isShown());
+    EXPECT_EQ(std::pair(windows->breaks, controller.popover()->isShown()), std::pair(1, false));
     EXPECT_EQ(lumora({"settings"}).exitCode, 0);
     ASSERT_TRUE(waitUntil([&] { return windows->settings == 1; }));
     // Quit: the command returns once the tray has let go of its name.
@@ -111,22 +93,18 @@ TEST_F(InstanceTest, QuitEndsTheCodexConversationInFlightAndTheHookIsRepairedAtS
     // Codex connected, its app-server never answering: a conversation stays in flight. The
     // server runs a process of its own (as the Codex CLI's launcher does), whose pid is noted.
     const QString codex = home.filePath("tools/codex"), pidFile = home.filePath("app-server.pid");
-    writeScript(codex, QString("case \"$1\" in\nlogin) exit 0;;\napp-server) sleep 120 & echo $! > "
-                               "'%1.tmp'; mv '%1.tmp' '%1'; wait;;\nesac\n")
-                           .arg(pidFile)
-                           .toUtf8());
+    writeScript(codex, "case \"$1\" in\nlogin) exit 0;;\napp-server) sleep 120 & echo $! > '" +
+                           pidFile.toUtf8() + ".tmp'; mv '" + pidFile.toUtf8() + ".tmp' '" +
+                           pidFile.toUtf8() + "'; wait;;\nesac\n");
     writeFile(home.preferencesFile(), "{\"codexEnabled\": true}");
     LumoraProcess tray(home.path(), bus.address(), {"LUMORA_CODEX_PATH=" + codex});
     // Starts the tray and returns the pid of its app-server once that is waiting.
-    const auto startTray = [&]() -> pid_t {
+    const auto startTray = [&] {
         QFile::remove(pidFile);
         tray.start();
         return waitUntil([&] { return QFile::exists(pidFile); }, std::chrono::seconds(20))
-                   ? readFile(pidFile).trimmed().toInt()
+                   ? pid_t(readFile(pidFile).trimmed().toInt())
                    : 0;
-    };
-    const auto ended = [](pid_t pid) {
-        return waitUntil([&] { return ::kill(pid, 0) != 0; }, std::chrono::seconds(2));
     };
     const pid_t server = startTray();
     ASSERT_GT(server, 0);
@@ -139,14 +117,14 @@ TEST_F(InstanceTest, QuitEndsTheCodexConversationInFlightAndTheHookIsRepairedAtS
     EXPECT_EQ(fileMode(installer.hookScriptPath()), 0700);
 
     // Quit, and the session ending (SIGTERM): exit 0, and the app-server is gone with the tray.
-    EXPECT_EQ(lumora({"quit"}).exitCode, 0);
-    EXPECT_EQ(tray.finish(), 0) << tray.report();
-    EXPECT_TRUE(ended(server)) << "the Codex app-server outlived the tray";
-    const pid_t second = startTray();
-    ASSERT_GT(second, 0);
-    ::kill(pid_t(tray.processId()), SIGTERM);
-    EXPECT_EQ(tray.finish(), 0) << tray.report();
-    EXPECT_TRUE(ended(second)) << "the Codex app-server outlived the tray";
+    for (const bool quit : {true, false}) {
+        const pid_t pid = quit ? server : startTray();
+        ASSERT_GT(pid, 0);
+        EXPECT_EQ(quit ? lumora({"quit"}).exitCode : (tray.terminate(), 0), 0);
+        EXPECT_EQ(tray.finish(), 0) << tray.report();
+        EXPECT_TRUE(waitUntil([&] { return ::kill(pid, 0) != 0; }, std::chrono::seconds(2)))
+            << "the Codex app-server outlived the tray";
+    }
 }
 
 // Without any session bus, ten starts at once leave one tray; once it ends the next is the tray.
@@ -155,15 +133,13 @@ TEST_F(NoBusInstanceTest, TenStartsAtOnceLeaveOneTray) {
     QTemporaryDir runtime;
     ASSERT_TRUE(QFile::setPermissions(runtime.path(),
                                       QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
-    const auto start = [&] {
-        auto tray =
-            std::make_unique<LumoraProcess>(home.path(), "unix:path=/nonexistent",
-                                            QStringList{"XDG_RUNTIME_DIR=" + runtime.path()});
-        tray->start();
-        return tray;
-    };
     std::vector<std::unique_ptr<LumoraProcess>> trays;
-    std::generate_n(std::back_inserter(trays), 10, start);
+    for (int i = 0; i < 11; ++i) {
+        trays.push_back(
+            std::make_unique<LumoraProcess>(home.path(), "unix:path=/nonexistent",
+                                            QStringList{"XDG_RUNTIME_DIR=" + runtime.path()}));
+        i < 10 ? trays.back()->start() : void();
+    }
     const auto running = [&] {
         return std::count_if(trays.begin(), trays.end(),
                              [](const auto& t) { return t->state() != QProcess::NotRunning; });
@@ -172,15 +148,12 @@ TEST_F(NoBusInstanceTest, TenStartsAtOnceLeaveOneTray) {
     ASSERT_TRUE(waitUntil([&] { return running() <= 1; }, std::chrono::seconds(30)));
     EXPECT_FALSE(waitUntil([&] { return running() == 0; }, std::chrono::seconds(2)));
     ASSERT_EQ(running(), 1);
-    for (const auto& tray : trays) {
-        if (tray->state() != QProcess::NotRunning) {
-            ::kill(pid_t(tray->processId()), SIGTERM);
-        }
-        EXPECT_EQ(tray->finish(), 0) << tray->report();
+    for (int i = 0; i < 10; ++i) {
+        trays[i]->terminate(); // SIGTERM, to the one still running
+        EXPECT_EQ(trays[i]->finish(), 0) << trays[i]->report();
     }
-    const auto next = start();
-    EXPECT_FALSE(
-        waitUntil([&] { return next->state() == QProcess::NotRunning; }, std::chrono::seconds(2)));
+    trays[10]->start();
+    EXPECT_FALSE(waitUntil([&] { return running() == 0; }, std::chrono::seconds(2)));
 }
 
 // On an X server of its own with no panel: the popover it shows once is a normal window with a
@@ -197,10 +170,11 @@ TEST_F(NoTrayStartTest, ThePopoverIsANormalWindowAndClosingItLeavesTheTrayRunnin
                {"-displayfd", "1", "-screen", "0", "1280x800x24", "-nolisten", "tcp", "-noreset"});
     ASSERT_TRUE(xvfb.waitForReadyRead(10000));
     const QByteArray display = ":" + xvfb.readLine().trimmed();
-    const QList<QPair<QString, QString>> x11{{"DISPLAY", display}};
+    const auto x11 = [&](const QString& program, const QStringList& arguments) {
+        return runProgram(program, arguments, {}, {{"DISPLAY", display}}).out.trimmed();
+    };
     const auto shownWindows = [&] {
-        return runProgram("xdotool", {"search", "--onlyvisible", "--name", "^Lumora$"}, {}, x11)
-            .out.trimmed();
+        return x11("xdotool", {"search", "--onlyvisible", "--name", "^Lumora$"});
     };
     LumoraProcess tray(home.path(), bus.address(), {"QT_QPA_PLATFORM=xcb", "DISPLAY=" + display});
     tray.start();
@@ -210,26 +184,23 @@ TEST_F(NoTrayStartTest, ThePopoverIsANormalWindowAndClosingItLeavesTheTrayRunnin
         waitUntil([&] { return !(window = shownWindows()).isEmpty(); }, std::chrono::seconds(20)))
         << tray.report();
     ASSERT_FALSE(window.contains('\n')) << "more than one window: " << window.toStdString();
-    const QString properties = runProgram("xprop",
-                                          {"-id", window, "_NET_WM_WINDOW_TYPE", "_MOTIF_WM_HINTS",
-                                           "WM_TRANSIENT_FOR", "_NET_WM_STATE"},
-                                          {}, x11)
-                                   .out.trimmed();
-    EXPECT_TRUE(properties.contains("_NET_WM_WINDOW_TYPE(ATOM) = _NET_WM_WINDOW_TYPE_NORMAL\n"))
-        << properties.toStdString();
-    // Motif hints (flags, functions, decorations), when there are any, keep the title (8) among
-    // the decorations and moving (4) and closing (32) among the functions.
-    const QRegularExpressionMatch motif =
-        QRegularExpression("_MOTIF_WM_HINTS\\(_MOTIF_WM_HINTS\\) = (\\w+), (\\w+), (\\w+)")
-            .match(properties);
-    const auto hint = [&](int i) {
-        return motif.captured(i).toUInt(nullptr, 16);
-    };
-    EXPECT_TRUE(!motif.hasMatch() || (hint(1) & 1) == 0 || (hint(2) & 36) == 36);
-    EXPECT_TRUE(!motif.hasMatch() || (hint(1) & 2) == 0 || (hint(3) & 8) != 0);
-    // Not transient, and in the task bar and the window list, not kept above the user's windows.
-    EXPECT_TRUE(properties.contains("WM_TRANSIENT_FOR:  not found.")) << properties.toStdString();
-    EXPECT_TRUE(properties.endsWith("_NET_WM_STATE:  not found.")) << properties.toStdString();
+    // Normal, not transient, and in the task bar and the window list, not kept above the user's
+    // windows; Motif hints (flags, functions, decorations), when there are any, keep the title (8)
+    // among the decorations and moving (4) and closing (32) among the functions.
+    QStringList properties = x11("xprop", {"-id", window, "_NET_WM_WINDOW_TYPE", "_MOTIF_WM_HINTS",
+                                           "WM_TRANSIENT_FOR", "_NET_WM_STATE"})
+                                 .split('\n');
+    const QString motif = properties.takeAt(1);
+    EXPECT_EQ(properties.join('\n'),
+              "_NET_WM_WINDOW_TYPE(ATOM) = _NET_WM_WINDOW_TYPE_NORMAL\nWM_TRANSIENT_FOR:  not "
+              "found.\n_NET_WM_STATE:  not found.");
+    const QStringList hints =
+        QRegularExpression("= (\\w+), (\\w+), (\\w+)").match(motif).capturedTexts();
+    const uint flags = hints.value(1).toUInt(nullptr, 16),
+               functions = hints.value(2).toUInt(nullptr, 16);
+    EXPECT_TRUE(((flags & 1) == 0 || (functions & 36) == 36) &&
+                ((flags & 2) == 0 || (hints.value(3).toUInt(nullptr, 16) & 8) != 0))
+        << motif.toStdString();
 
     // Its close button: the window goes, the tray stays and still answers.
     askToClose(display, window.toUInt());

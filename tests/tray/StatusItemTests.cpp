@@ -12,23 +12,19 @@
 #include <QDBusMetaType>
 #include <QDBusObjectPath>
 #include <QPainter>
-#include <QTemporaryDir>
 #include <QtQml/qqmlextensionplugin.h>
-
-#include <gtest/gtest.h>
 
 #include <cmath>
 
 using namespace lumora;
 using namespace lumora::test;
 
-// The views' QML module, for the popover the controller opens.
-Q_IMPORT_QML_PLUGIN(LumoraPlugin)
+Q_IMPORT_QML_PLUGIN(LumoraPlugin) // the views' QML module, for the popover the controller opens
 
 namespace {
 
-const QString itemInterface = "org.kde.StatusNotifierItem", menu = "com.canonical.dbusmenu";
-const QString properties = "org.freedesktop.DBus.Properties";
+const QString itemInterface = "org.kde.StatusNotifierItem", menu = "com.canonical.dbusmenu",
+              properties = "org.freedesktop.DBus.Properties";
 
 QString signatureOf(const QVariant& value) { // of a value read from the bus
     return value.metaType() == QMetaType::fromType<QDBusArgument>()
@@ -39,16 +35,15 @@ QString signatureOf(const QVariant& value) { // of a value read from the bus
 enum class Tint { none, grey, blue, orange, red };
 
 // The colour family of the icon drawn over `panel`, on the ring at degrees clockwise from the top.
-Tint tintAt(const QImage& icon, double clockwiseDegrees, QColor panel) {
-    const int size = icon.width();
-    const double r =
-        size / 2.0 - std::max(1.0, std::round(size * 0.2) / 2) - std::max(0.5, size / 32.0);
-    const double angle = (clockwiseDegrees - 90.0) * M_PI / 180.0;
-    QImage canvas(size, size, QImage::Format_ARGB32);
+Tint tintAt(const QImage& icon, double degrees, QColor panel) {
+    const int n = icon.width();
+    const double r = n / 2.0 - std::max(1.0, std::round(n * 0.2) / 2) - std::max(0.5, n / 32.0),
+                 a = (degrees - 90.0) * M_PI / 180.0;
+    QImage canvas(n, n, QImage::Format_ARGB32);
     canvas.fill(panel);
     QPainter(&canvas).drawImage(0, 0, icon);
-    const QColor c = canvas.pixelColor(int(std::floor(size / 2.0 + r * std::cos(angle))),
-                                       int(std::floor(size / 2.0 + r * std::sin(angle))));
+    const QColor c = canvas.pixelColor(int(std::floor(n / 2.0 + r * std::cos(a))),
+                                       int(std::floor(n / 2.0 + r * std::sin(a))));
     const bool grey = std::abs(c.red() - c.green()) < 24 && std::abs(c.green() - c.blue()) < 24;
     return c == panel           ? Tint::none
            : grey               ? Tint::grey
@@ -58,20 +53,19 @@ Tint tintAt(const QImage& icon, double clockwiseDegrees, QColor panel) {
 
 class SignalLog : public QObject { // each signal the host heard: its name and arguments
     Q_OBJECT
-
-public:
-    QStringList heard;
-
 public slots:
     void on(const QDBusMessage& m) {
         heard << (QStringList{m.member()} + QVariant(m.arguments()).toStringList()).join(" | ");
     }
+
+public:
+    QStringList heard;
 };
 
-class StatusItemTest : public ::testing::Test {
+class StatusItemTest : public TrayTest {
 protected:
     void SetUp() override {
-        ASSERT_TRUE(bus.isRunning());
+        TrayTest::SetUp();
         harness.enableBoth(usage("claude-code", Availability::ready, 0.42),
                            usage("codex", Availability::ready, 0.07));
         harness.storePreference("showClaudeInMenuBar", true);
@@ -81,8 +75,7 @@ protected:
         services.windows = windows;
         model = std::make_unique<AppModel>(std::move(services));
         controller = std::make_unique<StatusBarController>(model.get());
-        QObject::connect(controller.get(), &StatusBarController::quitRequested,
-                         [this] { ++quitRequests; });
+        QObject::connect(controller.get(), &StatusBarController::quitRequested, [&] { ++quits; });
         item = std::make_unique<StatusItem>(controller.get(), connection, harness.notifier);
         item->setFallbackDelay(fallback);
         item->start();
@@ -96,12 +89,12 @@ protected:
         });
     }
     QDBusMessage call(const QString& method, const QVariantList& arguments,
-                      const QString& interface = itemInterface,
-                      const QString& path = "/StatusNotifierItem") {
-        QDBusMessage message =
-            QDBusMessage::createMethodCall(sni()->serviceName(), path, interface, method);
-        message.setArguments(arguments);
-        return PrivateBus::call(host, message);
+                      const QString& interface = itemInterface, const QString& path = "/MenuBar") {
+        QDBusMessage m = QDBusMessage::createMethodCall(
+            sni()->serviceName(), interface == menu ? path : "/StatusNotifierItem", interface,
+            method);
+        m.setArguments(arguments);
+        return PrivateBus::call(host, m);
     }
     QDBusMessage get(const QString& name) { return call("Get", {itemInterface, name}, properties); }
     QVariant propertyValue(const QString& name) {
@@ -111,15 +104,12 @@ protected:
     int claudeFetches() const { return harness.claude->script->fetches(); }
 
     ModelHarness harness;
-    PrivateBus bus;
     QDBusConnection app = bus.connect("app"), host = bus.connect("host");
-    QTemporaryDir links;
-    WatcherProcess watcher{bus.address(), links.path()};
     std::shared_ptr<RecordingWindows> windows = std::make_shared<RecordingWindows>();
     std::unique_ptr<AppModel> model;
     std::unique_ptr<StatusBarController> controller;
     std::unique_ptr<StatusItem> item;
-    int quitRequests = 0;
+    int quits = 0;
 };
 
 } // namespace
@@ -139,11 +129,10 @@ TEST(GaugeIconTest, TheArcShowsTheShareInItsColourOnLightAndDarkPanels) {
             for (const int size : GaugeIcon::sizes) {
                 SCOPED_TRACE(testing::Message() << size << " px on " << panel.name().toStdString()
                                                 << ", left " << left.value_or(-1));
-                const QImage icon = GaugeIcon::render(size, left);
-                ASSERT_EQ(icon.size(), QSize(size, size));
-                EXPECT_EQ(tintAt(icon, at1, panel), tint1);
-                EXPECT_EQ(tintAt(icon, at2, panel), tint2);
-                EXPECT_EQ(qAlpha(icon.pixel(0, 0)), 0); // nothing outside the ring
+                const QImage icon = GaugeIcon::render(size, left); // and nothing outside the ring:
+                EXPECT_EQ(std::tuple(icon.size(), tintAt(icon, at1, panel),
+                                     tintAt(icon, at2, panel), qAlpha(icon.pixel(0, 0))),
+                          std::tuple(QSize(size, size), tint1, tint2, 0));
             }
         }
     }
@@ -161,29 +150,23 @@ TEST_F(StatusItemTest, RegistersShowsTheModelAndAnswersClicks) {
     EXPECT_EQ(item->mode(), StatusItem::Mode::statusNotifierItem);
     ASSERT_TRUE(waitUntil([&] { return controller->title() == "Codex 93% · Claude Code 58%"; }));
 
-    // Every property with its D-Bus type, and what a panel shows of them.
-    QStringList names, values;
-    for (const QString& entry :
-         QStringLiteral("Category:s Id:s Title:s Status:s WindowId:i IconThemePath:s IconName:s "
-                        "IconPixmap:a(iiay) OverlayIconName:s OverlayIconPixmap:a(iiay) "
-                        "AttentionIconName:s AttentionIconPixmap:a(iiay) AttentionMovieName:s "
-                        "ToolTip:(sa(iiay)ss) ItemIsMenu:b XAyatanaLabel:s XAyatanaLabelGuide:s")
-             .split(' ')) {
-        names << entry.section(':', 0, 0);
-        const QVariant value = propertyValue(names.last());
-        EXPECT_EQ(signatureOf(value), entry.section(':', 1)) << entry.toStdString();
-        values << (value.toString().isEmpty() ? QStringList()
-                                              : QStringList{names.last() + '=' + value.toString()});
+    // Every property with its D-Bus type and what a panel shows of it, and the tool tip's parts.
+    const QString expected =
+        "Category:s=ApplicationStatus, Id:s=lumora, Title:s=Lumora, Status:s=Active, WindowId:i=0, "
+        "IconThemePath:s, IconName:s, IconPixmap:a(iiay), OverlayIconName:s, "
+        "OverlayIconPixmap:a(iiay), AttentionIconName:s, AttentionIconPixmap:a(iiay), "
+        "AttentionMovieName:s, ToolTip:(sa(iiay)ss), ItemIsMenu:b=false, XAyatanaLabel:s=Codex 93% "
+        "· Claude Code 58%, XAyatanaLabelGuide:s=Codex 100% · Claude Code 100%";
+    QStringList names, got;
+    for (const QString& entry : expected.split(", ")) {
+        const QVariant v = propertyValue((names << entry.section(':', 0, 0)).last());
+        got << names.last() + ':' + signatureOf(v) +
+                   (v.toString().isEmpty() ? "" : "=" + v.toString());
     }
     const auto tip = qdbus_cast<StatusToolTip>(propertyValue("ToolTip"));
-    values << "ToolTip=" + QStringList({tip.iconName, tip.title, tip.description,
-                                        QString::number(tip.image.size())})
-                               .join('/');
-    EXPECT_EQ(
-        values.join(", "),
-        "Category=ApplicationStatus, Id=lumora, Title=Lumora, Status=Active, WindowId=0, "
-        "ItemIsMenu=false, XAyatanaLabel=Codex 93% · Claude Code 58%, XAyatanaLabelGuide=Codex "
-        "100% · Claude Code 100%, ToolTip=/Lumora/Codex 93% · Claude Code 58%/0");
+    got << QStringList{tip.iconName, tip.title, tip.description, QString::number(tip.image.size())}
+               .join('/');
+    EXPECT_EQ(got.join(", "), expected + ", /Lumora/Codex 93% · Claude Code 58%/0");
     names.sort();
     const QDBusMessage all = call("GetAll", {itemInterface}, properties);
     EXPECT_EQ(qdbus_cast<QVariantMap>(all.arguments().value(0)).keys(), names);
@@ -201,10 +184,8 @@ TEST_F(StatusItemTest, RegistersShowsTheModelAndAnswersClicks) {
 
     // A model change: the new label with its guide, a new tool tip and a new icon.
     SignalLog log;
-    for (const char* name : {"XAyatanaNewLabel", "NewToolTip", "NewIcon"}) {
-        ASSERT_TRUE(host.connect(sni()->serviceName(), "/StatusNotifierItem", itemInterface, name,
-                                 &log, SLOT(on(QDBusMessage))));
-    }
+    ASSERT_TRUE(host.connect(sni()->serviceName(), "/StatusNotifierItem", itemInterface, "", &log,
+                             SLOT(on(QDBusMessage))));
     settle(); // the first refresh is over; the next one is not dropped
     ASSERT_FALSE(model->isRefreshing());
     harness.claude->script->setSnapshot(usage("claude-code", Availability::limited, 0.9));
@@ -258,13 +239,14 @@ TEST_F(StatusItemTest, RegistersShowsTheModelAndAnswersClicks) {
         EXPECT_EQ(call(method, arguments, interface).type(), QDBusMessage::ErrorMessage)
             << method.toStdString();
     }
-    const QDBusMessage introspection =
-        call("Introspect", {}, "org.freedesktop.DBus.Introspectable");
-    EXPECT_TRUE(introspection.arguments().value(0).toString().contains(
-        "<property name=\"IconPixmap\" type=\"a(iiay)\" access=\"read\"/>"));
+    EXPECT_TRUE(call("Introspect", {}, "org.freedesktop.DBus.Introspectable")
+                    .arguments()[0]
+                    .toString()
+                    .contains("<property name=\"IconPixmap\" "
+                              "type=\"a(iiay)\" access=\"read\"/>"));
     settle();
-    EXPECT_EQ(windows->breaks, 2);
-    EXPECT_EQ(propertyValue("Title").toString(), "Lumora");
+    EXPECT_EQ(std::tuple(windows->breaks, propertyValue("Title").toString()),
+              std::tuple(2, QString("Lumora")));
 }
 
 TEST_F(StatusItemTest, FollowsWatchersThatComeLateRefuseHangDieOrAreGnomeShellAndAMissingBus) {
@@ -286,48 +268,45 @@ TEST_F(StatusItemTest, FollowsWatchersThatComeLateRefuseHangDieOrAreGnomeShellAn
         EXPECT_FALSE(registered()) << mode;
     }
     // GNOME Shell's three seconds after the start: the item registers with it, with a menu of five
-    // entries, each doing its action.
+    // entries, each doing its action; hovering and unknown entries do nothing.
     ASSERT_TRUE(watcher.start("normal", "gnome-shell"));
     ASSERT_TRUE(registeredWithWatcher());
     EXPECT_EQ(item->mode(), StatusItem::Mode::statusNotifierItem);
     ASSERT_TRUE(sni()->exportsMenu());
-    EXPECT_EQ(signatureOf(propertyValue("Menu")) +
-                  propertyValue("Menu").value<QDBusObjectPath>().path(),
-              "o/MenuBar");
-    const QDBusMessage layoutReply = call("GetLayout", {0, -1, QStringList()}, menu, "/MenuBar");
+    const QVariant menuPath = propertyValue("Menu");
+    EXPECT_EQ(signatureOf(menuPath) + menuPath.value<QDBusObjectPath>().path(), "o/MenuBar");
+    const QDBusMessage layoutReply = call("GetLayout", {0, -1, QStringList()}, menu);
     ASSERT_EQ(layoutReply.signature(), "u(ia{sv}av)") << layoutReply.errorMessage().toStdString();
     const auto layout = qdbus_cast<DBusMenuLayoutItem>(layoutReply.arguments().value(1));
-    QStringList labels;
-    for (const DBusMenuLayoutItem& entry : layout.children) {
-        labels.append(entry.properties.value("label").toString());
-    }
-    EXPECT_EQ(labels,
-              QStringList({"Show Usage", "Take a Break", "Refresh", "Settings…", "Quit Lumora"}));
-    const auto event = [&](int entry, const QString& kind) {
-        const QDBusMessage reply =
-            call("Event",
-                 {layout.children.value(entry).id, kind, QVariant::fromValue(QDBusVariant(0)), 0u},
-                 menu, "/MenuBar");
-        EXPECT_EQ(reply.type(), QDBusMessage::ReplyMessage) << reply.errorMessage().toStdString();
+    const auto event = [&](int i, const QString& kind) {
+        const QVariantList arguments{layout.children.value(i).id, kind,
+                                     QVariant::fromValue(QDBusVariant(0)), 0u};
+        return call("Event", arguments, menu).type();
     };
     settle();
     const int fetches = claudeFetches();
-    const std::function<bool()> done[] = {
-        [&] { return popoverShown(); }, [&] { return windows->breaks == 1; },
-        [&] { return claudeFetches() >= fetches + 2; }, [&] { return windows->settings == 1; },
-        [&] {
-            return quitRequests == 1;
-        }};
-    for (int entry = 0; entry < 5; ++entry) {
-        event(entry, "clicked");
-        EXPECT_TRUE(waitUntil(done[entry])) << labels.value(entry).toStdString();
+    // After each entry: the popover shown, breaks, refreshed, settings shown, quits.
+    const auto state = [&] {
+        return QList<int>{popoverShown(), windows->breaks, claudeFetches() >= fetches + 2,
+                          windows->settings, quits};
+    };
+    const std::pair<QString, QList<int>> entries[] = {{"Show Usage", {1, 0, 0, 0, 0}},
+                                                      {"Take a Break", {0, 1, 0, 0, 0}},
+                                                      {"Refresh", {0, 1, 1, 0, 0}},
+                                                      {"Settings…", {0, 1, 1, 1, 0}},
+                                                      {"Quit Lumora", {0, 1, 1, 1, 1}}};
+    ASSERT_EQ(layout.children.size(), 5);
+    for (int i = 0; i < 5; ++i) {
+        EXPECT_EQ(layout.children[i].properties.value("label").toString(), entries[i].first);
+        EXPECT_EQ(event(i, "clicked"), QDBusMessage::ReplyMessage)
+            << entries[i].first.toStdString();
+        EXPECT_TRUE(waitUntil([&] { return state() == entries[i].second; }))
+            << entries[i].first.toStdString();
         controller->popover()->close();
         settle();
     }
-    // Hover and unknown entries do nothing.
     event(1, "hovered");
-    EXPECT_EQ(call("GetLayout", {99, -1, QStringList()}, menu, "/MenuBar").type(),
-              QDBusMessage::ErrorMessage);
+    EXPECT_EQ(call("GetLayout", {99, -1, QStringList()}, menu).type(), QDBusMessage::ErrorMessage);
     settle();
     EXPECT_EQ(windows->breaks, 1);
     // The panel dies and another comes: registered again within a second, with no menu.
@@ -352,9 +331,7 @@ TEST_F(StatusItemTest, FollowsWatchersThatComeLateRefuseHangDieOrAreGnomeShellAn
                     << sleeping);
     }
     ASSERT_TRUE(waitUntil([&] { return resumes == 1; }));
-    item.reset();
-    controller.reset();
-    model.reset();
+    item.reset(), controller.reset(), model.reset();
     const QDBusConnection nowhere =
         QDBusConnection::connectToBus(QStringLiteral("unix:path=/nonexistent/bus"), "nowhere");
     startTray(nowhere, std::chrono::milliseconds(100));

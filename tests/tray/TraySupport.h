@@ -10,11 +10,11 @@
 
 namespace lumora::test {
 
-// FakeWatcher.cpp as a process of its own on the bus at `busAddress`, run through a link named
-// `name` in `links` (the process name the tray looks at). Killed at the end.
+// FakeWatcher.cpp as a process of its own on the bus at `bus`, run through a link named `name` in
+// `links` (the process name the tray looks at). Killed at the end.
 class WatcherProcess : public QProcess {
 public:
-    WatcherProcess(QString busAddress, QString links) : m_bus(busAddress), m_links(links) {}
+    WatcherProcess(QString bus, QString links) : m_bus(bus), m_links(links) {}
     ~WatcherProcess() override { stop(); }
     // Starts it and waits until it owns the watcher's name. `mode`: normal, hang or error.
     bool start(const QString& mode = "normal", const QString& name = "lumora_fake_watcher") {
@@ -34,8 +34,7 @@ public:
         m_output += readAllStandardOutput();
         QStringList services;
         for (const QByteArray& line : m_output.split('\n')) {
-            services << (line.startsWith("registered ") ? QStringList{line.mid(11)}
-                                                        : QStringList());
+            line.startsWith("registered ") ? void(services << line.mid(11)) : void();
         }
         return services;
     }
@@ -81,6 +80,23 @@ public:
         return (readAllStandardOutput() + readAllStandardError()).toStdString();
     }
     const QString lumora = builtExecutable("lumora");
+};
+
+// A home and a private bus of the test's own, a watcher ready to start on it, and lumora run to its
+// end while this process keeps serving the bus.
+class TrayTest : public ::testing::Test {
+protected:
+    void SetUp() override { ASSERT_TRUE(bus.isRunning()); }
+    CommandOutcome lumora(const QStringList& arguments, const QStringList& variables = {}) {
+        LumoraProcess process(home.path(), bus.address(), variables);
+        process.start(arguments);
+        const int exitCode = process.finish();
+        return {exitCode, process.readAllStandardOutput(), process.readAllStandardError()};
+    }
+
+    TemporaryHome home;
+    PrivateBus bus;
+    WatcherProcess watcher{bus.address(), home.path()};
 };
 
 } // namespace lumora::test
