@@ -1,6 +1,5 @@
-// The tray in this process against a watcher and a host of the test's own on a private bus, its
-// gauge icon, and the lumora program: one tray per session, its commands, quit, the no-panel
-// popover.
+// The tray in this process against a watcher and a panel's host on a private bus, its gauge icon,
+// and the lumora program: one tray per session, its commands, quit, the popover with no panel.
 #include "TraySupport.h"
 
 #include "core/ClaudeStatusLineInstaller.h"
@@ -98,10 +97,10 @@ protected:
         });
     }
     QDBusMessage call(const QString& method, const QVariantList& arguments,
-                      const QString& interface = itemInterface, const QString& path = "/MenuBar") {
-        QDBusMessage m = QDBusMessage::createMethodCall(
-            sni()->serviceName(), interface == menu ? path : "/StatusNotifierItem", interface,
-            method);
+                      const QString& interface = itemInterface) {
+        const QString path = interface == menu ? "/MenuBar" : "/StatusNotifierItem";
+        QDBusMessage m =
+            QDBusMessage::createMethodCall(sni()->serviceName(), path, interface, method);
         m.setArguments(arguments);
         return PrivateBus::call(host, m);
     }
@@ -169,7 +168,6 @@ TEST(GaugeIconTest, TheArcShowsTheShareInItsColourOnLightAndDarkPanels) {
 TEST_F(StatusItemTest, RegistersShowsTheModelAndAnswersClicks) {
     ASSERT_TRUE(watcher.start());
     startTray(app, std::chrono::seconds(30));
-    // By its service name, which this connection owns.
     ASSERT_TRUE(registeredWithWatcher());
     EXPECT_EQ(sni()->serviceName(), QString("org.kde.StatusNotifierItem-%1-1").arg(getpid()));
     EXPECT_EQ(PrivateBus::ownerOf(host, sni()->serviceName()), app.baseService());
@@ -194,8 +192,9 @@ TEST_F(StatusItemTest, RegistersShowsTheModelAndAnswersClicks) {
                .join('/');
     EXPECT_EQ(got.join(", "), expected + ", /Lumora/Codex 93% · Claude Code 58%/0");
     names.sort();
-    const QDBusMessage all = call("GetAll", {itemInterface}, properties);
-    EXPECT_EQ(qdbus_cast<QVariantMap>(all.arguments().value(0)).keys(), names);
+    EXPECT_EQ(
+        qdbus_cast<QVariantMap>(call("GetAll", {itemInterface}, properties).arguments()[0]).keys(),
+        names);
     EXPECT_EQ(get("Menu").type(), QDBusMessage::ErrorMessage); // a menu for GNOME Shell only
     // The gauge: the lowest share (Claude Code's 58%) at every size, ARGB32 in network order.
     const auto pixmaps = qdbus_cast<IconPixmapList>(propertyValue("IconPixmap"));
@@ -225,8 +224,7 @@ TEST_F(StatusItemTest, RegistersShowsTheModelAndAnswersClicks) {
     EXPECT_EQ(controller->toolTip(), "Lumora, Codex 93% · Claude Code 10%");
     EXPECT_EQ(qdbus_cast<IconPixmapList>(propertyValue("IconPixmap")), GaugeIcon::pixmaps(0.1));
 
-    // Activate: the break screen. ContextMenu opens the popover, asking Claude Code for live
-    // figures; a second one closes it with no refresh.
+    // Activate: the break screen; ContextMenu toggles the popover, asking for live figures once.
     settle();
     EXPECT_EQ(call("Activate", {10, 20}).type(), QDBusMessage::ReplyMessage);
     ASSERT_TRUE(waitUntil([&] { return windows->breaks == 1; }));
@@ -344,8 +342,7 @@ TEST_F(StatusItemTest, FollowsWatchersThatComeLateRefuseHangDieOrAreGnomeShellAn
     EXPECT_FALSE(sni()->exportsMenu());
     EXPECT_EQ(get("Menu").type(), QDBusMessage::ErrorMessage);
 
-    // Resume from suspend, announced once; none without a bus, where neither is there an item
-    // but the no-tray fallback.
+    // Resume from suspend, announced once; without a bus neither that nor an item, but the popover.
     QDBusConnection logind = bus.connect("logind");
     ASSERT_TRUE(logind.registerService("org.freedesktop.login1"));
     ResumeWatcher resume(bus.connect("system"));
@@ -425,9 +422,9 @@ TEST_F(InstanceTest, QuitEndsTheCodexConversationInFlightAndTheHookIsRepairedAtS
     writeFile(home.preferencesFile(), "{\"codexEnabled\": true}");
     LumoraProcess tray(home.path(), bus.address(), {"LUMORA_CODEX_PATH=" + codex});
     const ClaudeStatusLineInstaller repaired(home.path(), builtExecutable("lumora-json"));
-    // Quit, and the session ending (SIGTERM): exit 0, and the app-server is gone with the tray.
-    // Each start leaves the script naming this build's helper and still chaining the earlier
-    // status line, and Claude Code's settings byte for byte what they were.
+    // Each start repairs the script (this build's helper, the earlier status line still chained)
+    // and leaves Claude Code's settings as they were; quit and SIGTERM: exit 0, the app-server
+    // gone.
     for (const bool quit : {true, false}) {
         QFile::remove(pidFile);
         tray.start();
@@ -481,8 +478,7 @@ TEST_F(NoTrayStartTest, ThePopoverIsANormalWindowAndClosingItLeavesTheTrayRunnin
     if (QStandardPaths::findExecutable("Xvfb").isEmpty()) {
         GTEST_SKIP() << "Xvfb is missing (package xvfb)";
     }
-    // -noreset: an X server that resets when its last client leaves (xdotool's, here) refuses
-    // the connections that arrive meanwhile.
+    // -noreset: an X server resetting as its last client (xdotool) leaves refuses new connections.
     QProcess xvfb;
     xvfb.start("Xvfb",
                {"-displayfd", "1", "-screen", "0", "1280x800x24", "-nolisten", "tcp", "-noreset"});
