@@ -52,10 +52,9 @@ protected:
         TrayTest::SetUp();
         // The stand-in in a network namespace of its own, loopback up; the clients join it.
         setFigures(0.42, inTwoHours);
-        standIn.start("unshare",
-                      {"--net", "--map-root-user", "sh", "-c",
-                       "ip link set lo up && exec python3 \"$0\" \"$1\" \"$2\"", LUMORA_STANDIN,
-                       home.filePath("port"), home.filePath("stand-in.json")});
+        const QString script = "ip link set lo up && exec python3 \"$0\" \"$1\" \"$2\"";
+        standIn.start("unshare", {"--net", "--map-root-user", "sh", "-c", script, LUMORA_STANDIN,
+                                  home.filePath("port"), home.filePath("stand-in.json")});
         if (!waitUntil([&] { return QFileInfo::exists(home.filePath("port")); })) {
             GTEST_SKIP() << "no network namespace for the stand-in: " << standIn.readAll().data();
         }
@@ -70,11 +69,11 @@ protected:
 
     // A script that runs a program inside the stand-in's network namespace.
     QString inNamespace(const QString& name, const QString& program, const QString& settings = {}) {
-        const QString pid = QString::number(standIn.processId()),
-                      path = home.filePath("bin/" + name);
-        writeScript(path, "exec nsenter -t " + pid.toUtf8() +
-                              " -n -U --preserve-credentials -- env " + settings.toUtf8() + " '" +
-                              program.toUtf8() + "' \"$@\"\n");
+        const QString path = home.filePath("bin/" + name),
+                      pid = QString::number(standIn.processId());
+        const QString line =
+            "exec nsenter -t %1 -n -U --preserve-credentials -- env %2 '%3' \"$@\"\n";
+        writeScript(path, line.arg(pid, settings, program).toUtf8());
         return path;
     }
     // The stand-in's figures: the session window's share and reset, with a fault of its answer
@@ -88,27 +87,25 @@ protected:
     }
     // The tray with one tool connected (the other one's path is /nowhere), its alerts on.
     void startTray(const QString& claudePath, const QString& codexPath) {
-        const QStringList on =
-            codexPath == "/nowhere" ? QStringList{"true", "false"} : QStringList{"false", "true"};
-        tool = on[0] == "true" ? "Claude Code" : "Codex";
+        tool = codexPath == "/nowhere" ? "Claude Code" : "Codex";
+        const QStringList on{tool == "Codex" ? "false" : "true",
+                             tool == "Codex" ? "true" : "false"};
         writeFile(home.preferencesFile(),
                   json("{'alertsEnabled': true, 'providerEnabled': %1, 'codexEnabled': %2, "
                        "'showClaudeInMenuBar': true, 'showCodexInMenuBar': true}",
                        on[0], on[1]));
-        const QStringList paths{"LUMORA_CLAUDE_PATH=" + claudePath,
-                                "LUMORA_CODEX_PATH=" + codexPath};
-        tray = std::make_unique<LumoraProcess>(home.path(), bus.address(), paths);
+        tray = std::make_unique<LumoraProcess>(
+            home.path(), bus.address(),
+            QStringList{"LUMORA_CLAUDE_PATH=" + claudePath, "LUMORA_CODEX_PATH=" + codexPath});
         tray->start();
         ASSERT_TRUE(waitUntil([&] { return !watcher.registrations().isEmpty(); }));
     }
     QString label() {
-        QDBusMessage get =
+        QDBusMessage m =
             QDBusMessage::createMethodCall(watcher.registrations().value(0), "/StatusNotifierItem",
                                            "org.freedesktop.DBus.Properties", "Get");
-        const QVariant value = PrivateBus::call(notificationBus, get << "org.kde.StatusNotifierItem"
-                                                                     << "XAyatanaLabel")
-                                   .arguments()
-                                   .value(0);
+        m.setArguments({"org.kde.StatusNotifierItem", "XAyatanaLabel"});
+        const QVariant value = PrivateBus::call(notificationBus, m).arguments().value(0);
         return value.value<QDBusVariant>().variant().toString();
     }
     // Waits for `shown` after the tool's name on the label, asking the Codex tray to refresh.
