@@ -1,10 +1,8 @@
 #pragma once
 
 #include "AppTestSupport.h"
-#include "platform/DesktopServices.h"
 
 #include <QFile>
-#include <QProcess>
 
 #include <gtest/gtest.h>
 
@@ -16,8 +14,8 @@ class WatcherProcess : public QProcess {
 public:
     WatcherProcess(QString bus, QString links) : m_bus(bus), m_links(links) {}
     ~WatcherProcess() override { stop(); }
-    // Starts it and waits until it owns the watcher's name. `mode`: normal, hang or error.
-    bool start(const QString& mode = "normal", const QString& name = "lumora_fake_watcher") {
+    // Starts it and waits until it owns the watcher's name.
+    bool start(const QString& name = "lumora_fake_watcher") {
         stop();
         m_output.clear();
         QFile::remove(m_links + '/' + name);
@@ -25,7 +23,7 @@ public:
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         environment.insert("DBUS_SESSION_BUS_ADDRESS", m_bus);
         setProcessEnvironment(environment);
-        QProcess::start(m_links + '/' + name, {mode});
+        QProcess::start(m_links + '/' + name);
         return waitForStarted(5000) &&
                waitUntil([this] { return registrations(), m_output.contains("ready\n"); });
     }

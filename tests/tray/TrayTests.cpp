@@ -273,7 +273,7 @@ TEST_F(StatusItemTest, RegistersShowsTheModelAndAnswersClicks) {
               std::tuple(2, QString("Lumora")));
 }
 
-TEST_F(StatusItemTest, FollowsWatchersThatComeLateRefuseHangDieOrAreGnomeShellAndAMissingBus) {
+TEST_F(StatusItemTest, FollowsWatchersThatComeLateDieOrAreGnomeShellAndAMissingBus) {
     // No panel at first: after the wait, the popover once and one notification about the tray.
     startTray(app, std::chrono::milliseconds(500));
     ASSERT_TRUE(waitUntil([&] { return item->mode() == StatusItem::Mode::noTray; }));
@@ -283,17 +283,9 @@ TEST_F(StatusItemTest, FollowsWatchersThatComeLateRefuseHangDieOrAreGnomeShellAn
               StatusItem::noTrayTitle + " | " + StatusItem::noTrayBody);
     controller->popover()->close();
     runEventsFor(std::chrono::milliseconds(2500));
-    // A watcher that refuses the item, then one that never answers and dies in mid-call.
-    for (const char* mode : {"error", "hang"}) {
-        ASSERT_TRUE(watcher.start(mode));
-        ASSERT_TRUE(waitUntil([&] { return watcher.registrations().size() == 1; })) << mode;
-        watcher.stop();
-        settle();
-        EXPECT_FALSE(registered()) << mode;
-    }
     // GNOME Shell's three seconds after the start: the item registers with it, with a menu of five
     // entries, each doing its action; hovering and unknown entries do nothing.
-    ASSERT_TRUE(watcher.start("normal", "gnome-shell"));
+    ASSERT_TRUE(watcher.start("gnome-shell"));
     ASSERT_TRUE(registeredWithWatcher());
     EXPECT_EQ(item->mode(), StatusItem::Mode::statusNotifierItem);
     ASSERT_TRUE(sni()->exportsMenu());
