@@ -12,33 +12,30 @@ namespace lumora::test {
 // `links` (the process name the tray looks at). Killed at the end.
 class WatcherProcess : public QProcess {
 public:
-    WatcherProcess(QString bus, QString links) : m_bus(bus), m_links(links) {}
+    WatcherProcess(const QString& bus, QString links) : m_links(links) {
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert("DBUS_SESSION_BUS_ADDRESS", bus);
+        setProcessEnvironment(environment);
+    }
     ~WatcherProcess() override { stop(); }
     // Starts it and waits until it owns the watcher's name.
     bool start(const QString& name = "lumora_fake_watcher") {
-        stop();
-        m_output.clear();
-        QFile::remove(m_links + '/' + name);
-        EXPECT_TRUE(QFile::link(builtExecutable("lumora_fake_watcher"), m_links + '/' + name));
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert("DBUS_SESSION_BUS_ADDRESS", m_bus);
-        setProcessEnvironment(environment);
-        QProcess::start(m_links + '/' + name);
+        const QString link = m_links + '/' + name;
+        stop(), m_output.clear(), QFile::remove(link);
+        EXPECT_TRUE(QFile::link(builtExecutable("lumora_fake_watcher"), link));
+        QProcess::start(link);
         return waitForStarted(5000) &&
                waitUntil([this] { return registrations(), m_output.contains("ready\n"); });
     }
     void stop() { kill(), waitForFinished(5000); }
     QStringList registrations() { // the services registered with this run so far
         m_output += readAllStandardOutput();
-        QStringList services;
-        for (const QByteArray& line : m_output.split('\n')) {
-            line.startsWith("registered ") ? void(services << line.mid(11)) : void();
-        }
-        return services;
+        QStringList lines = QString(m_output).split('\n').filter("registered ");
+        return lines.replaceInStrings("registered ", "");
     }
 
 private:
-    QString m_bus, m_links;
+    QString m_links;
     QByteArray m_output;
 };
 
