@@ -437,19 +437,16 @@ TEST_F(InstanceTest, QuitEndsTheCodexConversationInFlightAndTheHookIsRepairedAtS
 // Without any session bus, ten starts at once leave one tray; once it ends the next is the tray.
 using NoBusInstanceTest = TrayTest;
 TEST_F(NoBusInstanceTest, TenStartsAtOnceLeaveOneTray) {
-    QTemporaryDir runtime;
-    ASSERT_TRUE(QFile::setPermissions(runtime.path(),
-                                      QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
+    QTemporaryDir runtime; // private to its owner, as a session's is
+    const QStringList variables{"XDG_RUNTIME_DIR=" + runtime.path()};
     std::vector<std::unique_ptr<LumoraProcess>> trays;
     for (int i = 0; i < 11; ++i) {
-        trays.push_back(
-            std::make_unique<LumoraProcess>(home.path(), "unix:path=/nonexistent",
-                                            QStringList{"XDG_RUNTIME_DIR=" + runtime.path()}));
+        trays.push_back(std::make_unique<LumoraProcess>(home.path(), "unix:path=/none", variables));
         i < 10 ? trays.back()->start() : void();
     }
     const auto running = [&] {
-        return std::count_if(trays.begin(), trays.end(),
-                             [](const auto& t) { return t->state() != QProcess::NotRunning; });
+        return std::ranges::count_if(trays,
+                                     [](auto& t) { return t->state() != QProcess::NotRunning; });
     };
     // Nine give way at once, each with exit code 0; one stays, and ends with 0 on SIGTERM.
     ASSERT_TRUE(waitUntil([&] { return running() <= 1; }, std::chrono::seconds(30)));
