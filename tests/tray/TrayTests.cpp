@@ -414,19 +414,17 @@ TEST_F(InstanceTest, QuitEndsTheCodexConversationInFlightAndTheHookIsRepairedAtS
     writeFile(home.preferencesFile(), "{\"codexEnabled\": true}");
     LumoraProcess tray(home.path(), bus.address(), {"LUMORA_CODEX_PATH=" + codex});
     const ClaudeStatusLineInstaller repaired(home.path(), builtExecutable("lumora-json"));
-    // Each start repairs the script (this build's helper, the earlier status line still chained)
-    // and leaves Claude Code's settings as they were; quit and SIGTERM: exit 0, the app-server
-    // gone.
+    // Each start repairs the script (this build's helper, the earlier status line chained) and
+    // leaves Claude Code's settings as they were; quit and SIGTERM: exit 0, the app-server gone.
     for (const bool quit : {true, false}) {
         QFile::remove(pidFile);
         tray.start();
         ASSERT_TRUE(waitUntil([&] { return QFile::exists(pidFile); }, std::chrono::seconds(20)));
         const pid_t server = readFile(pidFile).trimmed().toInt();
-        EXPECT_EQ(QString::fromUtf8(readFile(installer.hookScriptPath())),
-                  repaired.statusLineScript("echo mine"));
+        const QString script = installer.hookScriptPath();
         EXPECT_EQ(
-            std::pair(readFile(installer.settingsPath()), fileMode(installer.hookScriptPath())),
-            std::pair(settings, 0700));
+            std::tuple(readFile(script), fileMode(script), readFile(installer.settingsPath())),
+            std::tuple(repaired.statusLineScript("echo mine").toUtf8(), 0700, settings));
         EXPECT_EQ(quit ? lumora({"quit"}).exitCode : (tray.terminate(), 0), 0);
         EXPECT_EQ(tray.finish(), 0) << tray.report();
         EXPECT_TRUE(waitUntil([&] { return ::kill(server, 0) != 0; }, std::chrono::seconds(2)))
@@ -513,8 +511,7 @@ TEST_F(NoTrayStartTest, ThePopoverIsANormalWindowAndClosingItLeavesTheTrayRunnin
     EXPECT_TRUE(waitUntil([&] { return !shownWindows().isEmpty(); }));
     EXPECT_EQ(lumora({"quit"}).exitCode, 0);
     EXPECT_EQ(tray.finish(), 0) << tray.report();
-    xvfb.terminate();
-    xvfb.waitForFinished(5000);
+    xvfb.terminate(), xvfb.waitForFinished(5000);
 }
 
 #include "TrayTests.moc"
