@@ -207,9 +207,8 @@ TEST_F(RealClientsTest, CodexReportsTheStandInsFiguresToLumora) {
 }
 
 TEST_F(RealClientsTest, ClaudeCodeReportsTheStandInsFiguresToLumora) {
-    ASSERT_EQ(runLumora(home.path(), {"connect", "claude"}, {{"LUMORA_CLAUDE_PATH", claudeCode}})
-                  .exitCode,
-              0);
+    const QList<QPair<QString, QString>> claude{{"LUMORA_CLAUDE_PATH", claudeCode}};
+    ASSERT_EQ(runLumora(home.path(), {"connect", "claude"}, claude).exitCode, 0);
     // Onboarding done and the project trusted, so Claude Code goes straight to its prompt; it
     // takes the token for a gateway's and then reads the rate-limit headers.
     const QString project = home.filePath("project");
@@ -220,15 +219,11 @@ TEST_F(RealClientsTest, ClaudeCodeReportsTheStandInsFiguresToLumora) {
     startTray(claudeCode, "/nowhere");
     // In a terminal with nothing of this process's environment.
     const QString gateway = token(json("{'aud': 'claude-gateway', 'sub': 'standin'}"));
-    const QStringList terminal{"-i",
-                               "HOME=" + home.path(),
-                               "PATH=/usr/bin:/bin",
-                               "LANG=C.UTF-8",
-                               "ANTHROPIC_BASE_URL=http://127.0.0.1:" + port,
-                               "ANTHROPIC_AUTH_TOKEN=" + gateway};
-    const QStringList session{"new-session", "-d",    "-x",
-                              "120",         "-y",    "40",
-                              "-c",          project, inNamespace("claude", claudeCode)};
+    const auto terminal = QStringList(
+        {"-i", "HOME=" + home.path(), "PATH=/usr/bin:/bin", "LANG=C.UTF-8",
+         "ANTHROPIC_BASE_URL=http://127.0.0.1:" + port, "ANTHROPIC_AUTH_TOKEN=" + gateway});
+    const auto session = QStringList({"new-session", "-d", "-x", "120", "-y", "40", "-c", project,
+                                      inNamespace("claude", claudeCode)});
     ASSERT_EQ(runProgram("env", terminal + tmux + session).exitCode, 0);
     ASSERT_TRUE(waitUntil([&] { return screen().contains("❯"); }, std::chrono::seconds(30)))
         << screen().toStdString();
@@ -242,15 +237,14 @@ TEST_F(RealClientsTest, ClaudeCodeReportsTheStandInsFiguresToLumora) {
     for (const char* fault : {"no-figures", "garbage"}) {
         SCOPED_TRACE(fault);
         setFigures(0.3, inTwoHours, fault);
-        const auto posts = [&] {
-            return readFile(home.filePath("port.log")).count("POST /v1/");
-        };
-        const qsizetype before = posts();
+        const QString log = home.filePath("port.log");
+        const qsizetype before = readFile(log).count("POST /v1/");
         send();
         // The status line runs again after the answer, now without figures: the hook says so.
         const QString waiting = "Lumora · waiting for Claude Code usage";
-        EXPECT_TRUE(waitUntil([&] { return posts() > before && screen().contains(waiting); },
-                              std::chrono::seconds(20)))
+        EXPECT_TRUE(waitUntil(
+            [&] { return readFile(log).count("POST /v1/") > before && screen().contains(waiting); },
+            std::chrono::seconds(20)))
             << screen().toStdString();
         EXPECT_EQ(readFile(home.dataFile("claude-rate-limits.json")), lastGood);
         EXPECT_EQ(label(), "Claude Code 95%");
