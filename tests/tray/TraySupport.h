@@ -1,47 +1,41 @@
 #pragma once
 
 #include "AppTestSupport.h"
-#include "platform/DesktopServices.h"
 
 #include <QFile>
-#include <QProcess>
 
 #include <gtest/gtest.h>
 
 namespace lumora::test {
 
-// FakeWatcher.cpp as a process of its own on the bus at `busAddress`, run through a link named
-// `name` in `links` (the process name the tray looks at). Killed at the end.
+// FakeWatcher.cpp as a process of its own on the bus at `bus`, run through a link named `name` in
+// `links` (the process name the tray looks at). Killed at the end.
 class WatcherProcess : public QProcess {
 public:
-    WatcherProcess(QString busAddress, QString links) : m_bus(busAddress), m_links(links) {}
-    ~WatcherProcess() override { stop(); }
-    // Starts it and waits until it owns the watcher's name. `mode`: normal, hang or error.
-    bool start(const QString& mode = "normal", const QString& name = "lumora_fake_watcher") {
-        stop();
-        m_output.clear();
-        QFile::remove(m_links + '/' + name);
-        EXPECT_TRUE(QFile::link(builtExecutable("lumora_fake_watcher"), m_links + '/' + name));
+    WatcherProcess(const QString& bus, QString links) : m_links(links) {
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert("DBUS_SESSION_BUS_ADDRESS", m_bus);
+        environment.insert("DBUS_SESSION_BUS_ADDRESS", bus);
         setProcessEnvironment(environment);
-        QProcess::start(m_links + '/' + name, {mode});
+    }
+    ~WatcherProcess() override { stop(); }
+    // Starts it and waits until it owns the watcher's name.
+    bool start(const QString& name = "lumora_fake_watcher") {
+        const QString link = m_links + '/' + name;
+        stop(), m_output.clear(), QFile::remove(link);
+        EXPECT_TRUE(QFile::link(builtExecutable("lumora_fake_watcher"), link));
+        QProcess::start(link);
         return waitForStarted(5000) &&
                waitUntil([this] { return registrations(), m_output.contains("ready\n"); });
     }
     void stop() { kill(), waitForFinished(5000); }
     QStringList registrations() { // the services registered with this run so far
         m_output += readAllStandardOutput();
-        QStringList services;
-        for (const QByteArray& line : m_output.split('\n')) {
-            services << (line.startsWith("registered ") ? QStringList{line.mid(11)}
-                                                        : QStringList());
-        }
-        return services;
+        QStringList lines = QString(m_output).split('\n').filter("registered ");
+        return lines.replaceInStrings("registered ", "");
     }
 
 private:
-    QString m_bus, m_links;
+    QString m_links;
     QByteArray m_output;
 };
 
@@ -81,6 +75,23 @@ public:
         return (readAllStandardOutput() + readAllStandardError()).toStdString();
     }
     const QString lumora = builtExecutable("lumora");
+};
+
+// A home and a private bus of the test's own, a watcher ready to start on it, and lumora run to its
+// end while this process keeps serving the bus.
+class TrayTest : public ::testing::Test {
+protected:
+    void SetUp() override { ASSERT_TRUE(bus.isRunning()); }
+    CommandOutcome lumora(const QStringList& arguments, const QStringList& variables = {}) {
+        LumoraProcess process(home.path(), bus.address(), variables);
+        process.start(arguments);
+        const int exitCode = process.finish();
+        return {exitCode, process.readAllStandardOutput(), process.readAllStandardError()};
+    }
+
+    TemporaryHome home;
+    PrivateBus bus;
+    WatcherProcess watcher{bus.address(), home.path()};
 };
 
 } // namespace lumora::test

@@ -25,13 +25,7 @@ bool fullScreen(QQuickWindow* window) {
 }
 
 bool allFullScreen(const BreakWindows& windows) {
-    const QList<QQuickWindow*> all = windows.windows();
-    return !all.isEmpty() && std::all_of(all.begin(), all.end(), fullScreen);
-}
-
-bool textShown(QQuickWindow* window) {
-    auto* text = window->findChild<QQuickItem*>(QStringLiteral("interface"));
-    return text && text->isVisible();
+    return !windows.windows().isEmpty() && std::ranges::all_of(windows.windows(), fullScreen);
 }
 
 // The portal's settings ("namespace key"), wrapped twice as Debian 12's portal does unless told.
@@ -63,8 +57,7 @@ TEST(BreakViewRules, CountdownAndClock) {
     const std::pair<double, const char*> countdowns[] = {
         {3600, "1 hour 0 minutes"},   {3541, "1 hour 0 minutes"},
         {3540.5, "1 hour 0 minutes"}, {30, "1 minute"},
-        {-90, "0 minutes"},           {0, "0 minutes"},
-        {3660, "1 hour 1 minute"},    {7200, "2 hours 0 minutes"},
+        {-90, "0 minutes"},           {3660, "1 hour 1 minute"},
         {3540, "59 minutes"},         {26 * 3600 + 125, "26 hours 3 minutes"}};
     for (const auto& [seconds, text] : countdowns) {
         EXPECT_EQ(BreakViewModel::resetCountdown(now.addMSecs(qint64(seconds * 1000)), now), text)
@@ -82,29 +75,6 @@ TEST(BreakViewRules, CountdownAndClock) {
     }
     EXPECT_EQ(BreakViewModel::msecsToNextSecond(now.addMSecs(250)), 750);
     EXPECT_EQ(BreakViewModel::msecsToNextSecond(now), 1000);
-}
-
-TEST(BreakViewRules, SizesFollowTheScreenWithinTheirLimits) {
-    BreakMetrics m;
-    // width, height: clock, marker, remaining, countdown, unavailable, offset, spacing
-    const std::array<qreal, 9> rows[] = {{600, 400, 76, 22, 27, 22, 20, 108, 36},
-                                         {1000, 900, 90, 23, 27, 22, 20, 130.5, 45},
-                                         {1440, 900, 129.6, 33.12, 34.56, 28.8, 25, 130.5, 64.8},
-                                         {2000, 1200, 132, 34, 36, 29, 25, 145, 72}};
-    for (const auto& row : rows) {
-        m.setWidth(row[0]);
-        m.setHeight(row[1]);
-        const qreal got[] = {m.clockFontSize(),     m.meridiemFontSize(),    m.remainingFontSize(),
-                             m.countdownFontSize(), m.unavailableFontSize(), m.statusOffset(),
-                             m.statusSpacing()};
-        for (std::size_t i = 0; i < 7; ++i) {
-            EXPECT_DOUBLE_EQ(got[i], row[i + 2]) << row[0] << " column " << i + 2;
-        }
-        m.setHasResetTime(true); // a column's reset line: the countdown, or "unavailable"
-        EXPECT_DOUBLE_EQ(m.resetFontSize(), row[5]) << row[0];
-        m.setHasResetTime(false);
-        EXPECT_DOUBLE_EQ(m.resetFontSize(), row[6]) << row[0];
-    }
 }
 
 // Columns in the order of the enabled providers; each style's background, colour and photo crop.
@@ -130,20 +100,10 @@ TEST(BreakViewRules, OrderStylesAndTypeface) {
     EXPECT_EQ(BreakViewModel::background(BreakScreenStyle::photo, false), B::Black);
     EXPECT_EQ(BreakViewModel::background(BreakScreenStyle::motion, false), B::Motion);
     EXPECT_EQ(BreakViewModel::background(BreakScreenStyle::minimal, true), B::Black);
-    // The photo fills the screen and is cut evenly on the sides that do not fit.
-    EXPECT_EQ(PhotoFill::croppedSource(QSizeF(3000, 1500), QSizeF(1440, 900)),
-              QRectF(300, 0, 2400, 1500));
-    EXPECT_EQ(PhotoFill::croppedSource(QSizeF(1000, 2000), QSizeF(1000, 500)),
-              QRectF(0, 750, 1000, 500));
-    EXPECT_EQ(PhotoFill::croppedSource(QSizeF(), QSizeF(1000, 500)), QRectF());
-    const QColor amber(255, 190, 60);
-    for (const auto& [style, alpha] : {std::pair{BreakScreenStyle::motion, 0.64},
-                                       {BreakScreenStyle::photo, 0.72},
-                                       {BreakScreenStyle::minimal, 0.72}}) {
-        const QColor colour = BreakViewModel::secondaryInformationColor(style, amber);
-        EXPECT_EQ(colour.rgb(), amber.rgb());
-        EXPECT_NEAR(colour.alphaF(), alpha, 0.001);
-    }
+    EXPECT_EQ(QList({PhotoFill::croppedSource(QSizeF(3000, 1500), QSizeF(1440, 900)),
+                     PhotoFill::croppedSource(QSizeF(1000, 2000), QSizeF(1000, 500)),
+                     PhotoFill::croppedSource(QSizeF(), QSizeF(1000, 500))}),
+              QList({QRectF(300, 0, 2400, 1500), QRectF(0, 750, 1000, 500), QRectF()}));
     QFont font(BreakViewModel::fontFamily()); // with tabular digits
     font.setWeight(QFont::DemiBold);
     font.setPixelSize(132);
@@ -160,38 +120,35 @@ TEST_F(BreakWindowsTest, OneFullScreenWindowPerScreenTextUnderTheCursorAndAnyInp
         GTEST_SKIP() << "needs the offscreen platform with two screens";
     }
     model = harness.makeModel();
-    BreakWindows breakWindows(model.get());
-    // Each break on new windows, the text on the cursor's screen; Escape or a click ends it all.
+    BreakWindows breaks(model.get());
     for (const int under : {1, 0}) {
         QCursor::setPos(screens[under]->geometry().center());
-        breakWindows.show();
-        ASSERT_EQ(breakWindows.windows().size(), screens.size());
-        const QList<QPointer<QQuickWindow>> created{breakWindows.windows()[0],
-                                                    breakWindows.windows()[1]};
-        ASSERT_TRUE(waitUntil([&] { return allFullScreen(breakWindows); }));
-        for (QQuickWindow* window : breakWindows.windows()) {
-            EXPECT_EQ(window->geometry(), window->screen()->geometry());
-            EXPECT_TRUE(window->flags() & Qt::FramelessWindowHint);
-            EXPECT_EQ(window->color(), QColor(Qt::black));
-            EXPECT_EQ(textShown(window), window == breakWindows.textWindow());
+        breaks.show();
+        ASSERT_EQ(breaks.windows().size(), screens.size());
+        const QList<QPointer<QQuickWindow>> created{breaks.windows()[0], breaks.windows()[1]};
+        ASSERT_TRUE(waitUntil([&] { return allFullScreen(breaks); }));
+        for (QQuickWindow* window : breaks.windows()) {
+            EXPECT_EQ(std::tuple(window->geometry(),
+                                 bool(window->flags() & Qt::FramelessWindowHint), window->color(),
+                                 window->findChild<QQuickItem*>("interface")->isVisible()),
+                      std::tuple(window->screen()->geometry(), true, QColor(Qt::black),
+                                 window == breaks.textWindow()));
         }
-        ASSERT_NE(breakWindows.textWindow(), nullptr);
-        EXPECT_EQ(breakWindows.textWindow()->screen(), screens[under]);
-        EXPECT_NE(created[0]->screen(), created[1]->screen());
-        EXPECT_TRUE(breakWindows.viewModel()->isTicking());
+        ASSERT_TRUE(breaks.textWindow() && breaks.textWindow()->screen() == screens[under]);
+        EXPECT_TRUE(created[0]->screen() != created[1]->screen() &&
+                    breaks.viewModel()->isTicking());
         if (under == 1) { // asked again while shown: the same windows; a click on the other ends
-            breakWindows.show();
-            EXPECT_EQ(breakWindows.windows(), QList<QQuickWindow*>({created[0], created[1]}));
-            EXPECT_TRUE(allFullScreen(breakWindows));
-            QTest::mouseClick(created[0] == breakWindows.textWindow() ? created[1] : created[0],
+            breaks.show();
+            EXPECT_EQ(breaks.windows(), QList<QQuickWindow*>({created[0], created[1]}));
+            EXPECT_TRUE(allFullScreen(breaks));
+            QTest::mouseClick(created[0] == breaks.textWindow() ? created[1] : created[0],
                               Qt::LeftButton);
         } else {
-            QTest::keyClick(breakWindows.textWindow(), Qt::Key_Escape);
+            QTest::keyClick(breaks.textWindow(), Qt::Key_Escape);
         }
-        EXPECT_FALSE(breakWindows.isShown());
-        EXPECT_TRUE(breakWindows.windows().isEmpty());
+        EXPECT_FALSE(breaks.isShown() || !breaks.windows().isEmpty());
         ASSERT_TRUE(waitUntil([&] { return created[0].isNull() && created[1].isNull(); }));
-        EXPECT_FALSE(breakWindows.viewModel()->isTicking());
+        EXPECT_FALSE(breaks.viewModel()->isTicking());
     }
 }
 
@@ -218,10 +175,7 @@ TEST_F(ReduceMotionPortalTest, ReadsGnomeAndKdeKeysAndFollowsChanges) {
         {kde, 0.0, true, true},     {kde, 0.5, true, false},    {kde, 0.0, false, true},
         {kde, "none", false, false}};
     for (const auto& [key, value, doublyWrapped, reduced] : rows) {
-        portal.values.clear();
-        if (!key.isEmpty()) {
-            portal.values[key] = value;
-        }
+        portal.values = {{key, value}}; // "" is no key
         portal.doublyWrapped = doublyWrapped;
         EXPECT_EQ(readsReduceMotion(), reduced)
             << key.toStdString() << value.toString().toStdString();
@@ -243,17 +197,16 @@ TEST_F(ReduceMotionPortalTest, ReadsGnomeAndKdeKeysAndFollowsChanges) {
         view.statuses()->statuses(),
         (QList<BreakStatus>{{"codex", "CODEX", "93% LEFT", "Reset time unavailable", false},
                             {"claude-code", "CLAUDE CODE", "58% LEFT", "2 hours 1 minute", true}}));
-    EXPECT_EQ(view.statuses()->index(1).data(BreakStatusList::TitleRole), "CLAUDE CODE");
     QQuickWindow* window = breakWindows.textWindow();
     ASSERT_TRUE(waitUntil([&] { return fullScreen(window); }));
     const QDateTime started = view.now();
     ASSERT_TRUE(waitUntil([&] { return view.now().time().second() != started.time().second(); },
                           std::chrono::seconds(3)));
     auto* field = window->findChild<AmbientCubeField*>("cubeField");
-    EXPECT_FALSE(field->reduceMotion());
-    EXPECT_EQ(view.background(), BreakViewModel::Background::Black);
-    EXPECT_FALSE(window->findChild<QQuickItem*>("motionBackground")->isVisible());
-    EXPECT_EQ(window->grabWindow().pixelColor(5, 5), QColor(Qt::black));
+    EXPECT_EQ(std::tuple(field->reduceMotion(), view.background(),
+                         window->findChild<QQuickItem*>("motionBackground")->isVisible(),
+                         window->grabWindow().pixelColor(5, 5)),
+              std::tuple(false, BreakViewModel::Background::Black, false, QColor(Qt::black)));
     // Announced until heard: the reader's subscription may still be on its way to the bus.
     for (const bool animations : {false, true}) {
         ASSERT_TRUE(waitUntil([&] {
@@ -274,11 +227,10 @@ TEST_F(ReduceMotionPortalTest, ReadsGnomeAndKdeKeysAndFollowsChanges) {
     EXPECT_NEAR(view.secondaryInformationColorValue().alphaF(), 0.64, 0.001);
     breakWindows.end();
     EXPECT_FALSE(view.isTicking());
-    int changes = 0;
-    QObject::connect(&view, &BreakViewModel::statusesChanged, [&] { ++changes; });
+    QSignalSpy changes(&view, &BreakViewModel::statusesChanged);
     model->preferences()->setCodexEnabled(false);
     model->preferences()->setClaudeEnabled(false);
-    EXPECT_EQ(std::pair(view.hasStatuses(), changes), std::pair(false, 1));
+    EXPECT_EQ(std::pair(view.hasStatuses(), changes.size()), std::pair(false, qsizetype(1)));
 }
 
 #include "BreakTests.moc"

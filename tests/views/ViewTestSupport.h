@@ -12,6 +12,7 @@
 #include <QPainter>
 #include <QQuickItem>
 #include <QQuickView>
+#include <QSignalSpy>
 #include <QTest>
 #include <QTranslator>
 #include <gtest/gtest.h>
@@ -58,9 +59,7 @@ inline void screenshot(QQuickWindow& window, const QString& folder, const QStrin
 // Lumora in the language of `locale` while this exists, as the application sets it up.
 struct Language {
     explicit Language(const char* locale) : translator(translatorFor(QLocale(locale))) {
-        if (translator) {
-            QCoreApplication::installTranslator(translator.get());
-        }
+        QCoreApplication::installTranslator(translator.get()); // none for English
         QLocale::setDefault(QLocale(locale));
     }
     ~Language() { QLocale::setDefault(QLocale::system()); }
@@ -71,9 +70,7 @@ struct Language {
 class ViewTest : public ::testing::Test {
 public:
     void TearDown() override {
-        if (afterwards) {
-            afterwards();
-        }
+        afterwards();
         if (view) {
             view->hide();
         }
@@ -119,6 +116,8 @@ public:
         return find(view->contentItem(), name) && item(name)->isVisible();
     }
     QString text(const QString& name) const { return item(name)->property("text").toString(); }
+    QString value(const QString& name) const { return item(name)->property("value").toString(); }
+    bool checked(const QString& name) const { return item(name)->property("checked").toBool(); }
     void scrollTo(const QString& name) const {
         auto* flickable = item("scroller")->property("contentItem").value<QQuickItem*>();
         ASSERT_NE(flickable, nullptr);
@@ -165,7 +164,8 @@ public:
     std::unique_ptr<PopoverWindow> popover;
     std::unique_ptr<SettingsWindow> settings;
     QQuickWindow* view = nullptr;
-    std::function<void()> afterwards; // run first in TearDown (a release, an opened gate)
+    std::function<void()> afterwards = [] {
+    }; // run first in TearDown (a release, an opened gate)
 };
 
 } // namespace lumora::test

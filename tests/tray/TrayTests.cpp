@@ -1,0 +1,517 @@
+// The tray in this process against a watcher and a panel's host on a private bus, its gauge icon,
+// and the lumora program: one tray per session, its commands, quit, the popover with no panel.
+#include "TraySupport.h"
+
+#include "core/ClaudeStatusLineInstaller.h"
+#include "tray/GaugeIcon.h"
+#include "tray/InstanceService.h"
+#include "tray/ResumeWatcher.h"
+#include "tray/StatusBarController.h"
+#include "tray/StatusItem.h"
+#include "tray/StatusNotifierItem.h"
+#include "views/PopoverWindow.h"
+
+#include <QDBusMetaType>
+#include <QDBusObjectPath>
+#include <QDir>
+#include <QPainter>
+#include <QRegularExpression>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+#include <QtQml/qqmlextensionplugin.h>
+
+#include <xcb/xcb.h>
+
+#include <cmath>
+
+using namespace lumora;
+using namespace lumora::test;
+
+Q_IMPORT_QML_PLUGIN(LumoraPlugin) // the views' QML module, for the popover the controller opens
+
+namespace {
+
+const QString itemInterface = "org.kde.StatusNotifierItem", menu = "com.canonical.dbusmenu",
+              properties = "org.freedesktop.DBus.Properties";
+
+QString signatureOf(const QVariant& value) { // of a value read from the bus
+    return value.metaType() == QMetaType::fromType<QDBusArgument>()
+               ? qvariant_cast<QDBusArgument>(value).currentSignature()
+               : QString::fromLatin1(QDBusMetaType::typeToSignature(value.metaType()));
+}
+
+enum class Tint { none, grey, blue, orange, red };
+
+// The colour family of the icon drawn over `panel`, on the ring at degrees clockwise from the top.
+Tint tintAt(const QImage& icon, double degrees, QColor panel) {
+    const int n = icon.width();
+    const double r = n / 2.0 - std::max(1.0, std::round(n * 0.2) / 2) - std::max(0.5, n / 32.0),
+                 a = (degrees - 90.0) * M_PI / 180.0;
+    QImage canvas(n, n, QImage::Format_ARGB32);
+    canvas.fill(panel);
+    QPainter(&canvas).drawImage(0, 0, icon);
+    const QColor c = canvas.pixelColor(int(std::floor(n / 2.0 + r * std::cos(a))),
+                                       int(std::floor(n / 2.0 + r * std::sin(a))));
+    const bool grey = std::abs(c.red() - c.green()) < 24 && std::abs(c.green() - c.blue()) < 24;
+    return c == panel           ? Tint::none
+           : grey               ? Tint::grey
+           : c.blue() > c.red() ? Tint::blue
+                                : (c.green() > 60 ? Tint::orange : Tint::red);
+}
+
+class SignalLog : public QObject { // each signal the host heard: its name and arguments
+    Q_OBJECT
+public slots:
+    void on(const QDBusMessage& m) {
+        heard << (QStringList{m.member()} + QVariant(m.arguments()).toStringList()).join(" | ");
+    }
+
+public:
+    QStringList heard;
+};
+
+class StatusItemTest : public TrayTest {
+protected:
+    void SetUp() override {
+        TrayTest::SetUp();
+        harness.enableBoth(usage("claude-code", Availability::ready, 0.42),
+                           usage("codex", Availability::ready, 0.07));
+        harness.storePreference("showClaudeInMenuBar", true);
+    }
+    void startTray(QDBusConnection connection, std::chrono::milliseconds fallback) {
+        AppModel::Services services = harness.services();
+        services.windows = windows;
+        model = std::make_unique<AppModel>(std::move(services));
+        controller = std::make_unique<StatusBarController>(model.get());
+        QObject::connect(controller.get(), &StatusBarController::quitRequested, [&] { ++quits; });
+        item = std::make_unique<StatusItem>(controller.get(), connection, harness.notifier);
+        item->setFallbackDelay(fallback);
+        item->start();
+        controller->start();
+    }
+    StatusNotifierItem* sni() const { return item->notifierItem(); }
+    bool registered() const { return sni() && sni()->isRegistered(); }
+    bool registeredWithWatcher() {
+        return waitUntil([&] {
+            return registered() && watcher.registrations() == QStringList{sni()->serviceName()};
+        });
+    }
+    QDBusMessage call(const QString& method, const QVariantList& arguments,
+                      const QString& interface = itemInterface) {
+        const QString path = interface == menu ? "/MenuBar" : "/StatusNotifierItem";
+        QDBusMessage m =
+            QDBusMessage::createMethodCall(sni()->serviceName(), path, interface, method);
+        m.setArguments(arguments);
+        return PrivateBus::call(host, m);
+    }
+    QDBusMessage get(const QString& name) { return call("Get", {itemInterface, name}, properties); }
+    QVariant propertyValue(const QString& name) {
+        return get(name).arguments().value(0).value<QDBusVariant>().variant();
+    }
+    bool popoverShown() const { return controller->popover()->isShown(); }
+    int claudeFetches() const { return harness.claude->script->fetches(); }
+
+    ModelHarness harness;
+    QDBusConnection app = bus.connect("app"), host = bus.connect("host");
+    std::shared_ptr<RecordingWindows> windows = std::make_shared<RecordingWindows>();
+    std::unique_ptr<AppModel> model;
+    std::unique_ptr<StatusBarController> controller;
+    std::unique_ptr<StatusItem> item;
+    int quits = 0;
+};
+
+// What a window manager sends when the user presses a window's close button; checked, so a round
+// trip: a request merely flushed before the disconnect may get dropped.
+void askToClose(const QByteArray& display, xcb_window_t window) {
+    xcb_connection_t* x = xcb_connect(display.constData(), nullptr);
+    const auto atom = [x](const char* name) {
+        const std::unique_ptr<xcb_intern_atom_reply_t, decltype(&std::free)> reply(
+            xcb_intern_atom_reply(x, xcb_intern_atom(x, 0, std::strlen(name), name), nullptr),
+            &std::free);
+        return reply ? reply->atom : xcb_atom_t(XCB_ATOM_NONE);
+    };
+    xcb_client_message_event_t event{XCB_CLIENT_MESSAGE, 32, 0, window, atom("WM_PROTOCOLS"), {}};
+    event.data.data32[0] = atom("WM_DELETE_WINDOW");
+    std::free(xcb_request_check(x, xcb_send_event_checked(x, 0, window, XCB_EVENT_MASK_NO_EVENT,
+                                                          reinterpret_cast<const char*>(&event))));
+    xcb_disconnect(x);
+}
+
+} // namespace
+
+// The gauge icon at every size, on a light and on a dark panel: the arc's extent and colour.
+TEST(GaugeIconTest, TheArcShowsTheShareInItsColourOnLightAndDarkPanels) {
+    // The share left; two points on the ring (degrees clockwise from the top) and their tints.
+    const std::tuple<std::optional<double>, double, Tint, double, Tint> states[] = {
+        {std::nullopt, 45, Tint::grey, 225, Tint::grey}, // nothing known: the grey ring only
+        {1.0, 45, Tint::blue, 315, Tint::blue},          // all left: a full blue ring
+        {0.5, 90, Tint::blue, 270, Tint::grey},          // half: blue on the right, grey left
+        {0.15, 25, Tint::orange, 180, Tint::grey},       // 15% left: a short orange arc
+        {0.0, 90, Tint::red, 270, Tint::red},            // at the limit: all red
+    };
+    for (const QColor panel : {QColor("#f6f5f4"), QColor("#241f31")}) {
+        for (const auto& [left, at1, tint1, at2, tint2] : states) {
+            for (const int size : GaugeIcon::sizes) {
+                SCOPED_TRACE(testing::Message() << size << " px on " << panel.name().toStdString()
+                                                << ", left " << left.value_or(-1));
+                const QImage icon = GaugeIcon::render(size, left); // and nothing outside the ring:
+                EXPECT_EQ(std::tuple(icon.size(), tintAt(icon, at1, panel),
+                                     tintAt(icon, at2, panel), qAlpha(icon.pixel(0, 0))),
+                          std::tuple(QSize(size, size), tint1, tint2, 0));
+            }
+        }
+    }
+    EXPECT_EQ(GaugeIcon::arcColor(0.005), GaugeIcon::arcColor(0.0));
+    EXPECT_NE(GaugeIcon::arcColor(0.2), GaugeIcon::arcColor(0.21));
+}
+
+TEST_F(StatusItemTest, RegistersShowsTheModelAndAnswersClicks) {
+    ASSERT_TRUE(watcher.start());
+    startTray(app, std::chrono::seconds(30));
+    ASSERT_TRUE(registeredWithWatcher());
+    EXPECT_EQ(sni()->serviceName(), QString("org.kde.StatusNotifierItem-%1-1").arg(getpid()));
+    EXPECT_EQ(PrivateBus::ownerOf(host, sni()->serviceName()), app.baseService());
+    EXPECT_EQ(item->mode(), StatusItem::Mode::statusNotifierItem);
+    ASSERT_TRUE(waitUntil([&] { return controller->title() == "Codex 93% · Claude Code 58%"; }));
+
+    // Every property with its D-Bus type and what a panel shows of it, and the tool tip's parts.
+    const QString expected =
+        "Category:s=ApplicationStatus, Id:s=lumora, Title:s=Lumora, Status:s=Active, WindowId:i=0, "
+        "IconThemePath:s, IconName:s, IconPixmap:a(iiay), OverlayIconName:s, "
+        "OverlayIconPixmap:a(iiay), AttentionIconName:s, AttentionIconPixmap:a(iiay), "
+        "AttentionMovieName:s, ToolTip:(sa(iiay)ss), ItemIsMenu:b=false, XAyatanaLabel:s=Codex 93% "
+        "· Claude Code 58%, XAyatanaLabelGuide:s=Codex 100% · Claude Code 100%";
+    QStringList names, got;
+    for (const QString& entry : expected.split(", ")) {
+        const QVariant v = propertyValue((names << entry.section(':', 0, 0)).last());
+        got << names.last() + ':' + signatureOf(v) +
+                   (v.toString().isEmpty() ? "" : "=" + v.toString());
+    }
+    const auto tip = qdbus_cast<StatusToolTip>(propertyValue("ToolTip"));
+    got << QStringList{tip.iconName, tip.title, tip.description, QString::number(tip.image.size())}
+               .join('/');
+    EXPECT_EQ(got.join(", "), expected + ", /Lumora/Codex 93% · Claude Code 58%/0");
+    names.sort();
+    EXPECT_EQ(
+        qdbus_cast<QVariantMap>(call("GetAll", {itemInterface}, properties).arguments()[0]).keys(),
+        names);
+    EXPECT_EQ(get("Menu").type(), QDBusMessage::ErrorMessage); // a menu for GNOME Shell only
+    // The gauge: the lowest share (Claude Code's 58%) at every size, ARGB32 in network order.
+    const auto pixmaps = qdbus_cast<IconPixmapList>(propertyValue("IconPixmap"));
+    ASSERT_EQ(pixmaps, GaugeIcon::pixmaps(0.58));
+    for (const IconPixmap& p : pixmaps) {
+        const int x = p.width / 2 + 1, y = p.width / 10 + 1; // on the arc's top
+        ASSERT_EQ(QList({p.height, int(p.bytes.size())}), QList({p.width, p.width * p.width * 4}));
+        EXPECT_EQ(p.bytes.mid(4 * (y * p.width + x), 4).toHex(),
+                  QByteArray::number(GaugeIcon::render(p.width, 0.58).pixel(x, y), 16))
+            << p.width;
+    }
+
+    // A model change: the new label with its guide, a new tool tip and a new icon.
+    SignalLog log;
+    ASSERT_TRUE(host.connect(sni()->serviceName(), "/StatusNotifierItem", itemInterface, "", &log,
+                             SLOT(on(QDBusMessage))));
+    settle(); // the first refresh is over; the next one is not dropped
+    ASSERT_FALSE(model->isRefreshing());
+    harness.claude->script->setSnapshot(usage("claude-code", Availability::limited, 0.9));
+    waitFor(model->refresh(false));
+    ASSERT_TRUE(waitUntil([&] { return log.heard.size() >= 3; }));
+    settle();
+    log.heard.sort();
+    EXPECT_EQ(log.heard.join("; "), "NewIcon; NewToolTip; XAyatanaNewLabel | Codex 93% · Claude "
+                                    "Code 10% | Codex 100% · Claude Code 100%");
+    EXPECT_EQ(propertyValue("XAyatanaLabel").toString(), "Codex 93% · Claude Code 10%");
+    EXPECT_EQ(controller->toolTip(), "Lumora, Codex 93% · Claude Code 10%");
+    EXPECT_EQ(qdbus_cast<IconPixmapList>(propertyValue("IconPixmap")), GaugeIcon::pixmaps(0.1));
+
+    // Activate: the break screen; ContextMenu toggles the popover, asking for live figures once.
+    settle();
+    EXPECT_EQ(call("Activate", {10, 20}).type(), QDBusMessage::ReplyMessage);
+    ASSERT_TRUE(waitUntil([&] { return windows->breaks == 1; }));
+    const int fetches = claudeFetches();
+    call("ContextMenu", {10, 20});
+    ASSERT_TRUE(waitUntil([&] { return popoverShown() && claudeFetches() == fetches + 1; }));
+    EXPECT_EQ(harness.claude->script->lastForceLive(), true);
+    settle();
+    call("ContextMenu", {10, 20});
+    ASSERT_TRUE(waitUntil([&] { return !popoverShown(); }));
+    settle();
+    EXPECT_EQ(claudeFetches(), fetches + 1);
+    // Settings chosen in the open popover: the popover closes first, then settings open.
+    call("SecondaryActivate", {0, 0});
+    ASSERT_TRUE(waitUntil([&] { return popoverShown(); }));
+    emit controller->popover()->settingsRequested();
+    EXPECT_FALSE(popoverShown());
+    ASSERT_TRUE(waitUntil([&] { return windows->settings == 1; }));
+    // The activation token goes to the next window that opens.
+    qunsetenv("XDG_ACTIVATION_TOKEN");
+    call("ProvideXdgActivationToken", {QStringLiteral("token-1")});
+    EXPECT_TRUE(qEnvironmentVariableIsEmpty("XDG_ACTIVATION_TOKEN"));
+    call("Activate", {0, 0});
+    EXPECT_EQ(qgetenv("XDG_ACTIVATION_TOKEN"), "token-1");
+    qunsetenv("XDG_ACTIVATION_TOKEN");
+
+    // Calls of the wrong shape get an error and change nothing.
+    for (const auto& [interface, method, arguments] :
+         {std::tuple<QString, QString, QVariantList>{itemInterface, "Activate", {"x", "y"}},
+          {itemInterface, "ContextMenu", {1}},
+          {itemInterface, "Scroll", {1, 2}},
+          {itemInterface, "NoSuchMethod", {}},
+          {itemInterface, "ProvideXdgActivationToken", {42}},
+          {properties, "Set", {itemInterface, "Title", QVariant::fromValue(QDBusVariant("x"))}},
+          {properties, "Get", {1, 2}}}) {
+        EXPECT_EQ(call(method, arguments, interface).type(), QDBusMessage::ErrorMessage)
+            << method.toStdString();
+    }
+    EXPECT_TRUE(call("Introspect", {}, "org.freedesktop.DBus.Introspectable")
+                    .arguments()[0]
+                    .toString()
+                    .contains("<property name=\"IconPixmap\" "
+                              "type=\"a(iiay)\" access=\"read\"/>"));
+    settle();
+    EXPECT_EQ(std::tuple(windows->breaks, propertyValue("Title").toString()),
+              std::tuple(2, QString("Lumora")));
+}
+
+TEST_F(StatusItemTest, FollowsWatchersThatComeLateDieOrAreGnomeShellAndAMissingBus) {
+    // No panel at first: after the wait, the popover once and one notification about the tray.
+    startTray(app, std::chrono::milliseconds(500));
+    ASSERT_TRUE(waitUntil([&] { return item->mode() == StatusItem::Mode::noTray; }));
+    EXPECT_TRUE(popoverShown());
+    ASSERT_TRUE(waitUntil([&] { return harness.notifier->sent.size() == 1; }));
+    EXPECT_EQ(harness.notifier->sent.first(),
+              StatusItem::noTrayTitle + " | " + StatusItem::noTrayBody);
+    controller->popover()->close();
+    runEventsFor(std::chrono::milliseconds(2500));
+    // GNOME Shell's three seconds after the start: the item registers with it, with a menu of five
+    // entries, each doing its action; hovering and unknown entries do nothing.
+    ASSERT_TRUE(watcher.start("gnome-shell"));
+    ASSERT_TRUE(registeredWithWatcher());
+    EXPECT_EQ(item->mode(), StatusItem::Mode::statusNotifierItem);
+    ASSERT_TRUE(sni()->exportsMenu());
+    const QVariant menuPath = propertyValue("Menu");
+    EXPECT_EQ(signatureOf(menuPath) + menuPath.value<QDBusObjectPath>().path(), "o/MenuBar");
+    const QDBusMessage layoutReply = call("GetLayout", {0, -1, QStringList()}, menu);
+    ASSERT_EQ(layoutReply.signature(), "u(ia{sv}av)") << layoutReply.errorMessage().toStdString();
+    const auto layout = qdbus_cast<DBusMenuLayoutItem>(layoutReply.arguments().value(1));
+    const auto event = [&](int i, const QString& kind) {
+        const QVariantList arguments{layout.children.value(i).id, kind,
+                                     QVariant::fromValue(QDBusVariant(0)), 0u};
+        return call("Event", arguments, menu).type();
+    };
+    settle();
+    const int fetches = claudeFetches();
+    // After each entry: the popover shown, breaks, refreshed, settings shown, quits.
+    const auto state = [&] {
+        return QList<int>{popoverShown(), windows->breaks, claudeFetches() >= fetches + 2,
+                          windows->settings, quits};
+    };
+    const std::pair<QString, QList<int>> entries[] = {{"Show Usage", {1, 0, 0, 0, 0}},
+                                                      {"Take a Break", {0, 1, 0, 0, 0}},
+                                                      {"Refresh", {0, 1, 1, 0, 0}},
+                                                      {"Settings…", {0, 1, 1, 1, 0}},
+                                                      {"Quit Lumora", {0, 1, 1, 1, 1}}};
+    ASSERT_EQ(layout.children.size(), 5);
+    for (int i = 0; i < 5; ++i) {
+        EXPECT_EQ(layout.children[i].properties.value("label").toString(), entries[i].first);
+        EXPECT_EQ(event(i, "clicked"), QDBusMessage::ReplyMessage)
+            << entries[i].first.toStdString();
+        EXPECT_TRUE(waitUntil([&] { return state() == entries[i].second; }))
+            << entries[i].first.toStdString();
+        controller->popover()->close();
+        settle();
+    }
+    event(1, "hovered");
+    EXPECT_EQ(call("GetLayout", {99, -1, QStringList()}, menu).type(), QDBusMessage::ErrorMessage);
+    settle();
+    EXPECT_EQ(windows->breaks, 1);
+    // The panel dies and another comes: registered again within a second, with no menu.
+    watcher.stop();
+    ASSERT_TRUE(waitUntil([&] { return !registered(); }));
+    ASSERT_TRUE(watcher.start());
+    ASSERT_TRUE(waitUntil([&] { return registered(); }, std::chrono::seconds(1)));
+    ASSERT_TRUE(registeredWithWatcher());
+    EXPECT_FALSE(sni()->exportsMenu());
+    EXPECT_EQ(get("Menu").type(), QDBusMessage::ErrorMessage);
+
+    // Resume from suspend, announced once; without a bus neither that nor an item, but the popover.
+    QDBusConnection logind = bus.connect("logind");
+    ASSERT_TRUE(logind.registerService("org.freedesktop.login1"));
+    ResumeWatcher resume(bus.connect("system"));
+    int resumes = 0;
+    QObject::connect(&resume, &ResumeWatcher::resumed, [&] { ++resumes; });
+    for (const bool sleeping : {true, false}) {
+        logind.send(QDBusMessage::createSignal("/org/freedesktop/login1",
+                                               "org.freedesktop.login1.Manager", "PrepareForSleep")
+                    << sleeping);
+    }
+    ASSERT_TRUE(waitUntil([&] { return resumes == 1; }));
+    item.reset(), controller.reset(), model.reset();
+    const QDBusConnection nowhere =
+        QDBusConnection::connectToBus(QStringLiteral("unix:path=/nonexistent/bus"), "nowhere");
+    startTray(nowhere, std::chrono::milliseconds(100));
+    EXPECT_EQ(sni(), nullptr);
+    ASSERT_TRUE(waitUntil([&] { return item->mode() == StatusItem::Mode::noTray; }));
+    EXPECT_TRUE(popoverShown());
+    EXPECT_FALSE(ResumeWatcher(nowhere).isWatching());
+    EXPECT_EQ(resumes, 1);
+    QDBusConnection::disconnectFromBus("nowhere");
+}
+
+// A tray of this process owns the name: a second lumora shows its popover, and the commands reach
+// it; none runs without a bus, nor on a display that refuses the connection.
+using InstanceTest = StatusItemTest;
+TEST_F(InstanceTest, CommandsReachTheRunningTrayAndASecondStartShowsItsPopover) {
+    EXPECT_EQ(lumora({"break"}, {"DBUS_SESSION_BUS_ADDRESS=unix:path=/nonexistent"}).out,
+              "Lumora is not running.\n");
+    const CommandOutcome headless = lumora({}, {"QT_QPA_PLATFORM=", "DISPLAY=:1999"});
+    EXPECT_EQ(std::pair(headless.exitCode, headless.err),
+              std::pair(1, QString("Lumora needs a desktop session to show its tray. `lumora "
+                                   "status` works without one.\n")));
+    startTray(app, std::chrono::seconds(30));
+    auto service = std::make_unique<InstanceService>(bus.connect("tray"));
+    ASSERT_EQ(service->claim(), InstanceService::Claim::owned);
+    service->setController(controller.get());
+    const CommandOutcome second = lumora({});
+    EXPECT_EQ(std::pair(second.exitCode, popoverShown()), std::pair(0, true))
+        << second.err.toStdString();
+    controller->popover()->close();
+    EXPECT_EQ(lumora({"popover"}).exitCode, 0);
+    EXPECT_TRUE(popoverShown());
+    EXPECT_EQ(lumora({"break"}).exitCode, 0);
+    EXPECT_EQ(std::pair(windows->breaks, popoverShown()), std::pair(1, false));
+    EXPECT_EQ(lumora({"settings"}).exitCode, 0);
+    ASSERT_TRUE(waitUntil([&] { return windows->settings == 1; }));
+    // Quit: the command returns once the tray has let go of its name.
+    QObject::connect(controller.get(), &StatusBarController::quitRequested,
+                     [&] { service.reset(); });
+    EXPECT_EQ(lumora({"quit"}).exitCode, 0);
+    EXPECT_EQ(service, nullptr);
+    const CommandOutcome after = lumora({"popover"}); // on a bus without a tray
+    EXPECT_EQ(std::pair(after.exitCode, after.out),
+              std::pair(1, QString("Lumora is not running.\n")));
+}
+
+TEST_F(InstanceTest, QuitEndsTheCodexConversationInFlightAndTheHookIsRepairedAtStart) {
+    // Claude Code's hook, installed by a Lumora whose helper has since gone.
+    const QString movedHelper = home.filePath("old-lumora/lumora-json");
+    ASSERT_TRUE(QDir(home.path()).mkpath("old-lumora") &&
+                QFile::copy(builtExecutable("lumora-json"), movedHelper));
+    writeFile(home.filePath(".claude/settings.json"),
+              "{\n  \"model\": \"opus\",\n  \"statusLine\": {\"type\": \"command\", \"command\": "
+              "\"echo mine\"}\n}\n");
+    const ClaudeStatusLineInstaller installer(home.path(), movedHelper);
+    installer.install();
+    QFile::remove(movedHelper);
+    const QByteArray settings = readFile(installer.settingsPath());
+
+    // Codex connected, its app-server never answering: a conversation stays in flight. The
+    // server runs a process of its own (as the Codex CLI's launcher does), whose pid is noted.
+    const QString codex = home.filePath("tools/codex"), pidFile = home.filePath("app-server.pid");
+    writeScript(codex, "case \"$1\" in\nlogin) exit 0;;\napp-server) sleep 120 & echo $! > '" +
+                           pidFile.toUtf8() + ".tmp'; mv '" + pidFile.toUtf8() + ".tmp' '" +
+                           pidFile.toUtf8() + "'; wait;;\nesac\n");
+    writeFile(home.preferencesFile(), "{\"codexEnabled\": true}");
+    LumoraProcess tray(home.path(), bus.address(), {"LUMORA_CODEX_PATH=" + codex});
+    const ClaudeStatusLineInstaller repaired(home.path(), builtExecutable("lumora-json"));
+    // Each start repairs the script (this build's helper, the earlier status line chained) and
+    // leaves Claude Code's settings as they were; quit and SIGTERM: exit 0, the app-server gone.
+    for (const bool quit : {true, false}) {
+        QFile::remove(pidFile);
+        tray.start();
+        ASSERT_TRUE(waitUntil([&] { return QFile::exists(pidFile); }, std::chrono::seconds(20)));
+        const pid_t server = readFile(pidFile).trimmed().toInt();
+        const QString script = installer.hookScriptPath();
+        EXPECT_EQ(
+            std::tuple(readFile(script), fileMode(script), readFile(installer.settingsPath())),
+            std::tuple(repaired.statusLineScript("echo mine").toUtf8(), 0700, settings));
+        EXPECT_EQ(quit ? lumora({"quit"}).exitCode : (tray.terminate(), 0), 0);
+        EXPECT_EQ(tray.finish(), 0) << tray.report();
+        EXPECT_TRUE(waitUntil([&] { return ::kill(server, 0) != 0; }, std::chrono::seconds(2)))
+            << "the Codex app-server outlived the tray";
+    }
+}
+
+// Without any session bus, ten starts at once leave one tray; once it ends the next is the tray.
+using NoBusInstanceTest = TrayTest;
+TEST_F(NoBusInstanceTest, TenStartsAtOnceLeaveOneTray) {
+    QTemporaryDir runtime; // private to its owner, as a session's is
+    const QStringList variables{"XDG_RUNTIME_DIR=" + runtime.path()};
+    std::vector<std::unique_ptr<LumoraProcess>> trays;
+    for (int i = 0; i < 11; ++i) {
+        trays.push_back(std::make_unique<LumoraProcess>(home.path(), "unix:path=/none", variables));
+        i < 10 ? trays.back()->start() : void();
+    }
+    const auto running = [&] {
+        return std::ranges::count_if(trays,
+                                     [](auto& t) { return t->state() != QProcess::NotRunning; });
+    };
+    // Nine give way at once, each with exit code 0; one stays, and ends with 0 on SIGTERM.
+    ASSERT_TRUE(waitUntil([&] { return running() <= 1; }, std::chrono::seconds(30)));
+    EXPECT_FALSE(waitUntil([&] { return running() == 0; }, std::chrono::seconds(2)));
+    ASSERT_EQ(running(), 1);
+    for (int i = 0; i < 10; ++i) {
+        trays[i]->terminate(); // SIGTERM, to the one still running
+        EXPECT_EQ(trays[i]->finish(), 0) << trays[i]->report();
+    }
+    trays[10]->start();
+    EXPECT_FALSE(waitUntil([&] { return running() == 0; }, std::chrono::seconds(2)));
+}
+
+// On an X server of its own with no panel: the popover it shows once is a normal window with a
+// title bar that a window manager puts in the task bar; closing it leaves the tray running.
+using NoTrayStartTest = TrayTest;
+TEST_F(NoTrayStartTest, ThePopoverIsANormalWindowAndClosingItLeavesTheTrayRunning) {
+    if (QStandardPaths::findExecutable("Xvfb").isEmpty()) {
+        GTEST_SKIP() << "Xvfb is missing (package xvfb)";
+    }
+    // -noreset: an X server resetting as its last client (xdotool) leaves refuses new connections.
+    QProcess xvfb;
+    xvfb.start("Xvfb",
+               {"-displayfd", "1", "-screen", "0", "1280x800x24", "-nolisten", "tcp", "-noreset"});
+    ASSERT_TRUE(xvfb.waitForReadyRead(10000));
+    const QByteArray display = ":" + xvfb.readLine().trimmed();
+    const auto x11 = [&](const QString& program, const QStringList& arguments) {
+        return runProgram(program, arguments, {}, {{"DISPLAY", display}}).out.trimmed();
+    };
+    const auto shownWindows = [&] {
+        return x11("xdotool", {"search", "--onlyvisible", "--name", "^Lumora$"});
+    };
+    LumoraProcess tray(home.path(), bus.address(), {"QT_QPA_PLATFORM=xcb", "DISPLAY=" + display});
+    tray.start();
+    // After its wait for a panel: the popover as a window of its own.
+    QString window;
+    ASSERT_TRUE(
+        waitUntil([&] { return !(window = shownWindows()).isEmpty(); }, std::chrono::seconds(20)))
+        << tray.report();
+    ASSERT_FALSE(window.contains('\n')) << "more than one window: " << window.toStdString();
+    // Normal, not transient, and in the task bar and the window list, not kept above the user's
+    // windows; Motif hints (flags, functions, decorations), when there are any, keep the title (8)
+    // among the decorations and moving (4) and closing (32) among the functions.
+    QStringList properties = x11("xprop", {"-id", window, "_NET_WM_WINDOW_TYPE", "_MOTIF_WM_HINTS",
+                                           "WM_TRANSIENT_FOR", "_NET_WM_STATE"})
+                                 .split('\n');
+    const QString motif = properties.takeAt(1);
+    EXPECT_EQ(properties.join('\n'),
+              "_NET_WM_WINDOW_TYPE(ATOM) = _NET_WM_WINDOW_TYPE_NORMAL\nWM_TRANSIENT_FOR:  not "
+              "found.\n_NET_WM_STATE:  not found.");
+    const QStringList hints =
+        QRegularExpression("= (\\w+), (\\w+), (\\w+)").match(motif).capturedTexts();
+    const uint flags = hints.value(1).toUInt(nullptr, 16),
+               functions = hints.value(2).toUInt(nullptr, 16);
+    EXPECT_TRUE(((flags & 1) == 0 || (functions & 36) == 36) &&
+                ((flags & 2) == 0 || (hints.value(3).toUInt(nullptr, 16) & 8) != 0))
+        << motif.toStdString();
+
+    // Its close button: the window goes, the tray stays and still answers.
+    askToClose(display, window.toUInt());
+    ASSERT_TRUE(waitUntil([&] { return shownWindows().isEmpty(); })) << tray.report();
+    EXPECT_EQ(tray.state(), QProcess::Running);
+    EXPECT_EQ(lumora({"popover"}).exitCode, 0);
+    EXPECT_TRUE(waitUntil([&] { return !shownWindows().isEmpty(); }));
+    EXPECT_EQ(lumora({"quit"}).exitCode, 0);
+    EXPECT_EQ(tray.finish(), 0) << tray.report();
+    xvfb.terminate(), xvfb.waitForFinished(5000);
+}
+
+#include "TrayTests.moc"
