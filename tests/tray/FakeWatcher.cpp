@@ -1,17 +1,22 @@
 // A panel's org.kde.StatusNotifierWatcher on the session bus: prints "ready" once it owns the name
-// and "registered SERVICE" per item.
+// and "registered SERVICE" per item; with "hang" it never answers an item, with "error" refuses it.
 #include <QCoreApplication>
 #include <QDBusConnection>
+#include <QDBusContext>
 
 #include <cstdio>
 
-class Watcher : public QObject {
+class Watcher : public QObject, protected QDBusContext {
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "org.kde.StatusNotifierWatcher")
 
 public slots:
     void RegisterStatusNotifierItem(const QString& service) {
         std::printf("registered %s\n", qPrintable(service));
+        const QString mode = QCoreApplication::arguments().value(1);
+        mode == "hang"    ? setDelayedReply(true)
+        : mode == "error" ? sendErrorReply(QDBusError::AccessDenied, "No items wanted here")
+                          : void();
     }
 };
 

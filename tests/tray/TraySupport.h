@@ -18,12 +18,12 @@ public:
         setProcessEnvironment(environment);
     }
     ~WatcherProcess() override { stop(); }
-    // Starts it and waits until it owns the watcher's name.
-    bool start(const QString& name = "lumora_fake_watcher") {
+    // Starts it (MODE: see FakeWatcher.cpp) and waits until it owns the watcher's name.
+    bool start(const QString& name = "lumora_fake_watcher", const QString& mode = "") {
         const QString link = m_links + '/' + name;
         stop(), m_output.clear(), QFile::remove(link);
         EXPECT_TRUE(QFile::link(builtExecutable("lumora_fake_watcher"), link));
-        QProcess::start(link);
+        QProcess::start(link, {mode});
         return waitForStarted(5000) &&
                waitUntil([this] { return registrations(), m_output.contains("ready\n"); });
     }

@@ -273,7 +273,7 @@ TEST_F(StatusItemTest, RegistersShowsTheModelAndAnswersClicks) {
               std::tuple(2, QString("Lumora")));
 }
 
-TEST_F(StatusItemTest, FollowsWatchersThatComeLateDieOrAreGnomeShellAndAMissingBus) {
+TEST_F(StatusItemTest, FollowsWatchersThatComeLateRefuseHangDieOrAreGnomeShellAndAMissingBus) {
     // No panel at first: after the wait, the popover once and one notification about the tray.
     startTray(app, std::chrono::milliseconds(500));
     ASSERT_TRUE(waitUntil([&] { return item->mode() == StatusItem::Mode::noTray; }));
@@ -283,6 +283,12 @@ TEST_F(StatusItemTest, FollowsWatchersThatComeLateDieOrAreGnomeShellAndAMissingB
               StatusItem::noTrayTitle + " | " + StatusItem::noTrayBody);
     controller->popover()->close();
     runEventsFor(std::chrono::milliseconds(2500));
+    for (const char* mode : {"error", "hang"}) { // refuses the item; never answers, then dies
+        ASSERT_TRUE(watcher.start("lumora_fake_watcher", mode));
+        ASSERT_TRUE(waitUntil([&] { return watcher.registrations().size() == 1; })) << mode;
+        watcher.stop(), settle();
+        EXPECT_FALSE(registered()) << mode;
+    }
     // GNOME Shell's three seconds after the start: the item registers with it, with a menu of five
     // entries, each doing its action; hovering and unknown entries do nothing.
     ASSERT_TRUE(watcher.start("gnome-shell"));
