@@ -156,8 +156,9 @@ AppModel::Services ModelHarness::services(const AppTiming& timing) const {
     const auto store = std::make_shared<JsonFilePreferencesStore>(preferencesPath());
     const auto& d = desktop;
     const QString image = data("break-background-image");
-    return {realClaude ? realClaude : claude, codex, cache("claude-code"), cache("codex"), store, notifier, d,     d, d,
-            d,      d,     updateChecker,        "1.0.0",        image, {},       timing};
+    const std::shared_ptr<ClaudeUsageProvider> c = realClaude ? realClaude : claude;
+    return {c, codex, cache("claude-code"), cache("codex"), store, notifier, d,     d, d,
+            d, d,     updateChecker,        "1.0.0",        image, {},       timing};
 }
 
 std::shared_ptr<ClaudeUsageProvider> ModelHarness::useRealClaude(bool withHook) {
