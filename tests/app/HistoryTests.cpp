@@ -1,5 +1,5 @@
 // The usage history on real SQLite files in a temporary home, the pace it shows, and the tray
-// model that records into it and reacts to Claude Code's hook at once.
+// model that records into it.
 #include "AppTestSupport.h"
 
 #include "history/HistoryStore.h"
@@ -156,31 +156,4 @@ TEST(UsageHistoryModel, RecordsRefreshesWarnsOncePerWindowAndShowsFiguresWithout
     AppModel unkept(services);
     ASSERT_TRUE(waitFor(unkept.refresh(false)));
     EXPECT_EQ(unkept.menuBarDisplayText(), "Claude Code 95%");
-}
-
-TEST(UsageHistoryModel, AHookRunReachesTheLabelWithinASecond) {
-    ModelHarness h;
-    h.storePreference("providerEnabled", true);
-    h.storePreference("showClaudeInMenuBar", true);
-    h.storePreference("showCodexInMenuBar", false);
-    const auto claude = h.useRealClaude(true);
-    AppModel model(h.services());
-    model.start();
-    // The first refresh has found no figures yet; the hook brings them.
-    ASSERT_TRUE(waitUntil(
-        [&] { return model.snapshot().statusMessage == ClaudeUsageProvider::sendMessageMessage; }));
-    for (const int used : {42, 85}) {
-        QProcess hook;
-        hook.start("/bin/sh", {claude->statusLineInstaller().hookScriptPath()});
-        hook.write(QString(R"({"rate_limits":{"five_hour":{"used_percentage":%1,"resets_at":%2}}})")
-                       .arg(used)
-                       .arg(QDateTime::currentSecsSinceEpoch() + 3600)
-                       .toUtf8());
-        hook.closeWriteChannel();
-        ASSERT_TRUE(hook.waitForFinished(10000));
-        const QString label = QStringLiteral("Claude Code %1%").arg(100 - used);
-        EXPECT_TRUE(
-            waitUntil([&] { return model.menuBarDisplayText() == label; }, std::chrono::seconds(1)))
-            << model.menuBarDisplayText().toStdString();
-    }
 }

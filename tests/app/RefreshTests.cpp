@@ -165,7 +165,7 @@ TEST_F(RefreshTest, StartRunsOneRefreshLoopAndOneUpdateLoop) {
 }
 
 // The title depends on age, then availability; the panel text comes from the real Claude Code
-// provider, rounded to the nearest point, in the stored order.
+// provider and its hook, rounded to the nearest point, in the stored order.
 TEST(StatusTitle, DependsOnAgeThenAvailabilityAndTheRealProviderFeedsThePanelText) {
     const QDateTime now = QDateTime::currentDateTimeUtc();
     const std::tuple<int, Availability, const char*> rows[] = {
@@ -182,12 +182,28 @@ TEST(StatusTitle, DependsOnAgeThenAvailabilityAndTheRealProviderFeedsThePanelTex
         EXPECT_EQ(AppModel::statusTitle(snapshot, now), title);
     }
 
+    // The first refresh finds no figures; each run of the hook brings its own to the label.
     ModelHarness h;
-    h.useRealClaude(true);
-    writeFile(h.data("claude-rate-limits.json"), R"({"five_hour":{"used_percentage":42.4}})");
+    const auto real = h.useRealClaude(true);
     h.storePreference("providerEnabled", true);
     h.storePreference("showClaudeInMenuBar", true);
     AppModel model(h.services());
+    model.start();
+    ASSERT_TRUE(waitUntil(
+        [&] { return model.snapshot().statusMessage == ClaudeUsageProvider::sendMessageMessage; }));
+    for (const double used : {85.0, 42.4}) {
+        QProcess hook;
+        hook.start("/bin/sh", {real->statusLineInstaller().hookScriptPath()});
+        hook.write(QString(R"({"rate_limits":{"five_hour":{"used_percentage":%1,"resets_at":%2}}})")
+                       .arg(used)
+                       .arg(QDateTime::currentSecsSinceEpoch() + 3600)
+                       .toUtf8());
+        hook.closeWriteChannel();
+        ASSERT_TRUE(hook.waitForFinished(10000));
+        const QString label = QStringLiteral("Claude Code %1%").arg(qRound(100 - used));
+        EXPECT_TRUE(waitUntil([&] { return model.menuBarDisplayText() == label; }))
+            << model.menuBarDisplayText().toStdString();
+    }
     refresh(model, true);
     EXPECT_EQ(model.menuBarDisplayText() + " | " + model.statusTitle(model.snapshot()),
               "Claude Code 58% | Claude Code is available");
