@@ -60,9 +60,8 @@ Difference compare(const QImage& a, const QImage& b) {
 } // namespace
 
 // The fast renderer matches the reference on screen sizes, canvases that cut prisms and vectors
-// short, phases either side of zero (and the comparison notices a wave
-// half a second off); every instruction set draws the same frame; a renderer keeps nothing from one
-// frame to the next.
+// short, phases either side of zero (and the comparison notices a wave half a second off); every
+// instruction set draws the same frame; a renderer keeps nothing from one frame to the next.
 TEST(FastRenderer, MatchesTheReferenceInEveryInstructionSetAndNothingCarriesOver) {
     CubeFieldRenderer renderer;
     for (const QSize size : {QSize(800, 600), QSize(1440, 900), QSize(3840, 2160), QSize(1, 1),
@@ -128,8 +127,8 @@ TEST(CubeFieldRules, SizesGridsPhasesGlowsAndTones) {
                  phase("2000-12-31T23:43:19Z"), phase("2024-01-01T00:06:40Z")},
                 {0, 999.5, 0, 1.25, 1.25, -0.5, -1, 400});
 
-    // The glows circle their resting places (where they stay with motion reduced).
-    // QPointF compares with a relative tolerance; the second pair is a quarter turn later.
+    // The glows circle their resting places (where they stay with motion reduced), a quarter turn
+    // later (QPointF compares with a relative tolerance).
     const GlowCentres still = glowCentres({1000, 800}, 0),
                       turned = glowCentres({1000, 800}, M_PI / 2 / 0.18);
     EXPECT_EQ(QList({still.a, still.b, turned.a, turned.b}),
