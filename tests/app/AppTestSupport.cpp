@@ -44,9 +44,7 @@ void recordMessage(QtMsgType type, const QMessageLogContext& context, const QStr
         QMutexLocker locker(&logMutex);
         logged.append(message);
     }
-    if (previousHandler) {
-        previousHandler(type, context, message);
-    }
+    previousHandler ? previousHandler(type, context, message) : void();
 }
 
 } // namespace

@@ -183,56 +183,54 @@ TEST(AmbientCubeFieldItem, DrawsOnlyWhatIsSeenAtMost45FramesASecond) {
     window.resize(320, 200);
     auto* field = new AmbientCubeField(window.contentItem());
     field->setSize(QSizeF(320, 200));
-    const auto frames = [&] {
-        return field->framesRendered();
-    };
     const auto reach = [&](quint64 n) {
-        return waitUntil([&] { return frames() >= n; });
+        return waitUntil([&] { return field->framesRendered() >= n; });
     };
     // Once the one frame that may have been in flight has landed, no frame comes.
     const auto expectStill = [&](const char* what) {
         ASSERT_TRUE(waitUntil([&] { return !field->isDrawing(); })) << what;
-        const quint64 before = frames();
+        const quint64 before = field->framesRendered();
         runEventsFor(300ms);
-        EXPECT_TRUE(frames() == before && !field->isDrawing()) << what;
+        EXPECT_TRUE(field->framesRendered() == before && !field->isDrawing()) << what;
     };
     runEventsFor(200ms);
-    EXPECT_EQ(frames(), 0u); // never shown
+    EXPECT_EQ(field->framesRendered(), 0u); // never shown
     field->setReduceMotion(true);
     window.show();
     ASSERT_TRUE(reach(1));
     const QImage frozen = window.grabWindow();
     runEventsFor(300ms);
-    EXPECT_EQ(std::pair(frames(), window.grabWindow()), std::pair(quint64(1), frozen));
+    EXPECT_EQ(std::pair(field->framesRendered(), window.grabWindow()),
+              std::pair(quint64(1), frozen));
     field->setSize(QSizeF(300, 200)); // a new size: one new frozen frame
     ASSERT_TRUE(reach(2));
     runEventsFor(300ms);
-    EXPECT_EQ(frames(), 2u);
+    EXPECT_EQ(field->framesRendered(), 2u);
 
     field->setReduceMotion(false);
     QElapsedTimer clock;
     clock.start();
     ASSERT_TRUE(reach(14));
     runEventsFor(300ms);
-    EXPECT_LE(double(frames() - 2), std::ceil(clock.elapsed() / 1000.0 * 45) + 1);
+    EXPECT_LE(double(field->framesRendered() - 2), std::ceil(clock.elapsed() / 1000.0 * 45) + 1);
     const QImage moving = window.grabWindow();
-    ASSERT_TRUE(reach(frames() + 3));
+    ASSERT_TRUE(reach(field->framesRendered() + 3));
     EXPECT_NE(window.grabWindow(), moving);
     for (const bool wholeWindow : {false, true}) {
         wholeWindow ? window.hide() : field->setVisible(false);
         expectStill(wholeWindow ? "window hidden" : "item hidden");
         wholeWindow ? window.show() : field->setVisible(true);
-        ASSERT_TRUE(reach(frames() + 1));
+        ASSERT_TRUE(reach(field->framesRendered() + 1));
     }
     field->setSize(QSizeF(300, 0));
     expectStill("zero height");
     EXPECT_EQ(window.grabWindow().pixelColor(160, 100), window.color()); // the window's own
     field->setSize(QSizeF(300, 200));
-    ASSERT_TRUE(reach(frames() + 1));
+    ASSERT_TRUE(reach(field->framesRendered() + 1));
 
     field->setReduceMotion(true); // a moving frame in flight lands, then the frozen one
     expectStill("frozen again");
-    const quint64 frozenAt = frames();
+    const quint64 frozenAt = field->framesRendered();
     field->setSize(QSizeF(320, 200));
     ASSERT_TRUE(reach(frozenAt + 1));
     runEventsFor(100ms);
