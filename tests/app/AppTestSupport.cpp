@@ -3,9 +3,6 @@
 #include <QCoreApplication>
 #include <QDBusPendingCall>
 #include <QDeadlineTimer>
-#include <QFile>
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QMutex>
 #include <QThreadPool>
 
@@ -14,8 +11,7 @@
 namespace lumora::test {
 
 bool waitUntil(const std::function<bool()>& done, std::chrono::milliseconds timeout) {
-    QDeadlineTimer deadline(timeout);
-    while (!done()) {
+    for (const QDeadlineTimer deadline(timeout); !done();) {
         if (deadline.hasExpired()) {
             return false;
         }
@@ -48,9 +44,7 @@ void recordMessage(QtMsgType type, const QMessageLogContext& context, const QStr
         QMutexLocker locker(&logMutex);
         logged.append(message);
     }
-    if (previousHandler) {
-        previousHandler(type, context, message);
-    }
+    previousHandler ? previousHandler(type, context, message) : void();
 }
 
 } // namespace
@@ -76,9 +70,7 @@ void WarningLog::clear() {
 }
 
 PrivateBus::PrivateBus() {
-    m_daemon.start(QStringLiteral("dbus-daemon"),
-                   {QStringLiteral("--session"), QStringLiteral("--print-address"),
-                    QStringLiteral("--nofork")});
+    m_daemon.start("dbus-daemon", {"--session", "--print-address", "--nofork"});
     if (!m_daemon.waitForStarted(5000)) {
         ADD_FAILURE() << "dbus-daemon is missing (package dbus)";
         return;
@@ -104,7 +96,7 @@ PrivateBus::~PrivateBus() {
 
 QDBusConnection PrivateBus::connect(const QString& name) {
     static int counter = 0;
-    const QString unique = QStringLiteral("%1-%2").arg(name).arg(++counter);
+    const QString unique = QString("%1-%2").arg(name).arg(++counter);
     m_connections.append(unique);
     return QDBusConnection::connectToBus(m_address, unique);
 }
@@ -116,20 +108,18 @@ QDBusMessage PrivateBus::call(const QDBusConnection& connection, const QDBusMess
 }
 
 QString PrivateBus::ownerOf(const QDBusConnection& connection, const QString& name) {
-    const QDBusMessage reply =
-        call(connection, QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.DBus"),
-                                                        QStringLiteral("/org/freedesktop/DBus"),
-                                                        QStringLiteral("org.freedesktop.DBus"),
-                                                        QStringLiteral("GetNameOwner"))
-                             << name);
+    const QDBusMessage reply = call(
+        connection, QDBusMessage::createMethodCall("org.freedesktop.DBus", "/org/freedesktop/DBus",
+                                                   "org.freedesktop.DBus", "GetNameOwner")
+                        << name);
     return reply.type() == QDBusMessage::ReplyMessage ? reply.arguments().value(0).toString()
                                                       : QString();
 }
 
 bool FakeNotificationService::registerOn(QDBusConnection connection) {
-    return connection.registerObject(QStringLiteral("/org/freedesktop/Notifications"), this,
+    return connection.registerObject("/org/freedesktop/Notifications", this,
                                      QDBusConnection::ExportAllSlots) &&
-           connection.registerService(QStringLiteral("org.freedesktop.Notifications"));
+           connection.registerService("org.freedesktop.Notifications");
 }
 
 QStringList FakeNotificationService::summaries() const {
@@ -142,9 +132,8 @@ QStringList FakeNotificationService::summaries() const {
 
 void FakeNotificationService::emitSignal(const QDBusConnection& connection, const QString& name,
                                          const QVariantList& arguments) const {
-    QDBusMessage signal =
-        QDBusMessage::createSignal(QStringLiteral("/org/freedesktop/Notifications"),
-                                   QStringLiteral("org.freedesktop.Notifications"), name);
+    QDBusMessage signal = QDBusMessage::createSignal("/org/freedesktop/Notifications",
+                                                     "org.freedesktop.Notifications", name);
     signal.setArguments(arguments);
     EXPECT_TRUE(connection.send(signal));
 }
@@ -154,61 +143,38 @@ ModelHarness::~ModelHarness() {
         script->fetchGate.open();
         script->readinessGate.open();
     }
-    if (updateChecker) {
-        updateChecker->gate.open();
-    }
+    updateChecker ? updateChecker->gate.open() : void();
     settle();
 }
 
 AppModel::Services ModelHarness::services(const AppTiming& timing) const {
-    AppModel::Services services;
-    services.claudeProvider = claude;
-    services.codexProvider = codex;
-    services.claudeCache =
-        std::make_shared<SnapshotCache>("claude-code", data("claude-code-snapshot.json"));
-    services.codexCache = std::make_shared<SnapshotCache>("codex", data("codex-snapshot.json"));
-    services.preferences = std::make_shared<JsonFilePreferencesStore>(preferencesPath());
-    services.notifier = notifier;
-    services.urlOpener = desktop;
-    services.clipboard = desktop;
-    services.terminal = desktop;
-    services.imageChooser = desktop;
-    services.windows = desktop;
-    services.updateChecker = updateChecker;
-    services.currentVersion = "1.0.0";
-    services.breakBackgroundImagePath = data("break-background-image");
-    services.timing = timing;
-    return services;
+    const auto cache = [&](const QString& id) {
+        return std::make_shared<SnapshotCache>(id, data(id + "-snapshot.json"));
+    };
+    const auto store = std::make_shared<JsonFilePreferencesStore>(preferencesPath());
+    const auto& d = desktop;
+    const QString image = data("break-background-image");
+    const std::shared_ptr<ClaudeUsageProvider> c = realClaude ? realClaude : claude;
+    return {c, codex, cache("claude-code"), cache("codex"), store, notifier, d,     d, d,
+            d, d,     updateChecker,        "1.0.0",        image, {},       timing};
 }
 
-std::shared_ptr<ClaudeUsageProvider> ModelHarness::realClaudeProvider() const {
+std::shared_ptr<ClaudeUsageProvider> ModelHarness::useRealClaude(bool withHook) {
     writeScript(home.filePath(".local/bin/claude"), "exit 0\n");
     ClaudeUsageProvider::Options options;
     options.homeDirectory = home.path();
     options.hookHelper = builtExecutable("lumora-json");
-    return std::make_shared<ClaudeUsageProvider>(options);
-}
-
-void ModelHarness::storePreference(const QString& key, const QJsonValue& value) const {
-    QJsonObject object = storedPreferences();
-    object.insert(key, value);
-    writeFile(preferencesPath(), QJsonDocument(object).toJson());
+    realClaude = std::make_shared<ClaudeUsageProvider>(options);
+    withHook ? realClaude->installStatusLineSync() : void();
+    return realClaude;
 }
 
 void ModelHarness::enableBoth(const std::optional<UsageSnapshot>& claudeAnswer,
                               const std::optional<UsageSnapshot>& codexAnswer) const {
-    storePreference(QStringLiteral("providerEnabled"), true);
-    storePreference(QStringLiteral("codexEnabled"), true);
-    if (claudeAnswer) {
-        claude->script->setSnapshot(*claudeAnswer);
-    }
-    if (codexAnswer) {
-        codex->script->setSnapshot(*codexAnswer);
-    }
-}
-
-QJsonObject ModelHarness::storedPreferences() const {
-    return QFile::exists(preferencesPath()) ? readJsonObject(preferencesPath()) : QJsonObject();
+    storePreference("providerEnabled", true);
+    storePreference("codexEnabled", true);
+    claudeAnswer ? claude->script->setSnapshot(*claudeAnswer) : void();
+    codexAnswer ? codex->script->setSnapshot(*codexAnswer) : void();
 }
 
 UsageSnapshot usage(const QString& providerID, Availability availability,

@@ -2,7 +2,6 @@
 
 #include "core/ClaudeUsageProvider.h"
 #include "core/Errors.h"
-#include "core/UsageProvider.h"
 #include "model/AppModel.h"
 #include "platform/DesktopServices.h"
 #include "platform/Notifier.h"
@@ -10,19 +9,15 @@
 
 #include <QDBusConnection>
 #include <QDBusMessage>
+#include <QFile>
 #include <QFuture>
+#include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
-#include <QVariantMap>
 
-#include <atomic>
-#include <chrono>
 #include <condition_variable>
 #include <deque>
-#include <functional>
-#include <memory>
 #include <mutex>
-#include <optional>
 
 namespace lumora::test {
 
@@ -53,7 +48,6 @@ public:
     ~PrivateBus();
     bool isRunning() const { return !m_address.isEmpty(); }
     QString address() const { return m_address; }
-    // A new connection of this process to the bus.
     QDBusConnection connect(const QString& name);
     // Calls a method and runs the event loop until the answer is there (the callee may be here).
     static QDBusMessage call(const QDBusConnection& connection, const QDBusMessage& message);
@@ -120,9 +114,7 @@ public:
         ++m_readinessChecks;
         std::unique_lock locker(m_mutex);
         const LocalProviderReadiness answer = m_readiness.front();
-        if (m_readiness.size() > 1) {
-            m_readiness.pop_front();
-        }
+        m_readiness.size() > 1 ? m_readiness.pop_front() : void();
         return answer;
     }
     int fetches() const { return m_fetches; }
@@ -132,16 +124,14 @@ public:
         return m_lastForceLive;
     }
 
-    Gate fetchGate;
-    Gate readinessGate;
+    Gate fetchGate, readinessGate;
 
 private:
     mutable std::mutex m_mutex;
     UsageSnapshot m_snapshot;
     std::deque<LocalProviderReadiness> m_readiness{LocalProviderReadiness::ready()};
     std::optional<bool> m_lastForceLive;
-    std::atomic<int> m_fetches{0};
-    std::atomic<int> m_readinessChecks{0};
+    std::atomic<int> m_fetches{0}, m_readinessChecks{0};
 };
 
 class FakeCodexProvider : public UsageProvider {
@@ -159,9 +149,7 @@ public:
     UsageSnapshot fetch(bool forceLive) const override { return script->fetch(forceLive); }
     void installStatusLineSync() const override { ++installs; }
     void uninstallStatusLineSync() const override {
-        if (uninstallFails) {
-            throw FileSystemError("The hook could not be removed.");
-        }
+        uninstallFails ? throw FileSystemError("The hook could not be removed.") : void();
     }
 
     std::shared_ptr<ProviderScript> script = std::make_shared<ProviderScript>(
@@ -174,14 +162,13 @@ class FakeNotifier : public Notifier {
 public:
     QFuture<bool> requestAuthorization() override {
         ++authorizationRequests;
-        return QtFuture::makeReadyFuture(authorizes);
+        return QtFuture::makeReadyFuture(true);
     }
     QFuture<void> send(const QString& title, const QString& body) override {
         sent.append(title + " | " + body);
         return QtFuture::makeReadyFuture();
     }
 
-    bool authorizes = true;
     int authorizationRequests = 0;
     QStringList sent; // "title | body"
 };
@@ -197,18 +184,15 @@ public:
     void setText(const QString& text) override { clipboard = text; }
     bool start() override { return ++terminalsStarted; }
     void chooseImage(QWindow*, std::function<void(const QString&)> chosen) override {
-        if (chosenImage) {
-            chosen(*chosenImage);
-        }
+        chosenImage ? chosen(*chosenImage) : void();
     }
     void showBreakWindow() override { ++breakWindowsShown; }
     void showSettingsWindow() override {}
     QWindow* visibleSettingsWindow() const override { return settingsWindow; }
 
     QList<QUrl> openedUrls;
-    int breakWindowsShown = 0;
+    int breakWindowsShown = 0, terminalsStarted = 0;
     std::optional<QString> clipboard;
-    int terminalsStarted = 0;
     std::optional<QString> chosenImage; // what the file dialog answers; nothing: cancelled
     QWindow* settingsWindow = nullptr;
 };
@@ -231,8 +215,7 @@ public:
     QList<Received> received;
     QStringList capabilities{"body", "actions"};
 
-    // Serves the notification service's name and object on `connection`.
-    bool registerOn(QDBusConnection connection);
+    bool registerOn(QDBusConnection connection); // the service's name and object
     QStringList summaries() const;
     void emitSignal(const QDBusConnection& connection, const QString& name,
                     const QVariantList& arguments) const;
@@ -258,10 +241,7 @@ public:
         gate.pass();
         std::unique_lock locker(mutex);
         lastVersion = currentVersion;
-        if (failure) {
-            throw Error(*failure);
-        }
-        return offer;
+        return failure ? throw Error(*failure) : offer;
     }
 
     mutable Gate gate;
@@ -281,17 +261,24 @@ public:
     std::unique_ptr<AppModel> makeModel(const AppTiming& timing = {}) const {
         return std::make_unique<AppModel>(services(timing));
     }
-    // The real Claude Code provider in this home, with Claude Code installed (a script).
-    std::shared_ptr<ClaudeUsageProvider> realClaudeProvider() const;
+    // The real Claude Code provider in this home, with Claude Code installed (a script) and its
+    // hook when asked; the models made from then on use it.
+    std::shared_ptr<ClaudeUsageProvider> useRealClaude(bool withHook = false);
 
     QString preferencesPath() const { return home.filePath(".config/Lumora/preferences.json"); }
     QString data(const QString& name) const { return home.filePath(".local/share/Lumora/" + name); }
     // Writes one key into the preferences file, as an earlier run would have.
-    void storePreference(const QString& key, const QJsonValue& value) const;
+    void storePreference(const QString& key, const QJsonValue& value) const {
+        QJsonObject object = storedPreferences();
+        object.insert(key, value);
+        writeFile(preferencesPath(), QJsonDocument(object).toJson());
+    }
     // Both providers switched on in the preferences file, answering these when given.
     void enableBoth(const std::optional<UsageSnapshot>& claudeAnswer = std::nullopt,
                     const std::optional<UsageSnapshot>& codexAnswer = std::nullopt) const;
-    QJsonObject storedPreferences() const; // empty without a file
+    QJsonObject storedPreferences() const { // empty without a file
+        return QFile::exists(preferencesPath()) ? readJsonObject(preferencesPath()) : QJsonObject();
+    }
     std::optional<QJsonValue> storedPreference(const QString& key) const {
         const QJsonObject stored = storedPreferences();
         return stored.contains(key) ? std::optional(stored.value(key)) : std::nullopt;
@@ -303,6 +290,7 @@ public:
     std::shared_ptr<FakeNotifier> notifier = std::make_shared<FakeNotifier>();
     std::shared_ptr<FakeDesktop> desktop = std::make_shared<FakeDesktop>();
     std::shared_ptr<FakeUpdateChecker> updateChecker; // none: no update channel
+    std::shared_ptr<ClaudeUsageProvider> realClaude;
 };
 
 // A snapshot with one session window, captured now (whole seconds, as the caches store them).

@@ -2,9 +2,6 @@
 
 #include "core/CodexUsageProvider.h"
 
-#include <QJsonDocument>
-#include <QJsonObject>
-
 #include <gtest/gtest.h>
 
 using namespace lumora;
@@ -53,8 +50,9 @@ TEST_F(ConnectionFlowTest, ReadinessVerdictsSetTheStatesOfBothProviders) {
     for (const auto& [readiness, forClaude, forCodex] : rows) {
         m->handleClaudeReadiness(readiness);
         m->handleCodexReadiness(readiness);
-        EXPECT_EQ(m->connections()->claudeConnectionState(), forClaude);
-        EXPECT_EQ(m->connections()->codexConnectionState(), forCodex);
+        EXPECT_EQ(std::pair(m->connections()->claudeConnectionState(),
+                            m->connections()->codexConnectionState()),
+                  std::pair(forClaude, forCodex));
     }
     settle();
     EXPECT_FALSE(h.storedPreference("providerEnabled")); // none of these connects
@@ -64,8 +62,8 @@ TEST_F(ConnectionFlowTest, ReadinessVerdictsSetTheStatesOfBothProviders) {
     m->handleCodexReadiness(Readiness::ready());
     EXPECT_EQ(std::pair(claudeState(*m), codexState(*m)),
               std::pair(Kind::disconnected, Kind::disconnected));
-    EXPECT_EQ(h.storedPreference("providerEnabled"), QJsonValue(true));
-    EXPECT_EQ(h.storedPreference("codexEnabled"), QJsonValue(true));
+    EXPECT_EQ(h.storedPreferences(),
+              QJsonObject({{"providerEnabled", true}, {"codexEnabled", true}}));
     ASSERT_TRUE(waitUntil([&] { return m->codexSnapshot().availability == Availability::ready; }));
     EXPECT_EQ(claude.fetches(), 1);
 }
@@ -86,11 +84,10 @@ TEST_F(ConnectionFlowTest, ClaudeSetUpChecksThenInstallsTheHookAndForcesLiveData
     ASSERT_TRUE(waitUntil([&] { return claude.fetches() == 1; }));
     settle();
     EXPECT_EQ(states, QList<Kind>({Kind::waiting, Kind::disconnected}));
-    EXPECT_EQ(h.claude->installs, 1);
-    EXPECT_TRUE(m.preferences()->claudeEnabled());
     // The forced refresh ran; the switch's own refresh came second and was dropped.
-    EXPECT_EQ(claude.lastForceLive(), true);
-    EXPECT_EQ(claude.fetches(), 1);
+    EXPECT_EQ(std::tuple(h.claude->installs.load(), m.preferences()->claudeEnabled(),
+                         claude.lastForceLive(), claude.fetches()),
+              std::tuple(1, true, std::optional(true), 1));
 
     h.claude->uninstallFails = true;
     ASSERT_TRUE(waitFor(m.disconnectClaude()));
@@ -100,10 +97,8 @@ TEST_F(ConnectionFlowTest, ClaudeSetUpChecksThenInstallsTheHookAndForcesLiveData
 }
 
 TEST_F(ConnectionFlowTest, TheRealHookIsInstalledAndRemovedAndAFailureKeepsTheSettings) {
-    AppModel::Services services = h.services();
-    const auto real = h.realClaudeProvider();
-    services.claudeProvider = real;
-    AppModel m(services);
+    const auto real = h.useRealClaude();
+    AppModel m(h.services());
     const QString settings = h.home.filePath(".claude/settings.json");
     const QByteArray foreign = "[\"not\", \"an object\"]\n";
     writeFile(settings, foreign);
@@ -112,8 +107,8 @@ TEST_F(ConnectionFlowTest, TheRealHookIsInstalledAndRemovedAndAFailureKeepsTheSe
     ASSERT_TRUE(waitUntil([&] { return claudeState(m) == Kind::failed; }));
     EXPECT_EQ(m.connections()->claudeConnectionState().message(),
               "Claude Code settings could not be updated safely.");
-    EXPECT_EQ(readFile(settings), foreign);
-    EXPECT_FALSE(m.preferences()->claudeEnabled());
+    EXPECT_EQ(std::pair(readFile(settings), m.preferences()->claudeEnabled()),
+              std::pair(foreign, false));
     // From the failed state the button checks readiness again instead of installing.
     writeFile(settings, R"({"theme": "dark"})");
     m.continueClaudeSetup();
@@ -132,8 +127,8 @@ TEST_F(ConnectionFlowTest, TheRealHookIsInstalledAndRemovedAndAFailureKeepsTheSe
     EXPECT_FALSE(real->statusLineInstaller().isInstalled());
     EXPECT_EQ(claudeSettings(), QJsonObject({{"theme", "dark"}}));
     EXPECT_EQ(h.storedPreference("providerEnabled"), QJsonValue(false));
-    EXPECT_EQ(claudeState(m), Kind::disconnected);
-    EXPECT_EQ(m.snapshot().statusMessage, "Claude Code is disconnected.");
+    EXPECT_EQ(std::pair(claudeState(m), *m.snapshot().statusMessage),
+              std::pair(Kind::disconnected, QString("Claude Code is disconnected.")));
 }
 
 TEST_F(ConnectionFlowTest, SetUpSendsTheUserToTheRightPlaceAndWatches) {
@@ -143,8 +138,8 @@ TEST_F(ConnectionFlowTest, SetUpSendsTheUserToTheRightPlaceAndWatches) {
     codex.readinessGate.close(); // keep the Codex monitor waiting
     m->handleClaudeReadiness(Readiness::loginRequired());
     m->continueClaudeSetup();
-    EXPECT_EQ(claudeState(*m), Kind::waiting);
-    EXPECT_TRUE(m->connections()->isClaudeMonitorRunning());
+    EXPECT_EQ(std::pair(claudeState(*m), m->connections()->isClaudeMonitorRunning()),
+              std::pair(Kind::waiting, true));
     m->handleClaudeReadiness(Readiness::executableMissing());
     m->continueClaudeSetup();
     m->handleCodexReadiness(Readiness::executableMissing());
@@ -158,10 +153,9 @@ TEST_F(ConnectionFlowTest, SetUpSendsTheUserToTheRightPlaceAndWatches) {
     // Signing in to Codex happens in a terminal, with the command on the clipboard.
     m->handleCodexReadiness(Readiness::loginRequired());
     m->continueCodexSetup();
-    EXPECT_EQ(h.desktop->clipboard, "codex login");
-    EXPECT_EQ(h.desktop->terminalsStarted, 1);
-    EXPECT_EQ(codexState(*m), Kind::waiting);
-    EXPECT_TRUE(m->connections()->isCodexMonitorRunning());
+    EXPECT_EQ(std::tuple(*h.desktop->clipboard, h.desktop->terminalsStarted, codexState(*m),
+                         m->connections()->isCodexMonitorRunning()),
+              std::tuple(QString("codex login"), 1, Kind::waiting, true));
     codex.readinessGate.open();
 }
 
@@ -178,9 +172,9 @@ TEST_F(ConnectionFlowTest, MonitorsEndOnTheirVerdictAfterTheLastCheckOrWhenSwitc
         return !m->connections()->isClaudeMonitorRunning() &&
                !m->connections()->isCodexMonitorRunning();
     }));
-    EXPECT_EQ(std::pair(claude.readinessChecks(), codex.readinessChecks()), std::pair(3, 3));
-    EXPECT_EQ(claudeState(*m), Kind::setupRequired);
-    EXPECT_TRUE(m->preferences()->codexEnabled());
+    EXPECT_EQ(std::tuple(claude.readinessChecks(), codex.readinessChecks(), claudeState(*m),
+                         m->preferences()->codexEnabled()),
+              std::tuple(3, 3, Kind::setupRequired, true));
 
     // Waiting for nothing: after 90 checks the state returns to rest.
     const auto patient = model(90);
@@ -188,8 +182,8 @@ TEST_F(ConnectionFlowTest, MonitorsEndOnTheirVerdictAfterTheLastCheckOrWhenSwitc
     patient->handleCodexReadiness(Readiness::loginRequired());
     patient->continueCodexSetup();
     ASSERT_TRUE(waitUntil([&] { return !patient->connections()->isCodexMonitorRunning(); }));
-    EXPECT_EQ(codex.readinessChecks(), 3 + 90);
-    EXPECT_EQ(codexState(*patient), Kind::disconnected);
+    EXPECT_EQ(std::pair(codex.readinessChecks(), codexState(*patient)),
+              std::pair(3 + 90, Kind::disconnected));
 
     // The user switches Codex off while a check runs; that check then answers "ready".
     const auto gives = model();
@@ -199,12 +193,13 @@ TEST_F(ConnectionFlowTest, MonitorsEndOnTheirVerdictAfterTheLastCheckOrWhenSwitc
     ASSERT_TRUE(waitUntil([&] { return codex.readinessGate.waiting() == 1; }));
     codex.setReadiness({Readiness::ready()});
     gives->preferences()->setCodexEnabled(false);
-    EXPECT_FALSE(gives->connections()->isCodexMonitorRunning());
-    EXPECT_EQ(codexState(*gives), Kind::disconnected);
+    EXPECT_EQ(std::pair(gives->connections()->isCodexMonitorRunning(), codexState(*gives)),
+              std::pair(false, Kind::disconnected));
     codex.readinessGate.open();
     settle();
-    EXPECT_EQ(codex.readinessChecks(), 3 + 90 + 1);
-    EXPECT_FALSE(gives->preferences()->codexEnabled()); // the late answer does not switch it on
+    // The late answer does not switch it on.
+    EXPECT_EQ(std::pair(codex.readinessChecks(), gives->preferences()->codexEnabled()),
+              std::pair(3 + 90 + 1, false));
 }
 
 // The real provider starts `codex` from the thread pool with vfork semantics, which
@@ -229,13 +224,13 @@ TEST_F(RealCodexSignInTest, IsWatchedUntilTheToolIsReady) {
     m.continueCodexSetup();
     ASSERT_TRUE(waitUntil([&] { return codexState(m) == Kind::loginRequired; }));
     m.continueCodexSetup();
-    EXPECT_EQ(h.desktop->clipboard, "codex login");
-    EXPECT_TRUE(m.connections()->isCodexMonitorRunning());
+    EXPECT_EQ(std::pair(*h.desktop->clipboard, m.connections()->isCodexMonitorRunning()),
+              std::pair(QString("codex login"), true));
     writeFile(signedIn, "yes"); // the user signs in in the terminal
     ASSERT_TRUE(waitUntil([&] {
         return m.preferences()->codexEnabled() &&
                m.codexSnapshot().availability == Availability::ready;
     }));
-    EXPECT_EQ(codexState(m), Kind::disconnected);
-    EXPECT_EQ(m.menuBarDisplayText(), "Codex 58%");
+    EXPECT_EQ(std::pair(codexState(m), m.menuBarDisplayText()),
+              std::pair(Kind::disconnected, QString("Codex 58%")));
 }

@@ -3,7 +3,6 @@
 
 #include <QClipboard>
 #include <QDir>
-#include <QFileInfo>
 #include <QGuiApplication>
 #include <QImage>
 #include <QStandardPaths>
@@ -35,8 +34,7 @@ TEST(TerminalLauncher, StartsTheUsersThenTheSystemsThenTheFirstUsualTerminal) {
         return QString::fromUtf8(readFile(mark)).trimmed();
     };
     writeFile(bin + "/kitty", "not executable");
-    EXPECT_EQ(SystemTerminalLauncher::chosenTerminal(), std::nullopt);
-    EXPECT_FALSE(SystemTerminalLauncher().start());
+    EXPECT_FALSE(SystemTerminalLauncher::chosenTerminal() || SystemTerminalLauncher().start());
     for (const char* name : {"xterm", "konsole", "gnome-terminal", "wezterm"}) {
         install(name);
     }
@@ -67,8 +65,7 @@ TEST(AutostartTest, OnOffAndTheStateAsTheUserLeftIt) {
     const AutostartEntry entry(std::nullopt, home.filePath("my apps/100% \"lumora\" $HOME\\bin/l"));
     EXPECT_EQ(entry.entryPath(), path);
     for (int round = 0; round < 2; ++round) {
-        EXPECT_FALSE(entry.isEnabled());
-        EXPECT_EQ(entry.setEnabled(true), std::nullopt);
+        EXPECT_FALSE(entry.isEnabled() || entry.setEnabled(true));
         EXPECT_TRUE(entry.isEnabled());
         const QString content = QString::fromUtf8(readFile(path));
         EXPECT_TRUE(content.startsWith("[Desktop Entry]\nType=Application\nName=Lumora\n"));
@@ -84,9 +81,8 @@ TEST(AutostartTest, OnOffAndTheStateAsTheUserLeftIt) {
         }
         EXPECT_EQ(QDir(QFileInfo(path).path()).entryList(QDir::Files),
                   QStringList{"lumora.desktop"});
-        EXPECT_EQ(entry.setEnabled(false), std::nullopt);
-        EXPECT_FALSE(QFileInfo::exists(path));
-        EXPECT_EQ(entry.setEnabled(false), std::nullopt) << "off when already off";
+        // Off, and off again when already off.
+        EXPECT_FALSE(entry.setEnabled(false) || QFile::exists(path) || entry.setEnabled(false));
     }
     EXPECT_EQ(AutostartEntry::execArgument("/usr/bin/lumora"), "/usr/bin/lumora");
     qputenv("XDG_CONFIG_HOME", home.filePath("elsewhere").toLocal8Bit());
@@ -96,10 +92,7 @@ TEST(AutostartTest, OnOffAndTheStateAsTheUserLeftIt) {
     EXPECT_EQ(AutostartEntry::defaultEntryPath(home.path()), path);
 
     const QByteArray header = "[Desktop Entry]\nType=Application\nName=Lumora\nExec=lumora\n";
-    const struct {
-        QByteArray content;
-        bool enabled;
-    } cases[] = {
+    const std::pair<QByteArray, bool> cases[] = {
         {header, true},
         {header + "Hidden=true\n", false},
         {header + "Hidden = true\n", false},
@@ -115,8 +108,7 @@ TEST(AutostartTest, OnOffAndTheStateAsTheUserLeftIt) {
         writeFile(path, content);
         EXPECT_EQ(entry.isEnabled(), enabled) << content.left(200).toStdString();
     }
-    EXPECT_EQ(entry.setEnabled(true), std::nullopt);
-    EXPECT_FALSE(readFile(path).contains("Hidden"));
+    EXPECT_FALSE(entry.setEnabled(true) || readFile(path).contains("Hidden"));
     QFile::remove(path);
     QDir().mkpath(path); // a folder where the file should be is no entry
     EXPECT_FALSE(entry.isEnabled());
@@ -127,8 +119,7 @@ TEST(AutostartTest, OnOffAndTheStateAsTheUserLeftIt) {
     writeFile(folder, "not a folder");
     const auto message = entry.setEnabled(true);
     EXPECT_TRUE(message && message->startsWith("Lumora could not be set to start at login. ") &&
-                message->contains(folder));
-    EXPECT_FALSE(entry.isEnabled());
+                message->contains(folder) && !entry.isEnabled());
     EXPECT_EQ(readFile(folder), "not a folder");
     // A read-only folder (the superuser writes into it regardless, so only checked for others).
     QFile::remove(folder);
@@ -137,8 +128,8 @@ TEST(AutostartTest, OnOffAndTheStateAsTheUserLeftIt) {
     if (::geteuid() != 0) {
         const auto off = entry.setEnabled(false);
         EXPECT_TRUE(off && off->startsWith("Lumora could not be kept from starting at login. "));
-        EXPECT_TRUE(entry.setEnabled(true).has_value()) << "rewriting needs the folder too";
-        EXPECT_TRUE(entry.isEnabled());
+        // Rewriting needs the folder too.
+        EXPECT_TRUE(entry.setEnabled(true) && entry.isEnabled());
     }
     QFile::setPermissions(folder, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
 }
@@ -149,7 +140,7 @@ TEST(BreakBackgroundPhotoTest, ImportRefuseAndRemove) {
     ModelHarness h;
     const auto model = h.makeModel();
     BreakBackgroundPhoto& photo = *model->photo();
-    AppPreferences& preferences = *model->preferences();
+    AppPreferences& prefs = *model->preferences();
     const QString stored = h.data("break-background-image");
     const QString good = h.home.filePath("beach.png");
     const QString unusable = "That photo could not be used. Please choose another image.";
@@ -158,29 +149,28 @@ TEST(BreakBackgroundPhotoTest, ImportRefuseAndRemove) {
         QImage image(size, QImage::Format_RGB32); // recognisable by its size
         image.fill(QColor(30, 120, 200));
         ASSERT_TRUE(image.save(h.home.filePath(name), format));
-        preferences.setBreakScreenStyle(BreakScreenStyle::motion);
+        prefs.setBreakScreenStyle(BreakScreenStyle::motion);
         photo.importBreakBackgroundImage(h.home.filePath(name));
-        EXPECT_EQ(readFile(stored), readFile(h.home.filePath(name))) << name;
-        EXPECT_EQ(photo.breakBackgroundImage().size(), size);
-        EXPECT_EQ(h.storedPreference("breakScreenStyle"), QJsonValue("photo"));
+        EXPECT_EQ(std::tuple(readFile(stored), photo.breakBackgroundImage().size(),
+                             *h.storedPreference("breakScreenStyle")),
+                  std::tuple(readFile(h.home.filePath(name)), size, QJsonValue("photo")));
     }
     EXPECT_EQ(h.makeModel()->photo()->breakBackgroundImage().size(), QSize(8, 8));
-    preferences.setBreakScreenStyle(BreakScreenStyle::minimal);
+    prefs.setBreakScreenStyle(BreakScreenStyle::minimal);
     const QByteArray storedBefore = readFile(stored);
     writeFile(h.home.filePath("notes.png"), "these are my notes, not a picture\n");
     for (const char* path : {"notes.png", "missing.png", ""}) {
         photo.importBreakBackgroundImage(h.home.filePath(path));
-        EXPECT_EQ(photo.breakBackgroundErrorMessage(), unusable) << path;
-        EXPECT_EQ(preferences.breakScreenStyle(), BreakScreenStyle::minimal);
-        EXPECT_EQ(photo.breakBackgroundImage().size(), QSize(8, 8));
-        EXPECT_EQ(readFile(stored), storedBefore);
+        EXPECT_EQ(std::tuple(photo.breakBackgroundErrorMessage(), prefs.breakScreenStyle(),
+                             photo.breakBackgroundImage().size(), readFile(stored)),
+                  std::tuple(unusable, BreakScreenStyle::minimal, QSize(8, 8), storedBefore));
     }
     photo.importBreakBackgroundImage(good);
     EXPECT_TRUE(photo.breakBackgroundErrorMessage().isEmpty());
-    preferences.setBreakScreenStyle(BreakScreenStyle::motion);
+    prefs.setBreakScreenStyle(BreakScreenStyle::motion);
     model->removeBreakBackgroundImage();
-    EXPECT_FALSE(QFile::exists(stored) || photo.hasBreakBackgroundImage());
-    EXPECT_EQ(preferences.breakScreenStyle(), BreakScreenStyle::motion);
+    EXPECT_FALSE(QFile::exists(stored) || photo.hasBreakBackgroundImage() ||
+                 prefs.breakScreenStyle() != BreakScreenStyle::motion);
     photo.importBreakBackgroundImage(good);
     model->removeBreakBackgroundImage();
     EXPECT_EQ(h.storedPreference("breakScreenStyle"), QJsonValue("minimal"));
@@ -189,13 +179,13 @@ TEST(BreakBackgroundPhotoTest, ImportRefuseAndRemove) {
 
     // A stored photo that does not decode gives no image at start, and stays on disk.
     writeFile(stored, "\x89PNG\r\n\x1a\n truncated");
-    EXPECT_FALSE(h.makeModel()->photo()->hasBreakBackgroundImage());
-    EXPECT_TRUE(QFile::exists(stored));
+    EXPECT_FALSE(h.makeModel()->photo()->hasBreakBackgroundImage() || !QFile::exists(stored));
     // A photo that cannot be stored (a folder in the way) is refused the same way.
     QFile::remove(stored);
     QDir().mkpath(stored);
     const auto blocked = h.makeModel();
     blocked->photo()->importBreakBackgroundImage(good);
-    EXPECT_EQ(blocked->photo()->breakBackgroundErrorMessage(), unusable);
-    EXPECT_FALSE(blocked->photo()->hasBreakBackgroundImage());
+    EXPECT_EQ(std::pair(blocked->photo()->breakBackgroundErrorMessage(),
+                        blocked->photo()->hasBreakBackgroundImage()),
+              std::pair(unusable, false));
 }

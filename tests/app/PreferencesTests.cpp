@@ -4,7 +4,6 @@
 #include "platform/PreferencesStore.h"
 #include "platform/ProviderChoices.h"
 
-#include <QFileInfo>
 #include <QJsonArray>
 
 #include <gtest/gtest.h>
@@ -18,9 +17,8 @@ namespace {
 void expectStoredColour(const ModelHarness& h, std::initializer_list<double> expected) {
     const QJsonArray stored = h.storedPreference("breakTextColor")->toArray();
     ASSERT_EQ(stored.size(), qsizetype(expected.size()));
-    qsizetype index = 0;
-    for (const double component : expected) {
-        EXPECT_NEAR(stored[index++].toDouble(-1), component, 1.0 / 65535);
+    for (qsizetype k = 0; const double component : expected) {
+        EXPECT_NEAR(stored[k++].toDouble(-1), component, 1.0 / 65535);
     }
 }
 
@@ -32,10 +30,8 @@ QString described(const AppPreferences& p) {
                             p.showCodexInMenuBar(), p.showClaudeInMenuBar()}) {
         flags += flag ? '1' : '0';
     }
-    return QStringLiteral("%1 %2 %3")
-        .arg(p.providerOrder().join(','))
-        .arg(int(p.breakScreenStyle()))
-        .arg(flags);
+    return p.providerOrder().join(',') + ' ' + QString::number(int(p.breakScreenStyle())) + ' ' +
+           flags;
 }
 
 } // namespace
@@ -46,11 +42,8 @@ TEST(PreferencesTest, StoredChoicesAreReadKeyByKeyWithoutWritingOrAskingAnything
     ModelHarness h;
     const QString defaults = "codex,claude-code 1 00010";
     const QColor white(Qt::white);
-    const struct {
-        QByteArray json; // empty: no file
-        QColor colour;
-        QString expected;
-    } rows[] = {
+    const std::tuple<QByteArray, QColor, QString> rows[] = {
+        // the file (empty: none), what is read
         {"", white, defaults},
         {R"({"providerOrder": ["claude-code", "codex"], "breakTextColor": [0.2, 0.4, 0.6, 0.5],
              "breakScreenStyle": "minimal", "alertsEnabled": true, "providerEnabled": true,
@@ -63,25 +56,22 @@ TEST(PreferencesTest, StoredChoicesAreReadKeyByKeyWithoutWritingOrAskingAnything
         {R"({"breakTextColor": [1.0, 0.0, "0", 1.0]})", white, defaults},
         {R"({"breakTextColor": [1, 0, 0, 1, 1]})", white, defaults},
         {R"({"breakTextColor": "#ff0000"})", white, defaults},
-        {R"({"breakTextColor": [true, 0, 0, 1]})", white, defaults},
         {R"({"breakTextColor": [1, 0, 0, 1]})", QColor(Qt::red), defaults}, // integers count
         {R"({"showCodexInMenuBar": null})", white, defaults},               // null counts as absent
         {R"({"alertsEnabled": tru)", white, defaults},
         {"[true]", white, defaults},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.json.toStdString());
+    for (const auto& [json, colour, expected] : rows) {
+        SCOPED_TRACE(json.toStdString());
         QFile::remove(h.preferencesPath());
-        if (!row.json.isEmpty()) {
-            writeFile(h.preferencesPath(), row.json);
-        }
+        json.isEmpty() ? void() : writeFile(h.preferencesPath(), json);
         const auto model = h.makeModel();
-        EXPECT_EQ(described(*model->preferences()), row.expected);
-        EXPECT_EQ(model->preferences()->breakTextColor(), row.colour);
+        EXPECT_EQ(
+            std::pair(described(*model->preferences()), model->preferences()->breakTextColor()),
+            std::pair(expected, colour));
         settle();
         EXPECT_EQ(h.notifier->authorizationRequests + h.claude->script->fetches(), 0);
-        EXPECT_EQ(QFileInfo::exists(h.preferencesPath()) ? readFile(h.preferencesPath()) : "",
-                  row.json);
+        EXPECT_EQ(QFile::exists(h.preferencesPath()) ? readFile(h.preferencesPath()) : "", json);
     }
 }
 
@@ -93,18 +83,16 @@ TEST(PreferencesTest, EveryAssignmentWritesItsKeyAndOnlyARealSwapWritesTheOrder)
     model->swapProviders("codex", "codex");
     model->swapProviders("codex", "gemini");
     model->swapProviders("gemini", "codex");
-    EXPECT_FALSE(QFileInfo::exists(h.preferencesPath()));
+    EXPECT_FALSE(QFile::exists(h.preferencesPath()));
     AppPreferences& p = *model->preferences();
-    int changes = 0;
-    int assignments = 0;
+    int changes = 0, assignments = 0;
     QObject::connect(&p, &AppPreferences::claudeEnabledChanged, [&] { ++changes; });
     QObject::connect(&p, &AppPreferences::claudeEnabledAssigned, [&] { ++assignments; });
     p.setClaudeEnabled(false); // the default, assigned again
     EXPECT_EQ(h.storedPreference("providerEnabled"), QJsonValue(false));
     p.setClaudeEnabled(true);
     p.setClaudeEnabled(true);
-    EXPECT_EQ(changes, 1);
-    EXPECT_EQ(assignments, 3); // each assignment has its side effects
+    EXPECT_EQ(std::pair(changes, assignments), std::pair(1, 3)); // each assignment has its effects
     p.setBreakScreenStyle(BreakScreenStyle::photo);
     p.setShowCodexInMenuBar(true);
     p.setCodexEnabled(false);
@@ -117,8 +105,8 @@ TEST(PreferencesTest, EveryAssignmentWritesItsKeyAndOnlyARealSwapWritesTheOrder)
     expectStoredColour(h, {0.25, 0.5, 0.75, 1.0});
     EXPECT_FALSE(h.storedPreference("providerOrder"));
     const AppPreferences later(std::make_shared<JsonFilePreferencesStore>(h.preferencesPath()));
-    EXPECT_EQ(later.breakTextColor(), p.breakTextColor());
-    EXPECT_EQ(described(later), "codex,claude-code 0 01010");
+    EXPECT_EQ(std::pair(described(later), later.breakTextColor()),
+              std::pair(QString("codex,claude-code 0 01010"), p.breakTextColor()));
     p.setBreakTextColor(QColor()); // not a colour: the stored one stays
     expectStoredColour(h, {0.25, 0.5, 0.75, 1.0});
     p.setBreakTextColor(QColor::fromHsvF(0.0f, 1.0f, 1.0f)); // stored as sRGB
@@ -146,7 +134,6 @@ TEST(ProviderOrder, NormalisationKeepsKnownEntriesAndCompletesTheRest) {
 TEST(JsonFilePreferencesStore, WritesKeepWhatAnotherProcessStoredMeanwhile) {
     TemporaryHome home;
     const QString path = preferencesFilePath(home.path());
-    EXPECT_EQ(path, home.filePath(".config/Lumora/preferences.json"));
     JsonFilePreferencesStore app(path);
     JsonFilePreferencesStore(path).setValue("codexEnabled", true); // the command line, meanwhile
     app.setValue("alertsEnabled", true);
@@ -165,5 +152,5 @@ TEST(JsonFilePreferencesStore, WritesKeepWhatAnotherProcessStoredMeanwhile) {
     qputenv("XDG_CONFIG_HOME", home.filePath("elsewhere").toLocal8Bit());
     EXPECT_EQ(preferencesFilePath(home.path()), home.filePath("elsewhere/Lumora/preferences.json"));
     qputenv("XDG_CONFIG_HOME", "relative/config"); // not absolute: ignored
-    EXPECT_EQ(preferencesFilePath(home.path()), path);
+    EXPECT_EQ(preferencesFilePath(home.path()), home.filePath(".config/Lumora/preferences.json"));
 }

@@ -4,7 +4,6 @@
 #include "core/SnapshotCache.h"
 
 #include <QDir>
-#include <QFileInfo>
 
 #include <gtest/gtest.h>
 
@@ -25,11 +24,6 @@ void refresh(AppModel& model, bool forceClaudeLive = false) {
     ASSERT_TRUE(waitFor(model.refresh(forceClaudeLive)));
 }
 
-class UpdateCheckTest : public ::testing::Test {
-protected:
-    ModelHarness h;
-};
-
 // Runs one check to its end and returns the status line.
 QString check(AppModel& model, bool userInitiated) {
     EXPECT_TRUE(waitFor(model.checkForUpdates(userInitiated)));
@@ -42,16 +36,15 @@ TEST_F(RefreshTest, BothProvidersOffGiveDisconnectedSnapshotsAndNothingElse) {
     h.storePreference("alertsEnabled", true);
     claude.setSnapshot(usage("claude-code", Availability::blocked, 1.0));
     const auto model = h.makeModel();
-    EXPECT_EQ(model->snapshot().statusMessage, "Claude Code status is unavailable.");
-    EXPECT_EQ(model->codexSnapshot().statusMessage, "Codex status is unavailable.");
+    const auto texts = [&] {
+        return *model->snapshot().statusMessage + " | " + *model->codexSnapshot().statusMessage;
+    };
+    EXPECT_EQ(texts(), "Claude Code status is unavailable. | Codex status is unavailable.");
     refresh(*model);
-    EXPECT_EQ(model->snapshot().statusMessage, "Claude Code is disconnected.");
+    EXPECT_EQ(texts(), "Claude Code is disconnected. | Codex is disconnected.");
     EXPECT_EQ(model->snapshot().availability, Availability::unknown);
-    EXPECT_EQ(model->codexSnapshot().statusMessage, "Codex is disconnected.");
-    EXPECT_EQ(claude.fetches() + h.codex->script->fetches(), 0);
-    EXPECT_FALSE(QFileInfo::exists(claudeCache) || QFileInfo::exists(codexCache));
-    EXPECT_TRUE(h.notifier->sent.isEmpty());
-    EXPECT_FALSE(model->isRefreshing());
+    EXPECT_EQ(claude.fetches() + h.codex->script->fetches() + h.notifier->sent.size(), 0);
+    EXPECT_FALSE(QFile::exists(claudeCache) || QFile::exists(codexCache) || model->isRefreshing());
 }
 
 // Observers see Claude Code's snapshot change first; a refresh during a refresh is dropped; a late
@@ -76,13 +69,13 @@ TEST_F(RefreshTest, ARefreshDuringARefreshIsDroppedAndALateResultNeverReachesADe
     claude.fetchGate.open();
     ASSERT_TRUE(waitFor(first));
     settle();
-    EXPECT_EQ(claude.fetches(), 1);
-    EXPECT_EQ(claude.lastForceLive(), false);
+    EXPECT_EQ(std::pair(claude.fetches(), claude.lastForceLive()),
+              std::pair(1, std::optional(false)));
     EXPECT_EQ(seen, QStringList({"refreshing", "claude, codex still Codex status is unavailable.",
                                  "codex, claude already new", "done"}));
     refresh(*model, true); // once finished, the next one runs
-    EXPECT_EQ(claude.fetches(), 2);
-    EXPECT_EQ(claude.lastForceLive(), true);
+    EXPECT_EQ(std::pair(claude.fetches(), claude.lastForceLive()),
+              std::pair(2, std::optional(true)));
 
     const QByteArray cached = readFile(claudeCache);
     claude.setSnapshot(usage("claude-code", Availability::ready, 0.6));
@@ -92,9 +85,9 @@ TEST_F(RefreshTest, ARefreshDuringARefreshIsDroppedAndALateResultNeverReachesADe
     model.reset();
     claude.fetchGate.open();
     settle();
-    EXPECT_EQ(claude.fetches(), 3);
-    EXPECT_TRUE(pending.isFinished()); // whoever waited was released
-    EXPECT_EQ(readFile(claudeCache), cached);
+    // Whoever waited was released.
+    EXPECT_EQ(std::tuple(claude.fetches(), pending.isFinished(), readFile(claudeCache)),
+              std::tuple(3, true, cached));
 }
 
 // Cached snapshots load as the last known local status; only snapshots with a verdict are saved,
@@ -166,12 +159,13 @@ TEST_F(RefreshTest, StartRunsOneRefreshLoopAndOneUpdateLoop) {
     model->start();
     ASSERT_TRUE(waitUntil([&] { return h.codex->script->fetches() >= 4; }));
     settle();
-    EXPECT_EQ(h.updateChecker->checks, 1); // the next one is hours away
-    EXPECT_EQ(claude.fetches(), h.codex->script->fetches());
+    // The next update check is hours away.
+    EXPECT_EQ(std::pair(h.updateChecker->checks.load(), claude.fetches()),
+              std::pair(1, h.codex->script->fetches()));
 }
 
 // The title depends on age, then availability; the panel text comes from the real Claude Code
-// provider, rounded to the nearest point, in the stored order.
+// provider and its hook, rounded to the nearest point, in the stored order.
 TEST(StatusTitle, DependsOnAgeThenAvailabilityAndTheRealProviderFeedsThePanelText) {
     const QDateTime now = QDateTime::currentDateTimeUtc();
     const std::tuple<int, Availability, const char*> rows[] = {
@@ -188,18 +182,31 @@ TEST(StatusTitle, DependsOnAgeThenAvailabilityAndTheRealProviderFeedsThePanelTex
         EXPECT_EQ(AppModel::statusTitle(snapshot, now), title);
     }
 
+    // The first refresh finds no figures; each run of the hook brings its own to the label.
     ModelHarness h;
-    const auto real = h.realClaudeProvider();
-    real->installStatusLineSync();
-    writeFile(h.data("claude-rate-limits.json"), R"({"five_hour":{"used_percentage":42.4}})");
+    const auto real = h.useRealClaude(true);
     h.storePreference("providerEnabled", true);
     h.storePreference("showClaudeInMenuBar", true);
-    AppModel::Services services = h.services();
-    services.claudeProvider = real;
-    AppModel model(services);
+    AppModel model(h.services());
+    model.start();
+    ASSERT_TRUE(waitUntil(
+        [&] { return model.snapshot().statusMessage == ClaudeUsageProvider::sendMessageMessage; }));
+    for (const double used : {85.0, 42.4}) {
+        QProcess hook;
+        hook.start("/bin/sh", {real->statusLineInstaller().hookScriptPath()});
+        hook.write(QString(R"({"rate_limits":{"five_hour":{"used_percentage":%1,"resets_at":%2}}})")
+                       .arg(used)
+                       .arg(QDateTime::currentSecsSinceEpoch() + 3600)
+                       .toUtf8());
+        hook.closeWriteChannel();
+        ASSERT_TRUE(hook.waitForFinished(10000));
+        const QString label = QStringLiteral("Claude Code %1%").arg(qRound(100 - used));
+        EXPECT_TRUE(waitUntil([&] { return model.menuBarDisplayText() == label; }))
+            << model.menuBarDisplayText().toStdString();
+    }
     refresh(model, true);
-    EXPECT_EQ(model.menuBarDisplayText(), "Claude Code 58%");
-    EXPECT_EQ(model.statusTitle(model.snapshot()), "Claude Code is available");
+    EXPECT_EQ(model.menuBarDisplayText() + " | " + model.statusTitle(model.snapshot()),
+              "Claude Code 58% | Claude Code is available");
     EXPECT_TRUE(SnapshotCache("claude-code", h.data("claude-code-snapshot.json")).load());
     model.preferences()->setCodexEnabled(true);
     model.swapProviders("codex", "claude-code");
@@ -209,7 +216,8 @@ TEST(StatusTitle, DependsOnAgeThenAvailabilityAndTheRealProviderFeedsThePanelTex
 }
 
 // Background checks are quiet on failure, a user's check says why, one check runs at a time.
-TEST_F(UpdateCheckTest, BackgroundChecksAreQuietOnFailureUserChecksSayWhyOneRunsAtATime) {
+TEST(UpdateCheckTest, BackgroundChecksAreQuietOnFailureUserChecksSayWhyOneRunsAtATime) {
+    ModelHarness h;
     const auto none = h.makeModel(); // no feed: only the user hears about it
     EXPECT_FALSE(none->updates()->updateFeedConfigured());
     check(*none, false);
@@ -222,8 +230,7 @@ TEST_F(UpdateCheckTest, BackgroundChecksAreQuietOnFailureUserChecksSayWhyOneRuns
     UpdateChecks& updates = *model->updates();
     checker.offer = AppUpdateManifest{"1.2.0", QUrl("https://downloads.example/lumora-1.2.0"),
                                       std::nullopt, std::nullopt};
-    EXPECT_EQ(check(*model, false), "Lumora 1.2.0 is available.");
-    EXPECT_EQ(checker.lastVersion, "1.0.0");
+    EXPECT_EQ(check(*model, false) + checker.lastVersion, "Lumora 1.2.0 is available.1.0.0");
     model->openAvailableUpdate();
     EXPECT_EQ(h.desktop->openedUrls, QList<QUrl>({checker.offer->downloadURL}));
     checker.failure = "The update server did not return a valid response.";
@@ -236,9 +243,9 @@ TEST_F(UpdateCheckTest, BackgroundChecksAreQuietOnFailureUserChecksSayWhyOneRuns
     checker.failure.reset();
     checker.offer.reset();
     EXPECT_EQ(check(*model, false), "Lumora is up to date.");
-    EXPECT_FALSE(updates.hasAvailableUpdate());
     model->openAvailableUpdate();
-    EXPECT_EQ(h.desktop->openedUrls.size(), 1);
+    EXPECT_EQ(std::pair(updates.hasAvailableUpdate(), h.desktop->openedUrls.size()),
+              std::pair(false, qsizetype(1)));
 
     checker.gate.close();
     const QFuture<void> background = model->checkForUpdates(false);
@@ -248,12 +255,13 @@ TEST_F(UpdateCheckTest, BackgroundChecksAreQuietOnFailureUserChecksSayWhyOneRuns
     EXPECT_EQ(updates.updateStatusMessage(), "Lumora is up to date.");
     checker.gate.open();
     ASSERT_TRUE(waitFor(background));
-    EXPECT_FALSE(updates.isCheckingForUpdates());
-    EXPECT_EQ(checker.checks, 5);
+    EXPECT_EQ(std::pair(updates.isCheckingForUpdates(), checker.checks.load()),
+              std::pair(false, 5));
 }
 
 // The core checker reads a real feed file, the loop repeats, and a plain-HTTP download is refused.
-TEST_F(UpdateCheckTest, TheCoreCheckerReadsARealFeedAndTheLoopRepeats) {
+TEST(UpdateCheckTest, TheCoreCheckerReadsARealFeedAndTheLoopRepeats) {
+    ModelHarness h;
     const QString feed = h.home.filePath("feed/manifest.json");
     const auto publish = [&](const char* version, const char* scheme) {
         writeFile(feed, QStringLiteral(R"({"version": "%1", "downloadURL": "%2://dl.example/%1"})")
@@ -283,8 +291,8 @@ TEST_F(UpdateCheckTest, TheCoreCheckerReadsARealFeedAndTheLoopRepeats) {
     EXPECT_EQ(built.updates()->currentVersion(), QString::fromUtf8(buildinfo::version));
     AppModel given(
         AppModel::Services::standard(QUrl("https://updates.example/lumora.json"), "2.5.0"));
-    EXPECT_TRUE(given.updates()->updateFeedConfigured());
-    EXPECT_EQ(given.updates()->currentVersion(), "2.5.0");
+    EXPECT_EQ(std::pair(given.updates()->updateFeedConfigured(), given.updates()->currentVersion()),
+              std::pair(true, QString("2.5.0")));
     settle();
     EXPECT_FALSE(QFile::exists(h.home.preferencesFile()));
 }
