@@ -11,6 +11,7 @@
 #include <QFileInfo>
 #include <QJsonDocument>
 #include <QRegularExpression>
+#include <QScopeGuard>
 #include <QStandardPaths>
 #include <QThread>
 
@@ -20,7 +21,6 @@
 
 using namespace lumora;
 using namespace lumora::test;
-using Environment = QList<QPair<QString, QString>>;
 
 namespace {
 
@@ -44,10 +44,6 @@ bool within(int ms, const std::function<bool()>& done) {
     }
     return done();
 }
-struct Finally {
-    std::function<void()> run;
-    ~Finally() { run(); }
-};
 
 } // namespace
 
@@ -103,12 +99,11 @@ TEST(RealClaudeCodeTest, TheHookRunsInsideClaudeCodeAndDisconnectRestoresTheEarl
                   .toUtf8());
     writeFile(cache, R"({"five_hour":{"used_percentage":42,"resets_at":1795460000}})");
     setModificationTime(cache, QDateTime::currentDateTimeUtc().addSecs(-3600));
-    const auto expectCacheUntouched = [&, before = readFile(cache),
-                                       time = QFileInfo(cache).lastModified()] {
-        EXPECT_EQ(readFile(cache), before);
-        EXPECT_EQ(QFileInfo(cache).lastModified(), time);
-        EXPECT_EQ(QDir(data).entryList({"*.tmp*"}, QDir::Files), QStringList());
+    const auto cacheNow = [&] {
+        return readFile(cache) + QFileInfo(cache).lastModified().toString().toUtf8() +
+               QDir(data).entryList({"*.tmp*"}, QDir::Files).join(' ').toUtf8();
     };
+    const QByteArray cacheBefore = cacheNow();
     // The user's settings: their own status line next to members Lumora must not touch.
     const QJsonObject others = QJsonDocument::fromJson(R"json({
         "$schema": "https://json.schemastore.org/claude-code-settings.json",
@@ -137,13 +132,13 @@ TEST(RealClaudeCodeTest, TheHookRunsInsideClaudeCodeAndDisconnectRestoresTheEarl
                     networkIsolation + QStringList{home.filePath(".npm-global/bin/claude")});
     const qint64 claudePid = started.out.trimmed().toLongLong();
     // Ends tmux and with it Claude Code, however the test ends.
-    const Finally ending{[&] {
+    const auto ending = qScopeGuard([&] {
         tmuxCommand({"kill-server"});
         const QString proc = QStringLiteral("/proc/%1").arg(claudePid);
         if (claudePid > 0 && !within(10000, [&] { return !QFileInfo::exists(proc); })) {
             ::kill(static_cast<pid_t>(claudePid), SIGKILL);
         }
-    }};
+    });
     ASSERT_TRUE(started.exitCode == 0 && claudePid > 0) << started.out.toStdString();
     ASSERT_TRUE(waitForScreen([](auto text) { return text.contains("use this API key?"); }));
     tmuxCommand({"send-keys", "Up", "Enter"});
@@ -156,7 +151,7 @@ TEST(RealClaudeCodeTest, TheHookRunsInsideClaudeCodeAndDisconnectRestoresTheEarl
         << statusJson.toStdString();
     EXPECT_EQ(status["version"].toString(), ClaudeUsageProvider::checkedClaudeCodeVersion)
         << "update the checked version (setup.sh installs this one)";
-    expectCacheUntouched();
+    EXPECT_EQ(cacheNow(), cacheBefore);
 
     // Disconnected while Claude Code runs: the earlier line is back as it was, and runs again.
     const int runBefore = earlierRun(screen());
@@ -173,7 +168,7 @@ TEST(RealClaudeCodeTest, TheHookRunsInsideClaudeCodeAndDisconnectRestoresTheEarl
     ASSERT_TRUE(QFile::remove(home.filePath(".npm-global/bin")));
     ASSERT_TRUE(lumora({"connect", "claude"}, {{"LUMORA_CLAUDE_PATH", realClaude}}));
     EXPECT_TRUE(waitForScreen([&](auto text) { return text.contains(waiting); }));
-    expectCacheUntouched();
+    EXPECT_EQ(cacheNow(), cacheBefore);
     ASSERT_TRUE(lumora({"disconnect", "claude"}));
     EXPECT_EQ(readJsonObject(settings), others);
     EXPECT_TRUE(waitForScreen([&](auto text) { return !text.contains(waiting); }));

@@ -1,12 +1,8 @@
 #!/usr/bin/env python3
-"""Local stand-in of the services Claude Code and Codex report their rate limits from.
-
-standin.py PORT-FILE CONFIG-FILE listens on a free port of 127.0.0.1, written to PORT-FILE once it
-listens, and logs every request to PORT-FILE.log. It reads CONFIG-FILE on every request, so that a
-test changes the figures while the clients run: {"used": SHARE, "reset": EPOCH, "weekly": SHARE,
-"weeklyReset": EPOCH, "fault": ""|"no-figures"|"no-window"|"garbage"}. Claude Code: HEAD
-/api/hello, then POST /v1/messages, answered with a message and the rate-limit headers. Codex: GET
-/backend-api/wham/usage answers the usage. Other requests get 404."""
+"""standin.py PORT-FILE CONFIG-FILE: a local stand-in of the rate-limit services of Claude Code
+(HEAD /api/hello, POST /v1/messages) and Codex (GET /backend-api/wham/usage) on a free port written
+to PORT-FILE; requests are logged to PORT-FILE.log; CONFIG-FILE, read per request, holds {"used",
+"reset", "weekly", "weeklyReset", "fault": ""|"no-figures"|"no-window"|"garbage"}."""
 import http.server, json, os, sys, time
 
 PORT_FILE, CONFIG_FILE = sys.argv[1], sys.argv[2]
@@ -26,11 +22,9 @@ MESSAGE = json.dumps({**REPLY, "content": [{"type": "text", "text": TEXT["text"]
                       "stop_reason": "end_turn",
                       "usage": {"input_tokens": 12, "output_tokens": 4}}).encode()
 
-
 def windows(f):
     return (("5h", "primary", 18000, f["used"], f["reset"]),
             ("7d", "secondary", 604800, f["weekly"], f["weeklyReset"]))
-
 
 def claude_headers(f):
     p = "anthropic-ratelimit-unified-"
@@ -41,7 +35,6 @@ def claude_headers(f):
                         f"{p}{name}-utilization": f"{used:g}", f"{p}{name}-reset": str(reset)})
     return {} if f["fault"] == "no-figures" else headers
 
-
 def codex_usage(f):
     limits = {"allowed": f["used"] < 1, "limit_reached": f["used"] >= 1}
     limits.update({} if f["fault"] == "no-window" else {f"{kind}_window": {
@@ -51,7 +44,6 @@ def codex_usage(f):
     usage = {"plan_type": "plus", "rate_limit": limits,
              "credits": {"has_credits": False, "unlimited": False, "balance": "0"}}
     return {k: v for k, v in usage.items() if k != "rate_limit" or f["fault"] != "no-figures"}
-
 
 class StandIn(http.server.BaseHTTPRequestHandler):
     protocol_version = "HTTP/1.1"
@@ -74,12 +66,9 @@ class StandIn(http.server.BaseHTTPRequestHandler):
         if not self.path.startswith("/v1/messages"):
             return self.answer(404)
         f = json.load(open(CONFIG_FILE))
-        if f["fault"] == "garbage":
-            self.answer(200, b"<html>not a message</html>", "text/html", claude_headers(f))
-        else:
-            stream = request.get("stream")
-            self.answer(200, STREAM if stream else MESSAGE,
-                        "text/event-stream" if stream else "application/json", claude_headers(f))
+        self.answer(200, *((b"<html>not a message</html>", "text/html") if f["fault"] == "garbage"
+                           else (STREAM, "text/event-stream") if request.get("stream")
+                           else (MESSAGE, "application/json")), claude_headers(f))
 
     def do_GET(self):
         if not self.path.startswith("/backend-api/wham/usage"):
@@ -87,7 +76,6 @@ class StandIn(http.server.BaseHTTPRequestHandler):
         f = json.load(open(CONFIG_FILE))
         self.answer(200, b"{ not json" if f["fault"] == "garbage" else
                     json.dumps(codex_usage(f)).encode())
-
 
 server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), StandIn)
 with open(PORT_FILE + ".tmp", "w") as file:  # the port file appears whole, by a rename

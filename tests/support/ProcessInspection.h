@@ -1,12 +1,8 @@
 #pragma once
 
-// What this test process holds, read from /proc: its child processes (running or zombie), its
-// open file descriptors and its peak memory. Used to show that child processes are reaped and
-// that nothing leaks or grows without bound.
-#include <QByteArray>
+// This process's children (running or zombie), open descriptors and memory, read from /proc.
 #include <QDir>
 #include <QFile>
-#include <QList>
 
 #include <ostream>
 #include <unistd.h>
@@ -17,7 +13,6 @@ struct ChildProcess {
     qint64 pid = 0;
     char state = '?'; // 'Z' for a zombie
     QByteArray command;
-
     bool operator==(const ChildProcess&) const = default;
 };
 
@@ -29,8 +24,7 @@ inline void PrintTo(const ChildProcess& child, std::ostream* os) {
 inline QList<ChildProcess> childProcesses() {
     QList<ChildProcess> children;
     const qint64 self = ::getpid();
-    const QStringList entries = QDir(QStringLiteral("/proc")).entryList(QDir::Dirs);
-    for (const QString& entry : entries) {
+    for (const QString& entry : QDir(QStringLiteral("/proc")).entryList(QDir::Dirs)) {
         bool numeric = false;
         const qint64 pid = entry.toLongLong(&numeric);
         if (!numeric) {
@@ -42,13 +36,9 @@ inline QList<ChildProcess> childProcesses() {
         }
         // "pid (command) state ppid ...": the command may hold spaces and parentheses.
         const QByteArray stat = file.readAll();
-        const qsizetype open = stat.indexOf('(');
-        const qsizetype close = stat.lastIndexOf(')');
-        if (open < 0 || close < open) {
-            continue;
-        }
+        const qsizetype open = stat.indexOf('('), close = stat.lastIndexOf(')');
         const QList<QByteArray> fields = stat.mid(close + 2).split(' ');
-        if (fields.size() < 2 || fields[1].toLongLong() != self) {
+        if (open < 0 || close < open || fields.size() < 2 || fields[1].toLongLong() != self) {
             continue;
         }
         children.append(
@@ -76,26 +66,18 @@ inline constexpr bool residentMemoryIsMeaningful = true;
 inline constexpr bool residentMemoryIsMeaningful = true;
 #endif
 
-// A memory figure of this process from /proc/self/status ("VmHWM", "VmRSS"), in bytes.
+// A figure of /proc/self/status in bytes: "VmHWM" the peak resident memory, "VmRSS" today's.
 inline qint64 memoryStatusBytes(const QByteArray& field) {
     QFile file(QStringLiteral("/proc/self/status"));
-    if (!file.open(QIODevice::ReadOnly)) {
-        return -1;
-    }
-    for (const QByteArray& line : file.readAll().split('\n')) {
-        if (line.startsWith(field + ':')) {
-            return line.mid(field.size() + 1).trimmed().split(' ').first().toLongLong() * 1024;
-        }
-    }
-    return -1;
+    const QByteArray status = file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    const qsizetype at = status.indexOf('\n' + field + ':') + field.size() + 2;
+    return at < field.size() + 2 ? -1 : status.mid(at).trimmed().split(' ')[0].toLongLong() * 1024;
 }
 
-// The peak resident memory (VmHWM) of this process, in bytes.
 inline qint64 peakMemoryBytes() {
     return memoryStatusBytes("VmHWM");
 }
 
-// The resident memory (VmRSS) of this process now, in bytes.
 inline qint64 residentMemoryBytes() {
     return memoryStatusBytes("VmRSS");
 }

@@ -69,10 +69,7 @@ void writeScript(const QString& path, const QByteArray& body) {
 
 int fileMode(const QString& path) {
     struct stat info {};
-    if (::stat(QFile::encodeName(path).constData(), &info) != 0) {
-        return -1;
-    }
-    return static_cast<int>(info.st_mode & 07777);
+    return ::stat(QFile::encodeName(path).constData(), &info) ? -1 : int(info.st_mode & 07777);
 }
 
 void setModificationTime(const QString& path, const QDateTime& when) {
@@ -95,9 +92,13 @@ QByteArray answeringAppServer(const QByteArray& answer) {
 namespace {
 
 CommandOutcome run(const QString& program, const QStringList& arguments, const QByteArray& input,
-                   const QProcessEnvironment& environment, const QString& workingFolder) {
+                   QProcessEnvironment variables, const Environment& environment,
+                   const QString& workingFolder) {
+    for (const auto& [name, value] : environment) {
+        variables.insert(name, value);
+    }
     QProcess process;
-    process.setProcessEnvironment(environment);
+    process.setProcessEnvironment(variables);
     process.setWorkingDirectory(workingFolder);
     process.start(program, arguments);
     process.write(input);
@@ -116,33 +117,20 @@ CommandOutcome run(const QString& program, const QStringList& arguments, const Q
 } // namespace
 
 CommandOutcome runProgram(const QString& program, const QStringList& arguments,
-                          const QByteArray& input,
-                          const QList<QPair<QString, QString>>& environment) {
-    QProcessEnvironment variables = QProcessEnvironment::systemEnvironment();
-    for (const auto& [name, value] : environment) {
-        variables.insert(name, value);
-    }
-    return run(program, arguments, input, variables, QDir::currentPath());
-}
-
-CommandOutcome runLumora(const QString& home, const QStringList& arguments,
-                         const QList<QPair<QString, QString>>& environment) {
-    return runLumoraAt(builtExecutable("lumora"), home, arguments, environment);
+                          const QByteArray& input, const Environment& environment) {
+    return run(program, arguments, input, QProcessEnvironment::systemEnvironment(), environment,
+               QDir::currentPath());
 }
 
 CommandOutcome runLumoraAt(const QString& executable, const QString& home,
-                           const QStringList& arguments,
-                           const QList<QPair<QString, QString>>& environment) {
+                           const QStringList& arguments, const Environment& environment) {
     QProcessEnvironment variables = QProcessEnvironment::systemEnvironment();
     variables.insert("HOME", home);
     for (const char* name :
          {"XDG_DATA_HOME", "XDG_CONFIG_HOME", "LUMORA_CLAUDE_PATH", "LUMORA_CODEX_PATH"}) {
         variables.remove(QString::fromLatin1(name));
     }
-    for (const auto& [name, value] : environment) {
-        variables.insert(name, value);
-    }
-    return run(executable, arguments, {}, variables, home);
+    return run(executable, arguments, {}, variables, environment, home);
 }
 
 QString builtExecutable(const QString& name) {

@@ -1,7 +1,5 @@
-# cmake -DLUPDATE=… -DSOURCE_DIR=… -DWORK_DIR=… -P CheckTranslations.cmake: runs lupdate over core/
-# and app/ into copies of app/translations/*.ts and fails, naming the texts, when a marked text has
-# no translation yet (unfinished), a translated text changed or went away (vanished, obsolete), or
-# lupdate warns of a call it cannot read.
+# cmake -DLUPDATE=… -DSOURCE_DIR=… -DWORK_DIR=… -P CheckTranslations.cmake: lupdate over copies of
+# the .ts files; fails naming each unfinished, vanished or obsolete text, or on lupdate's warnings.
 file(REMOVE_RECURSE "${WORK_DIR}")
 file(GLOB originals "${SOURCE_DIR}/app/translations/*.ts")
 file(COPY ${originals} DESTINATION "${WORK_DIR}")
