@@ -56,11 +56,7 @@ struct CodexRateLimitParserTest : ::testing::Test {
 // Each window in its fixed order, and the availability that the first one decides.
 TEST_F(ClaudeRateLimitCacheParserTest, WindowsAndTheVerdictOfTheFirst) {
     using A = Availability;
-    const struct {
-        QByteArray json;
-        QList<UsageWindow> windows;
-        Availability availability;
-    } cases[] = {
+    const std::tuple<QByteArray, QList<UsageWindow>, Availability> cases[] = {
         {R"({"used_percentage":79.9,"resets_at":1772374509})",
          {session(79.9 / 100, now.addSecs(600))},
          A::ready},
@@ -79,11 +75,11 @@ TEST_F(ClaudeRateLimitCacheParserTest, WindowsAndTheVerdictOfTheFirst) {
          {session(0.1), weekly(1.0)},
          A::ready},
     };
-    for (const auto& c : cases) {
+    for (const auto& [window, windows, availability] : cases) {
         const QByteArray json =
-            c.json.contains("_day") ? c.json : R"({"five_hour":)" + c.json + "}";
-        EXPECT_EQ(parse(json), (UsageSnapshot{"claude-code", "Claude Code", written, c.availability,
-                                              c.windows, SnapshotSource::officialCLI,
+            window.contains("_day") ? window : R"({"five_hour":)" + window + "}";
+        EXPECT_EQ(parse(json), (UsageSnapshot{"claude-code", "Claude Code", written, availability,
+                                              windows, SnapshotSource::officialCLI,
                                               Confidence::exact, 150, std::nullopt}))
             << json.toStdString();
     }
@@ -169,8 +165,7 @@ TEST_F(CodexRateLimitParserTest, AvailabilityConfidenceAndWindowKinds) {
                             window(secondary) + more + "}"))
             .availability;
     };
-    const QString reached =
-        R"(,"rateLimitReachedType":)"; // any, even empty, blocks; null is absent
+    const QString reached = R"(,"rateLimitReachedType":)"; // any, even empty, blocks; null not
     EXPECT_EQ(QList({availability(79, 10), availability(10, 80), availability(99, 10),
                      availability(10, 100), availability(10, 5, reached + "\"credits_depleted\""),
                      availability(10, 5, reached + "\"\""),
@@ -182,8 +177,9 @@ TEST_F(CodexRateLimitParserTest, AvailabilityConfidenceAndWindowKinds) {
     EXPECT_EQ(ratio(answer(primary(-5))), 0.0);
     // Without any reset time the figures are only confirmed locally.
     const UsageSnapshot noResets = parse(answer(R"({"secondary":)" + window(6) + "}"));
-    EXPECT_EQ(noResets.confidence, Confidence::confirmedLocally);
-    EXPECT_EQ(noResets.windows, QList{UsageWindow(Kind::session, 0.06, std::nullopt)});
+    EXPECT_EQ(
+        std::tuple(noResets.confidence, noResets.windows),
+        std::tuple(Confidence::confirmedLocally, QList{UsageWindow(Kind::session, 0.06, {})}));
     EXPECT_EQ(parse(answer(R"({"primary":)" + window(5) + R"(,"secondary":)" +
                            window(6, R"(,"resetsAt":1767657600)") + "}"))
                   .confidence,

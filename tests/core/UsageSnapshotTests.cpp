@@ -3,7 +3,6 @@
 #include "core/UsageSnapshot.h"
 #include "support/TestSupport.h"
 
-#include <QDir>
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -19,17 +18,10 @@ namespace {
 
 const QDateTime t0 = QDateTime::fromSecsSinceEpoch(1772373909, Qt::UTC); // 2026-03-01T14:05:09Z
 
-UsageSnapshot snapshotWith(QList<UsageWindow> windows, double staleAfter = 150,
-                           QDateTime capturedAt = t0) {
-    return UsageSnapshot{providers::claudeCodeID,
-                         providers::claudeCodeName,
-                         capturedAt,
-                         Availability::ready,
-                         std::move(windows),
-                         SnapshotSource::officialCLI,
-                         Confidence::exact,
-                         staleAfter,
-                         std::nullopt};
+UsageSnapshot snapshotWith(QList<UsageWindow> windows) {
+    return {
+        providers::claudeCodeID,     providers::claudeCodeName, t0,  Availability::ready, windows,
+        SnapshotSource::officialCLI, Confidence::exact,         150, std::nullopt};
 }
 
 UsageSnapshot usedSession(double ratio, std::optional<QDateTime> reset = std::nullopt) {
@@ -41,12 +33,7 @@ UsageSnapshot usedSession(double ratio, std::optional<QDateTime> reset = std::nu
 // Halves round up; an exhausted window counts down to its reset; stale strictly after the limit;
 // the session window first; figures read back unclamped still make sane texts.
 TEST(UsageSnapshotTexts, RoundingStalenessCountdownAndMissingFigures) {
-    const struct {
-        UsageSnapshot snapshot;
-        qint64 secondsLater;
-        const char* compact;
-        const char* percentage;
-    } cases[] = {
+    const std::tuple<UsageSnapshot, qint64, QString, QString> cases[] = {
         // 1 - 0.995 is 0.5000000000000004 in doubles: one percent remains; halves round up.
         {usedSession(0.995), 0, "1%", "01%"},
         {usedSession(0.175), 0, "83%", "83%"},
@@ -67,10 +54,11 @@ TEST(UsageSnapshotTexts, RoundingStalenessCountdownAndMissingFigures) {
         {snapshotWith({UsageWindow::unclamped(Kind::session, 7.0, {})}), 0, "--%", "00%"},
         {snapshotWith({UsageWindow::unclamped(Kind::session, std::nan(""), {})}), 0, "--%", "--%"},
     };
-    for (const auto& c : cases) {
-        const QDateTime now = t0.addSecs(c.secondsLater);
-        EXPECT_EQ(c.snapshot.compactRemainingText(now), c.compact) << c.compact;
-        EXPECT_EQ(c.snapshot.remainingPercentageText(now), c.percentage) << c.percentage;
+    for (const auto& [snapshot, later, compact, percentage] : cases) {
+        const QDateTime now = t0.addSecs(later);
+        EXPECT_EQ(QStringList(
+                      {snapshot.compactRemainingText(now), snapshot.remainingPercentageText(now)}),
+                  QStringList({compact, percentage}));
     }
     EXPECT_TRUE(usedSession(0.42).isStale(t0.addMSecs(150001)));
     EXPECT_EQ(UsageWindow(Kind::session, 1.7, {}).usedRatio, 1.0); // clamped; decoding does not
