@@ -26,8 +26,7 @@ const QByteArray rateLimitAnswer =
 
 // A fake app server logs every line it receives to "received" and talks as the body says: `take
 // N` reads N requests; `drain` also logs whatever else arrives within a moment (a request twice).
-class AppServerSessionTest : public ::testing::Test {
-protected:
+struct AppServerSessionTest : ::testing::Test {
     CodexAppServerSession session(const QByteArray& body, int milliseconds = 5000) const {
         writeScript(home.filePath("bin/codex"),
                     "log='" + home.filePath("received").toUtf8() + "'\n" +
@@ -41,10 +40,9 @@ protected:
     QList<QJsonObject> received() const {
         QList<QJsonObject> messages;
         const QString path = home.filePath("received");
-        for (const QByteArray& line : (QFile::exists(path) ? readFile(path) : "").split('\n')) {
-            if (!line.isEmpty()) {
-                messages.append(QJsonDocument::fromJson(line).object());
-            }
+        for (const QString& line : QString::fromUtf8(QFile::exists(path) ? readFile(path) : "")
+                                       .split('\n', Qt::SkipEmptyParts)) {
+            messages.append(QJsonDocument::fromJson(line.toUtf8()).object());
         }
         QFile::remove(path);
         return messages;
@@ -60,6 +58,16 @@ protected:
         return SessionError::timedOut();
     }
     TemporaryHome home;
+};
+
+struct ProcessRunnerTest : ::testing::Test {
+    QString script(const QByteArray& body) const {
+        const QString path = home.filePath(QStringLiteral("bin/tool-%1").arg(++scripts));
+        writeScript(path, body);
+        return path;
+    }
+    TemporaryHome home;
+    mutable int scripts = 0;
 };
 
 } // namespace
@@ -103,10 +111,8 @@ TEST_F(AppServerSessionTest, AServerThatExitsOrNeverAnswersEndsTheConversation) 
         QElapsedTimer clock;
         clock.start();
         EXPECT_EQ(failure(session(body, milliseconds)), expected) << body.toStdString();
-        if (expected == SessionError::timedOut()) {
-            EXPECT_GE(clock.elapsed(), milliseconds);
-            EXPECT_LT(clock.elapsed(), 5000);
-        }
+        const qint64 took = clock.elapsed();
+        EXPECT_TRUE(expected != SessionError::timedOut() || (took >= milliseconds && took < 5000));
         EXPECT_EQ(childProcesses(), QList<ChildProcess>{});
     }
     for (int round = 0; round < 10; ++round) {
@@ -138,8 +144,7 @@ TEST_F(AppServerSessionTest, AnswerExitAndTimeLimitRacingEndTheConversationOnce)
                 EXPECT_TRUE(timedOut || error.exitCode() == 3);
                 ++(timedOut ? timeouts : exits);
             }
-            // Never sent twice; on a loaded machine the time limit can pass before the server
-            // has read all three.
+            // Never sent twice; a loaded machine may time out before the server read all three.
             const qsizetype sent = received().size();
             EXPECT_TRUE(sent == 3 || (timedOut && sent < 3)) << sent;
             EXPECT_EQ(childProcesses(), QList<ChildProcess>{});
@@ -158,9 +163,9 @@ TEST_F(AppServerSessionTest, OversizedLinesAreDroppedAndMemoryStaysBounded) {
                     "done\n" + say(rateLimitAnswer) + "exec sleep 30\n");
     const QString transcript =
         CodexAppServerSession(home.filePath("bin/big"), {5000, 1000, 2000}).readRateLimits();
-    EXPECT_TRUE(transcript.startsWith(initializeAnswer + "\n" + notification + "\n"));
-    EXPECT_TRUE(transcript.endsWith(notification + "\n" + rateLimitAnswer + "\n"));
-    EXPECT_FALSE(transcript.contains("xxx"));
+    EXPECT_TRUE(transcript.startsWith(initializeAnswer + "\n" + notification + "\n") &&
+                transcript.endsWith(notification + "\n" + rateLimitAnswer + "\n") &&
+                !transcript.contains("xxx"));
     EXPECT_LE(transcript.toUtf8().size(), 2000 + rateLimitAnswer.size() + 1);
     resetPeakMemory();
     const qint64 before = peakMemoryBytes();
@@ -172,31 +177,15 @@ TEST_F(AppServerSessionTest, OversizedLinesAreDroppedAndMemoryStaysBounded) {
     }
 }
 
-namespace {
-
-class ProcessRunnerTest : public ::testing::Test {
-protected:
-    QString script(const QByteArray& body) const {
-        const QString path = home.filePath(QStringLiteral("bin/tool-%1").arg(++scripts));
-        writeScript(path, body);
-        return path;
-    }
-    TemporaryHome home;
-    mutable int scripts = 0;
-};
-
-} // namespace
-
 // Both streams in order, the exit status (a signal's number when killed), invalid UTF-8 replaced,
 // the input written and closed, far more output than a pipe holds, a plain terminal forced on the
 // given or the inherited environment, and a run from a plain thread without an event loop.
 TEST_F(ProcessRunnerTest, CollectsBothStreamsTheExitStatusAndForcesAPlainTerminal) {
     const QByteArray show = "echo \"TERM=$TERM NO_COLOR=$NO_COLOR FOO=$FOO HOME=$HOME\"\n";
     QProcessEnvironment base;
-    for (const auto& [name, value] :
-         {std::pair{"TERM", "xterm-256color"}, {"NO_COLOR", "0"}, {"FOO", "bar"}}) {
-        base.insert(name, value);
-    }
+    base.insert("TERM", "xterm-256color");
+    base.insert("NO_COLOR", "0");
+    base.insert("FOO", "bar");
     qputenv("FOO", "inherited");
     const QString text = QString::fromUtf8("sk-test\nzwei Zeilen é\n");
     const QtProcessRunner plain;
@@ -217,8 +206,8 @@ TEST_F(ProcessRunnerTest, CollectsBothStreamsTheExitStatusAndForcesAPlainTermina
     qunsetenv("FOO");
     const ProcessResult talkative = QtProcessRunner().run(
         script("head -c 5000000 /dev/zero | tr '\\0' x\nexit 4\n"), {}, {}, 5);
-    EXPECT_EQ(talkative.exitCode, 4);
-    EXPECT_EQ(talkative.output.size(), QtProcessRunner::maxOutputBytes);
+    EXPECT_EQ(std::tuple(talkative.exitCode, talkative.output.size()),
+              std::tuple(4, QtProcessRunner::maxOutputBytes));
     ProcessResult result; // ThreadSanitizer sees this join, unlike Qt's waits
     std::thread([&, tool = script("echo from a worker\n")] {
         result = QtProcessRunner().run(tool, {}, {}, 5.0);
@@ -241,8 +230,6 @@ TEST_F(ProcessRunnerTest, AChildPastItsTimeLimitIsEndedAndReaped) {
         try {
             QtProcessRunner().run(executable, {}, {}, 1.0);
             ADD_FAILURE() << executable.toStdString() << " started";
-        } catch (const QtProcessRunner::RunnerError&) {
-            ADD_FAILURE() << executable.toStdString() << " timed out";
         } catch (const ProcessError& error) {
             EXPECT_TRUE(error.description().contains(text)) << error.description().toStdString();
         }

@@ -54,8 +54,7 @@ TEST(AtomicFile, DataFolderModesFailuresAndBoundedReads) {
 
 namespace {
 
-class InstallerTest : public ::testing::Test {
-protected:
+struct InstallerTest : ::testing::Test {
     ClaudeStatusLineInstaller installer(const QString& name = "user") const {
         QDir(home.filePath(name)).removeRecursively();
         QDir().mkpath(home.filePath(name));
@@ -196,8 +195,7 @@ QByteArray statusInput(const QByteArray& rateLimits) {
 
 // The installed hook as Claude Code runs it: the settings' command through /bin/sh -c, the status
 // JSON on standard input.
-class HookTest : public InstallerTest {
-protected:
+struct HookTest : InstallerTest {
     void SetUp() override { s = std::make_unique<ClaudeStatusLineInstaller>(installer()); }
     QString command() const {
         return readJsonObject(s->settingsPath()).value("statusLine")["command"].toString();
