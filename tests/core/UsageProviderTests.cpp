@@ -1,5 +1,5 @@
-// The Claude Code provider (the hook's cache and the saved snapshot in a temporary home) and the
-// Codex provider (fake codex scripts as real child processes).
+// The Claude Code provider on the hook's cache and its saved snapshot, the Codex one on fake codex
+// scripts run as real child processes.
 #include "core/ClaudeRateLimitCacheParser.h"
 #include "core/ClaudeUsageProvider.h"
 #include "core/CodexUsageProvider.h"
@@ -137,7 +137,6 @@ TEST_F(ClaudeProviderTest, FromNotInstalledToFiguresAndBackToTheSavedSnapshot) {
         UsageSnapshot snapshot = ClaudeRateLimitCacheParser().parse(
             R"({"five_hour":{"used_percentage":)" + QByteArray::number(percent) + "}}", capturedAt,
             now);
-        snapshot.providerID = "claude-code";
         snapshot.providerName = name;
         SnapshotCache("claude-code", std::nullopt, home.path()).save(snapshot);
     };
@@ -200,8 +199,7 @@ TEST_F(CodexProviderTest, ReadinessAndUsageThroughFakeCodexProcesses) {
     clock.start();
     expectUnavailable(codex(install("exec sleep 30", {})).fetch(),
                       "The local status check timed out.");
-    EXPECT_GE(clock.elapsed(), 5000);
-    EXPECT_LT(clock.elapsed(), 7500);
+    EXPECT_TRUE(clock.elapsed() >= 5000 && clock.elapsed() < 7500) << clock.elapsed();
     EXPECT_EQ(calls(), QStringList{"login status"});
     EXPECT_EQ(childProcesses(), QList<ChildProcess>{});
 
@@ -209,19 +207,12 @@ TEST_F(CodexProviderTest, ReadinessAndUsageThroughFakeCodexProcesses) {
         R"({"id":2,"result":{"rateLimits":{"primary":{"usedPercent":42,"windowDurationMins":300,)"
         R"("resetsAt":1767225600},"secondary":{"usedPercent":7,"windowDurationMins":10080,)"
         R"("resetsAt":1767657600}}}})");
-    const UsageSnapshot expected{
-        "codex",
-        "Codex",
-        codexNow,
-        Availability::ready,
-        {UsageWindow(Kind::session, 0.42, QDateTime::fromSecsSinceEpoch(1767225600, Qt::UTC)),
-         UsageWindow(Kind::weekly, 0.07, QDateTime::fromSecsSinceEpoch(1767657600, Qt::UTC))},
-        SnapshotSource::officialAppServer,
-        Confidence::exact,
-        120,
-        std::nullopt};
+    const QList<UsageWindow> windows{UsageWindow(Kind::session, 0.42, codexNow.addSecs(25600)),
+                                     UsageWindow(Kind::weekly, 0.07, codexNow.addSecs(457600))};
     const CodexUsageProvider working = codex(install("exit 0", usage));
-    EXPECT_EQ(working.fetch(), expected);
+    EXPECT_EQ(working.fetch(), (UsageSnapshot{"codex", "Codex", codexNow, Availability::ready,
+                                              windows, SnapshotSource::officialAppServer,
+                                              Confidence::exact, 120, std::nullopt}));
     EXPECT_EQ(calls(), (QStringList{"login status", "app-server --listen stdio://"}));
     if (!systemCodex) {
         expectUnavailable(codex().fetch(), "Codex is not installed.");
