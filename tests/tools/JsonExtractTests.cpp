@@ -39,12 +39,11 @@ TEST(JsonExtract, FindsValuesAlongTheKeyPath) {
 // Anything but exactly one JSON text is refused as not JSON; deep nesting is refused, not a crash.
 TEST(JsonExtract, RefusesEverythingThatIsNotExactlyOneJsonText) {
     QList<QByteArray> bads =
-        QByteArray("| |{|}|[1,2|{\"a\":[1,]}|\"unterminated|{\"a\":1,}|{\"a\":1} {}|{\"a\" "
-                   "1}|{a:1}|{\"a\":01}|"
-                   "{\"a\":1.}|{\"a\":.5}|{\"a\":-}|{\"a\":1e}|{\"a\":+1}|{\"a\":NaN}|{\"a\":tru}|{"
-                   "\"a\":\"\\x\"}|"
-                   "{\"a\":\"\\u12\"}|{\"a\":\"tab\there\"}|{\"a\":\"\xff\"}|{\"a\":\"\xc0\xaf\"}|"
-                   "{\"a\":\"\xed\xa0\x80\"}|{\"a\":\"\xe2\x82\"}")
+        QByteArray(
+            "| |{|}|[1,2|{\"a\":[1,]}|\"unterminated|{\"a\":1,}|{\"a\":1} {}|{\"a\" 1}|{a:1}|"
+            "{\"a\":01}|{\"a\":1.}|{\"a\":.5}|{\"a\":-}|{\"a\":1e}|{\"a\":+1}|{\"a\":NaN}|"
+            "{\"a\":tru}|{\"a\":\"\\x\"}|{\"a\":\"\\u12\"}|{\"a\":\"tab\there\"}|{\"a\":\"\xff\"}|"
+            "{\"a\":\"\xc0\xaf\"}|{\"a\":\"\xed\xa0\x80\"}|{\"a\":\"\xe2\x82\"}")
             .split('|');
     bads << QByteArray("{\"a\":1}\0", 8) << QByteArray("{\"a\":\"\0\"}", 9);
     for (const QByteArray& bad : bads) {
