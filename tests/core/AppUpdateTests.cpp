@@ -45,9 +45,8 @@ std::string error(Case c) {
     return "error: " + AppUpdateError::descriptionOf(c).toStdString();
 }
 
-// A small HTTPS/1.1 server on 127.0.0.1 with a canned answer per path: status, one extra header and
-// body. "silent" never answers; "200 Trickle" announces 64 KiB, then sends a byte every 50 ms. It
-// prints its port, logs each request's line and headers, and closes every connection.
+// An HTTPS server on 127.0.0.1 answering each path as told (status, header, body), logging
+// requests; "silent" never answers, "200 Trickle" announces 64 KiB and sends a byte every 50 ms.
 const char* const httpsServer = R"(
 import json, ssl, sys, time
 from http.server import BaseHTTPRequestHandler, ThreadingHTTPServer
@@ -106,8 +105,7 @@ TEST(ParsedVersion, ParsesWhatPeopleWriteAndOrdersIt) {
              .split('|')) {
         EXPECT_FALSE(ParsedVersion::parse(notAVersion)) << notAVersion.toStdString();
     }
-    // "a > b": a is newer than b; "a <= b": it is not. Pre-releases order before their release,
-    // identifiers by Unicode scalar values, not UTF-16 units (U+1F600 is after U+FFFD).
+    // "a > b": a is newer than b. Identifiers order by Unicode scalar values, not UTF-16 units.
     for (const QString& comparison :
          QString::fromUtf8(
              "1.2.1 > 1.2;1.2 <= 1.2.0;1.2.0 <= 1.2;1.0.0 > 1.0.0-beta.9;1.0.0-beta.9 <= 1.0.0;"
@@ -126,8 +124,7 @@ TEST(ParsedVersion, ParsesWhatPeopleWriteAndOrdersIt) {
     EXPECT_TRUE(!(one == zero) && one <= zero && one >= zero);
 }
 
-// Size first, then the JSON shape, the offered and the current version, the download address and
-// the release notes, and only then the comparison.
+// Size, JSON shape, both versions, the download and notes addresses, and only then the comparison.
 TEST(AppUpdateService, ChecksRunInOrderAndTheFirstFailureWins) {
     const char* https = R"("https://e.com")";
     const std::tuple<QByteArray, QString, std::string> cases[] = {
@@ -182,8 +179,7 @@ TEST(AppUpdateChecker, TheFeedSettingMustBeHttpsAndLocalFeedsNeedNoNetwork) {
     writeFile(home.filePath("large.json"), goodManifest.leftJustified(65537));
     const QString missing = home.filePath("missing.json");
     const QUrl good = QUrl::fromLocalFile(home.filePath("feed.json"));
-    // Local files are bounded like downloads, an endless device cut off at the limit. Port 1 on
-    // the loopback refuses connections: a request made anyway would end in a network error.
+    // Local files are bounded like downloads; plain http is refused before any request.
     const std::tuple<std::optional<QUrl>, QString, std::string> cases[] = {
         {good, "1.0", "offer 1.5.0"},
         {good, "1.5.0", "nothing"},
@@ -200,9 +196,8 @@ TEST(AppUpdateChecker, TheFeedSettingMustBeHttpsAndLocalFeedsNeedNoNetwork) {
     }
 }
 
-// A good manifest is fetched fresh, also on a worker thread without an event loop; redirects are
-// followed between https addresses only; unusable answers are refused; silent, trickling and mute
-// servers time out. The certificate, made by openssl, is trusted only by the checkers given it.
+// Fetched fresh, also from a worker thread; redirects only between https addresses; silent,
+// trickling and mute servers time out; the certificate is trusted only by the checkers given it.
 TEST(UpdateFeedOverHttps, GoodManifestsAreFetchedFreshAndEverythingElseRefusedOrTimedOut) {
     TemporaryHome home;
     const CommandOutcome openssl =

@@ -24,8 +24,7 @@ const QByteArray notification = R"({"method":"remoteControl/status/changed","par
 const QByteArray rateLimitAnswer =
     R"({"id":2,"result":{"rateLimits":{"primary":{"usedPercent":42,"windowDurationMins":300}}}})";
 
-// A fake app server logs every line it receives to "received" and talks as the body says: `take
-// N` reads N requests; `drain` also logs whatever else arrives within a moment (a request twice).
+// A fake app server logging what it receives: `take N` reads N lines, `drain` whatever else comes.
 struct AppServerSessionTest : ::testing::Test {
     CodexAppServerSession session(const QByteArray& body, int milliseconds = 5000) const {
         writeScript(home.filePath("bin/codex"),
@@ -72,8 +71,7 @@ struct ProcessRunnerTest : ::testing::Test {
 
 } // namespace
 
-// The handshake and the request are sent once each, every line of the answer is collected however
-// the output is chunked; a repeated id 1 sends nothing again; an error answer to id 2 ends it too.
+// Every line is collected however chunked; a repeated id 1 sends nothing again; an error ends it.
 TEST_F(AppServerSessionTest, SendsTheHandshakeOnceAndCollectsEveryLineUntilTheAnswer) {
     const QByteArray chunked =
         "take 1\nprintf '%s\\n\\n' '" + initializeAnswer + "'\ntake 2\nprintf '  %s \\r\\n' '" +
@@ -96,9 +94,8 @@ TEST_F(AppServerSessionTest, SendsTheHandshakeOnceAndCollectsEveryLineUntilTheAn
     EXPECT_EQ(received().size(), 3);
 }
 
-// A server that exits (killed: the signal's number) or never answers ends the conversation, and is
-// reaped; exiting cleanly without an answer leaves it to the time limit; an answer followed at
-// once by an error exit is an answer; a server that cannot start is a process error.
+// Exiting (killed: the signal's number) or silent servers end it and are reaped; a clean exit waits
+// for the time limit; an answer then an error exit is an answer.
 TEST_F(AppServerSessionTest, AServerThatExitsOrNeverAnswersEndsTheConversation) {
     const std::tuple<QByteArray, int, SessionError> cases[] = {
         {"take 1\nexit 3\n", 5000, SessionError::serverExited(3)},
@@ -124,8 +121,7 @@ TEST_F(AppServerSessionTest, AServerThatExitsOrNeverAnswersEndsTheConversation) 
                  ProcessError);
 }
 
-// The answer and an error exit land right around the time limit. Whatever wins, the call ends
-// once with one of the three outcomes, the request was sent once and the server is gone.
+// An answer and an error exit right at the time limit: one outcome, one request, no server left.
 TEST_F(AppServerSessionTest, AnswerExitAndTimeLimitRacingEndTheConversationOnce) {
     const QByteArray answerThenExit = "printf '%s\\n' '" + rateLimitAnswer + "'; exit 3";
     int answers = 0, exits = 0, timeouts = 0;
@@ -154,8 +150,7 @@ TEST_F(AppServerSessionTest, AnswerExitAndTimeLimitRacingEndTheConversationOnce)
     EXPECT_GT(timeouts, 0); // the late ones
 }
 
-// Lines past the size limit are dropped, the transcript is bounded, and an endless line keeps
-// memory bounded and ends by the time limit.
+// Oversized lines are dropped, the transcript is bounded, and an endless line ends by the limit.
 TEST_F(AppServerSessionTest, OversizedLinesAreDroppedAndMemoryStaysBounded) {
     writeScript(home.filePath("bin/big"),
                 "read -r _\nhead -c 5000 /dev/zero | tr '\\0' x; echo\n" + say(initializeAnswer) +
@@ -177,9 +172,8 @@ TEST_F(AppServerSessionTest, OversizedLinesAreDroppedAndMemoryStaysBounded) {
     }
 }
 
-// Both streams in order, the exit status (a signal's number when killed), invalid UTF-8 replaced,
-// the input written and closed, far more output than a pipe holds, a plain terminal forced on the
-// given or the inherited environment, and a run from a plain thread without an event loop.
+// Both streams, the exit status (a signal's number), input, output past a pipe's size, a plain
+// terminal on the given or inherited environment, and a run from a thread without an event loop.
 TEST_F(ProcessRunnerTest, CollectsBothStreamsTheExitStatusAndForcesAPlainTerminal) {
     const QByteArray show = "echo \"TERM=$TERM NO_COLOR=$NO_COLOR FOO=$FOO HOME=$HOME\"\n";
     QProcessEnvironment base;
@@ -215,8 +209,7 @@ TEST_F(ProcessRunnerTest, CollectsBothStreamsTheExitStatusAndForcesAPlainTermina
     EXPECT_EQ(result, (ProcessResult{"from a worker\n", 0}));
 }
 
-// One that ignores the terminate request is killed after the grace period and reaped; launch
-// failures are the platform's errors; a bare name is never looked up along PATH.
+// Killed after the grace period and reaped; launch failures are the system's; no PATH lookup.
 TEST_F(ProcessRunnerTest, AChildPastItsTimeLimitIsEndedAndReaped) {
     EXPECT_THROW(QtProcessRunner().run(script("trap '' TERM\nexec sleep 30\n"), {}, {}, 0.2),
                  QtProcessRunner::RunnerError);

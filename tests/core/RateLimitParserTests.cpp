@@ -139,7 +139,6 @@ TEST_F(CodexRateLimitParserTest, ReadsTheAnswerAmongOtherLines) {
         EXPECT_EQ(failure(line), CodexError::rateLimitResponseNotFound()) << line.toStdString();
         EXPECT_EQ(ratio(line + "\n" + answer(primary(20))), 0.20);
     }
-    // Whole numbers written with a fraction or an exponent are integers.
     EXPECT_EQ(ratio(R"({"id":2.0,"result":{"rateLimits":{"primary":{"usedPercent":3e1}}}})"), 0.30);
     // Answers without usable data, among them what the server says to an API-key account.
     for (const QString& transcript :
@@ -157,8 +156,7 @@ TEST_F(CodexRateLimitParserTest, ReadsTheAnswerAmongOtherLines) {
               CodexError::windowNotFound());
 }
 
-// Availability from both windows and the reached type; confidence from the reset times; the kind
-// from the window's length; the "codex" record when limits are listed by id.
+// Availability, confidence, the kind by the window's length, and the "codex" record listed by id.
 TEST_F(CodexRateLimitParserTest, AvailabilityConfidenceAndWindowKinds) {
     const auto availability = [](int primary, int secondary, const QString& more = {}) {
         return parse(answer(R"({"primary":)" + window(primary) + R"(,"secondary":)" +
@@ -175,7 +173,6 @@ TEST_F(CodexRateLimitParserTest, AvailabilityConfidenceAndWindowKinds) {
                      Availability::ready}));
     EXPECT_EQ(ratio(answer(primary(250))), 1.0);
     EXPECT_EQ(ratio(answer(primary(-5))), 0.0);
-    // Without any reset time the figures are only confirmed locally.
     const UsageSnapshot noResets = parse(answer(R"({"secondary":)" + window(6) + "}"));
     EXPECT_EQ(
         std::tuple(noResets.confidence, noResets.windows),

@@ -1,6 +1,5 @@
-// The provider against the real Codex CLI (the npm package that scripts/setup.sh installs into
-// the project's .deps folder), run under a temporary home and cut off from the network: each
-// call goes through `unshare --net`, so the tool sees only a loopback device that is down.
+// The provider against the real Codex CLI that scripts/setup.sh installs, in a temporary home and
+// cut off from the network by `unshare --net`.
 #include "core/CodexAppServerSession.h"
 #include "core/CodexUsageProvider.h"
 #include "support/ProcessInspection.h"
@@ -18,16 +17,14 @@ using namespace lumora::test;
 namespace {
 
 const QString realCodex = QStringLiteral(LUMORA_REAL_CODEX_PATH);
-// What the real tool says matters here, not how fast: Node and a large native binary start slowly
-// on a busy machine, so the limits are generous (fake scripts test the real ones).
+// Node starts slowly on a busy machine: generous limits (fake scripts test the real ones).
 constexpr int generousSeconds = 60;
 constexpr CodexAppServerSession::Limits sessionLimits{generousSeconds * 1000};
 
 } // namespace
 
-// Not signed in in a fresh home; signed in with a key on standard input (which Codex does not
-// check before the first request), the whole conversation runs, and as an API-key account may not
-// read rate limits, the server answers the request with an error and the parser finds no usage.
+// Signed out in a fresh home; signed in with an unchecked API key the whole conversation runs and,
+// as such an account may not read rate limits, ends in an error answer: no usage.
 TEST(RealCodexTest, SignInStatusAndTheAppServerHandshake) {
     requireRealClient(QFileInfo(realCodex).isExecutable()
                           ? ""

@@ -76,8 +76,7 @@ QByteArray statusInput(const QByteArray& rateLimits) {
            (rateLimits.isEmpty() ? QByteArray() : R"(,"rate_limits":)" + rateLimits) + "}\n";
 }
 
-// The installed hook as Claude Code runs it: the settings' command through /bin/sh -c, the status
-// JSON on standard input.
+// The installed hook as Claude Code runs it: the command through /bin/sh -c, the JSON on stdin.
 struct HookTest : InstallerTest {
     QString command() const {
         return readJsonObject(s.settingsPath()).value("statusLine")["command"].toString();
@@ -102,8 +101,7 @@ struct HookTest : InstallerTest {
 
 } // namespace
 
-// Every other member survives install and uninstall; the user's own status line is backed up and
-// restored, our own hook (current or legacy) never chained to itself, a later one chained.
+// Other members survive; the user's status line is backed up and restored; ours is never chained.
 TEST_F(InstallerTest, InstallThenUninstallKeepsEveryOtherMemberAndRestoresTheStatusLine) {
     const std::pair<QByteArray, bool> cases[] = {
         // %OURS%: the hook's quoted path; the flag: foreign
@@ -174,8 +172,7 @@ TEST_F(InstallerTest, InstallThenUninstallKeepsEveryOtherMemberAndRestoresTheSta
     EXPECT_TRUE(QFileInfo::exists(s.rateLimitCachePath()));
 }
 
-// Settings that are not a JSON object, or a missing helper, leave everything byte for byte;
-// settings linked from a dotfiles repository stay links.
+// Settings not a JSON object or a missing helper leave all byte for byte; links stay links.
 TEST_F(InstallerTest, SettingsThatCannotBeRewrittenSafelyAreLeftByteForByte) {
     const QByteArray texts[] = {"[1, 2, 3]\n",    "\"just a string\"", "{\"a\": 1,", "",
                                 "{\"n\": 1e400}", "\xff\xfe{}"};
@@ -214,8 +211,8 @@ TEST_F(InstallerTest, SettingsThatCannotBeRewrittenSafelyAreLeftByteForByte) {
     EXPECT_EQ(readJsonObject(real), QJsonObject({{"theme", "dark"}}));
 }
 
-// The hook saves the rate limits of any input privately and prints the remaining share; input
-// without figures keeps the old cache; a previous status line runs first with the same input.
+// Saves the limits privately and prints what is left, after the user's own line given the same
+// input.
 TEST_F(HookTest, SavesTheRateLimitsAndPrintsTheRemainingShareAfterThePreviousLine) {
     s.install();
     const QByteArray limits = R"({"five_hour":{"used_percentage":42,"resets_at":1900000000},)"
@@ -224,8 +221,7 @@ TEST_F(HookTest, SavesTheRateLimitsAndPrintsTheRemainingShareAfterThePreviousLin
     EXPECT_EQ(QJsonDocument::fromJson(readFile(s.rateLimitCachePath())),
               QJsonDocument::fromJson(limits));
     EXPECT_EQ(fileMode(s.rateLimitCachePath()), 0600);
-    // Whole numbers are subtracted by the shell, everything else by awk: both agree at the seams;
-    // fractions round, and more than 100% used shows 0%.
+    // Whole numbers are subtracted by the shell, the rest by awk: both agree at the seams.
     for (const QByteArray& row :
          QByteArray("41.6 58;104 0;100 0;99.5 0;\"042\" 58;1e1 90;-5 105;25 75").split(';')) {
         const QList<QByteArray> usedAndLeft = row.split(' ');
@@ -250,8 +246,7 @@ TEST_F(HookTest, SavesTheRateLimitsAndPrintsTheRemainingShareAfterThePreviousLin
     EXPECT_EQ(run(statusInput({})), "main \U0001F33F\n"); // no figures: only the user's own line
 }
 
-// Fifty hooks writing caches of very different sizes at once never expose a torn file to a reader
-// that checks every read with the helper; nothing is left behind.
+// Fifty hooks writing caches of different sizes at once never expose a torn file to a reader.
 TEST_F(HookTest, ConcurrentRunsNeverExposeAPartialCache) {
     s.install();
     run(statusInput(fiveHour("1")));

@@ -1,5 +1,4 @@
-// The Claude Code provider on the hook's cache and its saved snapshot, the Codex one on fake codex
-// scripts run as real child processes.
+// The providers: Claude Code's on the hook's cache and saved snapshot, Codex's on fake scripts.
 #include "core/ClaudeRateLimitCacheParser.h"
 #include "core/ClaudeUsageProvider.h"
 #include "core/CodexUsageProvider.h"
@@ -71,8 +70,7 @@ using CodexProviderTest = ProviderTest;
 
 } // namespace
 
-// Each place comes before the ones listed above it; a file without the execute bit is no
-// candidate; the environment variable comes first unless it names no executable.
+// Each place beats those before it; only executables count; the environment variable comes first.
 TEST_F(ExecutableSearch, BothToolsAreFoundInTheDocumentedOrder) {
     const QStringList nvm{".nvm/versions/node/v9.0.0/bin/", ".nvm/versions/node/v20.9.0/bin/",
                           ".nvm/versions/node/V20.11.1/bin/", ".nvm/versions/node/v22.3.0/bin/"};
@@ -123,8 +121,7 @@ TEST_F(ExecutableSearch, BothToolsAreFoundInTheDocumentedOrder) {
     EXPECT_TRUE(nvmCandidates("/nowhere", "codex").isEmpty());
 }
 
-// A user's way from nothing to figures: each missing step has its own message; then the newer of
-// the hook's cache and the saved snapshot wins, and corrupt files are left as they are.
+// Each missing step has its message; the newer of cache and saved snapshot wins; corrupt ones stay.
 TEST_F(ClaudeProviderTest, FromNotInstalledToFiguresAndBackToTheSavedSnapshot) {
     const QString cache = home.dataFile("claude-rate-limits.json");
     const QString saved = home.dataFile("claude-code-snapshot.json");
@@ -178,14 +175,12 @@ TEST_F(ClaudeProviderTest, FromNotInstalledToFiguresAndBackToTheSavedSnapshot) {
     EXPECT_EQ(used(claude().fetch()), 0.5);
 }
 
-// Readiness is the login status's exit code; usage comes through the app server, or the snapshot
-// says which step failed; a hung login status times out; many fetches leave nothing behind.
+// Readiness is the login status's exit code; each failing step has its message; nothing leaks.
 TEST_F(CodexProviderTest, ReadinessAndUsageThroughFakeCodexProcesses) {
     const bool systemCodex = systemInstall("codex").has_value();
     EXPECT_EQ(codex(home.filePath("missing")).readiness(),
               systemCodex ? LocalProviderReadiness::ready()
                           : LocalProviderReadiness::executableMissing());
-    // Only the exit status counts, not what is printed.
     const QString signedIn =
         install("echo 'Not logged in'; [ \"$TERM\" = dumb ] && [ \"$2\" = status ]", {});
     EXPECT_EQ(codex(signedIn).readiness(), LocalProviderReadiness::ready());

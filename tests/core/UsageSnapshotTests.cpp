@@ -30,8 +30,7 @@ UsageSnapshot usedSession(double ratio, std::optional<QDateTime> reset = std::nu
 
 } // namespace
 
-// Halves round up; an exhausted window counts down to its reset; stale strictly after the limit;
-// the session window first; figures read back unclamped still make sane texts.
+// Halves round up; an exhausted window counts down; stale after the limit; unclamped figures.
 TEST(UsageSnapshotTexts, RoundingStalenessCountdownAndMissingFigures) {
     const std::tuple<UsageSnapshot, qint64, QString, QString> cases[] = {
         // 1 - 0.995 is 0.5000000000000004 in doubles: one percent remains; halves round up.
@@ -67,8 +66,7 @@ TEST(UsageSnapshotTexts, RoundingStalenessCountdownAndMissingFigures) {
     EXPECT_EQ(UsageSnapshot::fromJson(stored).windows.first().usedRatio, 1.7);
 }
 
-// A snapshot survives its file to the second; what is not a snapshot is no snapshot, and the file
-// holding it is never repaired or deleted.
+// A snapshot survives its file to the second; a file holding no snapshot is left untouched.
 TEST(UsageSnapshotJson, RoundTripThroughTheCacheFileAndWhatIsNotASnapshot) {
     TemporaryHome home;
     SnapshotCache cache(providers::codexID, std::nullopt, home.path());
@@ -115,8 +113,7 @@ TEST(UsageSnapshotJson, RoundTripThroughTheCacheFileAndWhatIsNotASnapshot) {
     EXPECT_TRUE(QFileInfo::exists(home.filePath("elsewhere.json")));
 }
 
-// The tools in the chosen order, each switch, the middle dot between them, the countdown of an
-// exhausted window and a stale figure.
+// The tools in the chosen order, each switch, the middle dot, a countdown and a stale figure.
 TEST(MenuBarTitle, OrderSwitchesAndSeparator) {
     auto codex = usedSession(0.07);
     codex.providerID = providers::codexID;

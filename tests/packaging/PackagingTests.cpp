@@ -33,8 +33,7 @@ QSet<QString> filesUnder(const QString& root) { // relative paths
 
 } // namespace
 
-// The installed files pass the desktop's validators; the installed lumora in a scratch home
-// installs a hook that calls the installed helper (not the build's), and reads what it saved.
+// The desktop's validators pass; the installed lumora's hook calls the installed helper.
 TEST(InstallTest, AnInstalledCopyRunsItsOwnHelperAndTheDesktopAcceptsItsFiles) {
     QTemporaryDir stage;
     const QString prefix = "/opt/lumora test", root = stage.path() + prefix;
@@ -69,8 +68,7 @@ TEST(InstallTest, AnInstalledCopyRunsItsOwnHelperAndTheDesktopAcceptsItsFiles) {
     EXPECT_EQ(runLumoraAt(lumora, home.path(), {"status"}).out, "Claude Code 58%\n");
 }
 
-// The package: its name, version and architecture, the dependencies shlibdeps finds and those
-// loaded at run time, no maintainer scripts, files only under /usr, and a lumora that runs.
+// Name, version, architecture, dependencies, no maintainer scripts, files only under /usr.
 TEST(PackageTest, TheDebianPackageHoldsLumoraItsHelperAndDesktopFilesAndRuns) {
     QTemporaryDir work;
     const CommandOutcome cpack =

@@ -10,8 +10,7 @@
 using namespace lumora::jsontool;
 using namespace lumora::test;
 
-// Values along the key path as JSON or plain text; absent: a missing member, a null, an index past
-// the end or into an object, a container as plain text; names compared decoded, the later wins.
+// Values as JSON or plain text; absent ones; names compared decoded, the later duplicate wins.
 TEST(JsonExtract, FindsValuesAlongTheKeyPath) {
     const std::string document =
         R"( {"rate_limits" : {"five_hour": {"used_percentage": 41.5e0, "resets_at": null},)"
@@ -61,8 +60,7 @@ TEST(JsonExtract, RefusesEverythingThatIsNotExactlyOneJsonText) {
     EXPECT_FALSE(extract(std::string(maximumInputSize + 1, ' ') + "{}", "a", Format::json).value);
 }
 
-// The executable writes a private file or standard output, from standard input or a file; when it
-// finds nothing it writes nothing and fails; wrong usage is exit code 2.
+// The executable writes a private file or stdout; finding nothing it writes nothing; bad usage: 2.
 TEST(JsonExtract, TheHelperWritesNothingWhenItFindsNothing) {
     const TemporaryHome home;
     const QString out = home.filePath("out.json"), missing = home.filePath("missing.json");
