@@ -9,12 +9,11 @@
 #include <QProcess>
 #include <QSslCertificate>
 #include <QTcpServer>
-#include <QThread>
 
 #include <gtest/gtest.h>
 
 #include <limits>
-#include <memory>
+#include <thread>
 
 using namespace lumora;
 using namespace lumora::test;
@@ -50,8 +49,7 @@ std::string error(Case c) {
 const char* const httpsServer = R"(
 import json, ssl, sys, time
 from http.server import BaseHTTPRequestHandler, ThreadingHTTPServer
-certificate, key, answers, log = sys.argv[1:]
-answers = json.load(open(answers))
+certificate, key, answers, log = sys.argv[1:]; answers = json.load(open(answers))
 class Handler(BaseHTTPRequestHandler):
     protocol_version = "HTTP/1.1"
     def log_message(self, *arguments): pass
@@ -63,19 +61,15 @@ class Handler(BaseHTTPRequestHandler):
         self.send_response(int(status[:3]), status[4:])
         if header: self.send_header(*header.split(": ", 1))
         self.send_header("Content-Length", 65536 if trickle else len(body))
-        self.send_header("Connection", "close")
-        self.end_headers()
-        self.wfile.write(body.encode())
+        self.send_header("Connection", "close"); self.end_headers(); self.wfile.write(body.encode())
         while trickle: self.wfile.write(b" "); time.sleep(0.05)
 class Server(ThreadingHTTPServer):
     daemon_threads = True
     def handle_error(self, *arguments): pass
 server = Server(("127.0.0.1", 0), Handler)
-context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
-context.load_cert_chain(certificate, key)
+context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER); context.load_cert_chain(certificate, key)
 server.socket = context.wrap_socket(server.socket, server_side=True, do_handshake_on_connect=False)
-print(server.server_address[1], flush=True)
-server.serve_forever()
+print(server.server_address[1], flush=True); server.serve_forever()
 )";
 
 } // namespace
@@ -244,37 +238,30 @@ TEST(UpdateFeedOverHttps, GoodManifestsAreFetchedFreshAndEverythingElseRefusedOr
                              home.filePath("answers.json"), home.filePath("requests")});
     ASSERT_TRUE(server.waitForReadyRead(30000)) << server.readAllStandardError().toStdString();
     const int port = server.readLine().trimmed().toInt();
-    const auto url = [&](const QString& path) {
-        return QUrl(QString("https://127.0.0.1:%1%2").arg(port).arg(path));
-    };
-    const auto check = [&](const QUrl& feed, std::chrono::milliseconds timeout = 15s) {
+    const QString base = QString("https://127.0.0.1:%1").arg(port);
+    const auto check = [&](const QString& feed, std::chrono::milliseconds timeout = 15s) {
         return outcome([&] {
-            return AppUpdateChecker(feed, {timeout, {certificate}}).check("1.0");
+            return AppUpdateChecker(QUrl(feed), {timeout, {certificate}}).check("1.0");
         });
     };
-    EXPECT_EQ(check(url("/feed.json")), "offer 1.5.0");
+    EXPECT_EQ(check(base + "/feed.json"), "offer 1.5.0");
     const QByteArray requests = readFile(home.filePath("requests")).toLower();
     for (const char* part : {R"(["get /feed.json http/1.1", {)", R"("accept": "application/json")",
                              R"("cache-control": "no-cache")"}) {
         EXPECT_TRUE(requests.contains(part)) << requests.toStdString();
     }
     const std::string untrusted =
-        outcome([&] { return AppUpdateChecker(url("/feed.json")).check("1.0"); });
+        outcome([&] { return AppUpdateChecker(QUrl(base + "/feed.json")).check("1.0"); });
     EXPECT_TRUE(untrusted.starts_with("network: ")) << untrusted;
-    EXPECT_EQ(readFile(home.filePath("requests")).toLower(),
-              requests); // nothing sent to an untrusted one
+    EXPECT_EQ(readFile(home.filePath("requests")).toLower(), requests);
     std::string fromWorker;
-    const std::unique_ptr<QThread> worker(
-        QThread::create([&] { fromWorker = check(url("/feed.json")); }));
-    worker->start();
-    worker->wait();
+    std::thread([&] { fromWorker = check(base + "/feed.json"); }).join();
     EXPECT_EQ(fromWorker, "offer 1.5.0");
     for (const auto& [path, status, header, body, expected] : cases) {
-        EXPECT_EQ(check(url(path), expected == timedOut ? 300ms : 15s), expected)
+        EXPECT_EQ(check(base + path, expected == timedOut ? 300ms : 15s), expected)
             << path.toStdString();
     }
-    EXPECT_EQ(check(QUrl(QString("https://127.0.0.1:%1/").arg(mute.serverPort())), 300ms),
-              timedOut);
+    EXPECT_EQ(check(QString("https://127.0.0.1:%1/").arg(mute.serverPort()), 300ms), timedOut);
     QCoreApplication::processEvents();
     EXPECT_FALSE(plain.hasPendingConnections());
 }
