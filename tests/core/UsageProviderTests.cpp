@@ -36,8 +36,6 @@ struct ProviderTest : ::testing::Test {
         return CodexUsageProvider(
             {home.path(), override, {}, 5.0, {.timeoutMilliseconds = milliseconds}, codexClock});
     }
-    std::optional<QString> locateClaude() const { return claude().locateClaudeExecutable(); }
-    std::optional<QString> locateCodex() const { return codex().locateCodexExecutable(); }
     // A fake codex that also logs each call's arguments to "calls".
     QString install(const QByteArray& login, const QByteArray& app, const char* at = "bin/codex") {
         writeScript(home.filePath(at), "echo \"$*\" >> '" + home.filePath("calls").toUtf8() +
@@ -74,17 +72,17 @@ using CodexProviderTest = ProviderTest;
 TEST_F(ExecutableSearch, BothToolsAreFoundInTheDocumentedOrder) {
     const QStringList nvm{".nvm/versions/node/v9.0.0/bin/", ".nvm/versions/node/v20.9.0/bin/",
                           ".nvm/versions/node/V20.11.1/bin/", ".nvm/versions/node/v22.3.0/bin/"};
-    const std::tuple<QString, const char*, QStringList,
-                     std::optional<QString> (ProviderTest::*)() const>
-        tools[] = {
-            {"claude", "LUMORA_CLAUDE_PATH",
-             nvm + QStringList{".claude/local/", ".npm-global/bin/", ".local/bin/"},
-             &ProviderTest::locateClaude},
-            {"codex", "LUMORA_CODEX_PATH", nvm + QStringList{".npm-global/bin/", ".local/bin/"},
-             &ProviderTest::locateCodex},
-        };
-    for (const auto& [tool, variable, places, locate] : tools) {
+    const std::tuple<QString, const char*, QStringList> tools[] = {
+        {"claude", "LUMORA_CLAUDE_PATH",
+         nvm + QStringList{".claude/local/", ".npm-global/bin/", ".local/bin/"}},
+        {"codex", "LUMORA_CODEX_PATH", nvm + QStringList{".npm-global/bin/", ".local/bin/"}},
+    };
+    for (const auto& [tool, variable, places] : tools) {
         SCOPED_TRACE(tool.toStdString());
+        const bool isClaude = tool == "claude";
+        const auto locate = [&] {
+            return isClaude ? claude().locateClaudeExecutable() : codex().locateCodexExecutable();
+        };
         if (const auto installed = systemInstall(tool)) {
             GTEST_SKIP() << "a system-wide " << installed->toStdString() << " comes first";
         }
@@ -92,22 +90,21 @@ TEST_F(ExecutableSearch, BothToolsAreFoundInTheDocumentedOrder) {
         // Plain files and hidden entries in nvm's folder do not count.
         writeFile(home.filePath(".nvm/versions/node/v99.0.0"), "not a folder");
         writeScript(home.filePath(".nvm/versions/node/.v100/bin/" + tool), "exit 0\n");
-        EXPECT_EQ((this->*locate)(), std::nullopt);
+        EXPECT_EQ(locate(), std::nullopt);
         QString winner;
         for (const QString& place : places) {
             const QString path = home.filePath(place + tool);
             writeFile(path, "#!/bin/sh\n");
-            EXPECT_EQ((this->*locate)().value_or(""), winner)
-                << "not executable: " << path.toStdString();
+            EXPECT_EQ(locate().value_or(""), winner) << "not executable: " << path.toStdString();
             writeScript(path, "exit 0\n");
-            EXPECT_EQ((this->*locate)().value_or(""), winner = path);
+            EXPECT_EQ(locate().value_or(""), winner = path);
         }
         const QString custom = home.filePath("tools/my-" + tool);
         writeScript(custom, "exit 0\n");
         for (const auto& [value, found] :
              {std::pair{custom, custom}, {home.filePath("tools"), winner}, {QString(), winner}}) {
             qputenv(variable, value.toLocal8Bit());
-            EXPECT_EQ((this->*locate)().value_or(""), found) << value.toStdString();
+            EXPECT_EQ(locate().value_or(""), found) << value.toStdString();
         }
         if (tool == "codex") { // the provider's own override first, unless it is not executable
             qputenv(variable, custom.toLocal8Bit());
@@ -116,8 +113,8 @@ TEST_F(ExecutableSearch, BothToolsAreFoundInTheDocumentedOrder) {
         }
         qunsetenv(variable);
     }
-    EXPECT_EQ(naturalCompare("v010", "v10"), 0);
-    EXPECT_LT(naturalCompare("v1", "v1.0"), 0);
+    EXPECT_EQ(std::pair(naturalCompare("v010", "v10"), naturalCompare("v1", "v1.0") < 0),
+              std::pair(0, true));
     EXPECT_TRUE(nvmCandidates("/nowhere", "codex").isEmpty());
 }
 
