@@ -152,14 +152,12 @@ TEST_F(ClaudeProviderTest, FromNotInstalledToFiguresAndBackToTheSavedSnapshot) {
     save(10, now.addSecs(-60), "Claude Code");
     EXPECT_EQ(used(fetch(R"({"five_hour":{"used_percentage":42}})", now.addSecs(-60))), 0.10);
     auto snapshot = fetch(R"({"five_hour":{"used_percentage":42}})", now); // the newer cache
-    EXPECT_EQ(used(snapshot), 0.42);
-    EXPECT_EQ(snapshot.capturedAt, now);
+    EXPECT_EQ(std::tuple(used(snapshot), snapshot.capturedAt), std::tuple(0.42, now));
     // A cache without figures falls back to an hour-old saved snapshot, which shows as stale.
     save(30, now.addSecs(-3600), "Something Else");
     snapshot = fetch("{}", now);
-    EXPECT_EQ(used(snapshot), 0.30);
-    EXPECT_EQ(snapshot.providerName, "Claude Code");
-    EXPECT_EQ(snapshot.compactRemainingText(now), "--%");
+    EXPECT_EQ(std::tuple(used(snapshot), snapshot.providerName, snapshot.compactRemainingText(now)),
+              std::tuple(0.30, "Claude Code", "--%"));
     const QByteArray corruptCache = "{\"five_hour\":{\"used_percentage\":";
     writeFile(saved, "\x00\x01 not json");
     EXPECT_EQ(fetch(corruptCache, now).statusMessage, sendOnce);
@@ -194,7 +192,6 @@ TEST_F(CodexProviderTest, ReadinessAndUsageThroughFakeCodexProcesses) {
     EXPECT_TRUE(clock.elapsed() >= 5000 && clock.elapsed() < 7500) << clock.elapsed();
     EXPECT_EQ(calls(), QStringList{"login status"});
     EXPECT_EQ(childProcesses(), QList<ChildProcess>{});
-
     const QByteArray usage = answeringAppServer(
         R"({"id":2,"result":{"rateLimits":{"primary":{"usedPercent":42,"windowDurationMins":300,)"
         R"("resetsAt":1767225600},"secondary":{"usedPercent":7,"windowDurationMins":10080,)"
@@ -230,7 +227,6 @@ TEST_F(CodexProviderTest, ReadinessAndUsageThroughFakeCodexProcesses) {
     for (int round = 0; round < 50; ++round) {
         ASSERT_EQ(working.fetch().statusMessage, std::nullopt) << "round " << round;
     }
-    EXPECT_EQ(childProcesses(), childrenBefore);
-    EXPECT_EQ(openFileDescriptorCount(), descriptorsBefore);
-    EXPECT_EQ(calls().size(), 2 * 50);
+    EXPECT_EQ(std::tuple(childProcesses(), openFileDescriptorCount(), calls().size()),
+              std::tuple(childrenBefore, descriptorsBefore, 2 * 50));
 }
