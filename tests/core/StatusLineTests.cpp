@@ -136,9 +136,9 @@ TEST_F(InstallerTest, InstallThenUninstallKeepsEveryOtherMemberAndRestoresTheSta
                   (QJsonObject{{"type", "command"}, {"command", ours}, {"refreshInterval", 60}}));
         EXPECT_EQ(installed, others);
         const QJsonObject backup = readJsonObject(s.backupPath());
-        EXPECT_EQ(backup.value("had_previous").toBool(), foreign);
-        EXPECT_EQ(backup.value("status_line"),
-                  foreign ? original.value("statusLine") : QJsonValue::Undefined);
+        EXPECT_EQ(std::tuple(backup.value("had_previous").toBool(), backup.value("status_line")),
+                  std::tuple(foreign, foreign ? original.value("statusLine")
+                                              : QJsonValue(QJsonValue::Undefined)));
         const bool chainsMine = foreign && original.value("statusLine").isObject();
         const QString mine = "previous_command='~/bin/my-line'";
         EXPECT_EQ(chained(s), chainsMine ? mine : "previous_command=''");
@@ -167,9 +167,9 @@ TEST_F(InstallerTest, InstallThenUninstallKeepsEveryOtherMemberAndRestoresTheSta
     const QByteArray replaced = R"({"statusLine": {"command": "theirs", "type": "command"}})";
     writeFile(s.settingsPath(), replaced);
     s.uninstall();
-    EXPECT_EQ(readFile(s.settingsPath()), replaced);
-    EXPECT_FALSE(anyFileLeft(s));
-    EXPECT_TRUE(QFileInfo::exists(s.rateLimitCachePath()));
+    EXPECT_EQ(std::tuple(readFile(s.settingsPath()), anyFileLeft(s),
+                         QFileInfo::exists(s.rateLimitCachePath())),
+              std::tuple(replaced, false, true));
 }
 
 // Settings not a JSON object or a missing helper leave all byte for byte; links stay links.
