@@ -11,7 +11,6 @@
 #include <QElapsedTimer>
 #include <QFileInfo>
 
-#include <functional>
 #include <gtest/gtest.h>
 
 using namespace lumora;
