@@ -1,5 +1,4 @@
-// Versions, the update manifest and its feeds: local files, and a real HTTPS server on the
-// loopback address.
+// Versions, the update manifest and its feeds: local files and a real HTTPS server on loopback.
 #include "core/AppUpdate.h"
 #include "core/ParsedVersion.h"
 #include "support/TestSupport.h"
@@ -10,13 +9,11 @@
 #include <QProcess>
 #include <QSslCertificate>
 #include <QTcpServer>
-#include <QThread>
 
 #include <gtest/gtest.h>
 
 #include <limits>
-#include <memory>
-#include <optional>
+#include <thread>
 
 using namespace lumora;
 using namespace lumora::test;
@@ -47,15 +44,39 @@ std::string error(Case c) {
     return "error: " + AppUpdateError::descriptionOf(c).toStdString();
 }
 
+// An HTTPS server on 127.0.0.1 answering each path as told (status, header, body), logging
+// requests; "silent" never answers, "200 Trickle" announces 64 KiB and sends a byte every 50 ms.
+const char* const httpsServer = R"(
+import json, ssl, sys, time
+from http.server import BaseHTTPRequestHandler, ThreadingHTTPServer
+certificate, key, answers, log = sys.argv[1:]; answers = json.load(open(answers))
+class Handler(BaseHTTPRequestHandler):
+    protocol_version = "HTTP/1.1"
+    def log_message(self, *arguments): pass
+    def do_GET(self):
+        with open(log, "a") as file: print(json.dumps([self.requestline, dict(self.headers)]), file=file)
+        status, header, body = answers.get(self.path, ["404 Not Found", "", "no such feed"])
+        if status == "silent": return time.sleep(3600)
+        trickle = status == "200 Trickle"
+        self.send_response(int(status[:3]), status[4:])
+        if header: self.send_header(*header.split(": ", 1))
+        self.send_header("Content-Length", 65536 if trickle else len(body))
+        self.send_header("Connection", "close"); self.end_headers(); self.wfile.write(body.encode())
+        while trickle: self.wfile.write(b" "); time.sleep(0.05)
+class Server(ThreadingHTTPServer):
+    daemon_threads = True
+    def handle_error(self, *arguments): pass
+server = Server(("127.0.0.1", 0), Handler)
+context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER); context.load_cert_chain(certificate, key)
+server.socket = context.wrap_socket(server.socket, server_side=True, do_handshake_on_connect=False)
+print(server.server_address[1], flush=True); server.serve_forever()
+)";
+
 } // namespace
 
 TEST(ParsedVersion, ParsesWhatPeopleWriteAndOrdersIt) {
     const auto text = Identifier::text;
-    const struct {
-        QString input;
-        QList<qint64> numbers;
-        std::optional<QList<Identifier>> prerelease;
-    } cases[] = {
+    const std::tuple<QString, QList<qint64>, std::optional<QList<Identifier>>> cases[] = {
         {" \tv2.0 \n", {2, 0}, std::nullopt},
         {"V01.002+anything goes here ..", {1, 2}, std::nullopt},
         {"1.5.0-beta.2+build.7", {1, 5, 0}, QList{text("beta"), Identifier::number(2)}},
@@ -66,12 +87,10 @@ TEST(ParsedVersion, ParsesWhatPeopleWriteAndOrdersIt) {
                Identifier::number(std::numeric_limits<qint64>::min())}},
         {QString::fromUtf8("1-\u00E9t\u00E9"), {1}, QList{text("\u00E9t\u00E9")}},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.input.toStdString());
-        const std::optional<ParsedVersion> parsed = ParsedVersion::parse(c.input);
-        ASSERT_TRUE(parsed);
-        EXPECT_EQ(parsed->numbers, c.numbers);
-        EXPECT_EQ(parsed->prerelease, c.prerelease);
+    for (const auto& [input, numbers, prerelease] : cases) {
+        const std::optional<ParsedVersion> parsed = ParsedVersion::parse(input);
+        ASSERT_TRUE(parsed) << input.toStdString();
+        EXPECT_EQ(std::tuple(parsed->numbers, parsed->prerelease), std::tuple(numbers, prerelease));
     }
     for (const QString& notAVersion :
          QString::fromUtf8(
@@ -80,8 +99,7 @@ TEST(ParsedVersion, ParsesWhatPeopleWriteAndOrdersIt) {
              .split('|')) {
         EXPECT_FALSE(ParsedVersion::parse(notAVersion)) << notAVersion.toStdString();
     }
-    // "a > b": a is newer than b; "a <= b": it is not. Pre-releases order before their release,
-    // identifiers by Unicode scalar values, not UTF-16 units (U+1F600 is after U+FFFD).
+    // "a > b": a is newer than b. Identifiers order by Unicode scalar values, not UTF-16 units.
     for (const QString& comparison :
          QString::fromUtf8(
              "1.2.1 > 1.2;1.2 <= 1.2.0;1.2.0 <= 1.2;1.0.0 > 1.0.0-beta.9;1.0.0-beta.9 <= 1.0.0;"
@@ -100,15 +118,10 @@ TEST(ParsedVersion, ParsesWhatPeopleWriteAndOrdersIt) {
     EXPECT_TRUE(!(one == zero) && one <= zero && one >= zero);
 }
 
-// Size first, then the JSON shape, the offered and the current version, the download address and
-// the release notes, and only then the comparison.
+// Size, JSON shape, both versions, the download and notes addresses, and only then the comparison.
 TEST(AppUpdateService, ChecksRunInOrderAndTheFirstFailureWins) {
     const char* https = R"("https://e.com")";
-    const struct {
-        QByteArray bytes;
-        QString current;
-        std::string expected;
-    } cases[] = {
+    const std::tuple<QByteArray, QString, std::string> cases[] = {
         {goodManifest, "1.4.2", "offer 1.5.0"},
         {goodManifest, "1.5.0", "nothing"},
         {goodManifest, "", error(Case::invalidVersion)},
@@ -134,10 +147,10 @@ TEST(AppUpdateService, ChecksRunInOrderAndTheFirstFailureWins) {
         {offer(R"("2.0")", https, R"(, "releaseNotesURL": null, "title": null, "x": {"y": [1]})"),
          "1.0", "offer 2.0"},
     };
-    for (const auto& c : cases) {
-        EXPECT_EQ(outcome([&] { return AppUpdateService::availableUpdate(c.bytes, c.current); }),
-                  c.expected)
-            << c.bytes.left(120).toStdString() << " / current " << c.current.toStdString();
+    for (const auto& [bytes, current, expected] : cases) {
+        EXPECT_EQ(outcome([&] { return AppUpdateService::availableUpdate(bytes, current); }),
+                  expected)
+            << bytes.left(120).toStdString() << " / current " << current.toStdString();
     }
     EXPECT_EQ(AppUpdateService::availableUpdate(
                   offer(R"(" 1.5.0 ")", R"("https://e.com/d?x=1#top")",
@@ -159,18 +172,15 @@ TEST(AppUpdateChecker, TheFeedSettingMustBeHttpsAndLocalFeedsNeedNoNetwork) {
     writeFile(home.filePath("feed.json"), goodManifest);
     writeFile(home.filePath("large.json"), goodManifest.leftJustified(65537));
     const QString missing = home.filePath("missing.json");
-    const auto local = [&](const char* name) {
-        return QUrl::fromLocalFile(home.filePath(name));
-    };
-    // Local files are bounded like downloads, an endless device cut off at the limit. Port 1 on
-    // the loopback refuses connections: a request made anyway would end in a network error.
+    const QUrl good = QUrl::fromLocalFile(home.filePath("feed.json"));
+    // Local files are bounded like downloads; plain http is refused before any request.
     const std::tuple<std::optional<QUrl>, QString, std::string> cases[] = {
-        {local("feed.json"), "1.0", "offer 1.5.0"},
-        {local("feed.json"), "1.5.0", "nothing"},
+        {good, "1.0", "offer 1.5.0"},
+        {good, "1.5.0", "nothing"},
         {std::nullopt, "1.0", "nothing"},
-        {local("large.json"), "1.0", error(Case::manifestTooLarge)},
+        {QUrl::fromLocalFile(home.filePath("large.json")), "1.0", error(Case::manifestTooLarge)},
         {QUrl::fromLocalFile("/dev/zero"), "1.0", error(Case::manifestTooLarge)},
-        {local("missing.json"), "1.0",
+        {QUrl::fromLocalFile(missing), "1.0",
          "error: Could not read \u201c" + missing.toStdString() +
              "\u201d: No such file or directory"},
         {QUrl("http://127.0.0.1:1/feed.json"), "1.0", error(Case::invalidFeedURL)},
@@ -180,47 +190,8 @@ TEST(AppUpdateChecker, TheFeedSettingMustBeHttpsAndLocalFeedsNeedNoNetwork) {
     }
 }
 
-namespace {
-
-// A small HTTPS/1.1 server on 127.0.0.1 with a canned answer per path: status, one extra header and
-// body. "silent" never answers; "200 Trickle" announces 64 KiB, then sends a byte every 50 ms. It
-// prints its port, logs each request's line and headers, and closes every connection.
-const char* const httpsServer = R"(
-import json, ssl, sys, time
-from http.server import BaseHTTPRequestHandler, ThreadingHTTPServer
-certificate, key, answers, log = sys.argv[1:]
-answers = json.load(open(answers))
-class Handler(BaseHTTPRequestHandler):
-    protocol_version = "HTTP/1.1"
-    def log_message(self, *arguments): pass
-    def do_GET(self):
-        with open(log, "a") as file: print(json.dumps([self.requestline, dict(self.headers)]), file=file)
-        status, header, body = answers.get(self.path, ["404 Not Found", "", "no such feed"])
-        if status == "silent": return time.sleep(3600)
-        trickle = status == "200 Trickle"
-        self.send_response(int(status[:3]), status[4:])
-        if header: self.send_header(*header.split(": ", 1))
-        self.send_header("Content-Length", 65536 if trickle else len(body))
-        self.send_header("Connection", "close")
-        self.end_headers()
-        self.wfile.write(body.encode())
-        while trickle: self.wfile.write(b" "); time.sleep(0.05)
-class Server(ThreadingHTTPServer):
-    daemon_threads = True
-    def handle_error(self, *arguments): pass
-server = Server(("127.0.0.1", 0), Handler)
-context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
-context.load_cert_chain(certificate, key)
-server.socket = context.wrap_socket(server.socket, server_side=True, do_handshake_on_connect=False)
-print(server.server_address[1], flush=True)
-server.serve_forever()
-)";
-
-} // namespace
-
-// A good manifest is fetched fresh, also on a worker thread without an event loop; redirects are
-// followed between https addresses only; unusable answers are refused; silent, trickling and mute
-// servers time out. The certificate, made by openssl, is trusted only by the checkers given it.
+// Fetched fresh, also from a worker thread; redirects only between https addresses; silent,
+// trickling and mute servers time out; the certificate is trusted only by the checkers given it.
 TEST(UpdateFeedOverHttps, GoodManifestsAreFetchedFreshAndEverythingElseRefusedOrTimedOut) {
     TemporaryHome home;
     const CommandOutcome openssl =
@@ -267,38 +238,30 @@ TEST(UpdateFeedOverHttps, GoodManifestsAreFetchedFreshAndEverythingElseRefusedOr
                              home.filePath("answers.json"), home.filePath("requests")});
     ASSERT_TRUE(server.waitForReadyRead(30000)) << server.readAllStandardError().toStdString();
     const int port = server.readLine().trimmed().toInt();
-    const auto url = [&](const QString& path) {
-        return QUrl(QString("https://127.0.0.1:%1%2").arg(port).arg(path));
-    };
-    const auto check = [&](const QUrl& feed, std::chrono::milliseconds timeout = 15s) {
+    const QString base = QString("https://127.0.0.1:%1").arg(port);
+    const auto check = [&](const QString& feed, std::chrono::milliseconds timeout = 15s) {
         return outcome([&] {
-            return AppUpdateChecker(feed, {timeout, {certificate}}).check("1.0");
+            return AppUpdateChecker(QUrl(feed), {timeout, {certificate}}).check("1.0");
         });
     };
-    const auto requests = [&] {
-        return readFile(home.filePath("requests")).toLower();
-    };
-    EXPECT_EQ(check(url("/feed.json")), "offer 1.5.0");
+    EXPECT_EQ(check(base + "/feed.json"), "offer 1.5.0");
+    const QByteArray requests = readFile(home.filePath("requests")).toLower();
     for (const char* part : {R"(["get /feed.json http/1.1", {)", R"("accept": "application/json")",
                              R"("cache-control": "no-cache")"}) {
-        EXPECT_TRUE(requests().contains(part)) << requests().toStdString();
+        EXPECT_TRUE(requests.contains(part)) << requests.toStdString();
     }
     const std::string untrusted =
-        outcome([&] { return AppUpdateChecker(url("/feed.json")).check("1.0"); });
+        outcome([&] { return AppUpdateChecker(QUrl(base + "/feed.json")).check("1.0"); });
     EXPECT_TRUE(untrusted.starts_with("network: ")) << untrusted;
-    EXPECT_EQ(requests().count('\n'), 1); // nothing was sent to an untrusted server
+    EXPECT_EQ(readFile(home.filePath("requests")).toLower(), requests);
     std::string fromWorker;
-    const std::unique_ptr<QThread> worker(
-        QThread::create([&] { fromWorker = check(url("/feed.json")); }));
-    worker->start();
-    worker->wait();
+    std::thread([&] { fromWorker = check(base + "/feed.json"); }).join();
     EXPECT_EQ(fromWorker, "offer 1.5.0");
     for (const auto& [path, status, header, body, expected] : cases) {
-        EXPECT_EQ(check(url(path), expected == timedOut ? 300ms : 15s), expected)
+        EXPECT_EQ(check(base + path, expected == timedOut ? 300ms : 15s), expected)
             << path.toStdString();
     }
-    EXPECT_EQ(check(QUrl(QString("https://127.0.0.1:%1/").arg(mute.serverPort())), 300ms),
-              timedOut);
+    EXPECT_EQ(check(QString("https://127.0.0.1:%1/").arg(mute.serverPort()), 300ms), timedOut);
     QCoreApplication::processEvents();
     EXPECT_FALSE(plain.hasPendingConnections());
 }

@@ -24,10 +24,8 @@ const QByteArray notification = R"({"method":"remoteControl/status/changed","par
 const QByteArray rateLimitAnswer =
     R"({"id":2,"result":{"rateLimits":{"primary":{"usedPercent":42,"windowDurationMins":300}}}})";
 
-// A fake app server logs every line it receives to "received" and talks as the body says: `take
-// N` reads N requests; `drain` also logs whatever else arrives within a moment (a request twice).
-class AppServerSessionTest : public ::testing::Test {
-protected:
+// A fake app server logging what it receives: `take N` reads N lines, `drain` whatever else comes.
+struct ChildProcessTest : ::testing::Test {
     CodexAppServerSession session(const QByteArray& body, int milliseconds = 5000) const {
         writeScript(home.filePath("bin/codex"),
                     "log='" + home.filePath("received").toUtf8() + "'\n" +
@@ -41,10 +39,9 @@ protected:
     QList<QJsonObject> received() const {
         QList<QJsonObject> messages;
         const QString path = home.filePath("received");
-        for (const QByteArray& line : (QFile::exists(path) ? readFile(path) : "").split('\n')) {
-            if (!line.isEmpty()) {
-                messages.append(QJsonDocument::fromJson(line).object());
-            }
+        for (const QString& line : QString::fromUtf8(QFile::exists(path) ? readFile(path) : "")
+                                       .split('\n', Qt::SkipEmptyParts)) {
+            messages.append(QJsonDocument::fromJson(line.toUtf8()).object());
         }
         QFile::remove(path);
         return messages;
@@ -59,13 +56,20 @@ protected:
         }
         return SessionError::timedOut();
     }
+    QString script(const QByteArray& body) const {
+        const QString path = home.filePath(QStringLiteral("bin/tool-%1").arg(++scripts));
+        writeScript(path, body);
+        return path;
+    }
     TemporaryHome home;
+    mutable int scripts = 0;
 };
+using AppServerSessionTest = ChildProcessTest;
+using ProcessRunnerTest = ChildProcessTest;
 
 } // namespace
 
-// The handshake and the request are sent once each, every line of the answer is collected however
-// the output is chunked; a repeated id 1 sends nothing again; an error answer to id 2 ends it too.
+// Every line is collected however chunked; a repeated id 1 sends nothing again; an error ends it.
 TEST_F(AppServerSessionTest, SendsTheHandshakeOnceAndCollectsEveryLineUntilTheAnswer) {
     const QByteArray chunked =
         "take 1\nprintf '%s\\n\\n' '" + initializeAnswer + "'\ntake 2\nprintf '  %s \\r\\n' '" +
@@ -88,9 +92,8 @@ TEST_F(AppServerSessionTest, SendsTheHandshakeOnceAndCollectsEveryLineUntilTheAn
     EXPECT_EQ(received().size(), 3);
 }
 
-// A server that exits (killed: the signal's number) or never answers ends the conversation, and is
-// reaped; exiting cleanly without an answer leaves it to the time limit; an answer followed at
-// once by an error exit is an answer; a server that cannot start is a process error.
+// Exiting (killed: the signal's number) or silent servers end it and are reaped; a clean exit waits
+// for the time limit; an answer then an error exit is an answer.
 TEST_F(AppServerSessionTest, AServerThatExitsOrNeverAnswersEndsTheConversation) {
     const std::tuple<QByteArray, int, SessionError> cases[] = {
         {"take 1\nexit 3\n", 5000, SessionError::serverExited(3)},
@@ -103,10 +106,8 @@ TEST_F(AppServerSessionTest, AServerThatExitsOrNeverAnswersEndsTheConversation) 
         QElapsedTimer clock;
         clock.start();
         EXPECT_EQ(failure(session(body, milliseconds)), expected) << body.toStdString();
-        if (expected == SessionError::timedOut()) {
-            EXPECT_GE(clock.elapsed(), milliseconds);
-            EXPECT_LT(clock.elapsed(), 5000);
-        }
+        const qint64 took = clock.elapsed();
+        EXPECT_TRUE(expected != SessionError::timedOut() || (took >= milliseconds && took < 5000));
         EXPECT_EQ(childProcesses(), QList<ChildProcess>{});
     }
     for (int round = 0; round < 10; ++round) {
@@ -118,8 +119,7 @@ TEST_F(AppServerSessionTest, AServerThatExitsOrNeverAnswersEndsTheConversation) 
                  ProcessError);
 }
 
-// The answer and an error exit land right around the time limit. Whatever wins, the call ends
-// once with one of the three outcomes, the request was sent once and the server is gone.
+// An answer and an error exit right at the time limit: one outcome, one request, no server left.
 TEST_F(AppServerSessionTest, AnswerExitAndTimeLimitRacingEndTheConversationOnce) {
     const QByteArray answerThenExit = "printf '%s\\n' '" + rateLimitAnswer + "'; exit 3";
     int answers = 0, exits = 0, timeouts = 0;
@@ -138,19 +138,16 @@ TEST_F(AppServerSessionTest, AnswerExitAndTimeLimitRacingEndTheConversationOnce)
                 EXPECT_TRUE(timedOut || error.exitCode() == 3);
                 ++(timedOut ? timeouts : exits);
             }
-            // Never sent twice; on a loaded machine the time limit can pass before the server
-            // has read all three.
+            // Never sent twice; a loaded machine may time out before the server read all three.
             const qsizetype sent = received().size();
             EXPECT_TRUE(sent == 3 || (timedOut && sent < 3)) << sent;
             EXPECT_EQ(childProcesses(), QList<ChildProcess>{});
         }
     }
-    EXPECT_EQ(answers + exits + timeouts, 6);
-    EXPECT_GT(timeouts, 0); // the late ones
+    EXPECT_TRUE(answers + exits + timeouts == 6 && timeouts > 0) << answers << exits << timeouts;
 }
 
-// Lines past the size limit are dropped, the transcript is bounded, and an endless line keeps
-// memory bounded and ends by the time limit.
+// Oversized lines are dropped, the transcript is bounded, and an endless line ends by the limit.
 TEST_F(AppServerSessionTest, OversizedLinesAreDroppedAndMemoryStaysBounded) {
     writeScript(home.filePath("bin/big"),
                 "read -r _\nhead -c 5000 /dev/zero | tr '\\0' x; echo\n" + say(initializeAnswer) +
@@ -158,9 +155,9 @@ TEST_F(AppServerSessionTest, OversizedLinesAreDroppedAndMemoryStaysBounded) {
                     "done\n" + say(rateLimitAnswer) + "exec sleep 30\n");
     const QString transcript =
         CodexAppServerSession(home.filePath("bin/big"), {5000, 1000, 2000}).readRateLimits();
-    EXPECT_TRUE(transcript.startsWith(initializeAnswer + "\n" + notification + "\n"));
-    EXPECT_TRUE(transcript.endsWith(notification + "\n" + rateLimitAnswer + "\n"));
-    EXPECT_FALSE(transcript.contains("xxx"));
+    EXPECT_TRUE(transcript.startsWith(initializeAnswer + "\n" + notification + "\n") &&
+                transcript.endsWith(notification + "\n" + rateLimitAnswer + "\n") &&
+                !transcript.contains("xxx"));
     EXPECT_LE(transcript.toUtf8().size(), 2000 + rateLimitAnswer.size() + 1);
     resetPeakMemory();
     const qint64 before = peakMemoryBytes();
@@ -172,31 +169,14 @@ TEST_F(AppServerSessionTest, OversizedLinesAreDroppedAndMemoryStaysBounded) {
     }
 }
 
-namespace {
-
-class ProcessRunnerTest : public ::testing::Test {
-protected:
-    QString script(const QByteArray& body) const {
-        const QString path = home.filePath(QStringLiteral("bin/tool-%1").arg(++scripts));
-        writeScript(path, body);
-        return path;
-    }
-    TemporaryHome home;
-    mutable int scripts = 0;
-};
-
-} // namespace
-
-// Both streams in order, the exit status (a signal's number when killed), invalid UTF-8 replaced,
-// the input written and closed, far more output than a pipe holds, a plain terminal forced on the
-// given or the inherited environment, and a run from a plain thread without an event loop.
+// Both streams, the exit status (a signal's number), input, output past a pipe's size, a plain
+// terminal on the given or inherited environment, and a run from a thread without an event loop.
 TEST_F(ProcessRunnerTest, CollectsBothStreamsTheExitStatusAndForcesAPlainTerminal) {
     const QByteArray show = "echo \"TERM=$TERM NO_COLOR=$NO_COLOR FOO=$FOO HOME=$HOME\"\n";
     QProcessEnvironment base;
-    for (const auto& [name, value] :
-         {std::pair{"TERM", "xterm-256color"}, {"NO_COLOR", "0"}, {"FOO", "bar"}}) {
-        base.insert(name, value);
-    }
+    base.insert("TERM", "xterm-256color");
+    base.insert("NO_COLOR", "0");
+    base.insert("FOO", "bar");
     qputenv("FOO", "inherited");
     const QString text = QString::fromUtf8("sk-test\nzwei Zeilen é\n");
     const QtProcessRunner plain;
@@ -217,8 +197,8 @@ TEST_F(ProcessRunnerTest, CollectsBothStreamsTheExitStatusAndForcesAPlainTermina
     qunsetenv("FOO");
     const ProcessResult talkative = QtProcessRunner().run(
         script("head -c 5000000 /dev/zero | tr '\\0' x\nexit 4\n"), {}, {}, 5);
-    EXPECT_EQ(talkative.exitCode, 4);
-    EXPECT_EQ(talkative.output.size(), QtProcessRunner::maxOutputBytes);
+    EXPECT_EQ(std::tuple(talkative.exitCode, talkative.output.size()),
+              std::tuple(4, QtProcessRunner::maxOutputBytes));
     ProcessResult result; // ThreadSanitizer sees this join, unlike Qt's waits
     std::thread([&, tool = script("echo from a worker\n")] {
         result = QtProcessRunner().run(tool, {}, {}, 5.0);
@@ -226,8 +206,7 @@ TEST_F(ProcessRunnerTest, CollectsBothStreamsTheExitStatusAndForcesAPlainTermina
     EXPECT_EQ(result, (ProcessResult{"from a worker\n", 0}));
 }
 
-// One that ignores the terminate request is killed after the grace period and reaped; launch
-// failures are the platform's errors; a bare name is never looked up along PATH.
+// Killed after the grace period and reaped; launch failures are the system's; no PATH lookup.
 TEST_F(ProcessRunnerTest, AChildPastItsTimeLimitIsEndedAndReaped) {
     EXPECT_THROW(QtProcessRunner().run(script("trap '' TERM\nexec sleep 30\n"), {}, {}, 0.2),
                  QtProcessRunner::RunnerError);
@@ -241,8 +220,6 @@ TEST_F(ProcessRunnerTest, AChildPastItsTimeLimitIsEndedAndReaped) {
         try {
             QtProcessRunner().run(executable, {}, {}, 1.0);
             ADD_FAILURE() << executable.toStdString() << " started";
-        } catch (const QtProcessRunner::RunnerError&) {
-            ADD_FAILURE() << executable.toStdString() << " timed out";
         } catch (const ProcessError& error) {
             EXPECT_TRUE(error.description().contains(text)) << error.description().toStdString();
         }

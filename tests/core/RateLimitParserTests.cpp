@@ -56,11 +56,7 @@ struct CodexRateLimitParserTest : ::testing::Test {
 // Each window in its fixed order, and the availability that the first one decides.
 TEST_F(ClaudeRateLimitCacheParserTest, WindowsAndTheVerdictOfTheFirst) {
     using A = Availability;
-    const struct {
-        QByteArray json;
-        QList<UsageWindow> windows;
-        Availability availability;
-    } cases[] = {
+    const std::tuple<QByteArray, QList<UsageWindow>, Availability> cases[] = {
         {R"({"used_percentage":79.9,"resets_at":1772374509})",
          {session(79.9 / 100, now.addSecs(600))},
          A::ready},
@@ -79,11 +75,11 @@ TEST_F(ClaudeRateLimitCacheParserTest, WindowsAndTheVerdictOfTheFirst) {
          {session(0.1), weekly(1.0)},
          A::ready},
     };
-    for (const auto& c : cases) {
+    for (const auto& [window, windows, availability] : cases) {
         const QByteArray json =
-            c.json.contains("_day") ? c.json : R"({"five_hour":)" + c.json + "}";
-        EXPECT_EQ(parse(json), (UsageSnapshot{"claude-code", "Claude Code", written, c.availability,
-                                              c.windows, SnapshotSource::officialCLI,
+            window.contains("_day") ? window : R"({"five_hour":)" + window + "}";
+        EXPECT_EQ(parse(json), (UsageSnapshot{"claude-code", "Claude Code", written, availability,
+                                              windows, SnapshotSource::officialCLI,
                                               Confidence::exact, 150, std::nullopt}))
             << json.toStdString();
     }
@@ -143,7 +139,6 @@ TEST_F(CodexRateLimitParserTest, ReadsTheAnswerAmongOtherLines) {
         EXPECT_EQ(failure(line), CodexError::rateLimitResponseNotFound()) << line.toStdString();
         EXPECT_EQ(ratio(line + "\n" + answer(primary(20))), 0.20);
     }
-    // Whole numbers written with a fraction or an exponent are integers.
     EXPECT_EQ(ratio(R"({"id":2.0,"result":{"rateLimits":{"primary":{"usedPercent":3e1}}}})"), 0.30);
     // Answers without usable data, among them what the server says to an API-key account.
     for (const QString& transcript :
@@ -161,16 +156,14 @@ TEST_F(CodexRateLimitParserTest, ReadsTheAnswerAmongOtherLines) {
               CodexError::windowNotFound());
 }
 
-// Availability from both windows and the reached type; confidence from the reset times; the kind
-// from the window's length; the "codex" record when limits are listed by id.
+// Availability, confidence, the kind by the window's length, and the "codex" record listed by id.
 TEST_F(CodexRateLimitParserTest, AvailabilityConfidenceAndWindowKinds) {
     const auto availability = [](int primary, int secondary, const QString& more = {}) {
         return parse(answer(R"({"primary":)" + window(primary) + R"(,"secondary":)" +
                             window(secondary) + more + "}"))
             .availability;
     };
-    const QString reached =
-        R"(,"rateLimitReachedType":)"; // any, even empty, blocks; null is absent
+    const QString reached = R"(,"rateLimitReachedType":)"; // any, even empty, blocks; null not
     EXPECT_EQ(QList({availability(79, 10), availability(10, 80), availability(99, 10),
                      availability(10, 100), availability(10, 5, reached + "\"credits_depleted\""),
                      availability(10, 5, reached + "\"\""),
@@ -180,10 +173,10 @@ TEST_F(CodexRateLimitParserTest, AvailabilityConfidenceAndWindowKinds) {
                      Availability::ready}));
     EXPECT_EQ(ratio(answer(primary(250))), 1.0);
     EXPECT_EQ(ratio(answer(primary(-5))), 0.0);
-    // Without any reset time the figures are only confirmed locally.
     const UsageSnapshot noResets = parse(answer(R"({"secondary":)" + window(6) + "}"));
-    EXPECT_EQ(noResets.confidence, Confidence::confirmedLocally);
-    EXPECT_EQ(noResets.windows, QList{UsageWindow(Kind::session, 0.06, std::nullopt)});
+    EXPECT_EQ(
+        std::tuple(noResets.confidence, noResets.windows),
+        std::tuple(Confidence::confirmedLocally, QList{UsageWindow(Kind::session, 0.06, {})}));
     EXPECT_EQ(parse(answer(R"({"primary":)" + window(5) + R"(,"secondary":)" +
                            window(6, R"(,"resetsAt":1767657600)") + "}"))
                   .confidence,

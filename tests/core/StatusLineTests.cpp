@@ -1,5 +1,4 @@
-// Lumora's data folder and atomic writes, the status-line hook's installer, and the installed hook
-// run the way Claude Code runs it.
+// The data folder, atomic writes, the status-line hook's installer and the hook Claude Code runs.
 #include "core/AtomicFile.h"
 #include "core/ClaudeStatusLineInstaller.h"
 #include "core/DataFolder.h"
@@ -32,8 +31,7 @@ TEST(AtomicFile, DataFolderModesFailuresAndBoundedReads) {
     EXPECT_EQ(fileMode(path), 0600);
     ::chmod(QFile::encodeName(path).constData(), 0640); // without a mode, the file keeps its own
     writeFileAtomically(path, "second");
-    EXPECT_EQ(readFile(path), "second");
-    EXPECT_EQ(fileMode(path), 0640);
+    EXPECT_EQ(std::tuple(readFile(path), fileMode(path)), std::tuple("second", 0640));
     EXPECT_EQ(QDir(home.filePath("a/b")).entryList(QDir::Files), QStringList{"file.json"});
     // Renaming over a non-empty folder fails even for root: the system's text, nothing left.
     writeFile(home.filePath("target/inside"), "old");
@@ -46,16 +44,16 @@ TEST(AtomicFile, DataFolderModesFailuresAndBoundedReads) {
     EXPECT_EQ(readFile(home.filePath("target/inside")), "old");
     EXPECT_EQ(QDir(home.path()).entryList(QDir::Files | QDir::Hidden), QStringList{});
     EXPECT_THROW(writeFileAtomically(home.filePath("missing-folder/file"), "x"), FileSystemError);
-    EXPECT_FALSE(readWholeFile(home.filePath("missing")).has_value());
     writeFile(home.filePath("big"), QByteArray(100, 'x'));
-    EXPECT_FALSE(readWholeFile(home.filePath("big"), 99).has_value());
-    EXPECT_EQ(readWholeFile(home.filePath("big"), 100).value().size(), 100);
+    EXPECT_EQ(
+        QList({readWholeFile(home.filePath("missing")), readWholeFile(home.filePath("big"), 99),
+               readWholeFile(home.filePath("big"), 100)}),
+        QList<std::optional<QByteArray>>({{}, {}, QByteArray(100, 'x')}));
 }
 
 namespace {
 
-class InstallerTest : public ::testing::Test {
-protected:
+struct InstallerTest : ::testing::Test {
     ClaudeStatusLineInstaller installer(const QString& name = "user") const {
         QDir(home.filePath(name)).removeRecursively();
         QDir().mkpath(home.filePath(name));
@@ -70,10 +68,40 @@ protected:
     TemporaryHome home;
 };
 
+QByteArray statusInput(const QByteArray& rateLimits) {
+    return R"({"session_id":"5c1d","transcript_path":"/tmp/t.jsonl","cwd":"/src",)"
+           R"("model":{"id":"claude-opus","display_name":"Opus"},)"
+           R"("workspace":{"current_dir":"/src","project_dir":"/src"},)"
+           R"("version":"2.1.0","cost":{"total_cost_usd":0.01})" +
+           (rateLimits.isEmpty() ? QByteArray() : R"(,"rate_limits":)" + rateLimits) + "}\n";
+}
+
+// The installed hook as Claude Code runs it: the command through /bin/sh -c, the JSON on stdin.
+struct HookTest : InstallerTest {
+    QString command() const {
+        return readJsonObject(s.settingsPath()).value("statusLine")["command"].toString();
+    }
+    QString run(const QByteArray& input) const {
+        const CommandOutcome hook = runProgram("/bin/sh", {"-c", command()}, input);
+        EXPECT_EQ(std::tuple(hook.exitCode, hook.err), std::tuple(0, QString()));
+        return hook.out;
+    }
+    QStringList leftovers() const {
+        return QDir(s.dataFolderPath())
+            .entryList({"*.tmp*", "*.XXXXXX", "claude-rate-limits.json.*"}, QDir::Files);
+    }
+    static QByteArray fiveHour(const QByteArray& used) {
+        return R"({"five_hour":{"used_percentage":)" + used + "}}";
+    }
+    static QString left(const QByteArray& remaining) {
+        return QString("Lumora \u00B7 Claude Code %1% left\n").arg(remaining);
+    }
+    const ClaudeStatusLineInstaller s = installer();
+};
+
 } // namespace
 
-// Every other member survives install and uninstall; the user's own status line is backed up and
-// restored, our own hook (current or legacy) never chained to itself, a later one chained.
+// Other members survive; the user's status line is backed up and restored; ours is never chained.
 TEST_F(InstallerTest, InstallThenUninstallKeepsEveryOtherMemberAndRestoresTheStatusLine) {
     const std::pair<QByteArray, bool> cases[] = {
         // %OURS%: the hook's quoted path; the flag: foreign
@@ -108,9 +136,9 @@ TEST_F(InstallerTest, InstallThenUninstallKeepsEveryOtherMemberAndRestoresTheSta
                   (QJsonObject{{"type", "command"}, {"command", ours}, {"refreshInterval", 60}}));
         EXPECT_EQ(installed, others);
         const QJsonObject backup = readJsonObject(s.backupPath());
-        EXPECT_EQ(backup.value("had_previous").toBool(), foreign);
-        EXPECT_EQ(backup.value("status_line"),
-                  foreign ? original.value("statusLine") : QJsonValue::Undefined);
+        EXPECT_EQ(std::tuple(backup.value("had_previous").toBool(), backup.value("status_line")),
+                  std::tuple(foreign, foreign ? original.value("statusLine")
+                                              : QJsonValue(QJsonValue::Undefined)));
         const bool chainsMine = foreign && original.value("statusLine").isObject();
         const QString mine = "previous_command='~/bin/my-line'";
         EXPECT_EQ(chained(s), chainsMine ? mine : "previous_command=''");
@@ -139,13 +167,12 @@ TEST_F(InstallerTest, InstallThenUninstallKeepsEveryOtherMemberAndRestoresTheSta
     const QByteArray replaced = R"({"statusLine": {"command": "theirs", "type": "command"}})";
     writeFile(s.settingsPath(), replaced);
     s.uninstall();
-    EXPECT_EQ(readFile(s.settingsPath()), replaced);
-    EXPECT_FALSE(anyFileLeft(s));
-    EXPECT_TRUE(QFileInfo::exists(s.rateLimitCachePath()));
+    EXPECT_EQ(std::tuple(readFile(s.settingsPath()), anyFileLeft(s),
+                         QFileInfo::exists(s.rateLimitCachePath())),
+              std::tuple(replaced, false, true));
 }
 
-// Settings that are not a JSON object, or a missing helper, leave everything byte for byte;
-// settings linked from a dotfiles repository stay links.
+// Settings not a JSON object or a missing helper leave all byte for byte; links stay links.
 TEST_F(InstallerTest, SettingsThatCannotBeRewrittenSafelyAreLeftByteForByte) {
     const QByteArray texts[] = {"[1, 2, 3]\n",    "\"just a string\"", "{\"a\": 1,", "",
                                 "{\"n\": 1e400}", "\xff\xfe{}"};
@@ -170,8 +197,8 @@ TEST_F(InstallerTest, SettingsThatCannotBeRewrittenSafelyAreLeftByteForByte) {
     const ClaudeStatusLineInstaller noHelper(home.filePath("user"), home.filePath("no/helper"));
     writeFile(noHelper.settingsPath(), R"({"a":1})");
     EXPECT_THROW(noHelper.install(), HookHelperMissingError);
-    EXPECT_EQ(readFile(noHelper.settingsPath()), R"({"a":1})");
-    EXPECT_FALSE(QFileInfo::exists(noHelper.hookScriptPath()));
+    EXPECT_TRUE(readFile(noHelper.settingsPath()) == R"({"a":1})" &&
+                !QFileInfo::exists(noHelper.hookScriptPath()));
     const auto s = installer();
     const QString real = home.filePath("dotfiles/claude-settings.json");
     writeFile(real, R"({"theme":"dark"})");
@@ -184,57 +211,17 @@ TEST_F(InstallerTest, SettingsThatCannotBeRewrittenSafelyAreLeftByteForByte) {
     EXPECT_EQ(readJsonObject(real), QJsonObject({{"theme", "dark"}}));
 }
 
-namespace {
-
-QByteArray statusInput(const QByteArray& rateLimits) {
-    return R"({"session_id":"5c1d","transcript_path":"/tmp/t.jsonl","cwd":"/src",)"
-           R"("model":{"id":"claude-opus","display_name":"Opus"},)"
-           R"("workspace":{"current_dir":"/src","project_dir":"/src"},)"
-           R"("version":"2.1.0","cost":{"total_cost_usd":0.01})" +
-           (rateLimits.isEmpty() ? QByteArray() : R"(,"rate_limits":)" + rateLimits) + "}\n";
-}
-
-// The installed hook as Claude Code runs it: the settings' command through /bin/sh -c, the status
-// JSON on standard input.
-class HookTest : public InstallerTest {
-protected:
-    void SetUp() override { s = std::make_unique<ClaudeStatusLineInstaller>(installer()); }
-    QString command() const {
-        return readJsonObject(s->settingsPath()).value("statusLine")["command"].toString();
-    }
-    QString run(const QByteArray& input) const {
-        const CommandOutcome hook = runProgram("/bin/sh", {"-c", command()}, input);
-        EXPECT_EQ(hook.exitCode, 0);
-        EXPECT_EQ(hook.err, "");
-        return hook.out;
-    }
-    QStringList leftovers() const {
-        return QDir(s->dataFolderPath())
-            .entryList({"*.tmp*", "*.XXXXXX", "claude-rate-limits.json.*"}, QDir::Files);
-    }
-    static QByteArray fiveHour(const QByteArray& used) {
-        return R"({"five_hour":{"used_percentage":)" + used + "}}";
-    }
-    static QString left(const QByteArray& remaining) {
-        return QString("Lumora \u00B7 Claude Code %1% left\n").arg(remaining);
-    }
-    std::unique_ptr<ClaudeStatusLineInstaller> s;
-};
-
-} // namespace
-
-// The hook saves the rate limits of any input privately and prints the remaining share; input
-// without figures keeps the old cache; a previous status line runs first with the same input.
+// Saves the limits privately and prints what is left, after the user's own line given the same
+// input.
 TEST_F(HookTest, SavesTheRateLimitsAndPrintsTheRemainingShareAfterThePreviousLine) {
-    s->install();
+    s.install();
     const QByteArray limits = R"({"five_hour":{"used_percentage":42,"resets_at":1900000000},)"
                               R"("seven_day":{"used_percentage":7.5,"resets_at":1900500000}})";
     EXPECT_EQ(run(statusInput(limits)), left("58"));
-    EXPECT_EQ(QJsonDocument::fromJson(readFile(s->rateLimitCachePath())),
+    EXPECT_EQ(QJsonDocument::fromJson(readFile(s.rateLimitCachePath())),
               QJsonDocument::fromJson(limits));
-    EXPECT_EQ(fileMode(s->rateLimitCachePath()), 0600);
-    // Whole numbers are subtracted by the shell, everything else by awk: both agree at the seams;
-    // fractions round, and more than 100% used shows 0%.
+    EXPECT_EQ(fileMode(s.rateLimitCachePath()), 0600);
+    // Whole numbers are subtracted by the shell, the rest by awk: both agree at the seams.
     for (const QByteArray& row :
          QByteArray("41.6 58;104 0;100 0;99.5 0;\"042\" 58;1e1 90;-5 105;25 75").split(';')) {
         const QList<QByteArray> usedAndLeft = row.split(' ');
@@ -244,25 +231,24 @@ TEST_F(HookTest, SavesTheRateLimitsAndPrintsTheRemainingShareAfterThePreviousLin
          {statusInput({}), statusInput("null"), QByteArray("not json"), QByteArray(),
           QByteArray(R"({"rate_limits":)" + fiveHour("5"))}) {
         EXPECT_EQ(run(input), "Lumora \u00B7 waiting for Claude Code usage\n") << input.data();
-        EXPECT_EQ(readFile(s->rateLimitCachePath()), fiveHour("25"));
+        EXPECT_EQ(readFile(s.rateLimitCachePath()), fiveHour("25"));
         EXPECT_TRUE(leftovers().isEmpty()) << leftovers().join(' ').toStdString();
     }
-    s->uninstall();
+    s.uninstall();
     const QString seen = home.filePath("seen.json");
-    writeFile(s->settingsPath(), R"({"statusLine":{"type":"command","command":"cat > ')" +
-                                     seen.toUtf8() +
-                                     R"('; printf 'main \\360\\237\\214\\277\\n'"}})");
-    s->install();
+    writeFile(s.settingsPath(), R"({"statusLine":{"type":"command","command":"cat > ')" +
+                                    seen.toUtf8() +
+                                    R"('; printf 'main \\360\\237\\214\\277\\n'"}})");
+    s.install();
     const QByteArray input = statusInput(fiveHour("42"));
     EXPECT_EQ(run(input), "main \U0001F33F\n" + left("58"));
     EXPECT_EQ(readFile(seen), input); // byte for byte, final line break included
     EXPECT_EQ(run(statusInput({})), "main \U0001F33F\n"); // no figures: only the user's own line
 }
 
-// Fifty hooks writing caches of very different sizes at once never expose a torn file to a reader
-// that checks every read with the helper; nothing is left behind.
+// Fifty hooks writing caches of different sizes at once never expose a torn file to a reader.
 TEST_F(HookTest, ConcurrentRunsNeverExposeAPartialCache) {
-    s->install();
+    s.install();
     run(statusInput(fiveHour("1")));
     const CommandOutcome race =
         runProgram("/bin/sh", {"-c", R"(
@@ -279,11 +265,11 @@ TEST_F(HookTest, ConcurrentRunsNeverExposeAPartialCache) {
             hooks="$hooks $!"
         done
         wait $hooks && touch "$4" && wait)",
-                               "race", command(), s->rateLimitCachePath(),
+                               "race", command(), s.rateLimitCachePath(),
                                builtExecutable("lumora-json"), home.filePath("done")});
     EXPECT_EQ(race.exitCode, 0) << race.err.toStdString();
     EXPECT_TRUE(race.out.endsWith(" reads, 0 bad\n") && !race.out.startsWith("0 "))
         << race.out.toStdString();
     EXPECT_TRUE(leftovers().isEmpty()) << leftovers().join(' ').toStdString();
-    EXPECT_EQ(fileMode(s->rateLimitCachePath()), 0600);
+    EXPECT_EQ(fileMode(s.rateLimitCachePath()), 0600);
 }

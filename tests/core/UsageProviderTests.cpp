@@ -1,5 +1,4 @@
-// The Claude Code provider (the hook's cache and the saved snapshot in a temporary home) and the
-// Codex provider (fake codex scripts as real child processes).
+// The providers: Claude Code's on the hook's cache and saved snapshot, Codex's on fake scripts.
 #include "core/ClaudeRateLimitCacheParser.h"
 #include "core/ClaudeUsageProvider.h"
 #include "core/CodexUsageProvider.h"
@@ -12,7 +11,6 @@
 #include <QElapsedTimer>
 #include <QFileInfo>
 
-#include <functional>
 #include <gtest/gtest.h>
 
 using namespace lumora;
@@ -37,8 +35,6 @@ struct ProviderTest : ::testing::Test {
         return CodexUsageProvider(
             {home.path(), override, {}, 5.0, {.timeoutMilliseconds = milliseconds}, codexClock});
     }
-    std::optional<QString> locateClaude() const { return claude().locateClaudeExecutable(); }
-    std::optional<QString> locateCodex() const { return codex().locateCodexExecutable(); }
     // A fake codex that also logs each call's arguments to "calls".
     QString install(const QByteArray& login, const QByteArray& app, const char* at = "bin/codex") {
         writeScript(home.filePath(at), "echo \"$*\" >> '" + home.filePath("calls").toUtf8() +
@@ -71,22 +67,21 @@ using CodexProviderTest = ProviderTest;
 
 } // namespace
 
-// Each place comes before the ones listed above it; a file without the execute bit is no
-// candidate; the environment variable comes first unless it names no executable.
+// Each place beats those before it; only executables count; the environment variable comes first.
 TEST_F(ExecutableSearch, BothToolsAreFoundInTheDocumentedOrder) {
     const QStringList nvm{".nvm/versions/node/v9.0.0/bin/", ".nvm/versions/node/v20.9.0/bin/",
                           ".nvm/versions/node/V20.11.1/bin/", ".nvm/versions/node/v22.3.0/bin/"};
-    const std::tuple<QString, const char*, QStringList,
-                     std::optional<QString> (ProviderTest::*)() const>
-        tools[] = {
-            {"claude", "LUMORA_CLAUDE_PATH",
-             nvm + QStringList{".claude/local/", ".npm-global/bin/", ".local/bin/"},
-             &ProviderTest::locateClaude},
-            {"codex", "LUMORA_CODEX_PATH", nvm + QStringList{".npm-global/bin/", ".local/bin/"},
-             &ProviderTest::locateCodex},
-        };
-    for (const auto& [tool, variable, places, locate] : tools) {
+    const std::tuple<QString, const char*, QStringList> tools[] = {
+        {"claude", "LUMORA_CLAUDE_PATH",
+         nvm + QStringList{".claude/local/", ".npm-global/bin/", ".local/bin/"}},
+        {"codex", "LUMORA_CODEX_PATH", nvm + QStringList{".npm-global/bin/", ".local/bin/"}},
+    };
+    for (const auto& [tool, variable, places] : tools) {
         SCOPED_TRACE(tool.toStdString());
+        const bool isClaude = tool == "claude";
+        const auto locate = [&] {
+            return isClaude ? claude().locateClaudeExecutable() : codex().locateCodexExecutable();
+        };
         if (const auto installed = systemInstall(tool)) {
             GTEST_SKIP() << "a system-wide " << installed->toStdString() << " comes first";
         }
@@ -94,22 +89,21 @@ TEST_F(ExecutableSearch, BothToolsAreFoundInTheDocumentedOrder) {
         // Plain files and hidden entries in nvm's folder do not count.
         writeFile(home.filePath(".nvm/versions/node/v99.0.0"), "not a folder");
         writeScript(home.filePath(".nvm/versions/node/.v100/bin/" + tool), "exit 0\n");
-        EXPECT_EQ((this->*locate)(), std::nullopt);
+        EXPECT_EQ(locate(), std::nullopt);
         QString winner;
         for (const QString& place : places) {
             const QString path = home.filePath(place + tool);
             writeFile(path, "#!/bin/sh\n");
-            EXPECT_EQ((this->*locate)().value_or(""), winner)
-                << "not executable: " << path.toStdString();
+            EXPECT_EQ(locate().value_or(""), winner) << "not executable: " << path.toStdString();
             writeScript(path, "exit 0\n");
-            EXPECT_EQ((this->*locate)().value_or(""), winner = path);
+            EXPECT_EQ(locate().value_or(""), winner = path);
         }
         const QString custom = home.filePath("tools/my-" + tool);
         writeScript(custom, "exit 0\n");
         for (const auto& [value, found] :
              {std::pair{custom, custom}, {home.filePath("tools"), winner}, {QString(), winner}}) {
             qputenv(variable, value.toLocal8Bit());
-            EXPECT_EQ((this->*locate)().value_or(""), found) << value.toStdString();
+            EXPECT_EQ(locate().value_or(""), found) << value.toStdString();
         }
         if (tool == "codex") { // the provider's own override first, unless it is not executable
             qputenv(variable, custom.toLocal8Bit());
@@ -118,13 +112,12 @@ TEST_F(ExecutableSearch, BothToolsAreFoundInTheDocumentedOrder) {
         }
         qunsetenv(variable);
     }
-    EXPECT_EQ(naturalCompare("v010", "v10"), 0);
-    EXPECT_LT(naturalCompare("v1", "v1.0"), 0);
+    EXPECT_EQ(std::pair(naturalCompare("v010", "v10"), naturalCompare("v1", "v1.0") < 0),
+              std::pair(0, true));
     EXPECT_TRUE(nvmCandidates("/nowhere", "codex").isEmpty());
 }
 
-// A user's way from nothing to figures: each missing step has its own message; then the newer of
-// the hook's cache and the saved snapshot wins, and corrupt files are left as they are.
+// Each missing step has its message; the newer of cache and saved snapshot wins; corrupt ones stay.
 TEST_F(ClaudeProviderTest, FromNotInstalledToFiguresAndBackToTheSavedSnapshot) {
     const QString cache = home.dataFile("claude-rate-limits.json");
     const QString saved = home.dataFile("claude-code-snapshot.json");
@@ -137,7 +130,6 @@ TEST_F(ClaudeProviderTest, FromNotInstalledToFiguresAndBackToTheSavedSnapshot) {
         UsageSnapshot snapshot = ClaudeRateLimitCacheParser().parse(
             R"({"five_hour":{"used_percentage":)" + QByteArray::number(percent) + "}}", capturedAt,
             now);
-        snapshot.providerID = "claude-code";
         snapshot.providerName = name;
         SnapshotCache("claude-code", std::nullopt, home.path()).save(snapshot);
     };
@@ -159,14 +151,12 @@ TEST_F(ClaudeProviderTest, FromNotInstalledToFiguresAndBackToTheSavedSnapshot) {
     save(10, now.addSecs(-60), "Claude Code");
     EXPECT_EQ(used(fetch(R"({"five_hour":{"used_percentage":42}})", now.addSecs(-60))), 0.10);
     auto snapshot = fetch(R"({"five_hour":{"used_percentage":42}})", now); // the newer cache
-    EXPECT_EQ(used(snapshot), 0.42);
-    EXPECT_EQ(snapshot.capturedAt, now);
+    EXPECT_EQ(std::tuple(used(snapshot), snapshot.capturedAt), std::tuple(0.42, now));
     // A cache without figures falls back to an hour-old saved snapshot, which shows as stale.
     save(30, now.addSecs(-3600), "Something Else");
     snapshot = fetch("{}", now);
-    EXPECT_EQ(used(snapshot), 0.30);
-    EXPECT_EQ(snapshot.providerName, "Claude Code");
-    EXPECT_EQ(snapshot.compactRemainingText(now), "--%");
+    EXPECT_EQ(std::tuple(used(snapshot), snapshot.providerName, snapshot.compactRemainingText(now)),
+              std::tuple(0.30, "Claude Code", "--%"));
     const QByteArray corruptCache = "{\"five_hour\":{\"used_percentage\":";
     writeFile(saved, "\x00\x01 not json");
     EXPECT_EQ(fetch(corruptCache, now).statusMessage, sendOnce);
@@ -179,14 +169,12 @@ TEST_F(ClaudeProviderTest, FromNotInstalledToFiguresAndBackToTheSavedSnapshot) {
     EXPECT_EQ(used(claude().fetch()), 0.5);
 }
 
-// Readiness is the login status's exit code; usage comes through the app server, or the snapshot
-// says which step failed; a hung login status times out; many fetches leave nothing behind.
+// Readiness is the login status's exit code; each failing step has its message; nothing leaks.
 TEST_F(CodexProviderTest, ReadinessAndUsageThroughFakeCodexProcesses) {
     const bool systemCodex = systemInstall("codex").has_value();
     EXPECT_EQ(codex(home.filePath("missing")).readiness(),
               systemCodex ? LocalProviderReadiness::ready()
                           : LocalProviderReadiness::executableMissing());
-    // Only the exit status counts, not what is printed.
     const QString signedIn =
         install("echo 'Not logged in'; [ \"$TERM\" = dumb ] && [ \"$2\" = status ]", {});
     EXPECT_EQ(codex(signedIn).readiness(), LocalProviderReadiness::ready());
@@ -200,28 +188,19 @@ TEST_F(CodexProviderTest, ReadinessAndUsageThroughFakeCodexProcesses) {
     clock.start();
     expectUnavailable(codex(install("exec sleep 30", {})).fetch(),
                       "The local status check timed out.");
-    EXPECT_GE(clock.elapsed(), 5000);
-    EXPECT_LT(clock.elapsed(), 7500);
+    EXPECT_TRUE(clock.elapsed() >= 5000 && clock.elapsed() < 7500) << clock.elapsed();
     EXPECT_EQ(calls(), QStringList{"login status"});
     EXPECT_EQ(childProcesses(), QList<ChildProcess>{});
-
     const QByteArray usage = answeringAppServer(
         R"({"id":2,"result":{"rateLimits":{"primary":{"usedPercent":42,"windowDurationMins":300,)"
         R"("resetsAt":1767225600},"secondary":{"usedPercent":7,"windowDurationMins":10080,)"
         R"("resetsAt":1767657600}}}})");
-    const UsageSnapshot expected{
-        "codex",
-        "Codex",
-        codexNow,
-        Availability::ready,
-        {UsageWindow(Kind::session, 0.42, QDateTime::fromSecsSinceEpoch(1767225600, Qt::UTC)),
-         UsageWindow(Kind::weekly, 0.07, QDateTime::fromSecsSinceEpoch(1767657600, Qt::UTC))},
-        SnapshotSource::officialAppServer,
-        Confidence::exact,
-        120,
-        std::nullopt};
+    const QList<UsageWindow> windows{UsageWindow(Kind::session, 0.42, codexNow.addSecs(25600)),
+                                     UsageWindow(Kind::weekly, 0.07, codexNow.addSecs(457600))};
     const CodexUsageProvider working = codex(install("exit 0", usage));
-    EXPECT_EQ(working.fetch(), expected);
+    EXPECT_EQ(working.fetch(), (UsageSnapshot{"codex", "Codex", codexNow, Availability::ready,
+                                              windows, SnapshotSource::officialAppServer,
+                                              Confidence::exact, 120, std::nullopt}));
     EXPECT_EQ(calls(), (QStringList{"login status", "app-server --listen stdio://"}));
     if (!systemCodex) {
         expectUnavailable(codex().fetch(), "Codex is not installed.");
@@ -247,7 +226,6 @@ TEST_F(CodexProviderTest, ReadinessAndUsageThroughFakeCodexProcesses) {
     for (int round = 0; round < 50; ++round) {
         ASSERT_EQ(working.fetch().statusMessage, std::nullopt) << "round " << round;
     }
-    EXPECT_EQ(childProcesses(), childrenBefore);
-    EXPECT_EQ(openFileDescriptorCount(), descriptorsBefore);
-    EXPECT_EQ(calls().size(), 2 * 50);
+    EXPECT_EQ(std::tuple(childProcesses(), openFileDescriptorCount(), calls().size()),
+              std::tuple(childrenBefore, descriptorsBefore, 2 * 50));
 }

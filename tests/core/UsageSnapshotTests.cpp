@@ -3,7 +3,6 @@
 #include "core/UsageSnapshot.h"
 #include "support/TestSupport.h"
 
-#include <QDir>
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -19,17 +18,10 @@ namespace {
 
 const QDateTime t0 = QDateTime::fromSecsSinceEpoch(1772373909, Qt::UTC); // 2026-03-01T14:05:09Z
 
-UsageSnapshot snapshotWith(QList<UsageWindow> windows, double staleAfter = 150,
-                           QDateTime capturedAt = t0) {
-    return UsageSnapshot{providers::claudeCodeID,
-                         providers::claudeCodeName,
-                         capturedAt,
-                         Availability::ready,
-                         std::move(windows),
-                         SnapshotSource::officialCLI,
-                         Confidence::exact,
-                         staleAfter,
-                         std::nullopt};
+UsageSnapshot snapshotWith(QList<UsageWindow> windows) {
+    return {
+        providers::claudeCodeID,     providers::claudeCodeName, t0,  Availability::ready, windows,
+        SnapshotSource::officialCLI, Confidence::exact,         150, std::nullopt};
 }
 
 UsageSnapshot usedSession(double ratio, std::optional<QDateTime> reset = std::nullopt) {
@@ -38,15 +30,9 @@ UsageSnapshot usedSession(double ratio, std::optional<QDateTime> reset = std::nu
 
 } // namespace
 
-// Halves round up; an exhausted window counts down to its reset; stale strictly after the limit;
-// the session window first; figures read back unclamped still make sane texts.
+// Halves round up; an exhausted window counts down; stale after the limit; unclamped figures.
 TEST(UsageSnapshotTexts, RoundingStalenessCountdownAndMissingFigures) {
-    const struct {
-        UsageSnapshot snapshot;
-        qint64 secondsLater;
-        const char* compact;
-        const char* percentage;
-    } cases[] = {
+    const std::tuple<UsageSnapshot, qint64, QString, QString> cases[] = {
         // 1 - 0.995 is 0.5000000000000004 in doubles: one percent remains; halves round up.
         {usedSession(0.995), 0, "1%", "01%"},
         {usedSession(0.175), 0, "83%", "83%"},
@@ -67,10 +53,10 @@ TEST(UsageSnapshotTexts, RoundingStalenessCountdownAndMissingFigures) {
         {snapshotWith({UsageWindow::unclamped(Kind::session, 7.0, {})}), 0, "--%", "00%"},
         {snapshotWith({UsageWindow::unclamped(Kind::session, std::nan(""), {})}), 0, "--%", "--%"},
     };
-    for (const auto& c : cases) {
-        const QDateTime now = t0.addSecs(c.secondsLater);
-        EXPECT_EQ(c.snapshot.compactRemainingText(now), c.compact) << c.compact;
-        EXPECT_EQ(c.snapshot.remainingPercentageText(now), c.percentage) << c.percentage;
+    for (const auto& [snapshot, later, compact, percentage] : cases) {
+        const QDateTime now = t0.addSecs(later);
+        EXPECT_EQ(snapshot.compactRemainingText(now) + "|" + snapshot.remainingPercentageText(now),
+                  compact + "|" + percentage);
     }
     EXPECT_TRUE(usedSession(0.42).isStale(t0.addMSecs(150001)));
     EXPECT_EQ(UsageWindow(Kind::session, 1.7, {}).usedRatio, 1.0); // clamped; decoding does not
@@ -79,8 +65,7 @@ TEST(UsageSnapshotTexts, RoundingStalenessCountdownAndMissingFigures) {
     EXPECT_EQ(UsageSnapshot::fromJson(stored).windows.first().usedRatio, 1.7);
 }
 
-// A snapshot survives its file to the second; what is not a snapshot is no snapshot, and the file
-// holding it is never repaired or deleted.
+// A snapshot survives its file to the second; a file holding no snapshot is left untouched.
 TEST(UsageSnapshotJson, RoundTripThroughTheCacheFileAndWhatIsNotASnapshot) {
     TemporaryHome home;
     SnapshotCache cache(providers::codexID, std::nullopt, home.path());
@@ -127,8 +112,7 @@ TEST(UsageSnapshotJson, RoundTripThroughTheCacheFileAndWhatIsNotASnapshot) {
     EXPECT_TRUE(QFileInfo::exists(home.filePath("elsewhere.json")));
 }
 
-// The tools in the chosen order, each switch, the middle dot between them, the countdown of an
-// exhausted window and a stale figure.
+// The tools in the chosen order, each switch, the middle dot, a countdown and a stale figure.
 TEST(MenuBarTitle, OrderSwitchesAndSeparator) {
     auto codex = usedSession(0.07);
     codex.providerID = providers::codexID;

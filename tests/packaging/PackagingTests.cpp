@@ -18,51 +18,46 @@ const QSet<QString> installedFiles{"bin/lumora", "libexec/lumora/lumora-json",
                                    "share/icons/hicolor/scalable/apps/lumora.svg",
                                    "share/metainfo/io.github.lumora.Lumora.metainfo.xml"};
 
-struct Packaging {
-    static std::string printed(const CommandOutcome& run) {
-        return (run.out + run.err).toStdString();
+std::string printed(const CommandOutcome& run) {
+    return (run.out + run.err).toStdString();
+}
+QSet<QString> filesUnder(const QString& root) { // relative paths
+    QSet<QString> files;
+    for (QDirIterator it(root, QDir::Files | QDir::Hidden | QDir::System,
+                         QDirIterator::Subdirectories);
+         it.hasNext();) {
+        files.insert(QDir(root).relativeFilePath(it.next()));
     }
-    static QSet<QString> filesUnder(const QString& root) { // relative paths
-        QSet<QString> files;
-        for (QDirIterator it(root, QDir::Files | QDir::Hidden | QDir::System,
-                             QDirIterator::Subdirectories);
-             it.hasNext();) {
-            files.insert(QDir(root).relativeFilePath(it.next()));
-        }
-        return files;
-    }
-};
+    return files;
+}
 
 } // namespace
 
-// The installed files pass the desktop's validators; the installed lumora in a scratch home
-// installs a hook that calls the installed helper (not the build's), and reads what it saved.
+// The desktop's validators pass; the installed lumora's hook calls the installed helper.
 TEST(InstallTest, AnInstalledCopyRunsItsOwnHelperAndTheDesktopAcceptsItsFiles) {
     QTemporaryDir stage;
     const QString prefix = "/opt/lumora test", root = stage.path() + prefix;
     const CommandOutcome install =
         runProgram("cmake", {"--install", LUMORA_TEST_BUILD_DIR, "--prefix", prefix}, {},
                    {{"DESTDIR", stage.path()}});
-    ASSERT_EQ(install.exitCode, 0) << Packaging::printed(install);
-    EXPECT_EQ(Packaging::filesUnder(root), installedFiles);
+    ASSERT_EQ(install.exitCode, 0) << printed(install);
+    EXPECT_EQ(filesUnder(root), installedFiles);
     EXPECT_TRUE(QFileInfo(root + "/libexec/lumora/lumora-json").isExecutable());
     for (const CommandOutcome& check :
          {runProgram("desktop-file-validate", {root + "/share/applications/lumora.desktop"}),
           runProgram("appstreamcli",
                      {"validate", "--no-net",
                       root + "/share/metainfo/io.github.lumora.Lumora.metainfo.xml"})}) {
-        EXPECT_EQ(check.exitCode, 0) << Packaging::printed(check);
-        EXPECT_EQ(Packaging::printed(check).find("error"), std::string::npos)
-            << Packaging::printed(check);
+        EXPECT_TRUE(check.exitCode == 0 && printed(check).find("error") == std::string::npos)
+            << printed(check);
     }
     const QString lumora = root + "/bin/lumora";
     TemporaryHome home;
     EXPECT_EQ(runLumoraAt(lumora, home.path(), {"--version"}).out, "Lumora " + version + "\n");
     writeScript(home.filePath(".local/bin/claude"), "exit 0\n");
     const CommandOutcome connect = runLumoraAt(lumora, home.path(), {"connect", "claude"});
-    ASSERT_EQ(connect.exitCode, 0) << Packaging::printed(connect);
-    const QString hook = home.dataFile("claude-statusline.sh");
-    const QString script = QString::fromUtf8(readFile(hook));
+    ASSERT_EQ(connect.exitCode, 0) << printed(connect);
+    const QString hook = home.dataFile("claude-statusline.sh"), script = readFile(hook);
     EXPECT_TRUE(script.contains("'" + root + "/libexec/lumora/lumora-json'") &&
                 !script.contains(LUMORA_TEST_BUILD_DIR))
         << script.toStdString();
@@ -73,17 +68,16 @@ TEST(InstallTest, AnInstalledCopyRunsItsOwnHelperAndTheDesktopAcceptsItsFiles) {
     EXPECT_EQ(runLumoraAt(lumora, home.path(), {"status"}).out, "Claude Code 58%\n");
 }
 
-// The package: its name, version and architecture, the dependencies shlibdeps finds and those
-// loaded at run time, no maintainer scripts, files only under /usr, and a lumora that runs.
+// Name, version, architecture, dependencies, no maintainer scripts, files only under /usr.
 TEST(PackageTest, TheDebianPackageHoldsLumoraItsHelperAndDesktopFilesAndRuns) {
     QTemporaryDir work;
     const CommandOutcome cpack =
         runProgram("cpack", {"--config", LUMORA_TEST_BUILD_DIR "/CPackConfig.cmake", "-G", "DEB",
                              "-B", work.path()});
-    ASSERT_EQ(cpack.exitCode, 0) << Packaging::printed(cpack);
+    ASSERT_EQ(cpack.exitCode, 0) << printed(cpack);
     const QString architecture = runProgram("dpkg", {"--print-architecture"}).out.trimmed();
     const QString deb = work.filePath(QString("lumora_%1_%2.deb").arg(version, architecture));
-    ASSERT_TRUE(QFileInfo::exists(deb)) << Packaging::printed(cpack);
+    ASSERT_TRUE(QFileInfo::exists(deb)) << printed(cpack);
     QStringList fields;
     for (const char* name : {"Package", "Version", "Architecture", "Depends"}) {
         fields << runProgram("dpkg-deb", {"--field", deb, name}).out.trimmed();
@@ -100,7 +94,7 @@ TEST(PackageTest, TheDebianPackageHoldsLumoraItsHelperAndDesktopFilesAndRuns) {
     ASSERT_EQ(runProgram("dpkg-deb", {"--control", deb, control}).exitCode, 0);
     EXPECT_EQ(QDir(control).entryList(QDir::Files), QStringList({"control", "md5sums"}));
     ASSERT_EQ(runProgram("dpkg-deb", {"--extract", deb, unpacked}).exitCode, 0);
-    EXPECT_EQ(Packaging::filesUnder(unpacked + "/usr"), installedFiles);
+    EXPECT_EQ(filesUnder(unpacked + "/usr"), installedFiles);
     EXPECT_EQ(QDir(unpacked).entryList(QDir::AllEntries | QDir::NoDotAndDotDot),
               QStringList{"usr"});
     EXPECT_EQ(runProgram(unpacked + "/usr/bin/lumora", {"--version"}).out,
