@@ -11,9 +11,14 @@
 
 namespace lumora::test {
 
+namespace {
+
+// The private folder that TestMain made HOME for this test process.
 QString processHome() {
     return qEnvironmentVariable("LUMORA_TEST_PROCESS_HOME");
 }
+
+} // namespace
 
 TemporaryHome::TemporaryHome()
     : m_dir(processHome() + QStringLiteral("/home-XXXXXX")), m_previousHome(qgetenv("HOME")),
@@ -122,15 +127,19 @@ CommandOutcome runProgram(const QString& program, const QStringList& arguments,
                QDir::currentPath());
 }
 
-CommandOutcome runLumoraAt(const QString& executable, const QString& home,
-                           const QStringList& arguments, const Environment& environment) {
+QProcessEnvironment lumoraEnvironment(const QString& home) {
     QProcessEnvironment variables = QProcessEnvironment::systemEnvironment();
     variables.insert("HOME", home);
     for (const char* name :
          {"XDG_DATA_HOME", "XDG_CONFIG_HOME", "LUMORA_CLAUDE_PATH", "LUMORA_CODEX_PATH"}) {
         variables.remove(QString::fromLatin1(name));
     }
-    return run(executable, arguments, {}, variables, environment, home);
+    return variables;
+}
+
+CommandOutcome runLumoraAt(const QString& executable, const QString& home,
+                           const QStringList& arguments, const Environment& environment) {
+    return run(executable, arguments, {}, lumoraEnvironment(home), environment, home);
 }
 
 QString builtExecutable(const QString& name) {

@@ -2,6 +2,7 @@
 
 #include <QDateTime>
 #include <QJsonObject>
+#include <QProcessEnvironment>
 #include <QStringList>
 #include <QTemporaryDir>
 
@@ -21,9 +22,6 @@ inline void PrintTo(const QDateTime& date, std::ostream* os) {
 QT_END_NAMESPACE
 
 namespace lumora::test {
-
-// The private folder that TestMain made HOME for this test process.
-QString processHome();
 
 // A fresh HOME for one test, without XDG_DATA_HOME and XDG_CONFIG_HOME while it lives.
 class TemporaryHome {
@@ -70,8 +68,11 @@ CommandOutcome runProgram(const QString& program, const QStringList& arguments,
                           const QByteArray& input = {}, const Environment& environment = {});
 // An executable of this build (lumora, the hook helper).
 QString builtExecutable(const QString& name);
-// Runs a lumora (this build's, or an installed one) in `home` (HOME and working folder), without
-// the XDG folders and the tool overrides; `environment` sets more variables.
+// This process's variables as lumora sees them when a user runs it: HOME at `home`, without the
+// XDG folders and the tool overrides.
+QProcessEnvironment lumoraEnvironment(const QString& home);
+// Runs a lumora (this build's, or an installed one) in `home` (HOME and working folder), in
+// lumoraEnvironment(); `environment` sets more variables.
 CommandOutcome runLumoraAt(const QString& executable, const QString& home,
                            const QStringList& arguments, const Environment& environment = {});
 inline CommandOutcome runLumora(const QString& home, const QStringList& arguments,

@@ -46,17 +46,15 @@ struct RecordingWindows : WindowPresentation { // what the model asked of the wi
     int breaks = 0, settings = 0;
 };
 
-// The real lumora, offscreen in `home` with `bus` as its session and system bus; `variables`
-// ("NAME=value", "NAME=" removes one) set more. Killed at the end.
+// The real lumora, as a user runs it in `home`, offscreen with `bus` as its session and system
+// bus; `variables` ("NAME=value", "NAME=" removes one) set more. Killed at the end.
 class LumoraProcess : public QProcess {
 public:
     LumoraProcess(const QString& home, const QString& bus, const QStringList& variables = {}) {
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        QProcessEnvironment environment = lumoraEnvironment(home);
         for (const QString& setting :
-             QStringList{"XDG_DATA_HOME=", "XDG_CONFIG_HOME=", "LUMORA_CLAUDE_PATH=",
-                         "LUMORA_CODEX_PATH=", "DISPLAY=", "WAYLAND_DISPLAY=", "HOME=" + home,
-                         "QT_QPA_PLATFORM=offscreen", "DBUS_SESSION_BUS_ADDRESS=" + bus,
-                         "DBUS_SYSTEM_BUS_ADDRESS=" + bus} +
+             QStringList{"DISPLAY=", "WAYLAND_DISPLAY=", "QT_QPA_PLATFORM=offscreen",
+                         "DBUS_SESSION_BUS_ADDRESS=" + bus, "DBUS_SYSTEM_BUS_ADDRESS=" + bus} +
                  variables) {
             const QString name = setting.section('=', 0, 0), value = setting.section('=', 1);
             value.isEmpty() ? environment.remove(name) : environment.insert(name, value);
