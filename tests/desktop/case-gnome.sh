@@ -5,33 +5,25 @@ source "$(dirname "$0")/lib.sh"
 need gnome-shell
 appindicator=ubuntu-appindicators@ubuntu.com probe=lumora-desktop-probe@lumora.invalid
 [ -d "/usr/share/gnome-shell/extensions/$appindicator" ] || skip "the AppIndicator extension is not installed (gnome-shell-extension-appindicator)"
-gnome_state() { # what the extension said, and what the top bar holds
-    windows_state && grep "AppIndicators-WARNING" "$OUT/gnome-shell.log" | tail -n 3
-    shell_eval 'Object.entries(Main.panel.statusArea).filter(([k, v]) => v && v._indicator).map(([k, v]) => `${k}: id ${v._indicator.id}, shown ${v.mapped}, menu items ${v.menu.numMenuItems}`)'
-}
-DIAGNOSE=gnome_state extension="$XDG_DATA_HOME/gnome-shell/extensions/$probe" && mkdir -p "$extension" "$XDG_CONFIG_HOME/glib-2.0/settings"
+extension="$XDG_DATA_HOME/gnome-shell/extensions/$probe" && mkdir -p "$extension" "$XDG_CONFIG_HOME/glib-2.0/settings"
 echo '{"uuid": "'$probe'", "name": "Lumora desktop test probe", "description": "unsafe mode", "shell-version": ["43"]}' >"$extension/metadata.json"
 echo 'function init() { return { enable() { global.context.unsafe_mode = true; }, disable() { global.context.unsafe_mode = false; } }; }' >"$extension/extension.js"
 printf "[org/gnome/shell]\nenabled-extensions=['%s', '%s']\nwelcome-dialog-last-shown-version='999'
 [org/gnome/desktop/notifications]\nshow-banners=false\n[org/gnome/desktop/background]\npicture-options='none'
 primary-color='#2e3440'\n" "$appindicator" "$probe" >"$XDG_CONFIG_HOME/glib-2.0/settings/keyfile"
 export GSETTINGS_BACKEND=keyfile XDG_CURRENT_DESKTOP=GNOME XDG_SESSION_TYPE=x11
-start_bus system && start_bus session && start_xvfb 1280x800
-spawn gnome-shell gnome-shell --x11 --replace --sm-disable
+start_bus system && start_bus session && start_xvfb 1280x800 && spawn gnome-shell gnome-shell --x11 --replace --sm-disable
 shell_eval() { # JS: the value of a JavaScript expression inside the shell, as JSON
     local answer && answer=$(busctl --address="$DBUS_SESSION_BUS_ADDRESS" --json=short --timeout=10 call \
-        org.gnome.Shell /org/gnome/Shell org.gnome.Shell Eval s "$1") || return 1
-    jq -e '.data[0]' <<<"$answer" >/dev/null || { echo "eval failed: $(jq -r '.data[1]' <<<"$answer")" >&2 && return 1; }
-    jq -r '.data[1]' <<<"$answer"
+        org.gnome.Shell /org/gnome/Shell org.gnome.Shell Eval s "$1") && jq -e '.data[0]' <<<"$answer" >/dev/null && jq -r '.data[1]' <<<"$answer"
 }
 up 40 "GNOME Shell did not start" bus_has org.gnome.Shell
 up 20 "the probe extension did not turn on unsafe mode" shell_eval 1
 up 20 "the AppIndicator extension did not start its StatusNotifierWatcher" bus_has org.kde.StatusNotifierWatcher
 state=$(shell_eval "Main.extensionManager.lookup('$appindicator').state") && [ "$state" = 1 ] || fail "the AppIndicator extension is not enabled (state $state)"
 overview_closed() { # the overview the shell shows once started, left for the desktop with its top bar
-    shell_eval '(() => { if (Main.layoutManager._startingUp) return false;
-        if (Main.overview.visible) { Main.overview.hide(); return false; }
-        return !Main.overview.animationInProgress; })()' | grep -qx true
+    shell_eval '(() => { if (Main.layoutManager._startingUp) return false; if (Main.overview.visible) { Main.overview.hide();
+        return false; } return !Main.overview.animationInProgress; })()' | grep -qx true
 }
 wait_until 20 "the overview did not close" overview_closed
 ok "GNOME Shell $(gnome-shell --version | awk '{print $3}') runs with the AppIndicator extension and its watcher"
@@ -39,10 +31,9 @@ connect_fake_tools 30 42 && status="$("$LUMORA" status)" && start_lumora
 item() { # [JQ]: Lumora's button in the top bar (its label, place and menu), read inside the shell
     shell_eval '(() => {
     const b = Object.values(Main.panel.statusArea).find(v => v && v._indicator && v._indicator.id === "lumora");
-    if (!b) return null;
     const box = a => { const [x, y] = a.get_transformed_position(); const [w, h] = a.get_transformed_size(); return { x: Math.round(x), y: Math.round(y), w: Math.round(w), h: Math.round(h) }; };
-    return Object.assign(box(b), { label: b._label ? b._label.get_text() : "", shown: b.mapped, menuOpen: b.menu.isOpen,
-        items: b.menu._getMenuItems().filter(i => i.label && i.visible).map(i => Object.assign(box(i), { text: i.label.get_text() })) });
+    return b ? Object.assign(box(b), { label: b._label ? b._label.get_text() : "", shown: b.mapped, menuOpen: b.menu.isOpen,
+        items: b.menu._getMenuItems().filter(i => i.label && i.visible).map(i => Object.assign(box(i), { text: i.label.get_text() })) }) : null;
     })()' | jq -er "${1:-.}"
 }
 wait_until 15 "the top bar does not show Lumora's item" item '.shown == true'

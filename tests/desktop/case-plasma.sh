@@ -3,8 +3,7 @@
 # (ContextMenu: Lumora has no menu here) opens the popover next to the icon.
 source "$(dirname "$0")/lib.sh"
 need plasmashell kded5 kwin_x11
-activities=/usr/lib/x86_64-linux-gnu/libexec/kactivitymanagerd
-[ -x "$activities" ] || skip "kactivitymanagerd is not installed (scripts/setup.sh desktop)"
+activities=/usr/lib/x86_64-linux-gnu/libexec/kactivitymanagerd && [ -x "$activities" ] || skip "kactivitymanagerd is not installed (scripts/setup.sh desktop)"
 # One panel along the top holding the system tray, none of the tray's own applets; no notice of software rendering.
 known=$(cd /usr/share/plasma/plasmoids && grep -l '"X-Plasma-NotificationArea"' */metadata.json | cut -d/ -f1 | paste -sd,)
 panel='formfactor=2\nlocation=3\nlastScreen=0\nplugin=org.kde'
@@ -18,16 +17,13 @@ start_bus session && start_xvfb 1280x800
 spawn kwin kwin_x11 --replace && up 30 "KWin did not take the window manager selection" wm_running # no compositing: the work area leaves out the panel
 spawn kded kded5 && up 30 "kded did not start the StatusNotifierWatcher" bus_has org.kde.StatusNotifierWatcher
 spawn activities "$activities" && up 20 "kactivitymanagerd did not start" bus_has org.kde.ActivityManager # or plasmashell loads no shell
-spawn plasmashell plasmashell --no-respawn
 host_registered() { watcher IsStatusNotifierHostRegistered | grep -q true; }
-up 60 "plasmashell's system tray did not register with the watcher" host_registered && panel_geometry plasmashell
-panel_settled() { grab "$SCRATCH/settled.png" && sleep 0.5 && not differs "$SCRATCH/again.png" "$SCRATCH/settled.png" "${PANEL[@]}"; }
-wait_until 30 "the panel did not settle" panel_settled && show_icon
-status="$("$LUMORA" status)"
+spawn plasmashell plasmashell --no-respawn && up 60 "plasmashell's system tray did not register with the watcher" host_registered
+panel_geometry plasmashell && panel_settled() { grab "$SCRATCH/settled.png" && sleep 0.5 && not differs "$SCRATCH/again.png" "$SCRATCH/settled.png" "${PANEL[@]}"; }
+wait_until 30 "the panel did not settle" panel_settled && show_icon && status="$("$LUMORA" status)"
 sni_property ToolTip | grep -qF "'Lumora', '$status'" || fail "the item's tool tip is not \"$status\": $(sni_property ToolTip)"
 xdotool mousemove "$CX" "$CY" && wait_until 15 "the tray showed no tool tip for the item" shown_window plasmashell TOOLTIP
 screenshot_changed tool-tip "$OUT/panel-with-item.png" $(below_panel) && ok "the tray shows the item's tool tip \"Lumora\", \"$status\""
 xdotool mousemove 640 600 && click_item 1 Activate && expect_break "a left click on the icon" "$OUT/panel-with-item.png" && end_break
-xdotool mousemove 640 600
-wait_until 10 "the panel did not show its icon again after the break" not differs "$SCRATCH/now.png" "$OUT/panel-with-item.png" "${PANEL[@]}"
+xdotool mousemove 640 600 && wait_until 10 "the panel did not show its icon again after the break" not differs "$SCRATCH/now.png" "$OUT/panel-with-item.png" "${PANEL[@]}"
 popover_by_click 3 ContextMenu near && quit_lumora

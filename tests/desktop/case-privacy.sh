@@ -3,8 +3,7 @@
 # the temporary file it is replaced through), nothing under ~/.codex (only the codex processes it starts do), and
 # connect to no address but the session and system buses and the X display; decoys in the homes: chats, credentials.
 source "$(dirname "$0")/lib.sh"
-need strace
-strace -f -o /dev/null true 2>/dev/null || skip "strace cannot trace here (ptrace is not permitted)"
+need strace && { strace -f -o /dev/null true 2>/dev/null || skip "strace cannot trace here (ptrace is not permitted)"; }
 mkdir -p "$HOME/.claude/projects/secret-project" "$HOME/.codex/sessions/2026/11/23"
 while read -r file content; do echo "$content" >"$HOME/$file"; done <<'EOF2'
 .claude/settings.json {"model":"opus","env":{"ANTHROPIC_API_KEY":"decoy"}}
@@ -26,17 +25,15 @@ under() { grep -oE "\"$HOME/\\.$1(/[^\"]*)?\"|<$HOME/\\.$1[^>]*>" | tr -d '"<>' 
 check_trace() { # NAME: NAME.strace keeps to those files and addresses, and it ran codex
     local file="$OUT/$1.strace" opened claude codex addresses
     opened=$(own_calls "$file" | grep -E ' (open|openat|openat2|creat)\(' | grep -v ' = -1 ' || true)
-    claude=$(under claude <<<"$opened" | grep -vxE "$HOME/\.claude/settings\.json(\.tmp\.[A-Za-z0-9]{6})?" || true)
-    codex=$(under codex <<<"$opened" || true)
+    claude=$(under claude <<<"$opened" | grep -vxE "$HOME/\.claude/settings\.json(\.tmp\.[A-Za-z0-9]{6})?" || true) codex=$(under codex <<<"$opened" || true)
     addresses=$(own_calls "$file" | grep -E ' connect\(' | grep -oE 'sun_path=[^}]*|sin6?_addr[^}]*' |
         sed -e 's/sun_path=@/sun_path=/' -e 's/sun_path="\(.*\)"/\1/' | sort -u | grep -vxF "${allowed[@]/#/-e}" || true)
-    [ -z "$claude$codex$addresses" ] ||
-        fail "$1 opened under ~/.claude: ${claude:-nothing}; under ~/.codex: ${codex:-nothing}; connected to: ${addresses:-nothing}"
+    [ -z "$claude$codex$addresses" ] || fail "$1 opened under ~/.claude: ${claude:-nothing}; under ~/.codex: ${codex:-nothing}; connected to: ${addresses:-nothing}"
     log "$1: $(grep -cE ' (open|openat|openat2|creat)\(' "$file") opens and $(grep -c ' connect(' "$file") connects traced, none out of bounds"
     [ "$1" = connect-claude ] || grep -q "execve(\"$SCRATCH/bin/codex\"" "$file" || fail "the trace shows no run of codex: strace saw nothing"
 }
-WRAP=trace connect_fake_tools 30 42
-check_trace connect-codex && check_trace connect-claude && ok "lumora connect codex and lumora connect claude kept to their files under strace"
+WRAP=trace connect_fake_tools 30 42 && check_trace connect-codex && check_trace connect-claude
+ok "lumora connect codex and lumora connect claude kept to their files under strace"
 before=$(app_server_runs) && start_lumora strace "${strace_options[@]}" -o "$OUT/tray.strace"
 wait_until 20 "the tray did not read Codex" ran_since "$before" && show_status
 feed_claude_hook 50 && refresh_to "Claude Code 50%" && ok "the tray started, showed both tools and refreshed both under strace"

@@ -23,14 +23,12 @@ wait_until 10 "the seat has no pointer" sh -c 'swaymsg -t get_seats | jq -e ".[0
 spawn waybar waybar -c "$SCRATCH/waybar.json" && up 20 "waybar's tray did not start a StatusNotifierWatcher" bus_has org.kde.StatusNotifierWatcher
 up 20 "waybar did not show its bar" grep -q "Bar configured" "$OUT/waybar.log"
 click() { # through sway's seat
-    swaymsg -q seat - cursor set "$1" "$2" && swaymsg -q seat - cursor press "button$3" && swaymsg -q seat - cursor release "button$3" ||
-        fail "sway's seat could not click at $1,$2"
+    swaymsg -q seat - cursor set "$1" "$2" && swaymsg -q seat - cursor press "button$3" && swaymsg -q seat - cursor release "button$3" || fail "sway's seat could not click at $1,$2"
 }
 lumora_windows() { # "- x y width height" of every Lumora window sway shows
     swaymsg -t get_tree | jq -r '.. | objects | select(.app_id? == "lumora" and .visible == true) | "- \(.rect.x) \(.rect.y) \(.rect.width) \(.rect.height)"'
 }
-wayland_state() { windows_state && swaymsg -t get_tree | jq -c '.. | objects | select(.app_id? != null) | {app_id, type, visible, rect}'; }
-DIAGNOSE=wayland_state PANEL=(0 0 600 30) && show_icon # the workspaces and the tray, where nothing else changes
+PANEL=(0 0 600 30) && show_icon # the workspaces and the tray, where nothing else changes
 # The bar ran the module before the tools were connected too: wait for a run after that.
 module_current() { text=$(tail -n1 "$SCRATCH/module-output" | jq -er .text) && [ "$text" = "$("$LUMORA" status)" ]; }
 wait_until 20 "waybar's module never showed the status line \"$("$LUMORA" status)\"" module_current

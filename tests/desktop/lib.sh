@@ -8,26 +8,21 @@ unset DISPLAY WAYLAND_DISPLAY SWAYSOCK DBUS_SESSION_BUS_ADDRESS DBUS_SYSTEM_BUS_
 export HOME="$SCRATCH/home" XDG_RUNTIME_DIR="$SCRATCH/run" NO_AT_BRIDGE=1 GTK_A11Y=none LC_ALL=C.UTF-8 PATH="$SCRATCH/bin:$PATH"
 export XDG_CONFIG_HOME="$HOME/.config" XDG_DATA_HOME="$HOME/.local/share" XDG_CACHE_HOME="$HOME/.cache" XDG_STATE_HOME="$HOME/.local/state"
 mkdir -p "$OUT" "$XDG_CONFIG_HOME" "$XDG_DATA_HOME" "$XDG_CACHE_HOME" "$XDG_STATE_HOME" "$SCRATCH/bin" && mkdir -pm 700 "$XDG_RUNTIME_DIR"
-STARTED=() DIAGNOSE=windows_state # pids in start order; the function whose output a failure shows
-log() { printf '  %s\n' "$*"; }
-ok() { log "ok: $*"; }
-windows_state() { echo "Lumora's visible windows (id x y width height): $(lumora_windows | tr '\n' ';')"; }
-fail() { # with a screenshot and what DIAGNOSE prints (a failure while diagnosing ends there)
-    printf 'FAIL %s: %s\n' "$CASE" "$*"
-    [ -z "${WAYLAND_DISPLAY:-}${DISPLAY:-}" ] || { grab "$OUT/failure.png" 2>/dev/null && log "screenshot: $OUT/failure.png"; } || true
-    local diagnose=$DIAGNOSE && DIAGNOSE="" && { [ -z "$diagnose" ] || "$diagnose" 2>&1 | sed 's/^/  state: /' || true; }
-    exit 1
+STARTED=() # pids in start order
+log() { printf '  %s\n' "$*"; } && ok() { log "ok: $*"; }
+fail() { # with a screenshot and Lumora's shown windows, once there is a display
+    printf 'FAIL %s: %s\n' "$CASE" "$*" && [ -n "${WAYLAND_DISPLAY:-}${DISPLAY:-}" ] || exit 1
+    grab "$OUT/failure.png" 2>/dev/null && log "screenshot: $OUT/failure.png"
+    log "state: Lumora's visible windows (id x y width height): $(lumora_windows 2>&1 | tr '\n' ';')" && exit 1
 }
 skip() { printf 'SKIP %s: %s\n' "$CASE" "$*" && exit 77; } # 77 tells run.sh that the case skipped
 need() { for tool; do command -v "$tool" >/dev/null || skip "$tool is not installed (scripts/setup.sh desktop)"; done; }
-# At the end: Lumora, given 3 s on SIGTERM (it must end); the rest in reverse order; as PID 1, whatever those started.
-gone() { for i in "${STARTED[@]}"; do ! alive "$i" || return 1; done; }
-cleanup() {
+cleanup() { # Lumora, given 3 s on SIGTERM (it must end); the rest in reverse order; as PID 1, whatever those started
     local status=$? i && trap - EXIT
     ! kill -TERM "${SPAWNED_LUMORA:-none}" 2>/dev/null || poll 3 not alive "$SPAWNED_LUMORA" ||
         log "lumora (pid $SPAWNED_LUMORA) was still running 3 s after SIGTERM"
     for ((i = ${#STARTED[@]} - 1; i >= 0; i--)); do kill -TERM "${STARTED[i]}" 2>/dev/null || true; done
-    poll 3 gone || for i in "${STARTED[@]}"; do kill -KILL "$i" 2>/dev/null || true; done
+    for i in "${STARTED[@]}"; do poll 3 not alive "$i" || kill -KILL "$i" 2>/dev/null || true; done
     [ $$ -ne 1 ] || { kill -KILL -1 2>/dev/null; poll 5 sh -c '[ "$(ps -e --no-headers | wc -l)" -le 2 ]'; } || true
     rm -rf "$SCRATCH" 2>/dev/null || true
     exit "$status"
@@ -60,31 +55,25 @@ start_xvfb() { # WIDTHxHEIGHT: a private X server on a free display number, its 
     wait_until 10 "Xvfb does not answer" xdpyinfo && xsetroot -solid "#2e3440"
 }
 # xfwm4 (preventing focus stealing), the XFCE panel along the top, its notification area (and watcher) at the right end.
-xfconf() { echo "<?xml version=\"1.0\"?><channel name=\"$1\" version=\"1.0\">$2</channel>" >"$XFCONF/$1.xml"; }
-property() { echo "<property name=\"$1\" type=\"$2\" value=\"$3\"/>"; }
+xfconf() { mkdir -p "$XFCONF" && echo "<?xml version='1.0'?><channel name='$1' version='1.0'>$2</channel>" >"$XFCONF/$1.xml"; }
+property() { echo "<property name='$1' type='$2' value='$3'/>"; }
 start_xfce_panel() {
-    XFCONF="$XDG_CONFIG_HOME/xfce4/xfconf/xfce-perchannel-xml" && mkdir -p "$XFCONF"
-    xfconf xfwm4 "<property name=\"general\" type=\"empty\">$(property prevent_focus_stealing bool true)</property>"
-    xfconf xfce4-panel "$(property configver int 2)<property name=\"panels\" type=\"array\"><value type=\"int\" value=\"1\"/>
-      <property name=\"panel-1\" type=\"empty\">$(property position string 'p=6;x=0;y=0') $(property length uint 100)
-        $(property position-locked bool true) $(property size uint 32) $(property icon-size uint 24)
-        <property name=\"plugin-ids\" type=\"array\"><value type=\"int\" value=\"1\"/><value type=\"int\" value=\"2\"/></property>
-      </property></property><property name=\"plugins\" type=\"empty\">
-      <property name=\"plugin-1\" type=\"string\" value=\"separator\">$(property expand bool true)$(property style uint 0)</property>
-      <property name=\"plugin-2\" type=\"string\" value=\"systray\">$(property square-icons bool true)</property></property>"
-    export XDG_CURRENT_DESKTOP=XFCE XDG_SESSION_TYPE=x11
+    XFCONF="$XDG_CONFIG_HOME/xfce4/xfconf/xfce-perchannel-xml" && xfconf xfwm4 "<property name='general' type='empty'>$(property prevent_focus_stealing bool true)</property>"
+    xfconf xfce4-panel "$(property configver int 2)<property name='panels' type='array'><value type='int' value='1'/><property name='panel-1' type='empty'>
+      $(property position string 'p=6;x=0;y=0') $(property length uint 100) $(property position-locked bool true) $(property size uint 32) $(property icon-size uint 24)
+      <property name='plugin-ids' type='array'><value type='int' value='1'/><value type='int' value='2'/></property></property></property>
+      <property name='plugins' type='empty'><property name='plugin-1' type='string' value='separator'>$(property expand bool true)$(property style uint 0)</property>
+      <property name='plugin-2' type='string' value='systray'>$(property square-icons bool true)</property></property>" && export XDG_CURRENT_DESKTOP=XFCE XDG_SESSION_TYPE=x11
     spawn xfwm4 xfwm4 --compositor=off && up 20 "xfwm4 did not take the window manager selection" wm_running
     spawn panel xfce4-panel --disable-wm-check && up 30 "the panel did not start a StatusNotifierWatcher" bus_has org.kde.StatusNotifierWatcher
     panel_geometry xfce4-panel
 }
 shown_window() { # CLASS TYPE: the id of a shown window of that class and type (DOCK, TOOLTIP, ...)
-    for id in $(xdotool search --onlyvisible --class "$1"); do xprop -id "$id" _NET_WM_WINDOW_TYPE | grep -q "TYPE_$2" && echo "$id" && return; done
-    return 1
+    for id in $(xdotool search --onlyvisible --class "$1"); do xprop -id "$id" _NET_WM_WINDOW_TYPE | grep -q "TYPE_$2" && echo "$id" && return; done; false
 }
 geometry() { eval "$(xdotool getwindowgeometry --shell "$1")"; } # WINDOW: sets X, Y, WIDTH, HEIGHT
 panel_geometry() { # CLASS: waits for a dock window of that class; PANEL is then its "x y width height"
-    wait_until 40 "no $1 panel is shown" shown_window "$1" DOCK
-    geometry "$(shown_window "$1" DOCK)" && PANEL=("$X" "$Y" "$WIDTH" "$HEIGHT")
+    wait_until 40 "no $1 panel is shown" shown_window "$1" DOCK && geometry "$(shown_window "$1" DOCK)" && PANEL=("$X" "$Y" "$WIDTH" "$HEIGHT")
 }
 below_panel() { echo 0 $((PANEL[1] + PANEL[3])) 1280 $((800 - PANEL[1] - PANEL[3])); }
 # grab FILE: the whole screen as PNG: grim under Wayland, the X root window otherwise.
@@ -105,10 +94,8 @@ screenshot_changed() { wait_until 10 "$1: nothing was drawn in the region ${*:3}
 # 1280x800 screen; the popover is 300 to 400 wide, next to the icon at CX, CY for `popover_shown near`.
 lumora_windows() { for id in $(xdotool search --onlyvisible --classname '^lumora$' 2>/dev/null); do geometry "$id" && echo "$id $X $Y $WIDTH $HEIGHT"; done; }
 full_screen() { lumora_windows | awk '$2 == 0 && $3 == 0 && $4 == 1280 && $5 == 800 { f = 1 } END { exit !f }'; }
-popover_shown() {
-    lumora_windows | awk -v near="${1:-}" -v cx="${CX:-}" -v cy="${CY:-}" '$4 >= 300 && $4 <= 400 && $5 < 800 &&
-        (!near || $2 <= cx + 40 && $2 + $4 >= cx - 40 && $3 <= cy + 400 && $3 + $5 >= cy - 400) { f = 1 } END { exit !f }'
-}
+popover_shown() { lumora_windows | awk -v near="${1:-}" -v cx="${CX:-}" -v cy="${CY:-}" '$4 >= 300 && $4 <= 400 && $5 < 800 &&
+    (!near || $2 <= cx + 40 && $2 + $4 >= cx - 40 && $3 <= cy + 400 && $3 + $5 >= cy - 400) { f = 1 } END { exit !f }'; }
 expect_break() { # WHAT REFERENCE.png [NAME]: WHAT covered the screen with the break screen, which drew
     wait_until 15 "$1 did not cover the screen with the break screen" full_screen
     screenshot_changed "${3:-break-screen}" "$2" 590 350 100 100 && ok "$1 covered the screen with the break screen"
@@ -127,8 +114,7 @@ show_icon() {
     wait_until 15 "nothing appeared in the panel for Lumora's item" settled "$OUT/panel-with-item.png" "$OUT/before-lumora.png" "${PANEL[@]}"
     log "screenshot: $OUT/panel-with-item.png" && read -r ix iy iw ih <<<"$CHANGED" && CX=$((ix + iw / 2)) CY=$((iy + ih / 2))
     ((iw <= 48 && ih <= 48)) || fail "the change in the panel is ${iw}x${ih}, larger than an icon"
-    ok "the panel shows Lumora's icon (${iw}x${ih} at $ix,$iy)"
-    monitor item-calls "type='method_call',interface='org.kde.StatusNotifierItem'"
+    ok "the panel shows Lumora's icon (${iw}x${ih} at $ix,$iy)" && monitor item-calls "type='method_call',interface='org.kde.StatusNotifierItem'"
 }
 # click_item BUTTON METHOD: a click on the icon makes the panel call METHOD on the item.
 item_called() { [ "$(grep -c "member=$1\$" "$OUT/item-calls.log")" -ge "$2" ]; }
@@ -141,32 +127,27 @@ popover_by_click() { # BUTTON METHOD [near]: that click opens the popover (next 
     click_item "$1" "$2" && wait_until 15 "the click did not open the popover ${3:+next to the icon}" popover_shown "${3:-}"
     screenshot_changed popover "$OUT/panel-with-item.png" $(below_panel) && ok "a click with button $1 on the icon opened the popover ${3:+next to it}"
 }
-# A fake claude (Lumora only needs it to exist) and fake-codex.sh, CODEX-USED % used, resetting in an hour.
-install_fake_tools() {
-    cp "$HERE/fake-codex.sh" "$SCRATCH/bin/codex" && echo "$1" >"$SCRATCH/bin/codex.used" && echo $(($(date +%s) + 3600)) >"$SCRATCH/bin/codex.resets"
-    printf '#!/bin/sh\necho "2.0.0 (Claude Code)"\n' >"$SCRATCH/bin/claude" && chmod +x "$SCRATCH/bin/claude"
-    export LUMORA_CODEX_PATH="$SCRATCH/bin/codex" LUMORA_CLAUDE_PATH="$SCRATCH/bin/claude"
-}
 feed_claude_hook() { # USED: the real hook script `lumora connect claude` installs, fed Claude Code's JSON
     local resets=$(($(date +%s) + 7200))
     printf '{"model":{"display_name":"Opus"},"rate_limits":{"five_hour":{"used_percentage":%s,"resets_at":%s},"seven_day":{"used_percentage":10,"resets_at":%s}}}' \
         "$1" "$resets" "$((resets + 86400))" | sh "$XDG_DATA_HOME/Lumora/claude-statusline.sh" >/dev/null || fail "the hook script failed"
 }
-# connect_fake_tools CODEX-USED CLAUDE-USED: both connected through the command line (under WRAP NAME, when set).
+# connect_fake_tools CODEX-USED CLAUDE-USED: a fake claude (Lumora only needs it to exist) and fake-codex.sh, CODEX-USED
+# % used, resetting in an hour, both connected through the command line (under WRAP NAME, when set).
 connect_fake_tools() {
-    install_fake_tools "$1" && for tool in codex claude; do
+    cp "$HERE/fake-codex.sh" "$SCRATCH/bin/codex" && echo "$1" >"$SCRATCH/bin/codex.used" && echo $(($(date +%s) + 3600)) >"$SCRATCH/bin/codex.resets"
+    printf '#!/bin/sh\necho "2.0.0 (Claude Code)"\n' >"$SCRATCH/bin/claude" && chmod +x "$SCRATCH/bin/claude"
+    export LUMORA_CODEX_PATH="$SCRATCH/bin/codex" LUMORA_CLAUDE_PATH="$SCRATCH/bin/claude" && for tool in codex claude; do
         ${WRAP:+$WRAP connect-$tool} "$LUMORA" connect $tool >"$OUT/connect-$tool.log" 2>&1 || fail "lumora connect $tool: $(cat "$OUT/connect-$tool.log")"
-    done
-    feed_claude_hook "$2"
+    done && feed_claude_hook "$2"
 }
 # Whether the watcher lists an item of the Lumora process (ITEM: its bus name and path); watchers write an item as
 # "NAME/PATH", "NAME" (path /StatusNotifierItem) or "NAME@PATH" (GNOME).
 lumora_item_registered() {
     for item in $(watcher RegisteredStatusNotifierItems | grep -o "'[^']*'" | tr -d "'"); do
-        name=${item%%[/@]*} path=${item#"${item%%[/@]*}"} path=${path#@}
+        name=${item%%[/@]*} path=${item#"${item%%[/@]*}"} && path=${path#@}
         [ "$(bus_owner_pid "$name")" = "$LUMORA_PID" ] && ITEM=("$name" "${path:-/StatusNotifierItem}") && return
-    done
-    return 1
+    done; false
 }
 start_lumora() { # [PREFIX...]: the tray (under a wrapper such as strace); waits for its name and its item, if a watcher runs
     spawn lumora "$@" "$LUMORA" && SPAWNED_LUMORA=$SPAWNED && wait_until 20 "lumora did not take io.github.lumora.Lumora (log: $OUT/lumora.log)" bus_has io.github.lumora.Lumora

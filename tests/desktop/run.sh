@@ -4,10 +4,8 @@
 # and user namespaces of its own (uid 1000 inside: sway refuses to run as root, and a desktop session is a user's), so
 # that nothing it starts outlives it. Prints a line per case, the screenshots and "N passed, N failed, N skipped".
 set -uo pipefail
-here="$(cd "$(dirname "$0")" && pwd)" && out="$here/../../build/desktop-test"
-[ "${1:-}" != -o ] || { out=$2 && shift 2; }
-lumora="${1:-$here/../../build/bin/lumora}" && shift
-cases=("${@:-gnome plasma xfce screens sway privacy}") && cases=(${cases[*]})
+here="$(cd "$(dirname "$0")" && pwd)" && out="$here/../../build/desktop-test" && [ "${1:-}" != -o ] || { out=$2 && shift 2; }
+lumora="${1:-$here/../../build/bin/lumora}"; shift; cases=(${*:-gnome plasma xfce screens sway privacy})
 [ -x "$lumora" ] || { echo "no lumora at $lumora: build first (make build)" >&2 && exit 2; }
 lumora="$(realpath "$lumora")" && mkdir -p "$out" && out="$(realpath "$out")"
 map=(--map-current-user) && [ "$(id -u)" -ne 0 ] || map=(--map-user=1000 --map-group=1000)
@@ -18,8 +16,7 @@ for name in "${cases[@]}"; do
     [ -f "$here/case-$name.sh" ] || { echo "no such case: $name" >&2 && exit 2; }
     rm -rf "${out:?}/$name" && mkdir -p "$out/$name" && echo "== $name"
     start=$SECONDS scratch="$(mktemp -d /tmp/lumora-desktop-"$name".XXXXXX)" log="$out/$name/case.log"
-    CASE=$name OUT="$out/$name" LUMORA="$lumora" SCRATCH="$scratch" timeout --kill-after=10 "$limit" \
-        "${isolate[@]}" bash "$here/case-$name.sh" 2>&1 | tee "$log"
+    CASE=$name OUT="$out/$name" LUMORA="$lumora" SCRATCH="$scratch" timeout --kill-after=10 "$limit" "${isolate[@]}" bash "$here/case-$name.sh" 2>&1 | tee "$log"
     status=${PIPESTATUS[0]} && rm -rf "$scratch"
     case $status in
     0) echo "PASS $name ($((SECONDS - start)) s)" && passed=$((passed + 1)) ;;
