@@ -39,7 +39,7 @@ test-latest-clients: build
 # Lumora against the real panels of Debian's desktops, headless: GNOME Shell with the AppIndicator
 # extension, KDE Plasma's shell, XFCE's panel, sway with waybar, dunst, and a privacy trace. Each
 # case starts its own buses, display server and panel and ends them; screenshots and logs go to
-# build/desktop-test/. DESKTOP_CASES picks some (gnome plasma xfce screens sway privacy).
+# build/desktop-test/. DESKTOP_CASES picks some (gnome plasma xfce screens sway).
 test-desktop: build
 	@scripts/setup.sh desktop
 	@tests/desktop/run.sh -o $(BUILD_DIR)/desktop-test $(BUILD_DIR)/bin/lumora $(DESKTOP_CASES)

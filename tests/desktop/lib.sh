@@ -109,8 +109,8 @@ click() { xdotool mousemove "$1" "$2" click "$3" || fail "could not click at $1,
 # show_icon: the fake tools connected, Lumora started; waits for what appears in the panel's region (PANEL), the
 # same in two screenshots in a row (panels may let it grow in): its icon, CX, CY its middle.
 settled() { local last=${CHANGED:-}; differs "$@" && [ "$CHANGED" = "$last" ]; }
-show_icon() {
-    connect_fake_tools 30 42 && screenshot before-lumora && start_lumora && CHANGED=""
+show_icon() { # [PREFIX...]: Lumora started under it
+    connect_fake_tools 30 42 && screenshot before-lumora && start_lumora "$@" && CHANGED=""
     wait_until 15 "nothing appeared in the panel for Lumora's item" settled "$OUT/panel-with-item.png" "$OUT/before-lumora.png" "${PANEL[@]}"
     log "screenshot: $OUT/panel-with-item.png" && read -r ix iy iw ih <<<"$CHANGED" && CX=$((ix + iw / 2)) CY=$((iy + ih / 2))
     ((iw <= 48 && ih <= 48)) || fail "the change in the panel is ${iw}x${ih}, larger than an icon"

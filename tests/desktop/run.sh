@@ -5,7 +5,7 @@
 # that nothing it starts outlives it. Prints a line per case, the screenshots and "N passed, N failed, N skipped".
 set -uo pipefail
 here="$(cd "$(dirname "$0")" && pwd)" && out="$here/../../build/desktop-test" && [ "${1:-}" != -o ] || { out=$2 && shift 2; }
-lumora="${1:-$here/../../build/bin/lumora}"; shift; cases=(${*:-gnome plasma xfce screens sway privacy})
+lumora="${1:-$here/../../build/bin/lumora}"; shift; cases=(${*:-gnome plasma xfce screens sway})
 [ -x "$lumora" ] || { echo "no lumora at $lumora: build first (make build)" >&2 && exit 2; }
 lumora="$(realpath "$lumora")" && mkdir -p "$out" && out="$(realpath "$out")"
 map=(--map-current-user) && [ "$(id -u)" -ne 0 ] || map=(--map-user=1000 --map-group=1000)
