@@ -1,6 +1,5 @@
 #!/usr/bin/python3
-"""Lumora as a screen reader and a keyboard user meet it: the built lumora (argv[1]) on an Xvfb
-display, buses and home of its own, with fake tools; read over AT-SPI, typed at by xdotool."""
+"""Lumora (argv[1]) as a screen reader (AT-SPI) and a keyboard (xdotool) meet it, on a display and buses of its own."""
 import importlib.util, json, os, pathlib, re, shutil, signal, subprocess, sys, tempfile, time
 
 TOOLS = ["Xvfb", "dbus-daemon", "dbus-send", "xdotool", "/usr/libexec/at-spi-bus-launcher"]
@@ -9,9 +8,8 @@ if not all(map(shutil.which, TOOLS)) or not importlib.util.find_spec("pyatspi"):
     print("SKIP: missing one of", *TOOLS, "pyatspi (scripts/setup.sh installs them)")
     sys.exit(77)  # ctest's SKIP_RETURN_CODE
 # A session bus that starts no service of the machine's (a notification daemon, say).
-BUS_CONFIG = """<busconfig><type>session</type><listen>unix:dir={}</listen>
-<policy context="default"><allow send_destination="*"/><allow receive_sender="*"/><allow own="*"/>
-</policy></busconfig>"""
+BUS_CONFIG = """<busconfig><type>session</type><listen>unix:dir={}</listen><policy context="default">
+<allow send_destination="*"/><allow receive_sender="*"/><allow own="*"/></policy></busconfig>"""
 # The popover's controls in visual order, which is also the Tab order: "role name" patterns.
 CODEX = r"list item Codex, 70 percent left, Session limit, resets in (59|60) minutes?"
 CLAUDE = r"list item Claude Code, 58 percent left, Session limit, resets in 2 hours 1[45] minutes?"
@@ -28,13 +26,11 @@ CONTROL = f"({'|'.join(ROLES)}) .+"
 LUMORA, SCRATCH, PROCESSES = sys.argv[1], tempfile.mkdtemp(prefix="lumora-a11y-"), []
 HOME, RUN, NOW = SCRATCH + "/home", SCRATCH + "/run", int(time.time())
 ENV = {"PATH": os.environ["PATH"], "HOME": HOME, "LANG": "C.UTF-8", "TZ": "UTC", "XDG_RUNTIME_DIR": RUN,
-       "QT_QPA_PLATFORM": "xcb", "QT_LINUX_ACCESSIBILITY_ALWAYS_ON": "1",
-       # A sanitizer build's settings (make test-asan) reach lumora as they reach every test.
+       "QT_QPA_PLATFORM": "xcb", "QT_LINUX_ACCESSIBILITY_ALWAYS_ON": "1",  # and a sanitizer build's settings:
        **{k: v for k, v in os.environ.items() if k.endswith("SAN_OPTIONS")}}
 
 def wait_until(condition, what, timeout=20.0):
-    """`condition`'s first true value within `timeout` s, pyatspi (once imported) taking in news;
-    an AT-SPI call timed out on a loaded machine, or a file not (fully) written yet, asks again."""
+    """`condition`'s first true value within `timeout` s, asked again after a timed-out AT-SPI call or a missing file."""
     deadline = time.monotonic() + timeout
     while time.monotonic() < deadline:
         glib = sys.modules.get("gi.repository.GLib")
@@ -104,8 +100,7 @@ try:
     def focus(within):  # the innermost focused object: a focus scope around it reports it too
         found = [said(n) for n in nodes(window(within)) if has(n, pyatspi.STATE_FOCUSED)]
         return found[-1] if found else ""
-    def press(*keys, focus_on=None, within=POPOVER_WINDOW, closes=None):
-        """Types `keys`; then the focus is on what matches `focus_on`, or the window `closes`."""
+    def press(*keys, focus_on=None, within=POPOVER_WINDOW, closes=None):  # then the focus is on `focus_on`, or `closes` went
         if keys: run("xdotool", "key", "--delay", "20", *keys)
         if focus_on: wait_until(lambda: re.fullmatch(focus_on, focus(within)),
                                 f"the focus on {focus_on!r} (it is on {focus(within)!r})")

@@ -1,9 +1,7 @@
-# GNOME Shell 43 (X11 window manager and compositor under Xvfb) with Debian's AppIndicator extension: the item shows
-# its label; its menu holds the five items, and choosing each with real clicks does what it says. A private system bus
-# with nobody on it stands in for logind's; a probe extension turns on unsafe mode, for org.gnome.Shell.Eval.
+# GNOME Shell 43 under Xvfb with Debian's AppIndicator extension (a probe extension allows org.gnome.Shell.Eval; logind's bus
+# is a private one with nobody on it): the item shows its label, its menu the five items, and each, clicked, does what it says.
 source "$(dirname "$0")/lib.sh"
-need gnome-shell
-appindicator=ubuntu-appindicators@ubuntu.com probe=lumora-desktop-probe@lumora.invalid
+need gnome-shell && appindicator=ubuntu-appindicators@ubuntu.com probe=lumora-desktop-probe@lumora.invalid
 [ -d "/usr/share/gnome-shell/extensions/$appindicator" ] || skip "the AppIndicator extension is not installed (gnome-shell-extension-appindicator)"
 extension="$XDG_DATA_HOME/gnome-shell/extensions/$probe" && mkdir -p "$extension" "$XDG_CONFIG_HOME/glib-2.0/settings"
 echo '{"uuid": "'$probe'", "name": "Lumora desktop test probe", "description": "unsafe mode", "shell-version": ["43"]}' >"$extension/metadata.json"
@@ -21,20 +19,17 @@ up 40 "GNOME Shell did not start" bus_has org.gnome.Shell
 up 20 "the probe extension did not turn on unsafe mode" shell_eval 1
 up 20 "the AppIndicator extension did not start its StatusNotifierWatcher" bus_has org.kde.StatusNotifierWatcher
 state=$(shell_eval "Main.extensionManager.lookup('$appindicator').state") && [ "$state" = 1 ] || fail "the AppIndicator extension is not enabled (state $state)"
-overview_closed() { # the overview the shell shows once started, left for the desktop with its top bar
-    shell_eval '(() => { if (Main.layoutManager._startingUp) return false; if (Main.overview.visible) { Main.overview.hide();
-        return false; } return !Main.overview.animationInProgress; })()' | grep -qx true
-}
+overview_closed() { shell_eval '(() => { if (Main.layoutManager._startingUp) return false; if (Main.overview.visible) {
+    Main.overview.hide(); return false; } return !Main.overview.animationInProgress; })()' | grep -qx true; } # left for the desktop
 wait_until 20 "the overview did not close" overview_closed
 ok "GNOME Shell $(gnome-shell --version | awk '{print $3}') runs with the AppIndicator extension and its watcher"
 connect_fake_tools 30 42 && status="$("$LUMORA" status)" && start_lumora
 item() { # [JQ]: Lumora's button in the top bar (its label, place and menu), read inside the shell
-    shell_eval '(() => {
-    const b = Object.values(Main.panel.statusArea).find(v => v && v._indicator && v._indicator.id === "lumora");
-    const box = a => { const [x, y] = a.get_transformed_position(); const [w, h] = a.get_transformed_size(); return { x: Math.round(x), y: Math.round(y), w: Math.round(w), h: Math.round(h) }; };
+    shell_eval '(() => { const b = Object.values(Main.panel.statusArea).find(v => v && v._indicator && v._indicator.id === "lumora");
+    const box = a => { const [x, y] = a.get_transformed_position(), [w, h] = a.get_transformed_size(); return { x, y, w, h }; };
     return b ? Object.assign(box(b), { label: b._label ? b._label.get_text() : "", shown: b.mapped, menuOpen: b.menu.isOpen,
-        items: b.menu._getMenuItems().filter(i => i.label && i.visible).map(i => Object.assign(box(i), { text: i.label.get_text() })) }) : null;
-    })()' | jq -er "${1:-.}"
+        items: b.menu._getMenuItems().filter(i => i.label && i.visible).map(i => Object.assign(box(i), { text: i.label.get_text() })) }) : null; })()' |
+        jq -er "${1:-.}"
 }
 wait_until 15 "the top bar does not show Lumora's item" item '.shown == true'
 wait_until 15 "the item's label is not \"$status\" (it is \"$(item .label 2>/dev/null)\")" item ".label == \"$status\""

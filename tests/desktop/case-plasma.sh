@@ -1,6 +1,5 @@
-# KDE Plasma 5.27's shell under Xvfb, rendering in software (kded runs the StatusNotifierWatcher): the tray shows
-# Lumora's icon and, under the pointer, its tool tip; a left click (Activate) starts a break, a right click
-# (ContextMenu: Lumora has no menu here) opens the popover next to the icon.
+# KDE Plasma 5.27's shell under Xvfb (kded's StatusNotifierWatcher): the tray shows the icon and its tool tip; a left click
+# (Activate) starts a break, a right click (ContextMenu: Lumora has no menu here) opens the popover next to the icon.
 source "$(dirname "$0")/lib.sh"
 need plasmashell kded5 kwin_x11
 activities=/usr/lib/x86_64-linux-gnu/libexec/kactivitymanagerd && [ -x "$activities" ] || skip "kactivitymanagerd is not installed (scripts/setup.sh desktop)"

@@ -1,7 +1,5 @@
-# The break screen on every screen: two side-by-side RandR 1.5 monitors on Xvfb's one output (the right one takes the
-# output, so that no monitor spans the screen); `lumora break` covers each with a window of its own; a monitor
-# unplugged during the break loses its window, one plugged in gets one; Escape ends the break on all. No window
-# manager: GDK (so xfwm4) skips a monitor without an output of its own.
+# The break screen on every screen of two RandR monitors on Xvfb's one output (no window manager: GDK's, so xfwm4, skips a monitor
+# without an output): one window each, a monitor unplugged during the break loses its own, one plugged in gets one, Escape ends all.
 source "$(dirname "$0")/lib.sh"
 start_bus session && start_xvfb 2560x800
 plug() { xrandr --setmonitor "$1" "1280/300x800/200+$2+0" "$3" >/dev/null || fail "xrandr could not plug in $1"; }
@@ -17,7 +15,6 @@ plug left 0 none && wait_until 10 "the monitor plugged in during the break got n
 # Its window starts black; the picture is taken once the moving background shows on it.
 ppmmake black 2560 800 | pnmtopng >"$SCRATCH/black.png"
 screenshot_changed replugged "$SCRATCH/black.png" 590 100 100 100 && ok "an unplugged monitor's break window went; one plugged in during the break got its own"
-# Escape on the right monitor's window, which the test focuses (no window manager; the left one also has the popover
-# that Lumora opens at its start without a tray).
+# Escape on the right monitor's window, focused by the test (the left one also has the popover Lumora opens without a tray).
 xdotool mousemove 1920 400 windowfocus --sync "$(lumora_windows | awk '$2 == 1280 { print $1 }')" key Escape
 wait_until 10 "Escape did not end the break on both monitors" covering 0 0 && ok "Escape ended the break on both" && quit_lumora

@@ -12,8 +12,7 @@ echo '{"layer": "top", "position": "top", "height": 30, "modules-left": ["sway/w
     "modules-right": ["custom/lumora", "clock"], "tray": {"icon-size": 22, "spacing": 8}, "clock": {"format": "{:%H:%M}"},
     "custom/lumora": {"exec": "'"$SCRATCH"'/bin/lumora-module", "return-type": "json", "interval": 2}}' >"$SCRATCH/waybar.json"
 printf 'output HEADLESS-1 resolution 1280x800 position 0 0 bg #2e3440 solid_color\ndefault_border none\nfocus_follows_mouse no\n' >"$SCRATCH/sway.conf"
-start_bus session
-export WLR_BACKENDS=headless WLR_LIBINPUT_NO_DEVICES=1 WLR_RENDERER=pixman WLR_HEADLESS_OUTPUTS=1 XDG_CURRENT_DESKTOP=sway XDG_SESSION_TYPE=wayland
+start_bus session && export WLR_BACKENDS=headless WLR_LIBINPUT_NO_DEVICES=1 WLR_RENDERER=pixman WLR_HEADLESS_OUTPUTS=1 XDG_CURRENT_DESKTOP=sway XDG_SESSION_TYPE=wayland
 spawn sway sway -c "$SCRATCH/sway.conf" && up 20 "sway did not open its IPC socket" compgen -G "$XDG_RUNTIME_DIR/sway-ipc.*.sock"
 SWAYSOCK="$(compgen -G "$XDG_RUNTIME_DIR/sway-ipc.*.sock" | head -n1)"
 WAYLAND_DISPLAY="$(basename "$(compgen -G "$XDG_RUNTIME_DIR/wayland-*.lock" | head -n1)" .lock)" && export SWAYSOCK WAYLAND_DISPLAY

@@ -1,11 +1,6 @@
-# The XFCE 4.18 panel's notification area, xfwm4 with focus-stealing prevention and dunst, under Xvfb. While the user
-# works in another program, a left click on the icon opens the break screen, which takes the focus, so Escape ends
-# it; a middle click opens the popover next to the icon. Codex rising from 30% to 85% used between two refreshes
-# makes Lumora send one notification, which dunst shows; a further rise sends none; its "Take a Break" action, chosen
-# with a real click on dunst's bubble, opens the break screen. Privacy, shown rather than promised: under strace from
-# `lumora connect` for both tools to the tray's end, Lumora's own processes open nothing under ~/.claude but
-# settings.json (and the temporary file it is replaced through), nothing under ~/.codex (only the codex processes it
-# starts do), and connect to no address but the session and system buses and the X display; decoys: chats, credentials.
+# XFCE 4.18's panel, xfwm4 (no focus stealing) and dunst under Xvfb: a left click breaks (the break screen takes the focus from
+# the program in use), a middle click opens the popover; crossing 80% sends one notification, whose action breaks. Under strace
+# throughout, Lumora opens nothing under ~/.claude but settings.json, nothing under ~/.codex, and connects only to the buses and X.
 source "$(dirname "$0")/lib.sh"
 need xfce4-panel dunst strace && { strace -f -o /dev/null true 2>/dev/null || skip "strace cannot trace here (ptrace is not permitted)"; }
 mkdir -p "$HOME/.claude/projects/secret-project" "$HOME/.codex/sessions/2026/11/23" "$XDG_CONFIG_HOME/Lumora"
@@ -47,8 +42,7 @@ check_trace() { # NAME: NAME.strace keeps to those files and addresses, and it r
 WRAP=trace show_icon strace "${strace_options[@]}" -o "$OUT/tray.strace" && check_trace connect-codex && check_trace connect-claude
 ok "lumora connect codex and lumora connect claude kept to their files under strace"
 show_status && { sent -eq 0 || fail "Lumora sent a notification at 30% used"; } && ok "at 30% used Lumora shows \"$STATUS\" and sends no notification"
-# The user works in another program: a Qt one, which keeps its user time up to date, with one
-# window (qmleasing maps a second one late, which took the focus from whatever had it).
+# The program in use: a Qt one, keeping its user time up to date, with one window (qmleasing's late second one took the focus).
 spawn qdbusviewer /usr/lib/qt6/bin/qdbusviewer && wait_until 15 "the other program's window did not show" xdotool search --onlyvisible --class qdbusviewer
 geometry "$(xdotool search --onlyvisible --class qdbusviewer | head -n1)" && OX=$((X + 60)) OY=$((Y + 60))
 click $OX $OY 1 && wait_until 10 "the other program did not get the focus" sh -c 'xprop -id "$(xdotool getactivewindow)" WM_CLASS | grep -q qdbusviewer'

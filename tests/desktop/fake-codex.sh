@@ -1,6 +1,5 @@
 #!/bin/sh
-# A fake Codex CLI, signed in: its app-server answers the handshake and a rate-limit read with the used percentage in
-# the file $0.used and the reset time in $0.resets; every run's arguments are added to $0.runs.
+# A fake Codex CLI, signed in: its app-server answers with $0.used % used, resetting at $0.resets; runs are added to $0.runs.
 echo "$*" >>"$0.runs"
 case "$1" in
 login) echo 'Logged in using ChatGPT' ;; --version) echo 'codex-cli 0.169.0' ;;

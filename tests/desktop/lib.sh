@@ -1,5 +1,4 @@
-# Sourced by the desktop cases (run.sh runs each in PID and user namespaces of its own). Home, XDG folders
-# and buses are private, under one scratch folder: the real home, session bus and display are never touched.
+# Sourced by the desktop cases: home, XDG folders and buses private, under one scratch folder, never the real ones.
 set -euo pipefail
 CASE=${CASE:?run the cases through tests/desktop/run.sh} OUT=${OUT:?} LUMORA=${LUMORA:?}
 HERE="$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)" SCRATCH="${SCRATCH:-$(mktemp -d /tmp/lumora-desktop-"$CASE".XXXXXX)}"
@@ -8,8 +7,7 @@ unset DISPLAY WAYLAND_DISPLAY SWAYSOCK DBUS_SESSION_BUS_ADDRESS DBUS_SYSTEM_BUS_
 export HOME="$SCRATCH/home" XDG_RUNTIME_DIR="$SCRATCH/run" NO_AT_BRIDGE=1 GTK_A11Y=none LC_ALL=C.UTF-8 PATH="$SCRATCH/bin:$PATH"
 export XDG_CONFIG_HOME="$HOME/.config" XDG_DATA_HOME="$HOME/.local/share" XDG_CACHE_HOME="$HOME/.cache" XDG_STATE_HOME="$HOME/.local/state"
 mkdir -p "$OUT" "$XDG_CONFIG_HOME" "$XDG_DATA_HOME" "$XDG_CACHE_HOME" "$XDG_STATE_HOME" "$SCRATCH/bin" && mkdir -pm 700 "$XDG_RUNTIME_DIR"
-STARTED=() # pids in start order
-log() { printf '  %s\n' "$*"; } && ok() { log "ok: $*"; }
+STARTED=() && log() { printf '  %s\n' "$*"; } && ok() { log "ok: $*"; }
 fail() { # with a screenshot and Lumora's shown windows, once there is a display
     printf 'FAIL %s: %s\n' "$CASE" "$*" && [ -n "${WAYLAND_DISPLAY:-}${DISPLAY:-}" ] || exit 1
     grab "$OUT/failure.png" 2>/dev/null && log "screenshot: $OUT/failure.png"
@@ -19,13 +17,11 @@ skip() { printf 'SKIP %s: %s\n' "$CASE" "$*" && exit 77; } # 77 tells run.sh tha
 need() { for tool; do command -v "$tool" >/dev/null || skip "$tool is not installed (scripts/setup.sh desktop)"; done; }
 cleanup() { # Lumora, given 3 s on SIGTERM (it must end); the rest in reverse order; as PID 1, whatever those started
     local status=$? i && trap - EXIT
-    ! kill -TERM "${SPAWNED_LUMORA:-none}" 2>/dev/null || poll 3 not alive "$SPAWNED_LUMORA" ||
-        log "lumora (pid $SPAWNED_LUMORA) was still running 3 s after SIGTERM"
+    ! kill -TERM "${SPAWNED_LUMORA:-none}" 2>/dev/null || poll 3 not alive "$SPAWNED_LUMORA" || log "lumora (pid $SPAWNED_LUMORA) ran on 3 s after SIGTERM"
     for ((i = ${#STARTED[@]} - 1; i >= 0; i--)); do kill -TERM "${STARTED[i]}" 2>/dev/null || true; done
     for i in "${STARTED[@]}"; do poll 3 not alive "$i" || kill -KILL "$i" 2>/dev/null || true; done
     [ $$ -ne 1 ] || { kill -KILL -1 2>/dev/null; poll 5 sh -c '[ "$(ps -e --no-headers | wc -l)" -le 2 ]'; } || true
-    rm -rf "$SCRATCH" 2>/dev/null || true
-    exit "$status"
+    rm -rf "$SCRATCH" 2>/dev/null; exit "$status"
 }
 trap cleanup EXIT && trap 'exit 130' INT TERM
 # spawn NAME COMMAND...: in the background, its output (and how it ends) in $OUT/NAME.log.
@@ -79,8 +75,7 @@ below_panel() { echo 0 $((PANEL[1] + PANEL[3])) 1280 $((800 - PANEL[1] - PANEL[3
 # grab FILE: the whole screen as PNG: grim under Wayland, the X root window otherwise.
 grab() { if [ -n "${WAYLAND_DISPLAY:-}" ]; then grim "$1"; else xwd -root -silent | xwdtopnm 2>/dev/null | pnmtopng >"$1"; fi; }
 screenshot() { grab "$OUT/$1.png" || fail "could not take the screenshot $1"; log "screenshot: $OUT/$1.png"; }
-# differs FILE REFERENCE.png LEFT TOP WIDTH HEIGHT: grabs the screen into FILE; true when that region differs from
-# the reference, CHANGED then being the box "x y width height" (screen coordinates) of the pixels that differ.
+# differs FILE REFERENCE.png LEFT TOP WIDTH HEIGHT: the screen grabbed into FILE differs there; CHANGED: "x y width height" of that.
 differs() {
     grab "$1" && CHANGED=$(pamarith -difference <(pngtopnm "$2" | pamcut "${@:3}") <(pngtopnm "$1" | pamcut "${@:3}") |
         pnmtoplainpnm | awk -v left="$3" -v top="$4" 'NR == 2 { w = $1 } NR <= 3 { next }
@@ -90,8 +85,7 @@ differs() {
 }
 # screenshot_changed NAME REFERENCE.png LEFT TOP WIDTH HEIGHT: a screenshot once the window in the region has drawn.
 screenshot_changed() { wait_until 10 "$1: nothing was drawn in the region ${*:3}" differs "$OUT/$1.png" "${@:2}" && log "screenshot: $OUT/$1.png"; }
-# Lumora's shown windows, "id x y width height" a line (sway's case redefines it); the break screen covers the whole
-# 1280x800 screen; the popover is 300 to 400 wide, next to the icon at CX, CY for `popover_shown near`.
+# Lumora's windows, "id x y width height" (sway's case redefines it): the break screen 1280x800, the popover 300 to 400 wide.
 lumora_windows() { for id in $(xdotool search --onlyvisible --classname '^lumora$' 2>/dev/null); do geometry "$id" && echo "$id $X $Y $WIDTH $HEIGHT"; done; }
 full_screen() { lumora_windows | awk '$2 == 0 && $3 == 0 && $4 == 1280 && $5 == 800 { f = 1 } END { exit !f }'; }
 popover_shown() { lumora_windows | awk -v near="${1:-}" -v cx="${CX:-}" -v cy="${CY:-}" '$4 >= 300 && $4 <= 400 && $5 < 800 &&
@@ -106,8 +100,7 @@ end_break() { # Escape, once the keyboard's focus is on the break screen, ends t
     xdotool key Escape && wait_until 10 "Escape did not end the break" not full_screen && ok "Escape ended the break"
 }
 click() { xdotool mousemove "$1" "$2" click "$3" || fail "could not click at $1,$2"; } # X Y BUTTON (sway's case redefines it)
-# show_icon: the fake tools connected, Lumora started; waits for what appears in the panel's region (PANEL), the
-# same in two screenshots in a row (panels may let it grow in): its icon, CX, CY its middle.
+# show_icon: Lumora's icon, what appears in PANEL the same in two screenshots in a row (panels let it grow in); CX, CY its middle.
 settled() { local last=${CHANGED:-}; differs "$@" && [ "$CHANGED" = "$last" ]; }
 show_icon() { # [PREFIX...]: Lumora started under it
     connect_fake_tools 30 42 && screenshot before-lumora && start_lumora "$@" && CHANGED=""
@@ -132,8 +125,7 @@ feed_claude_hook() { # USED: the real hook script `lumora connect claude` instal
     printf '{"model":{"display_name":"Opus"},"rate_limits":{"five_hour":{"used_percentage":%s,"resets_at":%s},"seven_day":{"used_percentage":10,"resets_at":%s}}}' \
         "$1" "$resets" "$((resets + 86400))" | sh "$XDG_DATA_HOME/Lumora/claude-statusline.sh" >/dev/null || fail "the hook script failed"
 }
-# connect_fake_tools CODEX-USED CLAUDE-USED: a fake claude (Lumora only needs it to exist) and fake-codex.sh, CODEX-USED
-# % used, resetting in an hour, both connected through the command line (under WRAP NAME, when set).
+# connect_fake_tools CODEX-USED CLAUDE-USED: fake-codex.sh and a fake claude, connected by the command line (under WRAP NAME).
 connect_fake_tools() {
     cp "$HERE/fake-codex.sh" "$SCRATCH/bin/codex" && echo "$1" >"$SCRATCH/bin/codex.used" && echo $(($(date +%s) + 3600)) >"$SCRATCH/bin/codex.resets"
     printf '#!/bin/sh\necho "2.0.0 (Claude Code)"\n' >"$SCRATCH/bin/claude" && chmod +x "$SCRATCH/bin/claude"
@@ -141,8 +133,7 @@ connect_fake_tools() {
         ${WRAP:+$WRAP connect-$tool} "$LUMORA" connect $tool >"$OUT/connect-$tool.log" 2>&1 || fail "lumora connect $tool: $(cat "$OUT/connect-$tool.log")"
     done && feed_claude_hook "$2"
 }
-# Whether the watcher lists an item of the Lumora process (ITEM: its bus name and path); watchers write an item as
-# "NAME/PATH", "NAME" (path /StatusNotifierItem) or "NAME@PATH" (GNOME).
+# Whether the watcher lists an item of Lumora's (ITEM: its name and path), written "NAME/PATH", "NAME" or "NAME@PATH" (GNOME).
 lumora_item_registered() {
     for item in $(watcher RegisteredStatusNotifierItems | grep -o "'[^']*'" | tr -d "'"); do
         name=${item%%[/@]*} path=${item#"${item%%[/@]*}"} && path=${path#@}
@@ -152,8 +143,7 @@ lumora_item_registered() {
 start_lumora() { # [PREFIX...]: the tray (under a wrapper such as strace); waits for its name and its item, if a watcher runs
     spawn lumora "$@" "$LUMORA" && SPAWNED_LUMORA=$SPAWNED && wait_until 20 "lumora did not take io.github.lumora.Lumora (log: $OUT/lumora.log)" bus_has io.github.lumora.Lumora
     LUMORA_PID="$(bus_owner_pid io.github.lumora.Lumora)" && ok "lumora runs (pid $LUMORA_PID) and owns its bus name"
-    ! bus_has org.kde.StatusNotifierWatcher ||
-        { wait_until 15 "the watcher did not list Lumora's item" lumora_item_registered && ok "the watcher lists Lumora's item"; }
+    ! bus_has org.kde.StatusNotifierWatcher || { wait_until 15 "the watcher did not list Lumora's item" lumora_item_registered && ok "the watcher lists Lumora's item"; }
 }
 lumora_call() { bus_call io.github.lumora.Lumora /io/github/lumora/Lumora "io.github.lumora.Lumora.$1"; }
 quit_lumora() { lumora_call Quit >/dev/null || true; wait_until 15 "lumora did not quit" not alive "$SPAWNED_LUMORA"; }
@@ -162,8 +152,7 @@ label_is() { [[ "$(sni_property XAyatanaLabel | sed -n "s/^(<'\(.*\)'>,)\$/\1/p"
 show_status() { STATUS="$("$LUMORA" status)" && wait_until 20 "the item's label is not \"$STATUS\" as lumora status prints" label_is "$STATUS"; }
 app_server_runs() { grep -c '^app-server' "$SCRATCH/bin/codex.runs" 2>/dev/null || true; }
 ran_since() { [ "$(app_server_runs)" -gt "$1" ]; } # codex app-server ran more often than that since
-# refresh_to LABEL-PART: asks the tray to refresh until it has run codex again (one asked for while one is under way
-# is dropped, as it should be); then the label shows LABEL-PART.
+# refresh_to LABEL-PART: refreshes until codex ran again (one asked for during another is dropped); the label shows LABEL-PART.
 refresh_to() {
     local runs=$(app_server_runs) && for _ in {1..7}; do lumora_call Refresh >/dev/null && poll 3 ran_since "$runs" && break; done
     ran_since "$runs" || fail "the tray did not refresh (no new codex run) within 21 s"

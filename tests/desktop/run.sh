@@ -1,8 +1,6 @@
 #!/usr/bin/env bash
-# tests/desktop/run.sh [-o OUTPUT-FOLDER] [LUMORA-BINARY] [CASE...]: Lumora against the real panels of a Debian
-# desktop, headless; each case (case-*.sh) starts its own buses, display server and panel, under a time limit, in PID
-# and user namespaces of its own (uid 1000 inside: sway refuses to run as root, and a desktop session is a user's), so
-# that nothing it starts outlives it. Prints a line per case, the screenshots and "N passed, N failed, N skipped".
+# tests/desktop/run.sh [-o OUTPUT-FOLDER] [LUMORA-BINARY] [CASE...]: each case (case-*.sh) with its own buses, display server
+# and panel, under a time limit, in PID and user namespaces of its own (uid 1000: sway refuses root), so that nothing outlives it.
 set -uo pipefail
 here="$(cd "$(dirname "$0")" && pwd)" && out="$here/../../build/desktop-test" && [ "${1:-}" != -o ] || { out=$2 && shift 2; }
 lumora="${1:-$here/../../build/bin/lumora}"; shift; cases=(${*:-gnome plasma xfce screens sway})
