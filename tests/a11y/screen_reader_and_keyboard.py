@@ -55,7 +55,8 @@ def write(path, text):
 
 try:
     # Xvfb, the session bus (the system bus too: nothing reaches the machine's), the a11y bus.
-    os.makedirs(HOME), os.makedirs(RUN, mode=0o700)
+    os.makedirs(HOME)
+    os.makedirs(RUN, mode=0o700)
     xvfb = spawn(["Xvfb", "-displayfd", "1", "-screen", "0", "1280x800x24", "-nolisten", "tcp", "-noreset",
                   "-auth", "/dev/null"], stdout=subprocess.PIPE, text=True, stderr=subprocess.DEVNULL)
     ENV["DISPLAY"] = ":" + xvfb.stdout.readline().strip()
@@ -79,9 +80,8 @@ try:
     write(SCRATCH + "/claude", '#!/bin/sh\necho "2.0.0 (Claude Code)"\n')
     ENV.update(LUMORA_CODEX_PATH=SCRATCH + "/codex", LUMORA_CLAUDE_PATH=SCRATCH + "/claude")
     run(LUMORA, "connect", "codex") and run(LUMORA, "connect", "claude")
-    limit = {"used_percentage": 42, "resets_at": NOW + 8130}
-    run("sh", HOME + "/.local/share/Lumora/claude-statusline.sh", input=json.dumps(
-        {"model": {"display_name": "Opus"}, "rate_limits": {"five_hour": limit}}))
+    run("sh", HOME + "/.local/share/Lumora/claude-statusline.sh", input=json.dumps({"model": {"display_name": "Opus"},
+        "rate_limits": {"five_hour": {"used_percentage": 42, "resets_at": NOW + 8130}}}))
     tray = spawn([LUMORA])
     wait_until(lambda: run(LUMORA, "popover", check=False).returncode == 0, "lumora's tray")
     said = lambda node: f"{node.getRoleName()} {node.name}"

@@ -19,8 +19,9 @@ up 40 "GNOME Shell did not start" bus_has org.gnome.Shell
 up 20 "the probe extension did not turn on unsafe mode" shell_eval 1
 up 20 "the AppIndicator extension did not start its StatusNotifierWatcher" bus_has org.kde.StatusNotifierWatcher
 state=$(shell_eval "Main.extensionManager.lookup('$appindicator').state") && [ "$state" = 1 ] || fail "the AppIndicator extension is not enabled (state $state)"
-overview_closed() { shell_eval '(() => { if (Main.layoutManager._startingUp) return false; if (Main.overview.visible) {
-    Main.overview.hide(); return false; } return !Main.overview.animationInProgress; })()' | grep -qx true; } # left for the desktop
+overview_closed() { # the overview the shell shows once started, closed for the desktop with its top bar
+    shell_eval '(() => { if (Main.layoutManager._startingUp) return false; if (Main.overview.visible) { Main.overview.hide(); return false; }
+        return !Main.overview.animationInProgress; })()' | grep -qx true; }
 wait_until 20 "the overview did not close" overview_closed
 ok "GNOME Shell $(gnome-shell --version | awk '{print $3}') runs with the AppIndicator extension and its watcher"
 connect_fake_tools 30 42 && status="$("$LUMORA" status)" && start_lumora

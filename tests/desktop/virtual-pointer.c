@@ -1,6 +1,5 @@
-/* Gives headless sway a pointer, kept until killed (without an input device its seat has none, and `seat - cursor`
- * commands reach nobody); prints "ready" once attached. The two interfaces of zwlr_virtual_pointer_manager_v1 are
- * declared by hand, up to the one request sent, which spares a protocol file and wayland-scanner. */
+/* Gives headless sway's seat a pointer until killed, for `seat - cursor` commands; prints "ready" once attached. The two
+ * interfaces of zwlr_virtual_pointer_manager_v1, up to the one request sent, are declared by hand: no wayland-scanner. */
 #include <stdio.h>
 #include <string.h>
 #include <wayland-client.h>
