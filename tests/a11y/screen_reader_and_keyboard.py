@@ -79,7 +79,7 @@ try:
     write(SCRATCH + "/codex.resets", str(NOW + 3600))
     write(SCRATCH + "/claude", '#!/bin/sh\necho "2.0.0 (Claude Code)"\n')
     ENV.update(LUMORA_CODEX_PATH=SCRATCH + "/codex", LUMORA_CLAUDE_PATH=SCRATCH + "/claude")
-    run(LUMORA, "connect", "codex") and run(LUMORA, "connect", "claude")
+    for tool in ("codex", "claude"): run(LUMORA, "connect", tool)
     run("sh", HOME + "/.local/share/Lumora/claude-statusline.sh", input=json.dumps({"model": {"display_name": "Opus"},
         "rate_limits": {"five_hour": {"used_percentage": 42, "resets_at": NOW + 8130}}}))
     tray = spawn([LUMORA])
@@ -142,8 +142,8 @@ try:
     # Space and Enter on a switch turn it off and on again.
     press("Tab", focus_on=POPOVER[2])
     assert has(next(n for n in nodes(window(POPOVER_WINDOW)) if said(n) == POPOVER[2]), pyatspi.STATE_CHECKED)
-    press("space") or saved("showCodexInMenuBar", False)
-    press("Return") or saved("showCodexInMenuBar", True)
+    press("space"); saved("showCodexInMenuBar", False)
+    press("Return"); saved("showCodexInMenuBar", True)
     # Enter on Settings opens them, in place of the popover, on a control of their own.
     press("Tab", "Tab", "Tab", "Tab", focus_on=POPOVER[6])
     press("Return", focus_on=CONTROL, within=SETTINGS_WINDOW)
