@@ -7,24 +7,16 @@
 #include "core/ClaudeUsageProvider.h"
 #include "core/DataFolder.h"
 #include "core/ExecutableSearch.h"
-#include "core/UsageSnapshot.h"
 #include "history/HistoryStore.h"
 #include "support/TestSupport.h"
 
 #include <QDeadlineTimer>
-#include <QDir>
-#include <QFileInfo>
-#include <QJsonArray>
 #include <QJsonDocument>
-#include <QRegularExpression>
 #include <QScopeGuard>
 #include <QStandardPaths>
 #include <QThread>
 
-#include <csignal>
-#include <functional>
 #include <gtest/gtest.h>
-#include <tuple>
 
 using namespace lumora;
 using namespace lumora::test;
