@@ -6,7 +6,6 @@
 #include "core/BuildInfo.h"
 #include "core/ClaudeUsageProvider.h"
 #include "core/DataFolder.h"
-#include "core/ExecutableSearch.h"
 #include "history/HistoryStore.h"
 #include "support/TestSupport.h"
 
@@ -71,16 +70,16 @@ protected:
     }
     void cache(QByteArray j) const { writeFile(home.dataFile("claude-rate-limits.json"), j); }
     // Claude Code's last snapshot as the tray left it, taken AGE seconds ago.
-    void saveClaude(Availability availability, double usedRatio, qint64 age = 0) const {
+    void saveClaude(Availability availability, std::optional<double> usedRatio, qint64 age = 0,
+                    std::optional<QString> message = {}) const {
         const auto at = QDateTime::fromSecsSinceEpoch(QDateTime::currentSecsSinceEpoch() - age);
         const UsageWindow window(UsageWindow::Kind::session, usedRatio, at.addSecs(9000));
         const UsageSnapshot snapshot{"claude-code",     "Claude Code", at,
                                      availability,      {window},      SnapshotSource::officialCLI,
-                                     Confidence::exact, 150,           {}};
+                                     Confidence::exact, 150,           message};
         writeFile(home.dataFile("claude-code-snapshot.json"), snapshot.encode());
     }
     QString codex() const { return home.filePath("tools/codex"); }
-    QJsonObject preferences() const { return readJsonObject(home.preferencesFile()); }
 
     TemporaryHome home;
 };
@@ -111,16 +110,12 @@ bool within(int ms, const std::function<bool()>& done) {
 
 // A user's walk: no tool is shown until one is connected; Codex and Claude Code connected, read,
 // ordered and switched off as stored. Waybar's module: the class is the worst verdict shown, the
-// percentage the lowest share left; bad files and hostile texts still give one line of JSON, its
-// tooltip escaped for Pango. The kept history: the pace and the weekly window in status --json and
-// the tooltip, the history table. Settings that cannot be changed safely are kept.
+// percentage the lowest share left; hostile texts still give one line of JSON, its tooltip escaped
+// for Pango. The kept history: the pace and the weekly window in status --json and the tooltip.
 TEST_F(CommandLineTest, AUserConnectsTheToolsFollowsTheStoredChoicesAndDisconnects) {
     EXPECT_EQ(outcome("status; status --all"), "0 Lumora\n0 Codex --% \u00B7 Claude Code --%\n");
     EXPECT_EQ(outcome("connect claude"), "1 Claude Code is not installed.\n" +
                                              ClaudeUsageProvider::checkedVersionMessage + "\n");
-    if (!firstExecutable({"/usr/local/bin/codex", "/usr/bin/codex", "/opt/homebrew/bin/codex"})) {
-        EXPECT_EQ(outcome("connect codex"), "1 Codex is not installed.\n");
-    }
     installCodex("echo 'Not logged in'; exit 1");
     EXPECT_EQ(
         outcome("connect codex"),
@@ -131,10 +126,8 @@ TEST_F(CommandLineTest, AUserConnectsTheToolsFollowsTheStoredChoicesAndDisconnec
     // Codex ready: switched on, as the tray does when it finds Codex ready, read and remembered.
     installCodex("exit 0");
     EXPECT_EQ(outcome("connect codex; status"), "0 Codex is connected.\n0 Codex 58%\n");
-    const auto read = UsageSnapshot::fromJson(json("status --json")["snapshots"][0].toObject());
     const auto saved = UsageSnapshot::decode(readFile(home.dataFile("codex-snapshot.json")));
-    EXPECT_TRUE(read.source == SnapshotSource::officialAppServer && saved &&
-                read.windows.first().usedRatio == 0.42 && saved->windows == read.windows);
+    EXPECT_TRUE(saved && saved->windows.first().usedRatio == 0.42);
     // Signed out: the status says so and nothing new is remembered.
     installCodex("exit 1");
     EXPECT_EQ(outcome("status"), "0 Codex --%\n");
@@ -154,7 +147,7 @@ TEST_F(CommandLineTest, AUserConnectsTheToolsFollowsTheStoredChoicesAndDisconnec
     EXPECT_EQ(outcome("status; disconnect codex; status"),
               "0 Claude Code 58% \u00B7 Codex --%\n0 Codex is disconnected.\n0 Claude Code 58%\n");
     stored["codexEnabled"] = false;
-    EXPECT_EQ(preferences(), stored);
+    EXPECT_EQ(readJsonObject(home.preferencesFile()), stored);
     cache("");
     const std::tuple<Availability, double, QString, QString, int> rows[] = {
         {Availability::ready, 0.42, "Claude Code 58%", "ready", 58},
@@ -167,7 +160,6 @@ TEST_F(CommandLineTest, AUserConnectsTheToolsFollowsTheStoredChoicesAndDisconnec
         EXPECT_FALSE(expectWaybar(text, {verdict}, left, tooltip).contains('\n'));
     }
     // Codex first but signed out: its line says so; it changes neither verdict nor percentage.
-    writeScript(codex(), fakeCodex("echo 'Not logged in'; exit 1", "exit 1"));
     writeFile(home.preferencesFile(), R"({"providerEnabled": true, "codexEnabled": true})");
     saveClaude(Availability::limited, 0.9);
     expectWaybar("Codex --% · Claude Code 10%", {"limited"}, 10,
@@ -177,16 +169,7 @@ TEST_F(CommandLineTest, AUserConnectsTheToolsFollowsTheStoredChoicesAndDisconnec
     EXPECT_TRUE(expectWaybar("Codex --% · Claude Code --%", {"limited", "stale"}, -1, "Codex: ")
                     .contains("\nClaude Code: usage needs sync (last update "));
     writeFile(home.preferencesFile(), R"({"providerEnabled": true})");
-    writeFile(home.dataFile("claude-code-snapshot.json"), QByteArray("\x00\xff\n\x1b[2J", 6));
-    cache("[]");
-    EXPECT_EQ(expectWaybar("Claude Code --%", {"unknown"}, -1, ""),
-              "Claude Code: Open Claude Code and send a message once to sync usage.");
-    QJsonObject hostile = UsageSnapshot::unavailable("claude-code", "Claude Code", "x").toJson();
-    hostile["availability"] = "limited";
-    hostile["staleAfterSeconds"] = 86400;
-    hostile["statusMessage"] = "<span size='99999'>&</span>\nline\x01";
-    cache("");
-    writeFile(home.dataFile("claude-code-snapshot.json"), QJsonDocument(hostile).toJson());
+    saveClaude(Availability::limited, std::nullopt, 0, "<span size='99999'>&</span>\nline\x01");
     EXPECT_EQ(expectWaybar("Claude Code", {"limited"}, -1, ""),
               "Claude Code: &lt;span size='99999'&gt;&amp;&lt;/span&gt;\nline\x01");
     // 30 points in the last 40 minutes: the limit in about 53 minutes, before the reset.
@@ -218,9 +201,6 @@ TEST_F(CommandLineTest, AUserConnectsTheToolsFollowsTheStoredChoicesAndDisconnec
     const CommandOutcome table = lumora("history --provider claude");
     EXPECT_EQ(table.out.count('\n'), 5) << table.out.toStdString(); // a header and four rows
     EXPECT_EQ(outcome("disconnect claude; status"), "0 Claude Code is disconnected.\n0 Lumora\n");
-    writeFile(home.filePath(".claude/settings.json"), "[1, 2, 3]\n");
-    EXPECT_EQ(outcome("connect claude"), "1 Claude Code settings could not be updated safely.\n");
-    EXPECT_EQ(readFile(home.filePath(".claude/settings.json")), "[1, 2, 3]\n");
 }
 
 // The version; check-updates gives an offer or what went wrong, and a feed cannot send control
@@ -335,9 +315,6 @@ TEST_F(RealClaudeCodeTest, TheHookRunsInsideClaudeCodeAndDisconnectRestoresTheEa
     ASSERT_TRUE(QDir().mkpath(home.filePath(".npm-global")) &&
                 QFile::link(QFileInfo(claude).absolutePath(), home.filePath(".npm-global/bin")));
     ASSERT_EQ(outcome("connect claude"), connected);
-    QJsonObject hooked = readJsonObject(settings);
-    EXPECT_TRUE(hooked.take("statusLine")["command"].toString().contains("claude-statusline.sh"));
-    EXPECT_EQ(hooked, others);
     // Claude Code asks whether to use the key in its environment (yes) and runs the hook, which
     // runs the earlier status line with the same JSON; with no usage in it, no line of its own.
     const CommandOutcome started =
@@ -348,8 +325,7 @@ TEST_F(RealClaudeCodeTest, TheHookRunsInsideClaudeCodeAndDisconnectRestoresTheEa
     // Ends tmux and with it Claude Code, however the test ends.
     const auto ending = qScopeGuard([&] {
         tmuxCommand({"kill-server"});
-        const QString proc = QStringLiteral("/proc/%1").arg(claudePid);
-        if (claudePid > 0 && !within(10000, [&] { return !QFileInfo::exists(proc); })) {
+        if (claudePid > 0 && !within(10000, [&] { return ::kill(claudePid, 0) != 0; })) {
             ::kill(static_cast<pid_t>(claudePid), SIGKILL);
         }
     });
