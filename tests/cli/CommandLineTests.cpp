@@ -9,11 +9,10 @@
 #include "history/HistoryStore.h"
 #include "support/TestSupport.h"
 
-#include <QDeadlineTimer>
 #include <QJsonDocument>
 #include <QScopeGuard>
 #include <QStandardPaths>
-#include <QThread>
+#include <QTest>
 
 #include <gtest/gtest.h>
 
@@ -95,15 +94,6 @@ const QString earlierCommand = QStringLiteral(
 int earlierRun(const QString& screen) {
     static const QRegularExpression line(QStringLiteral("Earlier status line, run (\\d+)"));
     return line.match(screen).captured(1).toInt();
-}
-// Whether `done` holds within MS milliseconds, asked every 50 ms.
-bool within(int ms, const std::function<bool()>& done) {
-    for (const QDeadlineTimer deadline(ms); !deadline.hasExpired(); QThread::msleep(50)) {
-        if (done()) {
-            return true;
-        }
-    }
-    return done();
 }
 
 } // namespace
@@ -226,11 +216,10 @@ TEST_F(CommandLineTest, VersionUpdatesLanguagesAndWrongUsage) {
         EXPECT_EQ(outcome("check-updates"),
                   "1 The update channel is not configured in this build.\n");
     }
-    const QString nbsp(QChar(0x00A0));
     const std::tuple<QString, QString, QString> languages[] = {
         {"LANG=en_US.UTF-8", "Usage: lumora [COMMAND] [OPTIONS]", "No tool is shown."},
         {"LANG=de_DE.UTF-8", "Aufruf: lumora [BEFEHL] [OPTIONEN]", "Kein Tool wird angezeigt."},
-        {"LANG=fr_FR.UTF-8", "Utilisation" + nbsp + ": lumora", "Aucun outil n\u2019est"},
+        {"LANG=fr_FR.UTF-8", "Utilisation\u00A0: lumora", "Aucun outil n\u2019est"},
         {"LANG=de_DE.UTF-8 LANGUAGE=fr", "Utilisation", "Aucun outil"},
         {"LANG=de_DE.UTF-8 LANGUAGE=en_GB:de", "Usage: lumora", "No tool"},
         {"LANG=de_AT.UTF-8", "Aufruf", "Kein Tool"},
@@ -278,9 +267,10 @@ TEST_F(RealClaudeCodeTest, TheHookRunsInsideClaudeCodeAndDisconnectRestoresTheEa
     // Reads the screen until it `shows` so, within 30 s; fails the test with the last screen.
     QString screen;
     const auto waitForScreen = [&](const std::function<bool(const QString&)>& shows) {
-        const bool shown = within(30000, [&] {
+        const auto read = [&] {
             return shows(screen = tmuxCommand({"capture-pane", "-p"}).out);
-        });
+        };
+        const bool shown = QTest::qWaitFor(read, 30000);
         EXPECT_TRUE(shown) << "Claude Code's screen shows:\n" << screen.toStdString();
         return shown;
     };
@@ -321,12 +311,12 @@ TEST_F(RealClaudeCodeTest, TheHookRunsInsideClaudeCodeAndDisconnectRestoresTheEa
         tmuxCommand(QStringList{"new-session", "-d", "-x", "120", "-y", "40", "-c", project, "-P",
                                 "-F", "#{pane_pid}"} +
                     networkIsolation + QStringList{home.filePath(".npm-global/bin/claude")});
-    const qint64 claudePid = started.out.trimmed().toLongLong();
+    const pid_t claudePid = started.out.trimmed().toInt();
     // Ends tmux and with it Claude Code, however the test ends.
     const auto ending = qScopeGuard([&] {
         tmuxCommand({"kill-server"});
-        if (claudePid > 0 && !within(10000, [&] { return ::kill(claudePid, 0) != 0; })) {
-            ::kill(static_cast<pid_t>(claudePid), SIGKILL);
+        if (claudePid > 0 && !QTest::qWaitFor([&] { return ::kill(claudePid, 0) != 0; }, 10000)) {
+            ::kill(claudePid, SIGKILL);
         }
     });
     ASSERT_TRUE(started.exitCode == 0 && claudePid > 0) << started.out.toStdString();
