@@ -2,8 +2,6 @@
 #include "JsonExtract.h"
 #include "support/TestSupport.h"
 
-#include <QDir>
-
 #include <gtest/gtest.h>
 
 using namespace lumora::jsontool;
@@ -77,8 +75,7 @@ TEST(JsonExtract, TheHelperWritesNothingWhenItFindsNothing) {
         EXPECT_TRUE(
             run.exitCode == exitCode && run.out == printed &&
             (exitCode == 0 || run.err.startsWith(exitCode == 1 ? "lumora-json: " : "usage: ")))
-            << arguments.toStdString() << ": " << run.exitCode << run.out.toStdString()
-            << run.err.toStdString();
+            << arguments.toStdString() << ": " << (run.out + run.err).toStdString();
     }
     EXPECT_EQ(std::tuple(readFile(out), fileMode(out), QDir(home.path()).entryList(QDir::Files)),
               std::tuple(QByteArray(R"({"five_hour":{"used_percentage":58}})"), 0600,
