@@ -110,9 +110,7 @@ TEST_F(CommandLineTest, AUserConnectsTheToolsFollowsTheStoredChoicesAndDisconnec
     EXPECT_EQ(
         outcome("connect codex"),
         "1 Sign in to Codex to continue.\nRun `codex login` in a terminal, then try again.\n");
-    // Nothing without a verdict is remembered; status and failed connections write no settings.
-    EXPECT_FALSE(QFileInfo::exists(home.dataFile("claude-code-snapshot.json")) ||
-                 QFileInfo::exists(home.preferencesFile()));
+    EXPECT_FALSE(QFileInfo::exists(home.preferencesFile())); // status, failed connections: none
     // Codex ready: switched on, as the tray does when it finds Codex ready, read and remembered.
     installCodex("exit 0");
     EXPECT_EQ(outcome("connect codex; status"), "0 Codex is connected.\n0 Codex 58%\n");
@@ -188,16 +186,14 @@ TEST_F(CommandLineTest, AUserConnectsTheToolsFollowsTheStoredChoicesAndDisconnec
               QJsonObject({{"kind", "weekly"}, {"resetsAt", weeklyReset}, {"usedRatio", 0.36}}));
     EXPECT_TRUE(expectWaybar("Claude Code 40%", {"ready"}, 40, "Claude Code · ")
                     .contains("\n  At this pace: limit in "));
-    const CommandOutcome table = lumora("history --provider claude");
-    EXPECT_EQ(table.out.count('\n'), 5) << table.out.toStdString(); // a header and four rows
+    EXPECT_EQ(lumora("history --provider claude").out.count('\n'), 5); // a header and four rows
     EXPECT_EQ(outcome("disconnect claude; status"), "0 Claude Code is disconnected.\n0 Lumora\n");
 }
 
-// The version; check-updates gives an offer or what went wrong, and a feed cannot send control
-// sequences to a terminal; texts in the desktop's language (LANGUAGE, LC_ALL, LC_MESSAGES, LANG;
-// a country falls back to its language, an untranslated one to English); wrong usage: 2 and why.
-TEST_F(CommandLineTest, VersionUpdatesLanguagesAndWrongUsage) {
-    EXPECT_EQ(outcome("--version"), "0 Lumora 0.1.0\n");
+// check-updates gives an offer or what went wrong, and a feed cannot send control sequences to a
+// terminal; texts in the desktop's language (LANGUAGE, LC_ALL, LC_MESSAGES, LANG; a country falls
+// back to its language, an untranslated one to English); wrong usage exits with 2 and says why.
+TEST_F(CommandLineTest, UpdatesLanguagesAndWrongUsage) {
     const QString url = "https://e.com/get?v=1", offer = " is available.\n" + url + "\n";
     const std::tuple<QByteArray, QString, QString> updates[] = {
         {"1.5.0", "--current-version 1.4.2", "0 Lumora 1.5.0" + offer},
