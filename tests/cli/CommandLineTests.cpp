@@ -110,7 +110,7 @@ TEST_F(CommandLineTest, AUserConnectsTheToolsFollowsTheStoredChoicesAndDisconnec
     EXPECT_EQ(
         outcome("connect codex"),
         "1 Sign in to Codex to continue.\nRun `codex login` in a terminal, then try again.\n");
-    EXPECT_FALSE(QFileInfo::exists(home.preferencesFile())); // status, failed connections: none
+    EXPECT_FALSE(QFileInfo::exists(home.preferencesFile())); // none stored by status or a failure
     // Codex ready: switched on, as the tray does when it finds Codex ready, read and remembered.
     installCodex("exit 0");
     EXPECT_EQ(outcome("connect codex; status"), "0 Codex is connected.\n0 Codex 58%\n");
@@ -136,7 +136,7 @@ TEST_F(CommandLineTest, AUserConnectsTheToolsFollowsTheStoredChoicesAndDisconnec
               "0 Claude Code 58% \u00B7 Codex --%\n0 Codex is disconnected.\n0 Claude Code 58%\n");
     stored["codexEnabled"] = false;
     EXPECT_EQ(readJsonObject(home.preferencesFile()), stored);
-    cache("");
+    cache(""); // the snapshot saved last is read: waybar's class, percentage and tooltip
     const std::tuple<Availability, double, QString, QString, int> rows[] = {
         {Availability::ready, 0.42, "Claude Code 58%", "ready", 58},
         {Availability::limited, 0.855, "Claude Code 15%", "limited", 15},
