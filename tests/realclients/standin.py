@@ -19,8 +19,8 @@ STREAM = "".join(f"event: {data['type']}\ndata: {json.dumps(data)}\n\n" for data
      "usage": {"output_tokens": 4}},
     {"type": "message_stop"}]).encode()
 MESSAGE = json.dumps({**REPLY, "content": [{"type": "text", "text": TEXT["text"]}],
-                      "stop_reason": "end_turn",
-                      "usage": {"input_tokens": 12, "output_tokens": 4}}).encode()
+                      "stop_reason": "end_turn", "usage": {**REPLY["usage"], "output_tokens": 4}})
+MESSAGE = MESSAGE.encode()
 
 def windows(f):
     return (("5h", "primary", 18000, f["used"], f["reset"]),
@@ -48,31 +48,23 @@ def codex_usage(f):
 class StandIn(http.server.BaseHTTPRequestHandler):
     protocol_version = "HTTP/1.1"
     log_message = lambda self, *args: None
-
     def answer(self, status, body=b"{}", kind="application/json", headers={}):
-        with open(PORT_FILE + ".log", "a") as log:
-            log.write(f"{self.command} {self.path} {status}\n")
+        with open(PORT_FILE + ".log", "a") as log: print(self.command, self.path, status, file=log)
         self.send_response(status)
         for name, value in {**headers, "Content-Type": kind, "Content-Length": len(body)}.items():
             self.send_header(name, str(value))
         self.end_headers()
         self.wfile.write(b"" if self.command == "HEAD" else body)
-
-    def do_HEAD(self):
-        self.answer(200, b"")
-
+    def do_HEAD(self): self.answer(200, b"")
     def do_POST(self):
         request = json.loads(self.rfile.read(int(self.headers.get("Content-Length", 0))) or b"{}")
-        if not self.path.startswith("/v1/messages"):
-            return self.answer(404)
+        if not self.path.startswith("/v1/messages"): return self.answer(404)
         f = json.load(open(CONFIG_FILE))
         self.answer(200, *((b"<html>not a message</html>", "text/html") if f["fault"] == "garbage"
                            else (STREAM, "text/event-stream") if request.get("stream")
                            else (MESSAGE, "application/json")), claude_headers(f))
-
     def do_GET(self):
-        if not self.path.startswith("/backend-api/wham/usage"):
-            return self.answer(404)
+        if not self.path.startswith("/backend-api/wham/usage"): return self.answer(404)
         f = json.load(open(CONFIG_FILE))
         self.answer(200, b"{ not json" if f["fault"] == "garbage" else
                     json.dumps(codex_usage(f)).encode())

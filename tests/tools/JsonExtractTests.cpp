@@ -2,15 +2,14 @@
 #include "JsonExtract.h"
 #include "support/TestSupport.h"
 
-#include <QDir>
-
 #include <gtest/gtest.h>
 
 using namespace lumora::jsontool;
 using namespace lumora::test;
 
-// Values as JSON or plain text; absent ones; names compared decoded, the later duplicate wins.
-TEST(JsonExtract, FindsValuesAlongTheKeyPath) {
+// Values as JSON or plain text; absent ones; names compared decoded, the later duplicate wins;
+// anything but exactly one JSON text, or nested too deep, refused, not a crash.
+TEST(JsonExtract, FindsValuesAlongTheKeyPathOfExactlyOneJsonText) {
     const std::string document =
         R"( {"rate_limits" : {"five_hour": {"used_percentage": 41.5e0, "resets_at": null},)"
         R"( "seven_day": {"used_percentage": 7}}, "list": [10, {"a": "\u00e9\ud83d\ude00\n"}]} )";
@@ -32,10 +31,7 @@ TEST(JsonExtract, FindsValuesAlongTheKeyPath) {
     for (const auto& [json, path, format, expected] : cases) {
         EXPECT_EQ(extract(json, path, format).value, expected) << json << " " << path;
     }
-}
-
-// Anything but exactly one JSON text is refused as not JSON; deep nesting is refused, not a crash.
-TEST(JsonExtract, RefusesEverythingThatIsNotExactlyOneJsonText) {
+    // Anything but exactly one JSON text is refused as not JSON; deep nesting is refused.
     QList<QByteArray> bads =
         QByteArray(
             "| |{|}|[1,2|{\"a\":[1,]}|\"unterminated|{\"a\":1,}|{\"a\":1} {}|{\"a\" 1}|{a:1}|"
@@ -67,25 +63,21 @@ TEST(JsonExtract, TheHelperWritesNothingWhenItFindsNothing) {
         {"extract rate_limits json -o ~/out.json -", input, 0, ""},
         {"extract rate_limits.five_hour.used_percentage raw -o - -", input, 0, "58\n"},
         {"extract rate_limits.five_hour json -o - ~/in.json", {}, 0, "{\"used_percentage\":58}\n"},
-        {"extract rate_limits json -o ~/missing.json -", "{\"rate_limits\":", 1, ""},
-        {"extract rate_limits json -o ~/missing.json -", "{}", 1, ""},
         {"extract rate_limits json -o ~/missing.json -", "{\"rate_limits\":null}", 1, ""},
         {"", input, 2, ""},
         {"extract a xml -o - -", input, 2, ""},
         {"get a raw -o - -", input, 2, ""},
     };
     for (const auto& [arguments, stdIn, exitCode, printed] : cases) {
-        SCOPED_TRACE(arguments.toStdString());
         const QString expanded = QString(arguments).replace("~/", home.path() + "/");
         const CommandOutcome run = runProgram(builtExecutable("lumora-json"),
                                               expanded.split(' ', Qt::SkipEmptyParts), stdIn);
-        EXPECT_EQ(run.exitCode, exitCode);
-        EXPECT_EQ(run.out, printed);
-        EXPECT_TRUE(exitCode == 0 ||
-                    run.err.startsWith(exitCode == 1 ? "lumora-json: " : "usage: lumora-json"))
-            << run.err.toStdString();
+        EXPECT_TRUE(
+            run.exitCode == exitCode && run.out == printed &&
+            (exitCode == 0 || run.err.startsWith(exitCode == 1 ? "lumora-json: " : "usage: ")))
+            << arguments.toStdString() << ": " << (run.out + run.err).toStdString();
     }
-    EXPECT_EQ(readFile(out), R"({"five_hour":{"used_percentage":58}})");
-    EXPECT_EQ(fileMode(out), 0600);
-    EXPECT_EQ(QDir(home.path()).entryList(QDir::Files), QStringList({"in.json", "out.json"}));
+    EXPECT_EQ(std::tuple(readFile(out), fileMode(out), QDir(home.path()).entryList(QDir::Files)),
+              std::tuple(QByteArray(R"({"five_hour":{"used_percentage":58}})"), 0600,
+                         QStringList({"in.json", "out.json"})));
 }

@@ -1,8 +1,7 @@
 # cmake -DLUPDATE=… -DSOURCE_DIR=… -DWORK_DIR=… -P CheckTranslations.cmake: lupdate over copies of
 # the .ts files; fails naming each unfinished, vanished or obsolete text, or on lupdate's warnings.
 file(REMOVE_RECURSE "${WORK_DIR}")
-file(GLOB originals "${SOURCE_DIR}/app/translations/*.ts")
-file(COPY ${originals} DESTINATION "${WORK_DIR}")
+file(COPY "${SOURCE_DIR}/app/translations/" DESTINATION "${WORK_DIR}" FILES_MATCHING PATTERN "*.ts")
 file(GLOB copies "${WORK_DIR}/*.ts")
 execute_process(
     COMMAND "${LUPDATE}" -locations none -extensions cpp,h,qml -I "${SOURCE_DIR}"
@@ -21,7 +20,7 @@ foreach(copy IN LISTS copies)
     string(APPEND problems ${entries})
 endforeach()
 if(problems)
-    message(FATAL_ERROR "Texts without a complete translation, or translations of texts that are "
-        "gone:\n${problems}Run `cmake --build build --target update_translations`, translate "
-        "the new texts in app/translations/*.ts and remove the vanished ones.")
+    message(FATAL_ERROR "Texts without a complete translation, or translations of vanished texts:\n"
+        "${problems}Run `cmake --build build --target update_translations`, translate the new "
+        "texts in app/translations/*.ts and remove the vanished ones.")
 endif()
