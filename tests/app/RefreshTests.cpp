@@ -1,7 +1,9 @@
+// The model's refreshes, caches and update checks on fake and real providers in temporary homes.
 #include "AppTestSupport.h"
-
 #include "core/BuildInfo.h"
+#include "core/CodexUsageProvider.h"
 #include "core/SnapshotCache.h"
+#include "support/ProcessInspection.h"
 
 #include <QDir>
 
@@ -24,15 +26,16 @@ void refresh(AppModel& model, bool forceClaudeLive = false) {
     ASSERT_TRUE(waitFor(model.refresh(forceClaudeLive)));
 }
 
-// Runs one check to its end and returns the status line.
-QString check(AppModel& model, bool userInitiated) {
+QString check(AppModel& model, bool userInitiated) { // runs one check, returns the status line
     EXPECT_TRUE(waitFor(model.checkForUpdates(userInitiated)));
     return model.updates()->updateStatusMessage();
 }
 
 } // namespace
 
-TEST_F(RefreshTest, BothProvidersOffGiveDisconnectedSnapshotsAndNothingElse) {
+// Both providers off: a refresh fetches, caches and tells nothing. Started twice, the model runs
+// one refresh loop and one update loop.
+TEST_F(RefreshTest, BothProvidersOffGiveDisconnectedSnapshotsAndStartRunsOneLoopOfEach) {
     h.storePreference("alertsEnabled", true);
     claude.setSnapshot(usage("claude-code", Availability::blocked, 1.0));
     const auto model = h.makeModel();
@@ -41,10 +44,22 @@ TEST_F(RefreshTest, BothProvidersOffGiveDisconnectedSnapshotsAndNothingElse) {
     };
     EXPECT_EQ(texts(), "Claude Code status is unavailable. | Codex status is unavailable.");
     refresh(*model);
-    EXPECT_EQ(texts(), "Claude Code is disconnected. | Codex is disconnected.");
-    EXPECT_EQ(model->snapshot().availability, Availability::unknown);
-    EXPECT_EQ(claude.fetches() + h.codex->script->fetches() + h.notifier->sent.size(), 0);
+    EXPECT_EQ(std::tuple(texts(), model->snapshot().availability,
+                         claude.fetches() + h.codex->script->fetches() + h.notifier->sent.size()),
+              std::tuple(QString("Claude Code is disconnected. | Codex is disconnected."),
+                         Availability::unknown, 0));
     EXPECT_FALSE(QFile::exists(claudeCache) || QFile::exists(codexCache) || model->isRefreshing());
+    h.enableBoth();
+    h.updateChecker = std::make_shared<FakeUpdateChecker>();
+    AppTiming timing;
+    timing.refreshInterval = std::chrono::milliseconds(20);
+    const auto looping = h.makeModel(timing);
+    looping->start();
+    looping->start();
+    ASSERT_TRUE(waitUntil([&] { return h.codex->script->fetches() >= 4; }));
+    settle(); // the next update check is hours away
+    EXPECT_EQ(std::pair(h.updateChecker->checks.load(), claude.fetches()),
+              std::pair(1, h.codex->script->fetches()));
 }
 
 // Observers see Claude Code's snapshot change first; a refresh during a refresh is dropped; a late
@@ -64,19 +79,18 @@ TEST_F(RefreshTest, ARefreshDuringARefreshIsDroppedAndALateResultNeverReachesADe
     claude.fetchGate.close();
     const QFuture<void> first = model->refresh(false);
     ASSERT_TRUE(waitUntil([&] { return claude.fetchGate.waiting() == 1; }));
-    EXPECT_TRUE(model->refresh(true).isFinished()); // absorbed at once, not queued
-    EXPECT_FALSE(first.isFinished());
+    EXPECT_TRUE(model->refresh(true).isFinished() && !first.isFinished()); // absorbed, not queued
     claude.fetchGate.open();
     ASSERT_TRUE(waitFor(first));
     settle();
-    EXPECT_EQ(std::pair(claude.fetches(), claude.lastForceLive()),
-              std::pair(1, std::optional(false)));
-    EXPECT_EQ(seen, QStringList({"refreshing", "claude, codex still Codex status is unavailable.",
-                                 "codex, claude already new", "done"}));
+    EXPECT_EQ(
+        std::tuple(claude.fetches(), claude.lastForceLive(), seen),
+        std::tuple(1, std::optional(false),
+                   QStringList({"refreshing", "claude, codex still Codex status is unavailable.",
+                                "codex, claude already new", "done"})));
     refresh(*model, true); // once finished, the next one runs
     EXPECT_EQ(std::pair(claude.fetches(), claude.lastForceLive()),
               std::pair(2, std::optional(true)));
-
     const QByteArray cached = readFile(claudeCache);
     claude.setSnapshot(usage("claude-code", Availability::ready, 0.6));
     claude.fetchGate.close();
@@ -84,8 +98,7 @@ TEST_F(RefreshTest, ARefreshDuringARefreshIsDroppedAndALateResultNeverReachesADe
     ASSERT_TRUE(waitUntil([&] { return claude.fetchGate.waiting() == 1; }));
     model.reset();
     claude.fetchGate.open();
-    settle();
-    // Whoever waited was released.
+    settle(); // whoever waited was released
     EXPECT_EQ(std::tuple(claude.fetches(), pending.isFinished(), readFile(claudeCache)),
               std::tuple(3, true, cached));
 }
@@ -107,13 +120,12 @@ TEST_F(RefreshTest, CachedSnapshotsLoadAndOnlySnapshotsWithAVerdictAreSaved) {
     expected.source = SnapshotSource::localCache;
     expected.confidence = Confidence::lastKnown;
     expected.statusMessage = "Last known local status";
-    EXPECT_EQ(model->snapshot(), expected);
-    EXPECT_EQ(std::pair(model->codexSnapshot().source, model->codexSnapshot().confidence),
-              std::pair(SnapshotSource::localCache, Confidence::lastKnown));
-    refresh(*model);
-    EXPECT_EQ(SnapshotCache("claude-code", claudeCache).load(), fetched);
-    EXPECT_EQ(readFile(codexCache), earlierCodex); // the failed refresh keeps it byte for byte
-
+    EXPECT_EQ(std::tuple(model->snapshot(), model->codexSnapshot().source,
+                         model->codexSnapshot().confidence),
+              std::tuple(expected, SnapshotSource::localCache, Confidence::lastKnown));
+    refresh(*model); // the failed refresh keeps Codex's byte for byte
+    EXPECT_EQ(std::pair(SnapshotCache("claude-code", claudeCache).load(), readFile(codexCache)),
+              std::pair(std::optional(fetched), earlierCodex));
     QFile::remove(claudeCache);
     QDir().mkpath(claudeCache); // a folder where the file should be
     model->preferences()->setAlertsEnabled(true);
@@ -123,45 +135,27 @@ TEST_F(RefreshTest, CachedSnapshotsLoadAndOnlySnapshotsWithAVerdictAreSaved) {
     EXPECT_EQ(h.notifier->sent.size(), 1); // the notifications still went out
 }
 
+// Claude Code's two messages that need the user move its connection state, only while it is on.
 TEST_F(RefreshTest, ClaudeConnectionStateFollowsTheProvidersTwoMessages) {
     h.storePreference("providerEnabled", true);
     const auto model = h.makeModel();
     using Kind = ProviderConnectionState::Kind;
-    const auto stateAfter = [&](const UsageSnapshot& fetched) {
-        claude.setSnapshot(fetched);
+    const auto stateAfter = [&](const QString& text, std::optional<Availability> a = {}) {
+        claude.setSnapshot(a ? usage("claude-code", *a, 0.5)
+                             : UsageSnapshot::unavailable("claude-code", "Claude Code", text));
         refresh(*model);
         return model->connections()->claudeConnectionState().kind();
     };
-    const auto message = [](const QString& text) {
-        return UsageSnapshot::unavailable("claude-code", "Claude Code", text);
-    };
-    const std::pair<UsageSnapshot, Kind> rows[] = {
-        {message("Claude Code is not installed."), Kind::executableMissing},
-        {usage("claude-code", Availability::ready, 0.1), Kind::disconnected},
-        {message("Enable official Claude Code status sync."), Kind::setupRequired},
-        {message("Claude Code is not installed "), Kind::setupRequired}, // other texts: no change
-        {usage("claude-code", Availability::blocked, 1.0), Kind::disconnected}};
-    for (const auto& [fetched, kind] : rows) {
-        EXPECT_EQ(stateAfter(fetched), kind) << fetched.statusMessage.value_or("").toStdString();
-    }
+    EXPECT_EQ(
+        QList({stateAfter("Claude Code is not installed."), stateAfter("", Availability::ready),
+               stateAfter("Enable official Claude Code status sync."),
+               stateAfter("Claude Code is not installed "), // other texts: no change
+               stateAfter("", Availability::blocked)}),
+        QList({Kind::executableMissing, Kind::disconnected, Kind::setupRequired,
+               Kind::setupRequired, Kind::disconnected}));
     model->preferences()->setClaudeEnabled(false); // off: verdicts no longer move the state
     settle();
-    EXPECT_EQ(stateAfter(message("Claude Code is not installed.")), Kind::disconnected);
-}
-
-TEST_F(RefreshTest, StartRunsOneRefreshLoopAndOneUpdateLoop) {
-    h.enableBoth();
-    h.updateChecker = std::make_shared<FakeUpdateChecker>();
-    AppTiming timing;
-    timing.refreshInterval = std::chrono::milliseconds(20);
-    const auto model = h.makeModel(timing);
-    model->start();
-    model->start();
-    ASSERT_TRUE(waitUntil([&] { return h.codex->script->fetches() >= 4; }));
-    settle();
-    // The next update check is hours away.
-    EXPECT_EQ(std::pair(h.updateChecker->checks.load(), claude.fetches()),
-              std::pair(1, h.codex->script->fetches()));
+    EXPECT_EQ(stateAfter("Claude Code is not installed."), Kind::disconnected);
 }
 
 // The title depends on age, then availability; the panel text comes from the real Claude Code
@@ -181,7 +175,6 @@ TEST(StatusTitle, DependsOnAgeThenAvailabilityAndTheRealProviderFeedsThePanelTex
         snapshot.staleAfterSeconds = 300;
         EXPECT_EQ(AppModel::statusTitle(snapshot, now), title);
     }
-
     // The first refresh finds no figures; each run of the hook brings its own to the label.
     ModelHarness h;
     const auto real = h.useRealClaude(true);
@@ -192,14 +185,14 @@ TEST(StatusTitle, DependsOnAgeThenAvailabilityAndTheRealProviderFeedsThePanelTex
     ASSERT_TRUE(waitUntil(
         [&] { return model.snapshot().statusMessage == ClaudeUsageProvider::sendMessageMessage; }));
     for (const double used : {85.0, 42.4}) {
-        QProcess hook;
-        hook.start("/bin/sh", {real->statusLineInstaller().hookScriptPath()});
-        hook.write(QString(R"({"rate_limits":{"five_hour":{"used_percentage":%1,"resets_at":%2}}})")
-                       .arg(used)
-                       .arg(QDateTime::currentSecsSinceEpoch() + 3600)
-                       .toUtf8());
-        hook.closeWriteChannel();
-        ASSERT_TRUE(hook.waitForFinished(10000));
+        ASSERT_EQ(runProgram("/bin/sh", {real->statusLineInstaller().hookScriptPath()},
+                             QString(R"({"rate_limits":{"five_hour":{"used_percentage":%1,)"
+                                     R"("resets_at":%2}}})")
+                                 .arg(used)
+                                 .arg(QDateTime::currentSecsSinceEpoch() + 3600)
+                                 .toUtf8())
+                      .exitCode,
+                  0);
         const QString label = QStringLiteral("Claude Code %1%").arg(qRound(100 - used));
         EXPECT_TRUE(waitUntil([&] { return model.menuBarDisplayText() == label; }))
             << model.menuBarDisplayText().toStdString();
@@ -223,7 +216,6 @@ TEST(UpdateCheckTest, BackgroundChecksAreQuietOnFailureUserChecksSayWhyOneRunsAt
     check(*none, false);
     EXPECT_EQ(none->updates()->statusMessage(), std::nullopt);
     EXPECT_EQ(check(*none, true), "The update channel is not configured in this build.");
-
     h.updateChecker = std::make_shared<FakeUpdateChecker>();
     FakeUpdateChecker& checker = *h.updateChecker;
     const auto model = h.makeModel();
@@ -246,7 +238,6 @@ TEST(UpdateCheckTest, BackgroundChecksAreQuietOnFailureUserChecksSayWhyOneRunsAt
     model->openAvailableUpdate();
     EXPECT_EQ(std::pair(updates.hasAvailableUpdate(), h.desktop->openedUrls.size()),
               std::pair(false, qsizetype(1)));
-
     checker.gate.close();
     const QFuture<void> background = model->checkForUpdates(false);
     ASSERT_TRUE(waitUntil([&] { return checker.gate.waiting() == 1; }));
@@ -283,16 +274,60 @@ TEST(UpdateCheckTest, TheCoreCheckerReadsARealFeedAndTheLoopRepeats) {
     publish("1.6.0", "http"); // a user check that meets a loop check is dropped: retried
     EXPECT_TRUE(
         waitUntil([&] { return check(model, true) == "The update download must use HTTPS."; }));
-
     // The standard services take the feed and version from the build unless given.
     AppModel built(AppModel::Services::standard());
-    EXPECT_EQ(built.updates()->updateFeedConfigured(),
-              configuredUpdateFeedURL(QString::fromUtf8(buildinfo::updateFeedUrl)).has_value());
-    EXPECT_EQ(built.updates()->currentVersion(), QString::fromUtf8(buildinfo::version));
+    EXPECT_EQ(
+        std::pair(built.updates()->updateFeedConfigured(), built.updates()->currentVersion()),
+        std::pair(configuredUpdateFeedURL(QString::fromUtf8(buildinfo::updateFeedUrl)).has_value(),
+                  QString::fromUtf8(buildinfo::version)));
     AppModel given(
         AppModel::Services::standard(QUrl("https://updates.example/lumora.json"), "2.5.0"));
     EXPECT_EQ(std::pair(given.updates()->updateFeedConfigured(), given.updates()->currentVersion()),
               std::pair(true, QString("2.5.0")));
     settle();
     EXPECT_FALSE(QFile::exists(h.home.preferencesFile()));
+}
+
+// A thousand refreshes through the real providers (a fake `codex` started twice per refresh, the
+// Claude Code hook's cache rewritten between them): what the model keeps must not grow.
+TEST(ModelSoak, AThousandRefreshesKeepMemoryAndFileDescriptorsFlat) {
+    ModelHarness h;
+    const QString percent = h.home.filePath("percent"); // what the fake codex answers
+    CodexUsageProvider::Options options;
+    options.homeDirectory = h.home.path();
+    options.executableOverride = h.home.filePath("tools/codex");
+    // The answer leaves answeringAppServer's quotes to read the file.
+    const QByteArray answer =
+        R"x({"id":2,"result":{"rateLimits":{"primary":{"usedPercent":'"$(cat ')x" +
+        percent.toUtf8() + R"x(')"',"windowDurationMins":300,"resetsAt":1900000000}}}})x";
+    writeScript(*options.executableOverride, fakeCodex("exit 0", answeringAppServer(answer)));
+    h.useRealClaude(true);
+    h.enableBoth();
+    h.storePreference("showClaudeInMenuBar", true);
+    h.storePreference("alertsEnabled", true);
+    AppModel::Services services = h.services();
+    services.codexProvider = std::make_shared<CodexUsageProvider>(options);
+    AppModel model(services);
+    qsizetype descriptors = 0;
+    qint64 memory = 0;
+    for (int round = 0; round < 1000; ++round) {
+        // Usage swings across 80% and the limit, so notifications are decided and sent too.
+        const int used = (round * 37) % 101;
+        writeFile(percent, QByteArray::number(used));
+        writeFile(h.data("claude-rate-limits.json"),
+                  R"({"five_hour":{"used_percentage":)" + QByteArray::number(100 - used) + "}}");
+        ASSERT_TRUE(waitFor(model.refresh(round % 2 == 0))) << "round " << round;
+        ASSERT_EQ(model.codexSnapshot().statusMessage, std::nullopt) << "round " << round;
+        if (round == 99) {
+            settle();
+            descriptors = openFileDescriptorCount();
+            memory = residentMemoryBytes();
+        }
+    }
+    settle();
+    EXPECT_TRUE(openFileDescriptorCount() == descriptors && childProcesses().isEmpty() &&
+                h.notifier->sent.size() > 100);
+    // Nine hundred more refreshes may not cost more than a few pages of allocator slack.
+    EXPECT_TRUE(!residentMemoryIsMeaningful || residentMemoryBytes() - memory < 4 * 1024 * 1024)
+        << (residentMemoryBytes() - memory) / 1024 << " KiB more";
 }
