@@ -68,8 +68,7 @@ TEST_F(ConnectionFlowTest, ReadinessVerdictsSetTheStatesOfBothProviders) {
     EXPECT_EQ(claude.fetches(), 1);
 }
 
-// Set-up checks first, then installs the hook and forces live data; a hook that cannot be
-// removed keeps Claude Code on and says why.
+// Checks, then installs the hook and forces live data; a hook that stays keeps Claude Code on.
 TEST_F(ConnectionFlowTest, ClaudeSetUpChecksThenInstallsTheHookAndForcesLiveData) {
     AppModel m(h.services());
     claude.setReadiness({Readiness::setupRequired()});
@@ -93,8 +92,7 @@ TEST_F(ConnectionFlowTest, ClaudeSetUpChecksThenInstallsTheHookAndForcesLiveData
               std::pair(true, State::failed("The hook could not be removed.")));
 }
 
-// The real hook: settings that are not an object are left alone; otherwise the hook goes in beside
-// the user's keys and comes out again on disconnecting, which switches Claude Code off.
+// The real hook goes in beside the user's keys and out again; foreign settings are left alone.
 TEST_F(ConnectionFlowTest, TheRealHookIsInstalledAndRemovedAndAFailureKeepsTheSettings) {
     const auto real = h.useRealClaude();
     AppModel m(h.services());
@@ -124,8 +122,7 @@ TEST_F(ConnectionFlowTest, TheRealHookIsInstalledAndRemovedAndAFailureKeepsTheSe
                          Kind::disconnected, QString("Claude Code is disconnected.")));
 }
 
-// Sign-in and install pages open in the browser, Codex's sign-in in a terminal with the command on
-// the clipboard, and a monitor then watches.
+// The browser opens the right page, Codex's sign-in a terminal; a monitor then watches.
 TEST_F(ConnectionFlowTest, SetUpSendsTheUserToTheRightPlaceAndWatches) {
     const auto m = model();
     claude.setReadiness({Readiness::executableMissing()});
@@ -152,10 +149,9 @@ TEST_F(ConnectionFlowTest, SetUpSendsTheUserToTheRightPlaceAndWatches) {
     codex.readinessGate.open();
 }
 
-// Claude Code's watch ends on anything but a missing tool, Codex's only on ready; after the last
-// check the state returns to rest; switched off, a late "ready" does not switch it on.
+// Monitors end on their verdict, after the last check, or switched off (a late "ready" too).
 TEST_F(ConnectionFlowTest, MonitorsEndOnTheirVerdictAfterTheLastCheckOrWhenSwitchedOff) {
-    const auto m = model();
+    const auto m = model(); // Claude Code's ends on anything but a missing tool, Codex's on ready
     claude.setReadiness({Readiness::executableMissing(), Readiness::executableMissing(),
                          Readiness::setupRequired()});
     codex.setReadiness(
@@ -191,11 +187,10 @@ TEST_F(ConnectionFlowTest, MonitorsEndOnTheirVerdictAfterTheLastCheckOrWhenSwitc
               std::pair(3 + 90 + 1, false));
 }
 
-// The real provider starts `codex` from the thread pool with vfork semantics, which
-// ThreadSanitizer cannot follow: a fixture of its own keeps it out of the sanitizer run.
+// The real provider starts `codex` from the pool with vfork semantics, which ThreadSanitizer
+// cannot follow: a fixture of its own keeps it out of the sanitizer run.
 using RealCodexSignInTest = ConnectionFlowTest;
 
-// Signing in to a real `codex` child is watched until it answers with figures.
 TEST_F(RealCodexSignInTest, IsWatchedUntilTheToolIsReady) {
     const QString tool = h.home.filePath("tools/codex"); // signed out until a file appears
     const QString signedIn = h.home.filePath("signed-in");

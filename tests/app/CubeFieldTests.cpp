@@ -52,23 +52,21 @@ std::tuple<double, double, int, bool> compare(const QImage& a, const QImage& b) 
 
 } // namespace
 
-// The fast renderer matches the reference on screen sizes, canvases that cut prisms and vectors
-// short, phases either side of zero (and the comparison notices a wave half a second off); every
-// instruction set draws the same frame; a renderer keeps nothing from one frame to the next.
+// As the reference on any canvas and phase, the same in every instruction set, nothing carried
+// over.
 TEST(FastRenderer, MatchesTheReferenceInEveryInstructionSetAndNothingCarriesOver) {
     CubeFieldRenderer renderer;
     for (const QSize size : {QSize(800, 600), QSize(1440, 900), QSize(3840, 2160), QSize(1, 1),
                              QSize(37, 23), QSize(3001, 7), QSize(9, 1201)}) {
         for (const double phase : {0.0, 217.3, -604.9}) {
-            SCOPED_TRACE(std::to_string(size.width()) + "x" + std::to_string(size.height()) +
-                         " at phase " + std::to_string(phase));
             const auto [mean, beyond8, largest, opaque] =
                 compare(renderer.render(size, phase), renderReferenceFrame(size, phase));
             EXPECT_TRUE(mean <= 1 && beyond8 <= 0.001 && opaque)
-                << mean << " " << beyond8 << " largest " << largest;
+                << size.width() << "x" << size.height() << " at " << phase << ": " << mean << " "
+                << beyond8 << " largest " << largest;
         }
     }
-    EXPECT_GT(std::get<1>(compare(renderer.render({800, 600}, 100),
+    EXPECT_GT(std::get<1>(compare(renderer.render({800, 600}, 100), // a wave half a second off
                                   renderReferenceFrame({800, 600}, 100.5))),
               0.01);
     const QImage first = renderer.render({640, 480}, 0);
@@ -84,12 +82,10 @@ TEST(FastRenderer, MatchesTheReferenceInEveryInstructionSetAndNothingCarriesOver
               std::pair(&kernels::bestKernels(), &kernels::portableKernels()));
     for (const kernels::KernelSet* set : sets) {
         CubeFieldRenderer each(*set);
-        EXPECT_STREQ(each.instructionSet(), set->name);
-        // Fused multiply-adds may round the last bit differently.
+        EXPECT_STREQ(each.instructionSet(), set->name); // fused multiply-adds may round differently
         EXPECT_LE(std::get<2>(compare(each.render(size, 77), portable)), 1) << set->name;
     }
-    // An empty canvas gives no frame.
-    QImage nothing;
+    QImage nothing; // an empty canvas gives no frame
     renderer.render(nothing, 5);
     for (const QSize empty : {QSize(0, 0), QSize(0, 900), QSize(1440, 0)}) {
         EXPECT_TRUE(renderReferenceFrame(empty, 5).isNull() && renderer.render(empty, 5).isNull() &&
@@ -97,8 +93,7 @@ TEST(FastRenderer, MatchesTheReferenceInEveryInstructionSetAndNothingCarriesOver
     }
 }
 
-// The prism size is H / 14, held between 50 and 82 points; the grid has at least 28 cells; the
-// phase, glows and metal tones follow the time and stay within range.
+// Prisms of H / 14 within 50...82 points, at least 28 cells; phases, glows, tones within range.
 TEST(CubeFieldRules, SizesGridsPhasesGlowsAndTones) {
     expectEqual({prismSize(900), prismSize(600), prismSize(2000), prismSize(700), prismSize(300),
                  prismSize(1148), prismSize(2160), prismSize(1000)},
@@ -118,31 +113,26 @@ TEST(CubeFieldRules, SizesGridsPhasesGlowsAndTones) {
                  phase("2001-01-01T02:16:41.250+02:00"), phase("2000-12-31T23:59:59.500Z"),
                  phase("2000-12-31T23:43:19Z"), phase("2024-01-01T00:06:40Z")},
                 {0, 999.5, 0, 1.25, 1.25, -0.5, -1, 400});
-    // The glows circle their resting places (where they stay with motion reduced), a quarter turn
-    // later (QPointF compares with a relative tolerance).
+    // The glows circle their resting places, a quarter turn later (QPointF compares loosely).
     const GlowCentres still = glowCentres({1000, 800}, 0),
                       turned = glowCentres({1000, 800}, M_PI / 2 / 0.18);
     EXPECT_EQ(QList({still.a, still.b, turned.a, turned.b}),
               QList<QPointF>({{680, 0.345 * 800}, {280, 0.685 * 800}, {770, 240}, {210, 576}}));
     EXPECT_EQ(std::pair(glowA().size, glowB().size), std::pair(QSizeF(520, 360), QSizeF(460, 310)));
-    // Metal tones are tinted, clip at 1 near white and stay within range.
     const Colour mid = metal(0.5), bright = metal(0.998);
-    expectEqual({mid.red, mid.green, mid.blue, mid.alpha, bright.red, bright.green, bright.blue},
-                {0.5, 0.5025, 0.504, 0.98, 0.998, 1, 1});
+    expectEqual({mid.red, mid.green, mid.blue, mid.alpha, bright.red, bright.green, bright.blue,
+                 metal(-0.2).red, metal(0.62 + 0.18).blue}, // tinted, clipped at 1 near white
+                {0.5, 0.5025, 0.504, 0.98, 0.998, 1, 1, 0, 0.8 * 1.008});
     for (double x = -1; x <= 2; x += 0.01) {
         const Colour c = metal(x);
         ASSERT_TRUE(std::min({c.red, c.green, c.blue, c.alpha}) >= 0 &&
                     std::max({c.red, c.green, c.blue, c.alpha}) <= 1)
             << x;
     }
-    expectEqual({metal(-0.2).red, metal(0.62 + 0.18).blue}, {0, 0.8 * 1.008});
     EXPECT_NEAR(waveBrightness(0.75 + M_PI / 2), 0.48, 1e-12); // the wave's brightness band
     EXPECT_NEAR(waveBrightness(0.75 - M_PI / 2), 0.32, 1e-12);
-}
-
-// Prisms are drawn back to front (diagonals top to bottom, rows never going back up beyond the
-// wave's reach); empty canvases have none, larger ones more, and time moves them up and down.
-TEST(CubeFieldRules, PrismsBackToFrontOnlyOnCanvasesAndMovedByTime) {
+    // Back to front (rows never going back up beyond the wave's reach); none on empty canvases,
+    // more on larger ones, moved up and down by time.
     const double reach = maximumLiftPerPrismSize * 50;
     double lowestSoFar = -1e9;
     for (const PlacedPrism& prism : visiblePrisms({800, 600}, 0)) {
@@ -165,8 +155,7 @@ TEST(CubeFieldRules, PrismsBackToFrontOnlyOnCanvasesAndMovedByTime) {
     EXPECT_GT(largestShift, 5);
 }
 
-// Motion reduced: one frozen frame per size. In motion: at most 45 frames a second, none while
-// hidden in any way or without height, and the item can be destroyed with a frame in flight.
+// One frozen frame per size, else at most 45 a second, none unseen; destroyed with one in flight.
 TEST(AmbientCubeFieldItem, DrawsOnlyWhatIsSeenAtMost45FramesASecond) {
     QQuickWindow::setGraphicsApi(QSGRendererInterface::Software); // offscreen: no GPU
     QQuickWindow window;
