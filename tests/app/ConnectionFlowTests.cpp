@@ -39,8 +39,8 @@ Kind codexState(const AppModel& m) {
 
 } // namespace
 
-// Each verdict sets both states; none but ready connects, which switches on, stores and refreshes.
-TEST_F(ConnectionFlowTest, ReadinessVerdictsSetTheStatesOfBothProviders) {
+// Verdicts set both states, ready connects; Claude Code's two messages then move it while it is on.
+TEST_F(ConnectionFlowTest, ReadinessVerdictsAndClaudeCodesMessagesSetTheStates) {
     const auto m = model();
     const std::tuple<Readiness, State, State> rows[] = {
         {Readiness::executableMissing(), State::executableMissing(), State::executableMissing()},
@@ -65,7 +65,24 @@ TEST_F(ConnectionFlowTest, ReadinessVerdictsSetTheStatesOfBothProviders) {
               std::tuple(Kind::disconnected, Kind::disconnected,
                          QJsonObject({{"providerEnabled", true}, {"codexEnabled", true}})));
     ASSERT_TRUE(waitUntil([&] { return m->codexSnapshot().availability == Availability::ready; }));
+    settle();
     EXPECT_EQ(claude.fetches(), 1);
+    const auto stateAfter = [&](const QString& text, std::optional<Availability> a = {}) {
+        claude.setSnapshot(a ? usage("claude-code", *a, 0.5)
+                             : UsageSnapshot::unavailable("claude-code", "Claude Code", text));
+        EXPECT_TRUE(waitFor(m->refresh(false)));
+        return claudeState(*m);
+    };
+    EXPECT_EQ(
+        QList({stateAfter("Claude Code is not installed."), stateAfter("", Availability::ready),
+               stateAfter("Enable official Claude Code status sync."),
+               stateAfter("Claude Code is not installed "), // other texts: no change
+               stateAfter("", Availability::blocked)}),
+        QList({Kind::executableMissing, Kind::disconnected, Kind::setupRequired,
+               Kind::setupRequired, Kind::disconnected}));
+    m->preferences()->setClaudeEnabled(false); // off: verdicts no longer move the state
+    settle();
+    EXPECT_EQ(stateAfter("Claude Code is not installed."), Kind::disconnected);
 }
 
 // Checks, then installs the hook and forces live data; a hook that stays keeps Claude Code on.

@@ -132,29 +132,6 @@ TEST_F(RefreshTest, CachedSnapshotsLoadAndOnlySnapshotsWithAVerdictAreSaved) {
     EXPECT_EQ(h.notifier->sent.size(), 1); // the notifications still went out
 }
 
-// Claude Code's two messages that need the user move its connection state, only while it is on.
-TEST_F(RefreshTest, ClaudeConnectionStateFollowsTheProvidersTwoMessages) {
-    h.storePreference("providerEnabled", true);
-    const auto model = h.makeModel();
-    using Kind = ProviderConnectionState::Kind;
-    const auto stateAfter = [&](const QString& text, std::optional<Availability> a = {}) {
-        claude.setSnapshot(a ? usage("claude-code", *a, 0.5)
-                             : UsageSnapshot::unavailable("claude-code", "Claude Code", text));
-        refresh(*model);
-        return model->connections()->claudeConnectionState().kind();
-    };
-    EXPECT_EQ(
-        QList({stateAfter("Claude Code is not installed."), stateAfter("", Availability::ready),
-               stateAfter("Enable official Claude Code status sync."),
-               stateAfter("Claude Code is not installed "), // other texts: no change
-               stateAfter("", Availability::blocked)}),
-        QList({Kind::executableMissing, Kind::disconnected, Kind::setupRequired,
-               Kind::setupRequired, Kind::disconnected}));
-    model->preferences()->setClaudeEnabled(false); // off: verdicts no longer move the state
-    settle();
-    EXPECT_EQ(stateAfter("Claude Code is not installed."), Kind::disconnected);
-}
-
 // The title by age, then availability; the panel text from the real hook, rounded, in order.
 TEST(StatusTitle, DependsOnAgeThenAvailabilityAndTheRealProviderFeedsThePanelText) {
     const QDateTime now = QDateTime::currentDateTimeUtc();
