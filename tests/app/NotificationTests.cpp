@@ -85,11 +85,6 @@ TEST(NotificationBusTest, AlertsNeedTheServiceEachStateIsToldOnceAndTakeABreakOp
     QDBusConnection client = bus.connect("client"), serviceBus = bus.connect("service");
     FakeNotificationService service;
     ModelHarness h;
-    // Whatever the service sent before has reached the client: a later answer travels behind it.
-    const auto roundTrip = [&] {
-        EXPECT_TRUE(granted(DBusNotifier(client).requestAuthorization()));
-        settle();
-    };
     const auto press = [&](uint id, const QString& key = "take-a-break") {
         service.emitSignal(serviceBus, "ActionInvoked", {id, key});
     };
@@ -116,9 +111,6 @@ TEST(NotificationBusTest, AlertsNeedTheServiceEachStateIsToldOnceAndTakeABreakOp
         h.claude->script->setSnapshot(claudeAnswer);
         h.codex->script->setSnapshot(next);
         ASSERT_TRUE(waitFor(model.refresh(false)));
-    };
-    const auto breaksReach = [&](int n) {
-        return waitUntil([&] { return h.desktop->breakWindowsShown == n; });
     };
     const QDateTime reset = QDateTime::currentDateTime().addSecs(7200);
     refreshTo(usage("claude-code", Availability::limited, 0.9, reset),
@@ -153,13 +145,15 @@ TEST(NotificationBusTest, AlertsNeedTheServiceEachStateIsToldOnceAndTakeABreakOp
     press(2);
     press(99);
     service.emitSignal(client, "ActionInvoked", {1u, "take-a-break"});
-    roundTrip();
+    // Whatever the service sent before has reached the client: a later answer travels behind it.
+    EXPECT_TRUE(granted(DBusNotifier(client).requestAuthorization()));
+    settle();
     EXPECT_EQ(h.desktop->breakWindowsShown, 0);
     press(3);
-    ASSERT_TRUE(breaksReach(1));
+    ASSERT_TRUE(waitUntil([&] { return h.desktop->breakWindowsShown == 1; }));
     press(3); // a notification the server keeps open can be pressed again
     press(1);
-    EXPECT_TRUE(breaksReach(3));
+    EXPECT_TRUE(waitUntil([&] { return h.desktop->breakWindowsShown == 3; }));
 }
 
 TEST(ModelNotifications, OnlyWithAlertsOnAndComparedWithTheCachedSnapshotAtStart) {

@@ -156,14 +156,13 @@ TEST(StatusTitle, DependsOnAgeThenAvailabilityAndTheRealProviderFeedsThePanelTex
     ASSERT_TRUE(waitUntil(
         [&] { return model.snapshot().statusMessage == ClaudeUsageProvider::sendMessageMessage; }));
     for (const double used : {85.0, 42.4}) {
-        ASSERT_EQ(runProgram("/bin/sh", {real->statusLineInstaller().hookScriptPath()},
-                             QString(R"({"rate_limits":{"five_hour":{"used_percentage":%1,)"
-                                     R"("resets_at":%2}}})")
-                                 .arg(used)
-                                 .arg(QDateTime::currentSecsSinceEpoch() + 3600)
-                                 .toUtf8())
-                      .exitCode,
-                  0);
+        const QByteArray input = R"({"rate_limits":{"five_hour":{"used_percentage":)" +
+                                 QByteArray::number(used) + R"(,"resets_at":)" +
+                                 QByteArray::number(QDateTime::currentSecsSinceEpoch() + 3600) +
+                                 "}}}";
+        ASSERT_EQ(
+            runProgram("/bin/sh", {real->statusLineInstaller().hookScriptPath()}, input).exitCode,
+            0);
         const QString label = QStringLiteral("Claude Code %1%").arg(qRound(100 - used));
         EXPECT_TRUE(waitUntil([&] { return model.menuBarDisplayText() == label; }))
             << model.menuBarDisplayText().toStdString();
@@ -179,8 +178,9 @@ TEST(StatusTitle, DependsOnAgeThenAvailabilityAndTheRealProviderFeedsThePanelTex
     EXPECT_EQ(model.menuBarDisplayText(), "Codex --%");
 }
 
-// Background checks are quiet on failure, a user's check says why, one check runs at a time.
-TEST(UpdateCheckTest, BackgroundChecksAreQuietOnFailureUserChecksSayWhyOneRunsAtATime) {
+// Background checks are quiet on failure, a user's says why, one runs at a time; the loop repeats
+// with the core checker on a real feed file, and a plain-HTTP download is refused.
+TEST(UpdateCheckTest, BackgroundChecksAreQuietUserChecksSayWhyOneRunsAtATimeAndTheLoopRepeats) {
     ModelHarness h;
     const auto none = h.makeModel(); // no feed: only the user hears about it
     EXPECT_FALSE(none->updates()->updateFeedConfigured());
@@ -217,11 +217,6 @@ TEST(UpdateCheckTest, BackgroundChecksAreQuietOnFailureUserChecksSayWhyOneRunsAt
     ASSERT_TRUE(waitFor(background));
     EXPECT_EQ(std::pair(updates.isCheckingForUpdates(), checker.checks.load()),
               std::pair(false, 5));
-}
-
-// The core checker reads a real feed file, the loop repeats, and a plain-HTTP download is refused.
-TEST(UpdateCheckTest, TheCoreCheckerReadsARealFeedAndTheLoopRepeats) {
-    ModelHarness h;
     const QString feed = h.home.filePath("feed/manifest.json");
     const auto publish = [&](const char* version, const char* scheme) {
         writeFile(feed, QStringLiteral(R"({"version": "%1", "downloadURL": "%2://dl.example/%1"})")
@@ -234,15 +229,15 @@ TEST(UpdateCheckTest, TheCoreCheckerReadsARealFeedAndTheLoopRepeats) {
     timing.refreshInterval = std::chrono::hours(1);
     AppModel::Services services = h.services(timing);
     services.updateChecker = std::make_shared<FeedUpdateChecker>(QUrl::fromLocalFile(feed));
-    AppModel model(services);
-    model.start();
-    ASSERT_TRUE(waitUntil([&] { return model.updates()->hasAvailableUpdate(); }));
-    EXPECT_EQ(model.updates()->updateStatusMessage(), "Lumora 1.4.0 is available.");
+    AppModel looping(services);
+    looping.start();
+    ASSERT_TRUE(waitUntil([&] { return looping.updates()->hasAvailableUpdate(); }));
+    EXPECT_EQ(looping.updates()->updateStatusMessage(), "Lumora 1.4.0 is available.");
     publish("1.5.0", "https"); // found by the loop itself
-    ASSERT_TRUE(waitUntil([&] { return model.updates()->availableUpdateVersion() == "1.5.0"; }));
+    ASSERT_TRUE(waitUntil([&] { return looping.updates()->availableUpdateVersion() == "1.5.0"; }));
     publish("1.6.0", "http"); // a user check that meets a loop check is dropped: retried
     EXPECT_TRUE(
-        waitUntil([&] { return check(model, true) == "The update download must use HTTPS."; }));
+        waitUntil([&] { return check(looping, true) == "The update download must use HTTPS."; }));
     // The standard services take the feed and version from the build unless given.
     AppModel built(AppModel::Services::standard());
     EXPECT_EQ(
@@ -254,7 +249,7 @@ TEST(UpdateCheckTest, TheCoreCheckerReadsARealFeedAndTheLoopRepeats) {
     EXPECT_EQ(std::pair(given.updates()->updateFeedConfigured(), given.updates()->currentVersion()),
               std::pair(true, QString("2.5.0")));
     settle();
-    EXPECT_FALSE(QFile::exists(h.home.preferencesFile()));
+    EXPECT_FALSE(QFile::exists(h.preferencesPath()));
 }
 
 // A thousand refreshes through the real providers and a fake `codex`: nothing kept grows.
