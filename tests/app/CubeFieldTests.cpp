@@ -131,8 +131,7 @@ TEST(CubeFieldRules, SizesGridsPhasesGlowsAndTones) {
     }
     EXPECT_NEAR(waveBrightness(0.75 + M_PI / 2), 0.48, 1e-12); // the wave's brightness band
     EXPECT_NEAR(waveBrightness(0.75 - M_PI / 2), 0.32, 1e-12);
-    // Back to front (rows never going back up beyond the wave's reach); none on empty canvases,
-    // more on larger ones, moved up and down by time.
+    // Back to front (never back up beyond the wave's reach), none on empty canvases, moved by time.
     const double reach = maximumLiftPerPrismSize * 50;
     double lowestSoFar = -1e9;
     for (const PlacedPrism& prism : visiblePrisms({800, 600}, 0)) {

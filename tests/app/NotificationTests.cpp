@@ -137,8 +137,7 @@ TEST(NotificationBusTest, AlertsNeedTheServiceEachStateIsToldOnceAndTakeABreakOp
                                  "Claude Code is resting take-a-break,Take a Break",
                                  "Codex usage reached 80% take-a-break,Take a Break",
                                  "Claude Code is ready "}));
-    // Ignored: the reset notification (no button), another key, a closed notification, another
-    // application's notification, and a bus peer that is not the notification service.
+    // Ignored: no button, another key, closed, another application's, not from the service.
     press(4);
     press(1, "default");
     service.emitSignal(serviceBus, "NotificationClosed", {2u, 2u});
@@ -180,8 +179,7 @@ TEST(ModelNotifications, OnlyWithAlertsOnAndComparedWithTheCachedSnapshotAtStart
 
 // Reset first, limit first, idle, a reset between, the clock jumped back, too few figures, 100%.
 TEST(UsagePaceRules, ProjectTheLimitOrTheShareLeftFromTheFiguresOfTheCurrentWindow) {
-    // Figures "minutes from now, share used[, reset in minutes (150 unless given, -1: none)]"; the
-    // limit in minutes from now, -1: none.
+    // "minutes from now, share used[, reset in minutes: 150 unless given, -1 none]"; the limit.
     using V = Verdict;
     const QString none = "Not enough data for a pace yet", p = "At this pace: ";
     const std::tuple<const char*, Verdict, QString, int> rows[] = {
@@ -218,8 +216,7 @@ TEST(HistoryStore, RecordsChangesAndEveryTenMinutesPrunesUpgradesAndSurvivesDama
     const QString path = HistoryStore::defaultPath(home.path());
     HistoryStore store(path, HistoryStore::Access::readWrite);
     ASSERT_TRUE(store.isOpen());
-    // Written: the first, a change (in the same second it replaces the row), ten unchanged
-    // minutes later, an earlier time (the clock went back); not: unchanged within ten minutes.
+    // Kept: the first, a change (replacing its second's row), ten minutes on, a clock gone back.
     const std::tuple<int, double, bool> steps[] = {
         {0, 0.2, true},  {0, 0.1, true},  {0, 0.1, false},  {5, 0.1, false}, {9, 0.1, false},
         {10, 0.1, true}, {11, 0.2, true}, {12, 0.2, false}, {-30, 0.2, true}};
