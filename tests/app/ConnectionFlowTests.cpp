@@ -208,6 +208,7 @@ TEST_F(ConnectionFlowTest, MonitorsEndOnTheirVerdictAfterTheLastCheckOrWhenSwitc
 // cannot follow: a fixture of its own keeps it out of the sanitizer run.
 using RealCodexSignInTest = ConnectionFlowTest;
 
+// Signing in to a real `codex` child is watched until it answers with figures.
 TEST_F(RealCodexSignInTest, IsWatchedUntilTheToolIsReady) {
     const QString tool = h.home.filePath("tools/codex"); // signed out until a file appears
     const QString signedIn = h.home.filePath("signed-in");

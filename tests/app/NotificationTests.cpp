@@ -39,6 +39,7 @@ HistoryFigure codexFigure(double used, const QDateTime& capturedAt,
 
 } // namespace
 
+// At most one notification from two snapshots: the warning at 80%, the limit, the reset.
 TEST(UsageNotificationRules, DecideAtMostOneNotificationFromTwoSnapshots) {
     using A = Availability;
     const QLocale locale(QLocale::German, QLocale::Germany);
@@ -155,13 +156,13 @@ TEST(NotificationBusTest, AlertsNeedTheServiceEachStateIsToldOnceAndTakeABreakOp
     EXPECT_TRUE(waitUntil([&] { return h.desktop->breakWindowsShown == 3; }));
 }
 
+// A cached blocked Codex that is ready at the first refresh: told once, with alerts on only.
 TEST(ModelNotifications, OnlyWithAlertsOnAndComparedWithTheCachedSnapshotAtStart) {
     ModelHarness h;
     h.storePreference("codexEnabled", true);
     h.codex->script->setSnapshot(codex(Availability::ready, 0.05));
     AppTiming timing;
     timing.refreshInterval = std::chrono::hours(1);
-    // A cached blocked Codex that is ready at the first refresh: told once, with alerts on only.
     std::unique_ptr<AppModel> models[2];
     for (int run = 0; run < 2; ++run) {
         h.storePreference("alertsEnabled", run == 1);
@@ -259,14 +260,11 @@ TEST(UsageHistoryModel, RecordsRefreshesWarnsOncePerWindowAndShowsFiguresWithout
     ModelHarness h;
     h.storePreference("providerEnabled", true);
     const QDateTime reset = QDateTime::currentDateTimeUtc().addSecs(3 * 3600);
-    {
-        HistoryStore store(HistoryStore::defaultPath(h.home.path()),
-                           HistoryStore::Access::readWrite);
-        for (int ago = 40; ago >= 10; ago -= 10) {
-            store.record({"claude-code", Kind::session, 0.8 - ago * 0.01, reset,
-                          QDateTime::currentDateTimeUtc().addSecs(-60 * ago),
-                          SnapshotSource::officialCLI});
-        }
+    for (int ago = 40; ago >= 10; ago -= 10) { // a store of its own for each, closed at once
+        HistoryStore(HistoryStore::defaultPath(h.home.path()), HistoryStore::Access::readWrite)
+            .record({"claude-code", Kind::session, 0.8 - ago * 0.01, reset,
+                     QDateTime::currentDateTimeUtc().addSecs(-60 * ago),
+                     SnapshotSource::officialCLI});
     }
     const auto model = h.makeModel();
     for (const auto& [used, resetsAt] :
@@ -279,7 +277,7 @@ TEST(UsageHistoryModel, RecordsRefreshesWarnsOncePerWindowAndShowsFiguresWithout
     }
     const QStringList& sent = h.notifier->sent;
     EXPECT_TRUE(sent.size() == 1 &&
-                sent[0].startsWith("At this pace Claude Code reaches its limit in "))
+                sent[0].startsWith("At this pace Claude Code reaches its limit"))
         << sent.join('\n').toStdString();
     h.storePreference("showClaudeInMenuBar", true);
     auto services = h.services();
