@@ -121,15 +121,12 @@ TEST(NotificationBusTest, AlertsNeedTheServiceEachStateIsToldOnceAndTakeABreakOp
     refreshTo(claude(Availability::ready, 0.1), codex(Availability::limited, 0.85));
     ASSERT_EQ(service.received.size(), 4);
     const auto& n = service.received[0]; // a new one each time, replacing none
-    EXPECT_EQ(QStringList({n.appName, n.icon, n.body, n.hints["sound-name"].toString(),
-                           n.hints["desktop-entry"].toString()})
-                      .join('|') +
-                  QString("|%1|%2")
-                      .arg(n.expireTimeout)
-                      .arg(n.replacesId + service.received[3].replacesId),
-              "Lumora|lumora|Expected reset: " +
-                  QLocale::system().toString(reset.time(), QLocale::ShortFormat) +
-                  "|message-new-instant|lumora|-1|0");
+    EXPECT_EQ(std::tuple(n.appName, n.icon, n.body, n.hints["sound-name"], n.hints["desktop-entry"],
+                         n.expireTimeout, n.replacesId + service.received[3].replacesId),
+              std::tuple(QString("Lumora"), QString("lumora"),
+                         "Expected reset: " +
+                             QLocale::system().toString(reset.time(), QLocale::ShortFormat),
+                         QVariant("message-new-instant"), QVariant("lumora"), -1, 0u));
     QStringList told; // the warning and the limit offer a break; the reset does not
     for (const auto& notification : service.received) {
         told << notification.summary + " " + notification.actions.join(',');
