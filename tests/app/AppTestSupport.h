@@ -123,7 +123,6 @@ public:
         std::unique_lock locker(m_mutex);
         return m_lastForceLive;
     }
-
     Gate fetchGate, readinessGate;
 
 private:
@@ -151,7 +150,6 @@ public:
     void uninstallStatusLineSync() const override {
         uninstallFails ? throw FileSystemError("The hook could not be removed.") : void();
     }
-
     std::shared_ptr<ProviderScript> script = std::make_shared<ProviderScript>(
         UsageSnapshot::unavailable("claude-code", "Claude Code", "Claude fake has no data."));
     std::atomic<bool> uninstallFails{false};
@@ -168,7 +166,6 @@ public:
         sent.append(title + " | " + body);
         return QtFuture::makeReadyFuture();
     }
-
     int authorizationRequests = 0;
     QStringList sent; // "title | body"
 };
@@ -189,7 +186,6 @@ public:
     void showBreakWindow() override { ++breakWindowsShown; }
     void showSettingsWindow() override {}
     QWindow* visibleSettingsWindow() const override { return settingsWindow; }
-
     QList<QUrl> openedUrls;
     int breakWindowsShown = 0, terminalsStarted = 0;
     std::optional<QString> clipboard;
@@ -214,7 +210,6 @@ public:
     };
     QList<Received> received;
     QStringList capabilities{"body", "actions"};
-
     bool registerOn(QDBusConnection connection); // the service's name and object
     QStringList summaries() const;
     void emitSignal(const QDBusConnection& connection, const QString& name,
@@ -243,7 +238,6 @@ public:
         lastVersion = currentVersion;
         return failure ? throw Error(*failure) : offer;
     }
-
     mutable Gate gate;
     mutable std::atomic<int> checks{0};
     mutable std::mutex mutex;
@@ -264,7 +258,6 @@ public:
     // The real Claude Code provider in this home, with Claude Code installed (a script) and its
     // hook when asked; the models made from then on use it.
     std::shared_ptr<ClaudeUsageProvider> useRealClaude(bool withHook = false);
-
     QString preferencesPath() const { return home.filePath(".config/Lumora/preferences.json"); }
     QString data(const QString& name) const { return home.filePath(".local/share/Lumora/" + name); }
     // Writes one key into the preferences file, as an earlier run would have.
@@ -283,7 +276,6 @@ public:
         const QJsonObject stored = storedPreferences();
         return stored.contains(key) ? std::optional(stored.value(key)) : std::nullopt;
     }
-
     TemporaryHome home;
     std::shared_ptr<FakeClaudeProvider> claude = std::make_shared<FakeClaudeProvider>();
     std::shared_ptr<FakeCodexProvider> codex = std::make_shared<FakeCodexProvider>();

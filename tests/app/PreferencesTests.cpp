@@ -1,28 +1,27 @@
+// Preferences and the desktop adapters on real files in temporary homes.
 #include "AppTestSupport.h"
-
 #include "model/AppPreferences.h"
+#include "platform/Autostart.h"
 #include "platform/PreferencesStore.h"
 #include "platform/ProviderChoices.h"
 
+#include <QClipboard>
+#include <QDir>
+#include <QGuiApplication>
+#include <QImage>
 #include <QJsonArray>
+#include <QStandardPaths>
 
 #include <gtest/gtest.h>
+
+#include <unistd.h>
 
 using namespace lumora;
 using namespace lumora::test;
 
 namespace {
 
-// QColor keeps 16 bits per channel: what is stored is close to what was set, not equal.
-void expectStoredColour(const ModelHarness& h, std::initializer_list<double> expected) {
-    const QJsonArray stored = h.storedPreference("breakTextColor")->toArray();
-    ASSERT_EQ(stored.size(), qsizetype(expected.size()));
-    for (qsizetype k = 0; const double component : expected) {
-        EXPECT_NEAR(stored[k++].toDouble(-1), component, 1.0 / 65535);
-    }
-}
-
-// "order style alerts|claude|codex|showCodex|showClaude", the style as photo 0, motion 1,
+// "order style alerts|claude|codex|showCodex|showClaude colour", styles photo 0, motion 1,
 // minimal 2.
 QString described(const AppPreferences& p) {
     QString flags;
@@ -31,53 +30,43 @@ QString described(const AppPreferences& p) {
         flags += flag ? '1' : '0';
     }
     return p.providerOrder().join(',') + ' ' + QString::number(int(p.breakScreenStyle())) + ' ' +
-           flags;
+           flags + ' ' + p.breakTextColor().name(QColor::HexArgb);
 }
 
 } // namespace
 
-// Stored choices are read key by key (a value of the wrong type gives that key's default) without
-// writing the file or asking anything; a missing, corrupt or foreign file gives the defaults.
-TEST(PreferencesTest, StoredChoicesAreReadKeyByKeyWithoutWritingOrAskingAnything) {
+// Each key read on its own, nothing written or asked; each assignment written, a real swap only.
+TEST(PreferencesTest, ReadKeyByKeyWithoutWritingAndEveryAssignmentWritesItsKey) {
     ModelHarness h;
-    const QString defaults = "codex,claude-code 1 00010";
-    const QColor white(Qt::white);
-    const std::tuple<QByteArray, QColor, QString> rows[] = {
-        // the file (empty: none), what is read
-        {"", white, defaults},
+    const QString defaults = "codex,claude-code 1 00010 #ffffffff";
+    const std::pair<QByteArray, QString> rows[] = {
+        {"", defaults}, // no file
         {R"({"providerOrder": ["claude-code", "codex"], "breakTextColor": [0.2, 0.4, 0.6, 0.5],
              "breakScreenStyle": "minimal", "alertsEnabled": true, "providerEnabled": true,
              "codexEnabled": true, "showCodexInMenuBar": false, "showClaudeInMenuBar": true})",
-         QColor::fromRgbF(0.2f, 0.4f, 0.6f, 0.5f), "claude-code,codex 2 11101"},
+         "claude-code,codex 2 11101 #80336699"},
         {R"({"breakScreenStyle": "Photo", "breakTextColor": [1.0, 0.0, 0.0], "codexEnabled": 1,
              "showCodexInMenuBar": "yes", "providerEnabled": "true",
              "providerOrder": ["claude-code", 7]})",
-         white, "codex,claude-code 1 00000"},
-        {R"({"breakTextColor": [1.0, 0.0, "0", 1.0]})", white, defaults},
-        {R"({"breakTextColor": [1, 0, 0, 1, 1]})", white, defaults},
-        {R"({"breakTextColor": "#ff0000"})", white, defaults},
-        {R"({"breakTextColor": [1, 0, 0, 1]})", QColor(Qt::red), defaults}, // integers count
-        {R"({"showCodexInMenuBar": null})", white, defaults},               // null counts as absent
-        {R"({"alertsEnabled": tru)", white, defaults},
-        {"[true]", white, defaults},
+         "codex,claude-code 1 00000 #ffffffff"},
+        {R"({"breakTextColor": [1.0, 0.0, "0", 1.0]})", defaults},
+        {R"({"breakTextColor": [1, 0, 0, 1, 1]})", defaults},
+        {R"({"breakTextColor": "#ff0000"})", defaults},
+        {R"({"breakTextColor": [1, 0, 0, 1]})", "codex,claude-code 1 00010 #ffff0000"}, // integers
+        {R"({"showCodexInMenuBar": null})", defaults}, // null counts as absent
+        {R"({"alertsEnabled": tru)", defaults},
+        {"[true]", defaults},
     };
-    for (const auto& [json, colour, expected] : rows) {
-        SCOPED_TRACE(json.toStdString());
+    for (const auto& [json, expected] : rows) {
         QFile::remove(h.preferencesPath());
         json.isEmpty() ? void() : writeFile(h.preferencesPath(), json);
-        const auto model = h.makeModel();
-        EXPECT_EQ(
-            std::pair(described(*model->preferences()), model->preferences()->breakTextColor()),
-            std::pair(expected, colour));
+        EXPECT_EQ(described(*h.makeModel()->preferences()), expected) << json.toStdString();
         settle();
         EXPECT_EQ(h.notifier->authorizationRequests + h.claude->script->fetches(), 0);
         EXPECT_EQ(QFile::exists(h.preferencesPath()) ? readFile(h.preferencesPath()) : "", json);
     }
-}
-
-// Every assignment writes its key, even when unchanged; only a real swap writes the order.
-TEST(PreferencesTest, EveryAssignmentWritesItsKeyAndOnlyARealSwapWritesTheOrder) {
-    ModelHarness h;
+    // Every assignment writes its key, even when unchanged; only a real swap writes the order.
+    QFile::remove(h.preferencesPath());
     const auto model = h.makeModel();
     EXPECT_EQ(model->menuBarDisplayText(), "Lumora");
     model->swapProviders("codex", "codex");
@@ -96,32 +85,34 @@ TEST(PreferencesTest, EveryAssignmentWritesItsKeyAndOnlyARealSwapWritesTheOrder)
     p.setBreakScreenStyle(BreakScreenStyle::photo);
     p.setShowCodexInMenuBar(true);
     p.setCodexEnabled(false);
-    p.setBreakTextColor(QColor::fromRgbF(0.25f, 0.5f, 0.75f, 1.0f));
-    for (const auto& [key, value] : {std::pair{"breakScreenStyle", QJsonValue("photo")},
-                                     {"showCodexInMenuBar", true},
-                                     {"codexEnabled", false}}) {
-        EXPECT_EQ(h.storedPreference(key), value) << key;
-    }
-    expectStoredColour(h, {0.25, 0.5, 0.75, 1.0});
-    EXPECT_FALSE(h.storedPreference("providerOrder"));
+    const QColor colour = QColor::fromRgbF(0.25f, 0.5f, 0.75f, 1.0f);
+    p.setBreakTextColor(colour);
+    const auto stored = [&] { // QColor keeps 16 bits per channel, which the file holds exactly
+        return AppPreferences::loadBreakTextColor(JsonFilePreferencesStore(h.preferencesPath()));
+    };
+    EXPECT_EQ(
+        std::tuple(h.storedPreference("breakScreenStyle"), h.storedPreference("providerOrder"),
+                   h.storedPreference("showCodexInMenuBar"), h.storedPreference("codexEnabled")),
+        std::tuple(QJsonValue("photo"), std::nullopt, QJsonValue(true), QJsonValue(false)));
     const AppPreferences later(std::make_shared<JsonFilePreferencesStore>(h.preferencesPath()));
     EXPECT_EQ(std::pair(described(later), later.breakTextColor()),
-              std::pair(QString("codex,claude-code 0 01010"), p.breakTextColor()));
+              std::pair(QString("codex,claude-code 0 01010 #ff4080bf"), colour));
     p.setBreakTextColor(QColor()); // not a colour: the stored one stays
-    expectStoredColour(h, {0.25, 0.5, 0.75, 1.0});
+    EXPECT_EQ(stored(), colour);
     p.setBreakTextColor(QColor::fromHsvF(0.0f, 1.0f, 1.0f)); // stored as sRGB
-    expectStoredColour(h, {1.0, 0.0, 0.0, 1.0});
-
+    EXPECT_EQ(std::pair(stored(), *h.storedPreference("breakTextColor")),
+              std::pair(QColor(Qt::red), QJsonValue(QJsonArray{1.0, 0.0, 0.0, 1.0})));
     model->swapProviders("claude-code", "codex");
-    EXPECT_EQ(p.providerOrder(), QStringList({"claude-code", "codex"}));
-    EXPECT_EQ(h.storedPreference("providerOrder"), QJsonValue(QJsonArray{"claude-code", "codex"}));
+    EXPECT_EQ(std::pair(p.providerOrder(), *h.storedPreference("providerOrder")),
+              std::pair(QStringList({"claude-code", "codex"}),
+                        QJsonValue(QJsonArray{"claude-code", "codex"})));
 }
 
+// Known entries are kept in their order, the missing ones appended.
 TEST(ProviderOrder, NormalisationKeepsKnownEntriesAndCompletesTheRest) {
     using List = QStringList;
     const std::pair<std::optional<List>, List> rows[] = {
         {std::nullopt, {"codex", "claude-code"}},
-        {List{}, {"codex", "claude-code"}},
         {List{"claude-code"}, {"claude-code", "codex"}},
         {List{"x", "claude-code"}, {"claude-code", "codex"}},
         {List{"codex", "codex"}, {"codex", "codex", "claude-code"}},
@@ -131,6 +122,7 @@ TEST(ProviderOrder, NormalisationKeepsKnownEntriesAndCompletesTheRest) {
     }
 }
 
+// Another process's writes are kept, a corrupt or unwritable file never blocks, XDG is honoured.
 TEST(JsonFilePreferencesStore, WritesKeepWhatAnotherProcessStoredMeanwhile) {
     TemporaryHome home;
     const QString path = preferencesFilePath(home.path());
@@ -140,8 +132,7 @@ TEST(JsonFilePreferencesStore, WritesKeepWhatAnotherProcessStoredMeanwhile) {
     const JsonFilePreferencesStore reread(path);
     EXPECT_TRUE(reread.boolean("codexEnabled") && reread.boolean("alertsEnabled"));
     EXPECT_EQ(fileMode(home.filePath(".config/Lumora")), 0700);
-    // A corrupt file is replaced by the next write rather than blocking every later one.
-    writeFile(path, "{not json");
+    writeFile(path, "{not json"); // replaced by the next write rather than blocking every later one
     app.setValue("showClaudeInMenuBar", true);
     EXPECT_TRUE(JsonFilePreferencesStore(path).boolean("showClaudeInMenuBar"));
     // A write that cannot land keeps the value for this run and throws nothing.
@@ -151,6 +142,155 @@ TEST(JsonFilePreferencesStore, WritesKeepWhatAnotherProcessStoredMeanwhile) {
     EXPECT_TRUE(blocked.boolean("alertsEnabled"));
     qputenv("XDG_CONFIG_HOME", home.filePath("elsewhere").toLocal8Bit());
     EXPECT_EQ(preferencesFilePath(home.path()), home.filePath("elsewhere/Lumora/preferences.json"));
-    qputenv("XDG_CONFIG_HOME", "relative/config"); // not absolute: ignored
-    EXPECT_EQ(preferencesFilePath(home.path()), home.filePath(".config/Lumora/preferences.json"));
+}
+
+// On PATH (fakes that leave a mark), $TERMINAL first, then the system's default, then the list.
+TEST(TerminalLauncher, StartsTheUsersThenTheSystemsThenTheFirstUsualTerminal) {
+    TemporaryHome home;
+    const QString bin = home.filePath("bin"), mark = home.filePath("started");
+    const QByteArray path = qgetenv("PATH");
+    qputenv("PATH", bin.toLocal8Bit());
+    qunsetenv("TERMINAL");
+    const auto install = [&](const QString& name) {
+        writeScript(bin + "/" + name, "echo " + name.toUtf8() + " > '" + mark.toUtf8() + "'\n");
+    };
+    const auto started = [&] {
+        QFile::remove(mark);
+        EXPECT_TRUE(SystemTerminalLauncher().start());
+        waitUntil([&] { return QFile::exists(mark) && !readFile(mark).isEmpty(); },
+                  std::chrono::seconds(5));
+        return QString::fromUtf8(readFile(mark)).trimmed();
+    };
+    writeFile(bin + "/kitty", "not executable");
+    EXPECT_FALSE(SystemTerminalLauncher::chosenTerminal() || SystemTerminalLauncher().start());
+    for (const char* name : {"xterm", "konsole", "gnome-terminal", "wezterm"}) {
+        install(name);
+    }
+    EXPECT_EQ(started(), "gnome-terminal");
+    qputenv("TERMINAL", "wezterm");
+    EXPECT_EQ(started(), "wezterm");
+    qputenv("TERMINAL", (bin + "/wezterm").toLocal8Bit());
+    EXPECT_EQ(SystemTerminalLauncher::chosenTerminal(), bin + "/wezterm");
+    qputenv("TERMINAL", "no-such-terminal");
+    EXPECT_EQ(SystemTerminalLauncher::chosenTerminal(), bin + "/gnome-terminal");
+    install("x-terminal-emulator");
+    EXPECT_EQ(SystemTerminalLauncher::chosenTerminal(), bin + "/x-terminal-emulator");
+    qunsetenv("TERMINAL");
+    qputenv("PATH", path);
+    QGuiApplication::clipboard()->setText("something the user copied");
+    SystemClipboard().setText("codex login");
+    EXPECT_EQ(QGuiApplication::clipboard()->text(), "codex login");
+}
+
+// A valid entry for this very executable, removed when off; read as the user left the file.
+TEST(AutostartTest, OnOffAndTheStateAsTheUserLeftIt) {
+    TemporaryHome home;
+    const QString path = home.filePath(".config/autostart/lumora.desktop");
+    const QString validator = QStandardPaths::findExecutable("desktop-file-validate");
+    // An installation path that needs every kind of quoting an Exec line has.
+    const AutostartEntry entry(std::nullopt, home.filePath("my apps/100% \"lumora\" $HOME\\bin/l"));
+    EXPECT_EQ(entry.entryPath(), path);
+    for (int round = 0; round < 2; ++round) {
+        EXPECT_FALSE(entry.isEnabled() || entry.setEnabled(true));
+        EXPECT_TRUE(entry.isEnabled());
+        const QString content = QString::fromUtf8(readFile(path));
+        EXPECT_TRUE(content.startsWith("[Desktop Entry]\nType=Application\nName=Lumora\n") &&
+                    content.contains(QStringLiteral("\nExec=\"%1/my apps/100%% \\\\\"lumora\\\\\" "
+                                                    "\\\\$HOME\\\\\\\\bin/l\"\n")
+                                         .arg(home.path())) &&
+                    content.contains("\nTryExec=" + home.path() +
+                                     "/my apps/100% \"lumora\" $HOME\\\\bin/l\n"))
+            << content.toStdString();
+        const CommandOutcome v =
+            validator.isEmpty() ? CommandOutcome{0, {}, {}} : runProgram(validator, {path});
+        EXPECT_EQ(QString::number(v.exitCode) + v.out + v.err, "0") << "desktop-file-validate";
+        EXPECT_EQ(QDir(QFileInfo(path).path()).entryList(QDir::Files),
+                  QStringList{"lumora.desktop"});
+        // Off, and off again when already off.
+        EXPECT_FALSE(entry.setEnabled(false) || QFile::exists(path) || entry.setEnabled(false));
+    }
+    qputenv("XDG_CONFIG_HOME", home.filePath("elsewhere").toLocal8Bit());
+    EXPECT_EQ(AutostartEntry::defaultEntryPath(home.path()),
+              home.filePath("elsewhere/autostart/lumora.desktop"));
+    qunsetenv("XDG_CONFIG_HOME");
+    const QByteArray header = "[Desktop Entry]\nType=Application\nName=Lumora\nExec=lumora\n";
+    const std::pair<QByteArray, bool> cases[] = {
+        {header, true},
+        {header + "Hidden=true\n", false},
+        {header + "Hidden = true\n", false},
+        {header + "Hidden=false\n", true},
+        {header + "X-GNOME-Autostart-enabled=false\n", false},
+        {header + "X-GNOME-Autostart-enabled=true\n", true},
+        {header + "[Desktop Action quit]\nHidden=true\n", true}, // only the entry's own group
+        {"# Hidden=true\n" + header, true},
+        {QByteArray(200 * 1024, 'x'), false},
+        {header + "Hidden=true\n", false}, // then switched on: the entry is replaced
+    };
+    for (const auto& [content, enabled] : cases) {
+        writeFile(path, content);
+        EXPECT_EQ(entry.isEnabled(), enabled) << content.left(200).toStdString();
+    }
+    EXPECT_FALSE(entry.setEnabled(true) || readFile(path).contains("Hidden"));
+    QFile::remove(path);
+    QDir().mkpath(path); // a folder where the file should be is no entry
+    EXPECT_FALSE(entry.isEnabled());
+    // A read-only folder (the superuser writes into it regardless, so only checked for others).
+    const QString folder = home.filePath(".config/autostart");
+    QDir(path).removeRecursively();
+    ASSERT_EQ(entry.setEnabled(true), std::nullopt);
+    QFile::setPermissions(folder, QFileDevice::ReadOwner | QFileDevice::ExeOwner);
+    if (::geteuid() != 0) {
+        const auto off = entry.setEnabled(false);
+        EXPECT_TRUE(off && off->startsWith("Lumora could not be kept from starting at login. "));
+        EXPECT_TRUE(entry.setEnabled(true) && entry.isEnabled()); // rewriting needs the folder too
+    }
+    QFile::setPermissions(folder, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+}
+
+// A PNG or JPEG is kept byte for byte and selects the photo style; anything else changes nothing.
+TEST(BreakBackgroundPhotoTest, ImportRefuseAndRemove) {
+    ModelHarness h;
+    const auto model = h.makeModel();
+    BreakBackgroundPhoto& photo = *model->photo();
+    AppPreferences& prefs = *model->preferences();
+    const QString stored = h.data("break-background-image"), good = h.home.filePath("beach.png");
+    const QString unusable = BreakBackgroundPhoto::unusablePhotoMessage;
+    for (const auto& [name, format, size] : {std::tuple{"forest.jpg", "JPEG", QSize(40, 30)},
+                                             std::tuple{"beach.png", "PNG", QSize(8, 8)}}) {
+        QImage image(size, QImage::Format_RGB32); // recognisable by its size
+        image.fill(QColor(30, 120, 200));
+        ASSERT_TRUE(image.save(h.home.filePath(name), format));
+        prefs.setBreakScreenStyle(BreakScreenStyle::motion);
+        photo.importBreakBackgroundImage(h.home.filePath(name));
+        EXPECT_EQ(std::tuple(readFile(stored), photo.breakBackgroundImage().size(),
+                             *h.storedPreference("breakScreenStyle")),
+                  std::tuple(readFile(h.home.filePath(name)), size, QJsonValue("photo")));
+    }
+    EXPECT_EQ(h.makeModel()->photo()->breakBackgroundImage().size(), QSize(8, 8));
+    prefs.setBreakScreenStyle(BreakScreenStyle::minimal);
+    const QByteArray storedBefore = readFile(stored);
+    writeFile(h.home.filePath("notes.png"), "these are my notes, not a picture\n");
+    for (const char* path : {"notes.png", "missing.png", ""}) {
+        photo.importBreakBackgroundImage(h.home.filePath(path));
+        EXPECT_EQ(std::tuple(photo.breakBackgroundErrorMessage(), prefs.breakScreenStyle(),
+                             photo.breakBackgroundImage().size(), readFile(stored)),
+                  std::tuple(unusable, BreakScreenStyle::minimal, QSize(8, 8), storedBefore));
+    }
+    photo.importBreakBackgroundImage(good);
+    prefs.setBreakScreenStyle(BreakScreenStyle::motion); // removing falls back only from photo
+    model->removeBreakBackgroundImage();
+    model->removeBreakBackgroundImage(); // nothing left to remove: quiet
+    EXPECT_FALSE(QFile::exists(stored) || photo.hasBreakBackgroundImage() ||
+                 prefs.breakScreenStyle() != BreakScreenStyle::motion ||
+                 !photo.breakBackgroundErrorMessage().isEmpty());
+    // A stored photo that does not decode gives no image at start, and stays on disk.
+    writeFile(stored, "\x89PNG\r\n\x1a\n truncated");
+    EXPECT_FALSE(h.makeModel()->photo()->hasBreakBackgroundImage() || !QFile::exists(stored));
+    QFile::remove(stored); // a photo that cannot be stored (a folder in the way) is refused too
+    QDir().mkpath(stored);
+    const auto blocked = h.makeModel();
+    blocked->photo()->importBreakBackgroundImage(good);
+    EXPECT_EQ(std::pair(blocked->photo()->breakBackgroundErrorMessage(),
+                        blocked->photo()->hasBreakBackgroundImage()),
+              std::pair(unusable, false));
 }
