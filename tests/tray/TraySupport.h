@@ -2,8 +2,6 @@
 
 #include "AppTestSupport.h"
 
-#include <QFile>
-
 #include <gtest/gtest.h>
 
 namespace lumora::test {
@@ -30,8 +28,10 @@ public:
     void stop() { kill(), waitForFinished(5000); }
     QStringList registrations() { // the services registered with this run so far
         m_output += readAllStandardOutput();
-        QStringList lines = QString(m_output).split('\n').filter("registered ");
-        return lines.replaceInStrings("registered ", "");
+        return QString(m_output)
+            .split('\n')
+            .filter("registered ")
+            .replaceInStrings("registered ", "");
     }
 
 private:
@@ -63,7 +63,9 @@ public:
         setWorkingDirectory(home);
     }
     ~LumoraProcess() override { kill(), waitForFinished(5000); }
-    void start(const QStringList& arguments = {}) { QProcess::start(lumora, arguments); }
+    void start(const QStringList& arguments = {}) {
+        QProcess::start(builtExecutable("lumora"), arguments);
+    }
     // Waits for its end, serving this process's events: its exit code, -1 if it crashed or ran on.
     int finish(std::chrono::milliseconds within = std::chrono::seconds(30)) {
         const bool ended = waitUntil([this] { return state() == NotRunning; }, within);
@@ -72,7 +74,6 @@ public:
     std::string report() {
         return (readAllStandardOutput() + readAllStandardError()).toStdString();
     }
-    const QString lumora = builtExecutable("lumora");
 };
 
 // A home and a private bus of the test's own, a watcher ready to start on it, and lumora run to its
