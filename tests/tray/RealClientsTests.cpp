@@ -6,9 +6,7 @@
 
 #include <QDBusVariant>
 #include <QDeadlineTimer>
-#include <QDir>
 #include <QJsonArray>
-#include <QJsonDocument>
 
 #include <span>
 
@@ -25,8 +23,9 @@ template <typename... Values> QByteArray json(QString text, const Values&... val
 
 // An unsigned JSON web token with these claims: the clients read the claims, nobody checks them.
 QString token(const QByteArray& claims) {
-    const auto base64 = QByteArray::Base64UrlEncoding | QByteArray::OmitTrailingEquals;
-    return "eyJhbGciOiJub25lIiwidHlwIjoiSldUIn0." + claims.toBase64(base64) + ".c2lnbmF0dXJl";
+    return "eyJhbGciOiJub25lIiwidHlwIjoiSldUIn0." +
+           claims.toBase64(QByteArray::Base64UrlEncoding | QByteArray::OmitTrailingEquals) +
+           ".c2lnbmF0dXJl";
 }
 
 // The steps both clients go through: the session's share used and how much later than in two
@@ -66,15 +65,13 @@ protected:
         standIn.kill(), standIn.waitForFinished(5000);
         runProgram("tmux", tmux.mid(1) + QStringList{"kill-server"});
     }
-
     // A script that runs a program inside the stand-in's network namespace.
     QString inNamespace(const QString& name, const QString& program, const QString& settings = {}) {
-        const QString path = home.filePath("bin/" + name),
-                      pid = QString::number(standIn.processId());
         const QString line =
-            "exec nsenter -t %1 -n -U --preserve-credentials -- env %2 '%3' \"$@\"\n";
-        writeScript(path, line.arg(pid, settings, program).toUtf8());
-        return path;
+            "exec nsenter -t %1 -n -U --preserve-credentials -- env %2 '%3' \"$@\"";
+        writeScript(home.filePath("bin/" + name),
+                    line.arg(standIn.processId()).arg(settings, program).toUtf8());
+        return home.filePath("bin/" + name);
     }
     // The stand-in's figures: the session window's share and reset, with a fault of its answer
     // ("", "no-figures", "garbage" or "no-window"); the weekly window's are 31% and four days.
@@ -85,33 +82,46 @@ protected:
                  used, reset, now + 4 * 86400, fault));
         nextRefresh.setRemainingTime(0);
     }
-    // The tray with one tool connected (the other one's path is /nowhere), its alerts on.
-    void startTray(const QString& claudePath, const QString& codexPath) {
-        tool = codexPath == "/nowhere" ? "Claude Code" : "Codex";
-        const QStringList on{tool == "Codex" ? "false" : "true",
-                             tool == "Codex" ? "true" : "false"};
+    // The tray with one tool (Claude Code or Codex) at `path` connected, its alerts on; the other
+    // tool switched off and nowhere.
+    void startTray(const QString& name, const QString& path) {
+        const bool isCodex = (tool = name) == "Codex";
         writeFile(home.preferencesFile(),
                   json("{'alertsEnabled': true, 'providerEnabled': %1, 'codexEnabled': %2, "
                        "'showClaudeInMenuBar': true, 'showCodexInMenuBar': true}",
-                       on[0], on[1]));
+                       isCodex ? "false" : "true", isCodex ? "true" : "false"));
         tray = std::make_unique<LumoraProcess>(
             home.path(), bus.address(),
-            QStringList{"LUMORA_CLAUDE_PATH=" + claudePath, "LUMORA_CODEX_PATH=" + codexPath});
+            QStringList{"LUMORA_CLAUDE_PATH=" + (isCodex ? "/nowhere" : path),
+                        "LUMORA_CODEX_PATH=" + (isCodex ? path : "/nowhere")});
         tray->start();
-        ASSERT_TRUE(waitUntil([&] { return !watcher.registrations().isEmpty(); }));
+        ASSERT_TRUE(waitUntil([&] { return !watcher.registrations.isEmpty(); }));
     }
     QString label() {
-        QDBusMessage m =
-            QDBusMessage::createMethodCall(watcher.registrations().value(0), "/StatusNotifierItem",
-                                           "org.freedesktop.DBus.Properties", "Get");
-        m.setArguments({"org.kde.StatusNotifierItem", "XAyatanaLabel"});
-        const QVariant value = PrivateBus::call(notificationBus, m).arguments().value(0);
+        const QDBusMessage get =
+            QDBusMessage::createMethodCall(watcher.registrations.value(0), "/StatusNotifierItem",
+                                           "org.freedesktop.DBus.Properties", "Get")
+            << "org.kde.StatusNotifierItem"
+            << "XAyatanaLabel";
+        const QVariant value = PrivateBus::call(notificationBus, get).arguments().value(0);
         return value.value<QDBusVariant>().variant().toString();
     }
-    // Waits for `shown` after the tool's name on the label, asking the Codex tray to refresh.
+    // Waits for `shown` after the tool's name on the label, asking the Codex tray to refresh at
+    // once after new figures and then each second: a refresh asked for while one is in flight
+    // (that may have read the figures before) is dropped.
     void expectLabel(const QString& shown) {
-        const QString want = tool + ' ' + shown;
-        EXPECT_TRUE(waitUntil([&] { return refresh(), label() == want; }, std::chrono::seconds(20)))
+        const QString want = tool + ' ' + shown, name = "io.github.lumora.Lumora";
+        EXPECT_TRUE(waitUntil(
+            [&] {
+                if (tool == "Codex" && nextRefresh.hasExpired()) {
+                    nextRefresh.setRemainingTime(1000);
+                    PrivateBus::call(notificationBus,
+                                     QDBusMessage::createMethodCall(
+                                         name, "/io/github/lumora/Lumora", name, "Refresh"));
+                }
+                return label() == want;
+            },
+            std::chrono::seconds(20)))
             << "the label shows " << label().toStdString() << ", not " << want.toStdString();
     }
     // Walks these steps: sets each one's figures, sends Claude Code a message, and waits for the
@@ -130,31 +140,20 @@ protected:
     // What the command line reports of one tool's windows (kind, share used, reset time) against
     // the stand-in's figures at the start.
     void expectWindowsInStatus(const QString& provider) const {
-        const QList<QPair<QString, QString>> paths{{"LUMORA_CODEX_PATH", codexInNamespace},
-                                                   {"LUMORA_CLAUDE_PATH", claudeCode}};
-        const QString out = runLumora(home.path(), {"status", "--json", "--all"}, paths).out;
+        const QString out =
+            runLumora(home.path(), {"status", "--json", "--all"},
+                      {{"LUMORA_CODEX_PATH", codexInNamespace}, {"LUMORA_CLAUDE_PATH", claudeCode}})
+                .out;
         QStringList windows;
         for (const QJsonValue s : QJsonDocument::fromJson(out.toUtf8())["snapshots"].toArray()) {
-            for (const QJsonValue w : s["windows"].toArray()) {
-                const QString used = QString::number(w["usedRatio"].toDouble());
-                windows << QStringList{s["providerID"].toString(), w["kind"].toString(), used,
-                                       w["resetsAt"].toString()}
-                               .join(' ');
+            for (const QJsonValue w :
+                 s["providerID"] == provider ? s["windows"].toArray() : QJsonArray()) {
+                windows << w["kind"].toString() + ' ' + QString::number(w["usedRatio"].toDouble()) +
+                               ' ' + w["resetsAt"].toString();
             }
         }
-        EXPECT_EQ(windows.filter(provider + ' '),
-                  QStringList({provider + " session 0.42 " + iso(inTwoHours),
-                               provider + " weekly 0.31 " + iso(now + 4 * 86400)}));
-    }
-    // Asks the Codex tray to refresh, at once after new figures and then each second: a refresh
-    // asked for while one is in flight (that may have read the figures before) is dropped.
-    void refresh() {
-        if (tool == "Codex" && nextRefresh.hasExpired()) {
-            nextRefresh.setRemainingTime(1000);
-            const QString name = "io.github.lumora.Lumora", path = "/io/github/lumora/Lumora";
-            PrivateBus::call(notificationBus,
-                             QDBusMessage::createMethodCall(name, path, name, "Refresh"));
-        }
+        EXPECT_EQ(windows, QStringList({"session 0.42 " + iso(inTwoHours),
+                                        "weekly 0.31 " + iso(now + 4 * 86400)}));
     }
     // Claude Code's terminal: what it shows, and a message typed into it.
     QString screen() { return runProgram("env", tmux + QStringList{"capture-pane", "-p"}).out; }
@@ -177,6 +176,9 @@ protected:
 
 } // namespace
 
+// Codex signed in: the command line and the tray show its figures, notifications as they cross
+// the marks; bad answers (no window, no figures, not JSON) no figure at all rather than a wrong
+// one; a share below nothing counts as nothing used.
 TEST_F(RealClientsTest, CodexReportsTheStandInsFiguresToLumora) {
     codexInNamespace = inNamespace("codex", codex, "CODEX_HOME=" + home.filePath("codex"));
     const QDateTime signedIn = QDateTime::currentDateTimeUtc();
@@ -193,11 +195,8 @@ TEST_F(RealClientsTest, CodexReportsTheStandInsFiguresToLumora) {
     writeFile(home.filePath("codex/config.toml"),
               "chatgpt_base_url = \"http://127.0.0.1:" + port.toUtf8() + "/backend-api/\"\n");
     expectWindowsInStatus("codex");
-
-    startTray("/nowhere", codexInNamespace);
+    startTray("Codex", codexInNamespace);
     walk(steps);
-    // Bad answers (no window, no figures, not JSON): no figure at all rather than a wrong one; a
-    // share below nothing counts as nothing used.
     for (const QString fault : {"no-window", "no-figures", "garbage", ""}) {
         SCOPED_TRACE(fault.toStdString());
         setFigures(fault.isEmpty() ? -0.05 : 0.3, inTwoHours, fault);
@@ -206,9 +205,13 @@ TEST_F(RealClientsTest, CodexReportsTheStandInsFiguresToLumora) {
     EXPECT_EQ(notifications.summaries(), expected);
 }
 
+// Claude Code in a terminal: each message's answer hands Lumora the figures; on bad answers it
+// hands over nothing, so the cache and the label keep the last figures (until they grow old and
+// need a sync) and the status line says it waits; a share below nothing counts as nothing used.
 TEST_F(RealClientsTest, ClaudeCodeReportsTheStandInsFiguresToLumora) {
-    const QList<QPair<QString, QString>> claude{{"LUMORA_CLAUDE_PATH", claudeCode}};
-    ASSERT_EQ(runLumora(home.path(), {"connect", "claude"}, claude).exitCode, 0);
+    ASSERT_EQ(runLumora(home.path(), {"connect", "claude"}, {{"LUMORA_CLAUDE_PATH", claudeCode}})
+                  .exitCode,
+              0);
     // Onboarding done and the project trusted, so Claude Code goes straight to its prompt; it
     // takes the token for a gateway's and then reads the rate-limit headers.
     const QString project = home.filePath("project");
@@ -216,7 +219,7 @@ TEST_F(RealClientsTest, ClaudeCodeReportsTheStandInsFiguresToLumora) {
     writeFile(home.filePath(".claude.json"), json("{'hasCompletedOnboarding': true, 'projects': "
                                                   "{'%1': {'hasTrustDialogAccepted': true}}}",
                                                   QFileInfo(project).canonicalFilePath()));
-    startTray(claudeCode, "/nowhere");
+    startTray("Claude Code", claudeCode);
     // In a terminal with nothing of this process's environment.
     const QString gateway = token(json("{'aud': 'claude-gateway', 'sub': 'standin'}"));
     const auto terminal = QStringList(
@@ -227,27 +230,24 @@ TEST_F(RealClientsTest, ClaudeCodeReportsTheStandInsFiguresToLumora) {
     ASSERT_EQ(runProgram("env", terminal + tmux + session).exitCode, 0);
     ASSERT_TRUE(waitUntil([&] { return screen().contains("❯"); }, std::chrono::seconds(30)))
         << screen().toStdString();
-    // Each setting reaches Lumora with the answer to the next message.
     walk(std::span(steps).first(1));
     expectWindowsInStatus("claude-code");
     walk(std::span(steps).subspan(1));
-    // Bad answers: Claude Code hands over nothing, so the cache and the label keep the last
-    // figures (until they grow old and need a sync); a share below nothing counts as nothing used.
     const QByteArray lastGood = readFile(home.dataFile("claude-rate-limits.json"));
     for (const char* fault : {"no-figures", "garbage"}) {
         SCOPED_TRACE(fault);
         setFigures(0.3, inTwoHours, fault);
-        const QString log = home.filePath("port.log");
-        const qsizetype before = readFile(log).count("POST /v1/");
+        const qsizetype before = readFile(home.filePath("port.log")).count("POST /v1/");
         send();
-        // The status line runs again after the answer, now without figures: the hook says so.
-        const QString waiting = "Lumora · waiting for Claude Code usage";
         EXPECT_TRUE(waitUntil(
-            [&] { return readFile(log).count("POST /v1/") > before && screen().contains(waiting); },
+            [&] {
+                return readFile(home.filePath("port.log")).count("POST /v1/") > before &&
+                       screen().contains("Lumora · waiting for Claude Code usage");
+            },
             std::chrono::seconds(20)))
             << screen().toStdString();
-        EXPECT_EQ(readFile(home.dataFile("claude-rate-limits.json")), lastGood);
-        EXPECT_EQ(label(), "Claude Code 95%");
+        EXPECT_EQ(std::pair(readFile(home.dataFile("claude-rate-limits.json")), label()),
+                  std::pair(lastGood, QString("Claude Code 95%")));
     }
     setFigures(-0.2, inTwoHours);
     send();

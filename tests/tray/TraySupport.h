@@ -2,41 +2,41 @@
 
 #include "AppTestSupport.h"
 
+#include <QDBusContext>
+
 #include <gtest/gtest.h>
 
 namespace lumora::test {
 
-// FakeWatcher.cpp as a process of its own on the bus at `bus`, run through a link named `name` in
-// `links` (the process name the tray looks at). Killed at the end.
-class WatcherProcess : public QProcess {
+// A panel's org.kde.StatusNotifierWatcher on a connection of its own to `bus`, recording the items
+// that register; with "hang" it never answers an item, with "error" refuses it. Stops at the end.
+class Watcher : public QObject, protected QDBusContext {
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.kde.StatusNotifierWatcher")
 public:
-    WatcherProcess(const QString& bus, QString links) : m_links(links) {
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert("DBUS_SESSION_BUS_ADDRESS", bus);
-        setProcessEnvironment(environment);
+    explicit Watcher(PrivateBus& bus) : m_bus(bus) {}
+    ~Watcher() override { stop(); }
+    bool start(const QString& mode = "") { // owns the watcher's name when it returns true
+        stop(), registrations.clear(), m_mode = mode;
+        QDBusConnection connection = m_bus.connect("watcher");
+        m_name = connection.name();
+        return connection.registerObject("/StatusNotifierWatcher", this,
+                                         QDBusConnection::ExportAllSlots) &&
+               connection.registerService("org.kde.StatusNotifierWatcher");
     }
-    ~WatcherProcess() override { stop(); }
-    // Starts it (MODE: see FakeWatcher.cpp) and waits until it owns the watcher's name.
-    bool start(const QString& name = "lumora_fake_watcher", const QString& mode = "") {
-        const QString link = m_links + '/' + name;
-        stop(), m_output.clear(), QFile::remove(link);
-        EXPECT_TRUE(QFile::link(builtExecutable("lumora_fake_watcher"), link));
-        QProcess::start(link, {mode});
-        return waitForStarted(5000) &&
-               waitUntil([this] { return registrations(), m_output.contains("ready\n"); });
-    }
-    void stop() { kill(), waitForFinished(5000); }
-    QStringList registrations() { // the services registered with this run so far
-        m_output += readAllStandardOutput();
-        return QString(m_output)
-            .split('\n')
-            .filter("registered ")
-            .replaceInStrings("registered ", "");
+    void stop() { QDBusConnection::disconnectFromBus(m_name); } // as when the panel dies
+    QStringList registrations;
+public slots:
+    void RegisterStatusNotifierItem(const QString& service) {
+        registrations << service;
+        m_mode == "hang"    ? setDelayedReply(true)
+        : m_mode == "error" ? sendErrorReply(QDBusError::AccessDenied, "No items wanted here")
+                            : void();
     }
 
 private:
-    QString m_links;
-    QByteArray m_output;
+    PrivateBus& m_bus;
+    QString m_name, m_mode;
 };
 
 struct RecordingWindows : WindowPresentation { // what the model asked of the windows
@@ -90,7 +90,7 @@ protected:
 
     TemporaryHome home;
     PrivateBus bus;
-    WatcherProcess watcher{bus.address(), home.path()};
+    Watcher watcher{bus};
 };
 
 } // namespace lumora::test

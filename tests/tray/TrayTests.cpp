@@ -17,6 +17,7 @@
 #include <QRegularExpression>
 #include <QtQml/qqmlextensionplugin.h>
 
+#include <sys/prctl.h>
 #include <xcb/xcb.h>
 
 using namespace lumora;
@@ -54,63 +55,13 @@ Tint tintAt(const QImage& icon, double degrees, QColor panel) {
                                 : (c.green() > 60 ? Tint::orange : Tint::red);
 }
 
-class SignalLog : public QObject { // each signal the host heard: its name and arguments
+struct SignalLog : QObject { // each signal the host heard: its name and arguments
     Q_OBJECT
-public slots:
-    void on(const QDBusMessage& m) {
-        heard << (QStringList{m.member()} + QVariant(m.arguments()).toStringList()).join(" | ");
-    }
-
 public:
     QStringList heard;
-};
-
-class StatusItemTest : public TrayTest {
-protected:
-    void SetUp() override {
-        TrayTest::SetUp();
-        harness.enableBoth(usage("claude-code", Availability::ready, 0.42),
-                           usage("codex", Availability::ready, 0.07));
-        harness.storePreference("showClaudeInMenuBar", true);
+    Q_SLOT void on(const QDBusMessage& m) {
+        heard << (QStringList{m.member()} + QVariant(m.arguments()).toStringList()).join(" | ");
     }
-    void startTray(QDBusConnection connection, std::chrono::milliseconds fallback) {
-        AppModel::Services services = harness.services();
-        services.windows = windows;
-        model = std::make_unique<AppModel>(std::move(services));
-        controller = std::make_unique<StatusBarController>(model.get());
-        QObject::connect(controller.get(), &StatusBarController::quitRequested, [&] { ++quits; });
-        item = std::make_unique<StatusItem>(controller.get(), connection, harness.notifier);
-        item->setFallbackDelay(fallback), item->start(), controller->start();
-    }
-    StatusNotifierItem* sni() const { return item->notifierItem(); }
-    bool registered() const { return sni() && sni()->isRegistered(); }
-    bool registeredWithWatcher() {
-        return waitUntil([&] {
-            return registered() && watcher.registrations() == QStringList{sni()->serviceName()};
-        });
-    }
-    QDBusMessage call(const QString& method, const QVariantList& arguments,
-                      const QString& interface = itemInterface) {
-        const QString path = interface == menu ? "/MenuBar" : "/StatusNotifierItem";
-        QDBusMessage m =
-            QDBusMessage::createMethodCall(sni()->serviceName(), path, interface, method);
-        m.setArguments(arguments);
-        return PrivateBus::call(host, m);
-    }
-    QDBusMessage get(const QString& name) { return call("Get", {itemInterface, name}, properties); }
-    QVariant propertyValue(const QString& name) {
-        return get(name).arguments().value(0).value<QDBusVariant>().variant();
-    }
-    bool popoverShown() const { return controller->popover()->isShown(); }
-    int claudeFetches() const { return harness.claude->script->fetches(); }
-
-    ModelHarness harness;
-    QDBusConnection app = bus.connect("app"), host = bus.connect("host");
-    std::shared_ptr<RecordingWindows> windows = std::make_shared<RecordingWindows>();
-    std::unique_ptr<AppModel> model;
-    std::unique_ptr<StatusBarController> controller;
-    std::unique_ptr<StatusItem> item;
-    int quits = 0;
 };
 
 } // namespace
@@ -142,12 +93,60 @@ TEST(GaugeIconTest, TheArcShowsTheShareInItsColourOnLightAndDarkPanels) {
               std::pair(true, false));
 }
 
-// One tray through a session's panels: none at first (the popover and one notification instead),
-// watchers that refuse, hang and die, GNOME Shell's with its menu, another that comes late; every
-// property as a panel reads it, the signals of a model change, clicks, calls of the wrong shape;
-// a second lumora's commands (none without a bus, nor on a display that refuses the connection);
-// resume from suspend; without a bus, neither an item nor that, but the popover.
+// One tray through a session's panels: none, watchers that refuse, hang, die, GNOME Shell's with
+// its menu; what panels read, clicks, a second lumora's commands, resume, and no bus at all.
+using StatusItemTest = TrayTest;
 TEST_F(StatusItemTest, FollowsThePanelsAnswersClicksAndCommandsAndDoesWithoutABus) {
+    ModelHarness harness;
+    harness.enableBoth(usage("claude-code", Availability::ready, 0.42),
+                       usage("codex", Availability::ready, 0.07));
+    harness.storePreference("showClaudeInMenuBar", true);
+    QDBusConnection app = bus.connect("app"), host = bus.connect("host");
+    const auto windows = std::make_shared<RecordingWindows>();
+    std::unique_ptr<AppModel> model;
+    std::unique_ptr<StatusBarController> controller;
+    std::unique_ptr<StatusItem> item;
+    int quits = 0;
+    const auto startTray = [&](QDBusConnection connection, std::chrono::milliseconds fallback) {
+        AppModel::Services services = harness.services();
+        services.windows = windows;
+        model = std::make_unique<AppModel>(std::move(services));
+        controller = std::make_unique<StatusBarController>(model.get());
+        QObject::connect(controller.get(), &StatusBarController::quitRequested, [&] { ++quits; });
+        item = std::make_unique<StatusItem>(controller.get(), connection, harness.notifier);
+        item->setFallbackDelay(fallback), item->start(), controller->start();
+    };
+    const auto sni = [&] {
+        return item->notifierItem();
+    };
+    const auto registered = [&] {
+        return sni() && sni()->isRegistered();
+    };
+    const auto registeredWithWatcher = [&] {
+        return waitUntil([&] {
+            return registered() && watcher.registrations == QStringList{sni()->serviceName()};
+        });
+    };
+    const auto call = [&](const QString& method, const QVariantList& arguments,
+                          const QString& interface = itemInterface) {
+        const QString path = interface == menu ? "/MenuBar" : "/StatusNotifierItem";
+        QDBusMessage m =
+            QDBusMessage::createMethodCall(sni()->serviceName(), path, interface, method);
+        m.setArguments(arguments);
+        return PrivateBus::call(host, m);
+    };
+    const auto get = [&](const QString& name) {
+        return call("Get", {itemInterface, name}, properties);
+    };
+    const auto propertyValue = [&](const QString& name) {
+        return get(name).arguments().value(0).value<QDBusVariant>().variant();
+    };
+    const auto popoverShown = [&] {
+        return controller->popover()->isShown();
+    };
+    const auto claudeFetches = [&] {
+        return harness.claude->script->fetches();
+    };
     startTray(app, std::chrono::milliseconds(500));
     ASSERT_TRUE(waitUntil([&] {
         return item->mode() == StatusItem::Mode::noTray && popoverShown() &&
@@ -156,15 +155,17 @@ TEST_F(StatusItemTest, FollowsThePanelsAnswersClicksAndCommandsAndDoesWithoutABu
     }));
     controller->popover()->close();
     for (const char* mode : {"error", "hang"}) { // refuses the item; never answers, then dies
-        ASSERT_TRUE(watcher.start("lumora_fake_watcher", mode));
-        ASSERT_TRUE(waitUntil([&] { return watcher.registrations().size() == 1; })) << mode;
+        ASSERT_TRUE(watcher.start(mode));
+        ASSERT_TRUE(waitUntil([&] { return watcher.registrations.size() == 1; })) << mode;
         watcher.stop(), settle();
         EXPECT_FALSE(registered()) << mode;
     }
     // GNOME Shell's: the item registers with it, with a menu of five entries, each doing its
     // action; hovering and unknown entries do nothing.
-    ASSERT_TRUE(watcher.start("gnome-shell"));
+    prctl(PR_SET_NAME, "gnome-shell"); // the name the tray reads of the watcher's process
+    ASSERT_TRUE(watcher.start());
     ASSERT_TRUE(registeredWithWatcher());
+    prctl(PR_SET_NAME, "lumora_tray_tes");
     EXPECT_EQ(item->mode(), StatusItem::Mode::statusNotifierItem);
     ASSERT_TRUE(sni()->exportsMenu());
     const QVariant menuPath = propertyValue("Menu");
