@@ -26,6 +26,8 @@ public:
     }
     void stop() { QDBusConnection::disconnectFromBus(m_name); } // as when the panel dies
     QStringList registrations;
+    PrivateBus& m_bus;
+    QString m_name, m_mode;
 public slots:
     void RegisterStatusNotifierItem(const QString& service) {
         registrations << service;
@@ -33,10 +35,6 @@ public slots:
         : m_mode == "error" ? sendErrorReply(QDBusError::AccessDenied, "No items wanted here")
                             : void();
     }
-
-private:
-    PrivateBus& m_bus;
-    QString m_name, m_mode;
 };
 
 struct RecordingWindows : WindowPresentation { // what the model asked of the windows
@@ -59,21 +57,18 @@ public:
             const QString name = setting.section('=', 0, 0), value = setting.section('=', 1);
             value.isEmpty() ? environment.remove(name) : environment.insert(name, value);
         }
-        setProcessEnvironment(environment);
-        setWorkingDirectory(home);
+        setProcessEnvironment(environment), setWorkingDirectory(home);
+        setProgram(builtExecutable("lumora"));
     }
     ~LumoraProcess() override { kill(), waitForFinished(5000); }
-    void start(const QStringList& arguments = {}) {
-        QProcess::start(builtExecutable("lumora"), arguments);
-    }
+    void start(const QStringList& arguments = {}) { setArguments(arguments), QProcess::start(); }
     // Waits for its end, serving this process's events: its exit code, -1 if it crashed or ran on.
-    int finish(std::chrono::milliseconds within = std::chrono::seconds(30)) {
-        const bool ended = waitUntil([this] { return state() == NotRunning; }, within);
+    int finish() {
+        const bool ended =
+            waitUntil([this] { return state() == NotRunning; }, std::chrono::seconds(30));
         return ended && exitStatus() == NormalExit ? exitCode() : -1;
     }
-    std::string report() {
-        return (readAllStandardOutput() + readAllStandardError()).toStdString();
-    }
+    std::string report() { return (readAll() + readAllStandardError()).toStdString(); }
 };
 
 // A home and a private bus of the test's own, a watcher ready to start on it, and lumora run to its
@@ -83,8 +78,7 @@ protected:
     void SetUp() override { ASSERT_TRUE(bus.isRunning()); }
     CommandOutcome lumora(const QStringList& arguments, const QStringList& variables = {}) {
         LumoraProcess process(home.path(), bus.address(), variables);
-        process.start(arguments);
-        const int exitCode = process.finish();
+        const int exitCode = (process.start(arguments), process.finish());
         return {exitCode, process.readAllStandardOutput(), process.readAllStandardError()};
     }
 
