@@ -84,21 +84,6 @@ protected:
                  used, reset, now + 4 * 86400, fault));
         nextRefresh.setRemainingTime(0);
     }
-    // The tray with one tool (Claude Code or Codex) at `path` connected, its alerts on; the other
-    // tool switched off and nowhere.
-    void startTray(const QString& name, const QString& path) {
-        const bool isCodex = (tool = name) == "Codex";
-        writeFile(home.preferencesFile(),
-                  json("{'alertsEnabled': true, 'providerEnabled': %1, 'codexEnabled': %2, "
-                       "'showClaudeInMenuBar': true, 'showCodexInMenuBar': true}",
-                       isCodex ? "false" : "true", isCodex ? "true" : "false"));
-        tray = std::make_unique<LumoraProcess>(
-            home.path(), bus.address(),
-            QStringList{"LUMORA_CLAUDE_PATH=" + (isCodex ? "/nowhere" : path),
-                        "LUMORA_CODEX_PATH=" + (isCodex ? path : "/nowhere")});
-        tray->start();
-        ASSERT_TRUE(waitUntil([&] { return !watcher.registrations.isEmpty(); }));
-    }
     QString label() {
         QDBusMessage get =
             QDBusMessage::createMethodCall(watcher.registrations.value(0), "/StatusNotifierItem",
@@ -112,14 +97,15 @@ protected:
             .variant()
             .toString();
     }
-    // Waits for `shown` after the tool's name on the label, asking the Codex tray to refresh at
-    // once after new figures and then each second: a refresh asked for while one is in flight
-    // (that may have read the figures before) is dropped.
-    void expectLabel(const QString& shown) {
-        const QString want = tool + ' ' + shown, name = "io.github.lumora.Lumora";
+    // Waits for the label to show Codex's `codex` and Claude Code's `claude`, asking the tray to
+    // refresh at once after new figures and then each second: a refresh asked for while one is in
+    // flight (that may have read the figures before) is dropped.
+    void expectLabel(const QString& codex, const QString& claude) {
+        const QString want = "Codex " + codex + " · Claude Code " + claude,
+                      name = "io.github.lumora.Lumora";
         EXPECT_TRUE(waitUntil(
             [&] {
-                if (tool == "Codex" && nextRefresh.hasExpired()) {
+                if (nextRefresh.hasExpired()) {
                     nextRefresh.setRemainingTime(1000);
                     PrivateBus::call(notificationBus,
                                      QDBusMessage::createMethodCall(
@@ -130,38 +116,26 @@ protected:
             std::chrono::seconds(20)))
             << "the label shows " << label().toStdString() << ", not " << want.toStdString();
     }
+    // The notifications so far, in the order of their texts.
+    QStringList notified() const {
+        QStringList summaries = notifications.summaries();
+        return summaries.sort(), summaries;
+    }
     // Walks these steps: sets each one's figures, sends Claude Code a message, and waits for the
     // label and for the notifications it brings.
     void walk(std::span<const Step> some) {
         for (const auto& [used, later, shown, notification] : some) {
             SCOPED_TRACE(shown.toStdString());
             setFigures(used, inTwoHours + later);
-            tool == "Claude Code" ? send() : void();
-            expectLabel(shown);
-            expected << (notification.isEmpty() ? QStringList() : QStringList{tool + notification});
-            EXPECT_TRUE(waitUntil([&] { return notifications.summaries() == expected; }))
-                << notifications.summaries().join(", ").toStdString();
+            send();
+            expectLabel(shown, shown);
+            expected << (notification.isEmpty()
+                             ? QStringList()
+                             : QStringList{"Claude Code" + notification, "Codex" + notification});
+            expected.sort();
+            EXPECT_TRUE(waitUntil([&] { return notified() == expected; }))
+                << notified().join(", ").toStdString();
         }
-    }
-    // What the command line reports of one tool's windows (kind, share used, reset) at the start.
-    void expectWindowsInStatus(const QString& provider) const {
-        const Environment tools{{"LUMORA_CODEX_PATH", codexInNamespace},
-                                {"LUMORA_CLAUDE_PATH", claudeCode}};
-        const QString out = runLumora(home.path(), {"status", "--json", "--all"}, tools).out;
-        QStringList windows;
-        for (const QJsonValue s : QJsonDocument::fromJson(out.toUtf8())["snapshots"].toArray()) {
-            for (const QJsonValue w :
-                 s["providerID"] == provider ? s["windows"].toArray() : QJsonArray()) {
-                const QDateTime reset =
-                    QDateTime::fromString(w["resetsAt"].toString(), Qt::ISODate);
-                windows << QString("%1 %2 %3")
-                               .arg(w["kind"].toString())
-                               .arg(w["usedRatio"].toDouble())
-                               .arg(reset.toSecsSinceEpoch());
-            }
-        }
-        EXPECT_EQ(windows, QStringList({QString("session 0.42 %1").arg(inTwoHours),
-                                        QString("weekly 0.31 %1").arg(now + 4 * 86400)}));
     }
     // Claude Code's terminal: what it shows, and a message typed into it.
     QString screen() { return runProgram("env", tmux + QStringList{"capture-pane", "-p"}).out; }
@@ -170,8 +144,7 @@ protected:
     QDBusConnection notificationBus = bus.connect("notifications");
     FakeNotificationService notifications;
     QProcess standIn;
-    std::unique_ptr<LumoraProcess> tray;
-    QString port, claudeCode, codex, codexInNamespace, tool;
+    QString port, claudeCode, codex, codexInNamespace;
     const QStringList tmux{"tmux", "-S", home.filePath("tmux.sock"), "-f", "/dev/null"};
     QStringList expected; // the notifications so far
     QDeadlineTimer nextRefresh;
@@ -181,9 +154,11 @@ protected:
 
 } // namespace
 
-// Codex signed in: its figures on the command line and the tray, notifications as they cross the
-// marks; bad answers (no window, no figures, not JSON): no figure at all rather than a wrong one.
-TEST_F(RealClientsTest, CodexReportsTheStandInsFiguresToLumora) {
+// Both signed in: their figures on the command line and in the tray, notifications as they cross
+// the marks; after bad answers (no window, no figures, not JSON), Codex shows no figure rather than
+// a wrong one, and Claude Code hands over nothing, so the cache and the label keep its last figures
+// (till they grow old and need a sync) and its status line says it waits.
+TEST_F(RealClientsTest, BothReportTheStandInsFiguresToLumora) {
     codexInNamespace = inNamespace("codex", codex, "CODEX_HOME=" + home.filePath("codex"));
     const QDateTime signedIn = QDateTime::currentDateTimeUtc();
     const QString jwt =
@@ -198,19 +173,6 @@ TEST_F(RealClientsTest, CodexReportsTheStandInsFiguresToLumora) {
                    isoDateTimeText(signedIn), jwt));
     writeFile(home.filePath("codex/config.toml"),
               "chatgpt_base_url = \"http://127.0.0.1:" + port.toUtf8() + "/backend-api/\"\n");
-    expectWindowsInStatus("codex");
-    startTray("Codex", codexInNamespace);
-    walk(steps);
-    for (const char* fault : {"no-window", "no-figures", "garbage"}) {
-        setFigures(0.3, inTwoHours, fault);
-        expectLabel("--%");
-    }
-    EXPECT_EQ(notifications.summaries(), expected);
-}
-
-// Claude Code in a terminal: each answer hands Lumora the figures; after a bad one nothing, so the
-// cache and the label keep the last figures (till they need a sync) and the status line waits.
-TEST_F(RealClientsTest, ClaudeCodeReportsTheStandInsFiguresToLumora) {
     ASSERT_EQ(runLumora(home.path(), {"connect", "claude"}, {{"LUMORA_CLAUDE_PATH", claudeCode}})
                   .exitCode,
               0);
@@ -221,7 +183,14 @@ TEST_F(RealClientsTest, ClaudeCodeReportsTheStandInsFiguresToLumora) {
     writeFile(home.filePath(".claude.json"), json("{'hasCompletedOnboarding': true, 'projects': "
                                                   "{'%1': {'hasTrustDialogAccepted': true}}}",
                                                   QFileInfo(project).canonicalFilePath()));
-    startTray("Claude Code", claudeCode);
+    writeFile(home.preferencesFile(), // both tools connected, their alerts on
+              json("{'alertsEnabled': true, 'providerEnabled': true, 'codexEnabled': true, "
+                   "'showClaudeInMenuBar': true, 'showCodexInMenuBar': true}"));
+    LumoraProcess tray(
+        home.path(), bus.address(),
+        {"LUMORA_CLAUDE_PATH=" + claudeCode, "LUMORA_CODEX_PATH=" + codexInNamespace});
+    tray.start();
+    ASSERT_TRUE(waitUntil([&] { return !watcher.registrations.isEmpty(); }));
     // In a terminal with nothing of this process's environment.
     const auto terminal = QStringList(
         {"-i", "HOME=" + home.path(), "PATH=/usr/bin:/bin", "LANG=C.UTF-8",
@@ -233,7 +202,24 @@ TEST_F(RealClientsTest, ClaudeCodeReportsTheStandInsFiguresToLumora) {
     ASSERT_TRUE(waitUntil([&] { return screen().contains("❯"); }, std::chrono::seconds(30)))
         << screen().toStdString();
     walk(std::span(steps).first(1));
-    expectWindowsInStatus("claude-code");
+    // What the command line reports of the tools' windows: kind, share used, reset.
+    const Environment tools{{"LUMORA_CODEX_PATH", codexInNamespace},
+                            {"LUMORA_CLAUDE_PATH", claudeCode}};
+    const QString status = runLumora(home.path(), {"status", "--json", "--all"}, tools).out;
+    QStringList windows;
+    for (const QJsonValue s : QJsonDocument::fromJson(status.toUtf8())["snapshots"].toArray()) {
+        for (const QJsonValue w : s["windows"].toArray()) {
+            const QDateTime reset = QDateTime::fromString(w["resetsAt"].toString(), Qt::ISODate);
+            windows << QString("%1 %2 %3 %4")
+                           .arg(s["providerID"].toString(), w["kind"].toString(),
+                                QString::number(w["usedRatio"].toDouble()),
+                                QString::number(reset.toSecsSinceEpoch()));
+        }
+    }
+    const QString first = " session 0.42 " + QString::number(inTwoHours),
+                  weekly = " weekly 0.31 " + QString::number(now + 4 * 86400);
+    EXPECT_EQ(windows, QStringList({"codex" + first, "codex" + weekly, "claude-code" + first,
+                                    "claude-code" + weekly}));
     walk(std::span(steps).subspan(1));
     const QByteArray lastGood = readFile(home.dataFile("claude-rate-limits.json"));
     for (const char* fault : {"no-figures", "garbage"}) {
@@ -248,8 +234,10 @@ TEST_F(RealClientsTest, ClaudeCodeReportsTheStandInsFiguresToLumora) {
             },
             std::chrono::seconds(20)))
             << screen().toStdString();
-        EXPECT_EQ(std::pair(readFile(home.dataFile("claude-rate-limits.json")), label()),
-                  std::pair(lastGood, QString("Claude Code 100%")));
+        expectLabel("--%", "100%");
+        EXPECT_EQ(readFile(home.dataFile("claude-rate-limits.json")), lastGood);
     }
-    EXPECT_EQ(notifications.summaries(), expected);
+    setFigures(0.3, inTwoHours, "no-window");
+    expectLabel("--%", "100%");
+    EXPECT_EQ(notified(), expected);
 }
