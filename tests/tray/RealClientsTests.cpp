@@ -84,25 +84,17 @@ protected:
                  used, reset, now + 4 * 86400, fault));
         nextRefresh.setRemainingTime(0);
     }
-    QString label() {
-        QDBusMessage get =
-            QDBusMessage::createMethodCall(watcher.registrations.value(0), "/StatusNotifierItem",
-                                           "org.freedesktop.DBus.Properties", "Get");
-        get << "org.kde.StatusNotifierItem"
-            << "XAyatanaLabel";
-        return PrivateBus::call(notificationBus, get)
-            .arguments()
-            .value(0)
-            .value<QDBusVariant>()
-            .variant()
-            .toString();
-    }
     // Waits for the label to show Codex's `codex` and Claude Code's `claude`, asking the tray to
     // refresh at once after new figures and then each second: a refresh asked for while one is in
     // flight (that may have read the figures before) is dropped.
     void expectLabel(const QString& codex, const QString& claude) {
         const QString want = "Codex " + codex + " · Claude Code " + claude,
                       name = "io.github.lumora.Lumora";
+        QDBusMessage get =
+            QDBusMessage::createMethodCall(watcher.registrations.value(0), "/StatusNotifierItem",
+                                           "org.freedesktop.DBus.Properties", "Get");
+        get.setArguments({"org.kde.StatusNotifierItem", "XAyatanaLabel"});
+        QString label;
         EXPECT_TRUE(waitUntil(
             [&] {
                 if (nextRefresh.hasExpired()) {
@@ -111,10 +103,11 @@ protected:
                                      QDBusMessage::createMethodCall(
                                          name, "/io/github/lumora/Lumora", name, "Refresh"));
                 }
-                return label() == want;
+                const QVariant value = PrivateBus::call(notificationBus, get).arguments().value(0);
+                return (label = value.value<QDBusVariant>().variant().toString()) == want;
             },
             std::chrono::seconds(20)))
-            << "the label shows " << label().toStdString() << ", not " << want.toStdString();
+            << "the label shows " << label.toStdString() << ", not " << want.toStdString();
     }
     // The notifications so far, in the order of their texts.
     QStringList notified() const {
@@ -154,10 +147,8 @@ protected:
 
 } // namespace
 
-// Both signed in: their figures on the command line and in the tray, notifications as they cross
-// the marks; after bad answers (no window, no figures, not JSON), Codex shows no figure rather than
-// a wrong one, and Claude Code hands over nothing, so the cache and the label keep its last figures
-// (till they grow old and need a sync) and its status line says it waits.
+// Both clients' figures on the command line and in the tray, and the notifications they bring; bad
+// answers: no Codex figure rather than a wrong one, Claude Code's last ones kept (till a sync).
 TEST_F(RealClientsTest, BothReportTheStandInsFiguresToLumora) {
     codexInNamespace = inNamespace("codex", codex, "CODEX_HOME=" + home.filePath("codex"));
     const QDateTime signedIn = QDateTime::currentDateTimeUtc();

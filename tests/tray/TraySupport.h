@@ -9,7 +9,8 @@
 namespace lumora::test {
 
 // A panel's org.kde.StatusNotifierWatcher on a connection of its own to `bus`, recording the items
-// that register; with "hang" it never answers an item, with "error" refuses it. Stops at the end.
+// that register (with "hang" it never answers one, with "error" refuses it) and the signals its
+// host hears (name and arguments). Stops at the end.
 class Watcher : public QObject, protected QDBusContext {
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "org.kde.StatusNotifierWatcher")
@@ -25,7 +26,7 @@ public:
                connection.registerService("org.kde.StatusNotifierWatcher");
     }
     void stop() { QDBusConnection::disconnectFromBus(m_name); } // as when the panel dies
-    QStringList registrations;
+    QStringList registrations, heard;
     PrivateBus& m_bus;
     QString m_name, m_mode;
 public slots:
@@ -34,6 +35,11 @@ public slots:
         m_mode == "hang"    ? setDelayedReply(true)
         : m_mode == "error" ? sendErrorReply(QDBusError::AccessDenied, "No items wanted here")
                             : void();
+    }
+
+protected slots:
+    void hear(const QDBusMessage& m) {
+        heard << (QStringList{m.member()} + QVariant(m.arguments()).toStringList()).join(" | ");
     }
 };
 

@@ -13,7 +13,6 @@
 #include "views/PopoverWindow.h"
 
 #include <QDBusMetaType>
-#include <QPainter>
 #include <QtQml/qqmlextensionplugin.h>
 
 #include <sys/prctl.h>
@@ -50,15 +49,6 @@ Tint tintAt(const QImage& icon, double degrees) {
            : c.blue() > c.red() ? Tint::blue
                                 : (c.green() > 60 ? Tint::orange : Tint::red);
 }
-
-struct SignalLog : QObject { // each signal the host heard: its name and arguments
-    Q_OBJECT
-public:
-    QStringList heard;
-    Q_SLOT void on(const QDBusMessage& m) {
-        heard << (QStringList{m.member()} + QVariant(m.arguments()).toStringList()).join(" | ");
-    }
-};
 
 } // namespace
 
@@ -217,18 +207,18 @@ TEST_F(StatusItemTest, FollowsThePanelsAnswersClicksAndCommandsAndDoesWithoutABu
               std::tuple(p.width, p.width * p.width * 4,
                          QByteArray::number(GaugeIcon::render(p.width, 0.58).pixel(x, y), 16)));
     // A model change: the new label with its guide, a new tool tip and a new icon.
-    SignalLog log;
-    ASSERT_TRUE(host.connect(sni->serviceName(), "/StatusNotifierItem", itemInterface, "", &log,
-                             SLOT(on(QDBusMessage))));
+    ASSERT_TRUE(host.connect(sni->serviceName(), "/StatusNotifierItem", itemInterface, "", &watcher,
+                             SLOT(hear(QDBusMessage))));
     settle(); // the last refresh is over; the next one is not dropped
     ASSERT_FALSE(model->isRefreshing());
     claude.setSnapshot(usage("claude-code", Availability::limited, 0.9));
     waitFor(model->refresh(false));
-    ASSERT_TRUE(waitUntil([&] { return log.heard.size() >= 3; }));
+    ASSERT_TRUE(waitUntil([&] { return watcher.heard.size() >= 3; }));
     settle();
-    log.heard.sort();
-    EXPECT_EQ(log.heard.join("; "), "NewIcon; NewToolTip; XAyatanaNewLabel | Codex 93% · Claude "
-                                    "Code 10% | Codex 100% · Claude Code 100%");
+    watcher.heard.sort();
+    EXPECT_EQ(watcher.heard.join("; "),
+              "NewIcon; NewToolTip; XAyatanaNewLabel | Codex 93% · Claude "
+              "Code 10% | Codex 100% · Claude Code 100%");
     EXPECT_EQ(
         std::tuple(propertyValue("XAyatanaLabel").toString(), controller->toolTip(),
                    qdbus_cast<IconPixmapList>(propertyValue("IconPixmap"))),
@@ -261,10 +251,8 @@ TEST_F(StatusItemTest, FollowsThePanelsAnswersClicksAndCommandsAndDoesWithoutABu
     // Calls of the wrong shape get an error and change nothing.
     for (const auto& [interface, method, arguments] :
          {std::tuple<QString, QString, QVariantList>{itemInterface, "Activate", {"x", "y"}},
-          {itemInterface, "ContextMenu", {1}},
           {itemInterface, "Scroll", {1, 2}},
           {itemInterface, "NoSuchMethod", {}},
-          {itemInterface, "ProvideXdgActivationToken", {42}},
           {properties, "Set", {itemInterface, "Title", QVariant::fromValue(QDBusVariant("x"))}},
           {properties, "Get", {1, 2}}}) {
         EXPECT_EQ(call(method, arguments, interface).type(), QDBusMessage::ErrorMessage)
@@ -322,44 +310,6 @@ TEST_F(StatusItemTest, FollowsThePanelsAnswersClicksAndCommandsAndDoesWithoutABu
     QDBusConnection::disconnectFromBus("nowhere");
 }
 
-// Each start repairs Claude Code's hook that a Lumora whose helper has since gone installed, and
-// leaves Claude Code's settings as they were; quit and SIGTERM: exit 0, Codex's app-server gone.
-using InstanceTest = TrayTest;
-TEST_F(InstanceTest, QuitEndsTheCodexConversationInFlightAndTheHookIsRepairedAtStart) {
-    const QString movedHelper = home.filePath("old-lumora/lumora-json");
-    writeScript(movedHelper, "");
-    writeFile(home.filePath(".claude/settings.json"),
-              "{\"model\": \"opus\", \"statusLine\": {\"type\": \"command\", \"command\": \"echo "
-              "mine\"}}\n");
-    const ClaudeStatusLineInstaller installer(home.path(), movedHelper);
-    installer.install();
-    QFile::remove(movedHelper);
-    const QByteArray settings = readFile(installer.settingsPath());
-    // Codex connected, its app-server never answering: a conversation stays in flight. The
-    // server runs a process of its own (as the Codex CLI's launcher does), whose pid is noted.
-    const QString codex = home.filePath("tools/codex"), pidFile = home.filePath("app-server.pid");
-    writeScript(codex,
-                fakeCodex("exit 0", "sleep 120 & echo $! > \"$HOME/pid\"; mv \"$HOME/pid\" '" +
-                                        pidFile.toUtf8() + "'; wait"));
-    writeFile(home.preferencesFile(), "{\"codexEnabled\": true}");
-    LumoraProcess tray(home.path(), bus.address(), {"LUMORA_CODEX_PATH=" + codex});
-    const ClaudeStatusLineInstaller repaired(home.path(), builtExecutable("lumora-json"));
-    for (const bool quit : {true, false}) {
-        QFile::remove(pidFile);
-        tray.start();
-        ASSERT_TRUE(waitUntil([&] { return QFile::exists(pidFile); }, std::chrono::seconds(20)));
-        const pid_t server = readFile(pidFile).trimmed().toInt();
-        const QString script = installer.hookScriptPath();
-        EXPECT_EQ(
-            std::tuple(readFile(script), fileMode(script), readFile(installer.settingsPath())),
-            std::tuple(repaired.statusLineScript("echo mine").toUtf8(), 0700, settings));
-        EXPECT_EQ(quit ? lumora({"quit"}).exitCode : (tray.terminate(), 0), 0);
-        EXPECT_EQ(tray.finish(), 0) << tray.report();
-        EXPECT_TRUE(waitUntil([&] { return ::kill(server, 0) != 0; }, std::chrono::seconds(2)))
-            << "the Codex app-server outlived the tray";
-    }
-}
-
 // Without any session bus, ten starts at once leave one tray: nine give way at once, each with
 // exit code 0; one stays, and ends with 0 on SIGTERM; once it ends the next start is the tray.
 using NoBusInstanceTest = TrayTest;
@@ -385,10 +335,26 @@ TEST_F(NoBusInstanceTest, TenStartsAtOnceLeaveOneTray) {
     EXPECT_FALSE(waitUntil([&] { return running() == 0; }, std::chrono::seconds(2)));
 }
 
-// On an X server of its own with no panel: the popover it shows once is a normal window with a
-// title bar that a window manager puts in the task bar; closing it leaves the tray running.
-using NoTrayStartTest = TrayTest;
-TEST_F(NoTrayStartTest, ThePopoverIsANormalWindowAndClosingItLeavesTheTrayRunning) {
+// On an X server with no panel, each start repairs Claude Code's hook (left by a Lumora whose
+// helper has gone) and shows the popover once as a normal window; quit and SIGTERM end Codex's
+// app-server.
+using TrayProgramTest = TrayTest;
+TEST_F(TrayProgramTest, RepairsTheHookShowsThePopoverAsAWindowAndEndsItsChildren) {
+    const QString movedHelper = home.filePath("old-lumora/lumora-json");
+    writeScript(movedHelper, "");
+    writeFile(home.filePath(".claude/settings.json"),
+              "{\"model\": \"opus\", \"statusLine\": {\"type\": \"command\", \"command\": \"echo "
+              "mine\"}}\n");
+    const ClaudeStatusLineInstaller installer(home.path(), movedHelper);
+    installer.install(), QFile::remove(movedHelper);
+    const QByteArray settings = readFile(installer.settingsPath());
+    // Codex connected, its app-server never answering: a conversation stays in flight. The
+    // server runs a process of its own (as the Codex CLI's launcher does), whose pid is noted.
+    const QString codex = home.filePath("tools/codex"), pidFile = home.filePath("app-server.pid");
+    writeScript(codex,
+                fakeCodex("exit 0", "sleep 120 & echo $! > \"$HOME/pid\"; mv \"$HOME/pid\" '" +
+                                        pidFile.toUtf8() + "'; wait"));
+    writeFile(home.preferencesFile(), "{\"codexEnabled\": true}");
     // -noreset: an X server resetting as its last client (xdotool) leaves refuses new connections.
     QProcess xvfb;
     xvfb.start("Xvfb",
@@ -404,13 +370,26 @@ TEST_F(NoTrayStartTest, ThePopoverIsANormalWindowAndClosingItLeavesTheTrayRunnin
     const auto shownWindows = [&] {
         return x11("xdotool", {"search", "--onlyvisible", "--name", "^Lumora$"});
     };
-    LumoraProcess tray(home.path(), bus.address(), {"QT_QPA_PLATFORM=xcb", "DISPLAY=" + display});
-    tray.start();
-    // After its wait for a panel: the popover as a window of its own.
-    QString window;
-    ASSERT_TRUE(
-        waitUntil([&] { return !(window = shownWindows()).isEmpty(); }, std::chrono::seconds(20)))
-        << tray.report();
+    LumoraProcess tray(home.path(), bus.address(),
+                       {"QT_QPA_PLATFORM=xcb", "DISPLAY=" + display, "LUMORA_CODEX_PATH=" + codex});
+    const ClaudeStatusLineInstaller repaired(home.path(), builtExecutable("lumora-json"));
+    const auto start = [&] { // the hook repaired, Claude Code's settings kept; the app-server's pid
+        QFile::remove(pidFile), tray.start();
+        EXPECT_TRUE(waitUntil([&] { return QFile::exists(pidFile); }, std::chrono::seconds(20)));
+        const QString script = installer.hookScriptPath();
+        EXPECT_EQ(
+            std::tuple(readFile(script), fileMode(script), readFile(installer.settingsPath())),
+            std::tuple(repaired.statusLineScript("echo mine").toUtf8(), 0700, settings));
+        return pid_t(readFile(pidFile).trimmed().toInt());
+    };
+    const auto expectEnded = [&](pid_t server) { // with exit code 0, the app-server gone
+        EXPECT_EQ(tray.finish(), 0) << tray.report();
+        EXPECT_TRUE(waitUntil([&] { return ::kill(server, 0) != 0; }, std::chrono::seconds(2)))
+            << "the Codex app-server outlived the tray";
+    };
+    const pid_t server = start();
+    QString window; // the popover, after its wait for a panel
+    ASSERT_TRUE(waitUntil([&] { return !(window = shownWindows()).isEmpty(); })) << tray.report();
     ASSERT_FALSE(window.contains('\n')) << "more than one window: " << window.toStdString();
     // Normal, not transient, and in the task bar and the window list, not kept above the user's
     // windows; Motif hints (flags, functions, decorations), when there are any, keep the title (8)
@@ -422,9 +401,7 @@ TEST_F(NoTrayStartTest, ThePopoverIsANormalWindowAndClosingItLeavesTheTrayRunnin
     EXPECT_EQ(properties.join('\n'),
               "_NET_WM_WINDOW_TYPE(ATOM) = _NET_WM_WINDOW_TYPE_NORMAL\nWM_TRANSIENT_FOR:  not "
               "found.\n_NET_WM_STATE:  not found.");
-    const QStringList hints = motif.section(" = ", 1).split(", ") << "0"
-                                                                  << "0"
-                                                                  << "0";
+    const QStringList hints = motif.section(" = ", 1).split(", ") + QStringList{"0", "0", "0"};
     const uint flags = hints[0].toUInt(nullptr, 16), functions = hints[1].toUInt(nullptr, 16);
     EXPECT_TRUE(((flags & 1) == 0 || (functions & 36) == 36) &&
                 ((flags & 2) == 0 || (hints[2].toUInt(nullptr, 16) & 8) != 0))
@@ -448,8 +425,9 @@ TEST_F(NoTrayStartTest, ThePopoverIsANormalWindowAndClosingItLeavesTheTrayRunnin
     EXPECT_EQ(lumora({"popover"}).exitCode, 0);
     EXPECT_TRUE(waitUntil([&] { return !shownWindows().isEmpty(); }));
     EXPECT_EQ(lumora({"quit"}).exitCode, 0);
-    EXPECT_EQ(tray.finish(), 0) << tray.report();
+    expectEnded(server);
+    const pid_t next = start();
+    tray.terminate();
+    expectEnded(next);
     xvfb.terminate(), xvfb.waitForFinished(5000);
 }
-
-#include "TrayTests.moc"
