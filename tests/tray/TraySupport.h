@@ -22,7 +22,7 @@ public:
         QDBusConnection connection = m_bus.connect("watcher");
         m_name = connection.name();
         return connection.registerObject("/StatusNotifierWatcher", this,
-                                         QDBusConnection::ExportAllSlots) &&
+                                         QDBusConnection::ExportScriptableSlots) &&
                connection.registerService("org.kde.StatusNotifierWatcher");
     }
     void stop() { QDBusConnection::disconnectFromBus(m_name); } // as when the panel dies
@@ -30,24 +30,15 @@ public:
     PrivateBus& m_bus;
     QString m_name, m_mode;
 public slots:
-    void RegisterStatusNotifierItem(const QString& service) {
+    Q_SCRIPTABLE void RegisterStatusNotifierItem(const QString& service) {
         registrations << service;
         m_mode == "hang"    ? setDelayedReply(true)
         : m_mode == "error" ? sendErrorReply(QDBusError::AccessDenied, "No items wanted here")
                             : void();
     }
-
-protected slots:
     void hear(const QDBusMessage& m) {
         heard << (QStringList{m.member()} + QVariant(m.arguments()).toStringList()).join(" | ");
     }
-};
-
-struct RecordingWindows : WindowPresentation { // what the model asked of the windows
-    void showBreakWindow() override { ++breaks; }
-    void showSettingsWindow() override { ++settings; }
-    QWindow* visibleSettingsWindow() const override { return nullptr; }
-    int breaks = 0, settings = 0;
 };
 
 // The real lumora, as a user runs it in `home`, offscreen with `bus` as its session and system

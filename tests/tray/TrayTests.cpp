@@ -50,6 +50,11 @@ Tint tintAt(const QImage& icon, double degrees) {
                                 : (c.green() > 60 ? Tint::orange : Tint::red);
 }
 
+struct Desktop : FakeDesktop { // counting the settings windows too
+    void showSettingsWindow() override { ++settings; }
+    int settings = 0;
+};
+
 } // namespace
 
 // The gauge icon at every size: the arc's extent and colour for the share left, nothing outside.
@@ -85,7 +90,8 @@ TEST_F(StatusItemTest, FollowsThePanelsAnswersClicksAndCommandsAndDoesWithoutABu
                        usage("codex", Availability::ready, 0.07));
     harness.storePreference("showClaudeInMenuBar", true);
     QDBusConnection app = bus.connect("app"), host = bus.connect("host");
-    const auto windows = std::make_shared<RecordingWindows>();
+    const auto windows = std::make_shared<Desktop>();
+    harness.desktop = windows;
     std::unique_ptr<AppModel> model;
     std::unique_ptr<StatusBarController> controller;
     std::unique_ptr<StatusItem> item;
@@ -94,9 +100,7 @@ TEST_F(StatusItemTest, FollowsThePanelsAnswersClicksAndCommandsAndDoesWithoutABu
     ProviderScript& claude = *harness.claude->script;
     int quits = 0;
     const auto startTray = [&](QDBusConnection connection, std::chrono::milliseconds fallback) {
-        AppModel::Services services = harness.services();
-        services.windows = windows;
-        model = std::make_unique<AppModel>(std::move(services));
+        model = harness.makeModel();
         controller = std::make_unique<StatusBarController>(model.get());
         QObject::connect(controller.get(), &StatusBarController::quitRequested, [&] { ++quits; });
         item = std::make_unique<StatusItem>(controller.get(), connection, harness.notifier);
@@ -160,15 +164,16 @@ TEST_F(StatusItemTest, FollowsThePanelsAnswersClicksAndCommandsAndDoesWithoutABu
             std::pair(layout.children[i].properties.value("label").toString(), event(i, "clicked")),
             std::pair(entries[i].first, QDBusMessage::ReplyMessage));
         EXPECT_TRUE(waitUntil([&] {
-            return QList<int>{popover->isShown(), windows->breaks, claude.fetches() >= fetches + 2,
-                              windows->settings, quits} == entries[i].second;
+            return QList<int>{popover->isShown(), windows->breakWindowsShown,
+                              claude.fetches() >= fetches + 2, windows->settings,
+                              quits} == entries[i].second;
         })) << entries[i].first.toStdString();
         popover->close(), settle();
     }
     event(1, "hovered");
     EXPECT_EQ(call("GetLayout", {99, -1, QStringList()}, menu).type(), QDBusMessage::ErrorMessage);
     settle();
-    EXPECT_EQ(windows->breaks, 1);
+    EXPECT_EQ(windows->breakWindowsShown, 1);
     // The panel dies and another comes: registered again within a second, with no menu.
     watcher.stop();
     ASSERT_TRUE(waitUntil([&] { return !sni->isRegistered(); }));
@@ -226,7 +231,7 @@ TEST_F(StatusItemTest, FollowsThePanelsAnswersClicksAndCommandsAndDoesWithoutABu
     // Activate: the break screen; ContextMenu toggles the popover, asking for live figures once.
     settle();
     EXPECT_EQ(call("Activate", {10, 20}).type(), QDBusMessage::ReplyMessage);
-    ASSERT_TRUE(waitUntil([&] { return windows->breaks == 2; }));
+    ASSERT_TRUE(waitUntil([&] { return windows->breakWindowsShown == 2; }));
     fetches = claude.fetches();
     call("ContextMenu", {10, 20});
     ASSERT_TRUE(waitUntil([&] { return popover->isShown() && claude.fetches() == fetches + 1; }));
@@ -262,7 +267,7 @@ TEST_F(StatusItemTest, FollowsThePanelsAnswersClicksAndCommandsAndDoesWithoutABu
     EXPECT_TRUE(
         xml.arguments().value(0).toString().contains("name=\"IconPixmap\" type=\"a(iiay)\""));
     settle();
-    EXPECT_EQ(std::tuple(windows->breaks, propertyValue("Title").toString()),
+    EXPECT_EQ(std::tuple(windows->breakWindowsShown, propertyValue("Title").toString()),
               std::tuple(3, QString("Lumora")));
     // A tray of this process owns the name: a second lumora shows its popover, the commands
     // reach it, and quit returns once the tray has let go of its name; then none answers.
@@ -279,7 +284,7 @@ TEST_F(StatusItemTest, FollowsThePanelsAnswersClicksAndCommandsAndDoesWithoutABu
     EXPECT_EQ(lumora({"popover"}).exitCode, 0);
     EXPECT_TRUE(popover->isShown());
     EXPECT_EQ(lumora({"break"}).exitCode, 0);
-    EXPECT_EQ(std::pair(windows->breaks, popover->isShown()), std::pair(4, false));
+    EXPECT_EQ(std::pair(windows->breakWindowsShown, popover->isShown()), std::pair(4, false));
     EXPECT_EQ(lumora({"settings"}).exitCode, 0);
     ASSERT_TRUE(waitUntil([&] { return windows->settings == 3; }));
     QObject::connect(controller.get(), &StatusBarController::quitRequested,
@@ -364,11 +369,9 @@ TEST_F(TrayProgramTest, RepairsTheHookShowsThePopoverAsAWindowAndEndsItsChildren
     }
     ASSERT_TRUE(xvfb.waitForReadyRead(10000));
     const QByteArray display = ":" + xvfb.readLine().trimmed();
-    const auto x11 = [&](const QString& program, const QStringList& arguments) {
-        return runProgram(program, arguments, {}, {{"DISPLAY", display}}).out.trimmed();
-    };
     const auto shownWindows = [&] {
-        return x11("xdotool", {"search", "--onlyvisible", "--name", "^Lumora$"});
+        const QStringList search{"search", "--onlyvisible", "--name", "^Lumora$"};
+        return runProgram("xdotool", search, {}, {{"DISPLAY", display}}).out.trimmed();
     };
     LumoraProcess tray(home.path(), bus.address(),
                        {"QT_QPA_PLATFORM=xcb", "DISPLAY=" + display, "LUMORA_CODEX_PATH=" + codex});
@@ -391,12 +394,13 @@ TEST_F(TrayProgramTest, RepairsTheHookShowsThePopoverAsAWindowAndEndsItsChildren
     QString window; // the popover, after its wait for a panel
     ASSERT_TRUE(waitUntil([&] { return !(window = shownWindows()).isEmpty(); })) << tray.report();
     ASSERT_FALSE(window.contains('\n')) << "more than one window: " << window.toStdString();
-    // Normal, not transient, and in the task bar and the window list, not kept above the user's
-    // windows; Motif hints (flags, functions, decorations), when there are any, keep the title (8)
-    // among the decorations and moving (4) and closing (32) among the functions.
-    QStringList properties = x11("xprop", {"-id", window, "_NET_WM_WINDOW_TYPE", "_MOTIF_WM_HINTS",
-                                           "WM_TRANSIENT_FOR", "_NET_WM_STATE"})
-                                 .split('\n');
+    // Normal, not transient, in the task bar and not kept above; Motif hints (flags, functions,
+    // decorations), if any, keep the title (8), moving (4) and closing (32).
+    const QString query = "-id " + window + " _NET_WM_WINDOW_TYPE _MOTIF_WM_HINTS WM_TRANSIENT_FOR";
+    QStringList properties =
+        runProgram("xprop", (query + " _NET_WM_STATE").split(' '), {}, {{"DISPLAY", display}})
+            .out.trimmed()
+            .split('\n');
     const QString motif = properties.takeAt(1);
     EXPECT_EQ(properties.join('\n'),
               "_NET_WM_WINDOW_TYPE(ATOM) = _NET_WM_WINDOW_TYPE_NORMAL\nWM_TRANSIENT_FOR:  not "
@@ -406,8 +410,8 @@ TEST_F(TrayProgramTest, RepairsTheHookShowsThePopoverAsAWindowAndEndsItsChildren
     EXPECT_TRUE(((flags & 1) == 0 || (functions & 36) == 36) &&
                 ((flags & 2) == 0 || (hints[2].toUInt(nullptr, 16) & 8) != 0))
         << motif.toStdString();
-    // Its close button, as a window manager sends it (checked: a round trip, as a request merely
-    // flushed before the disconnect may get dropped): the window goes, the tray stays.
+    // Its close button as a window manager sends it (a round trip: a request merely flushed before
+    // the disconnect may get dropped): the window goes, the tray stays.
     xcb_connection_t* x = xcb_connect(display.constData(), nullptr);
     xcb_atom_t atoms[2] = {};
     for (int i = 0; const char* name : {"WM_PROTOCOLS", "WM_DELETE_WINDOW"}) {
