@@ -28,9 +28,8 @@ QString token(const QByteArray& claims) {
            ".c2lnbmF0dXJl";
 }
 
-// The steps both clients go through: the session's share used and how much later than in two
-// hours it resets; what the tray then shows after the tool's name, and the notification it brings.
-// A share below nothing counts as nothing used.
+// Each step: the session's share used, its reset later than in two hours, what the tray shows and
+// the notification it brings (a share below nothing counts as nothing used).
 using Step = std::tuple<double, qint64, QString, QString>;
 const Step steps[] = {{0.42, 0, "58%", ""},
                       {0.85, 0, "15%", " usage reached 80%"},
@@ -75,8 +74,7 @@ protected:
                     line.arg(standIn.processId()).arg(settings, program).toUtf8());
         return home.filePath("bin/" + name);
     }
-    // The stand-in's figures: the session window's share and reset, with a fault of its answer
-    // ("", "no-figures", "garbage" or "no-window"); the weekly window's are 31% and four days.
+    // The stand-in's session window and fault (see standin.py); the week's: 31%, four days.
     void setFigures(double used, qint64 reset, const QString& fault = {}) {
         writeFileAtomically(
             home.filePath("stand-in.json"),
@@ -84,9 +82,8 @@ protected:
                  used, reset, now + 4 * 86400, fault));
         nextRefresh.setRemainingTime(0);
     }
-    // Waits for the label to show Codex's `codex` and Claude Code's `claude`, asking the tray to
-    // refresh at once after new figures and then each second: a refresh asked for while one is in
-    // flight (that may have read the figures before) is dropped.
+    // Waits for these figures on the label, asking for a refresh at once and then each second (one
+    // asked for while another is in flight, that may have read the figures before, is dropped).
     void expectLabel(const QString& codex, const QString& claude) {
         const QString want = "Codex " + codex + " · Claude Code " + claude,
                       name = "io.github.lumora.Lumora";
@@ -114,8 +111,7 @@ protected:
         QStringList summaries = notifications.summaries();
         return summaries.sort(), summaries;
     }
-    // Walks these steps: sets each one's figures, sends Claude Code a message, and waits for the
-    // label and for the notifications it brings.
+    // Each step's figures, a message to Claude Code, then the label and the notifications.
     void walk(std::span<const Step> some) {
         for (const auto& [used, later, shown, notification] : some) {
             SCOPED_TRACE(shown.toStdString());
@@ -147,8 +143,7 @@ protected:
 
 } // namespace
 
-// Both clients' figures on the command line and in the tray, and the notifications they bring; bad
-// answers: no Codex figure rather than a wrong one, Claude Code's last ones kept (till a sync).
+// The clients' figures in the tray, status and alerts; after bad answers none, or the last kept.
 TEST_F(RealClientsTest, BothReportTheStandInsFiguresToLumora) {
     codexInNamespace = inNamespace("codex", codex, "CODEX_HOME=" + home.filePath("codex"));
     const QDateTime signedIn = QDateTime::currentDateTimeUtc();
@@ -167,8 +162,7 @@ TEST_F(RealClientsTest, BothReportTheStandInsFiguresToLumora) {
     ASSERT_EQ(runLumora(home.path(), {"connect", "claude"}, {{"LUMORA_CLAUDE_PATH", claudeCode}})
                   .exitCode,
               0);
-    // Onboarding done and the project trusted, so Claude Code goes straight to its prompt; it
-    // takes the token for a gateway's and then reads the rate-limit headers.
+    // Onboarded and trusting the project, Claude Code goes to its prompt (a gateway's token).
     const QString project = home.filePath("project");
     QDir().mkpath(project);
     writeFile(home.filePath(".claude.json"), json("{'hasCompletedOnboarding': true, 'projects': "

@@ -8,9 +8,8 @@
 
 namespace lumora::test {
 
-// A panel's org.kde.StatusNotifierWatcher on a connection of its own to `bus`, recording the items
-// that register (with "hang" it never answers one, with "error" refuses it) and the signals its
-// host hears (name and arguments). Stops at the end.
+// A panel on a connection of its own: its watcher records the items (with "hang" never answering,
+// with "error" refusing them), its host the signals it hears. Stops at the end.
 class Watcher : public QObject, protected QDBusContext {
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "org.kde.StatusNotifierWatcher")
@@ -68,8 +67,7 @@ public:
     std::string report() { return (readAll() + readAllStandardError()).toStdString(); }
 };
 
-// A home and a private bus of the test's own, a watcher ready to start on it, and lumora run to its
-// end while this process keeps serving the bus.
+// A home, a private bus and a panel; lumora run to its end while this process serves the bus.
 class TrayTest : public ::testing::Test {
 protected:
     void SetUp() override { ASSERT_TRUE(bus.isRunning()); }
