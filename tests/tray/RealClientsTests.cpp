@@ -114,7 +114,6 @@ protected:
     // Each step's figures, a message to Claude Code, then the label and the notifications.
     void walk(std::span<const Step> some) {
         for (const auto& [used, later, shown, notification] : some) {
-            SCOPED_TRACE(shown.toStdString());
             setFigures(used, inTwoHours + later);
             send();
             expectLabel(shown, shown);
@@ -208,7 +207,6 @@ TEST_F(RealClientsTest, BothReportTheStandInsFiguresToLumora) {
     walk(std::span(steps).subspan(1));
     const QByteArray lastGood = readFile(home.dataFile("claude-rate-limits.json"));
     for (const char* fault : {"no-figures", "garbage"}) {
-        SCOPED_TRACE(fault);
         setFigures(0.3, inTwoHours, fault);
         const qsizetype before = readFile(home.filePath("port.log")).count("POST /v1/");
         send();
