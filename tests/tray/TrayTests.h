@@ -14,19 +14,16 @@ class Watcher : public QObject, protected QDBusContext {
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "org.kde.StatusNotifierWatcher")
 public:
-    explicit Watcher(PrivateBus& bus) : m_bus(bus) {}
     ~Watcher() override { stop(); }
-    bool start(const QString& mode = "") { // owns the watcher's name when it returns true
-        stop(), registrations.clear(), m_mode = mode;
-        QDBusConnection connection = m_bus.connect("watcher");
-        m_name = connection.name();
+    // On `connection` (a new one), with `mode`; owns the watcher's name when it returns true.
+    bool start(QDBusConnection connection, const QString& mode = "") {
+        stop(), registrations.clear(), m_mode = mode, m_name = connection.name();
         return connection.registerObject("/StatusNotifierWatcher", this,
                                          QDBusConnection::ExportScriptableSlots) &&
                connection.registerService("org.kde.StatusNotifierWatcher");
     }
     void stop() { QDBusConnection::disconnectFromBus(m_name); } // as when the panel dies
     QStringList registrations, heard;
-    PrivateBus& m_bus;
     QString m_name, m_mode;
 public slots:
     Q_SCRIPTABLE void RegisterStatusNotifierItem(const QString& service) {
@@ -53,15 +50,14 @@ public:
             const QString name = setting.section('=', 0, 0), value = setting.section('=', 1);
             value.isEmpty() ? environment.remove(name) : environment.insert(name, value);
         }
-        setProcessEnvironment(environment), setWorkingDirectory(home);
-        setProgram(builtExecutable("lumora"));
+        setProcessEnvironment(environment), setWorkingDirectory(home),
+            setProgram(builtExecutable("lumora"));
     }
     ~LumoraProcess() override { kill(), waitForFinished(5000); }
     void start(const QStringList& arguments = {}) { setArguments(arguments), QProcess::start(); }
     // Waits for its end, serving this process's events: its exit code, -1 if it crashed or ran on.
     int finish() {
-        const bool ended =
-            waitUntil([this] { return state() == NotRunning; }, std::chrono::seconds(30));
+        const bool ended = waitUntil([this] { return !processId(); }, std::chrono::seconds(30));
         return ended && exitStatus() == NormalExit ? exitCode() : -1;
     }
     std::string report() { return (readAll() + readAllStandardError()).toStdString(); }
@@ -70,7 +66,6 @@ public:
 // A home, a private bus and a panel; lumora run to its end while this process serves the bus.
 class TrayTest : public ::testing::Test {
 protected:
-    void SetUp() override { ASSERT_TRUE(bus.isRunning()); }
     CommandOutcome lumora(const QStringList& arguments, const QStringList& variables = {}) {
         LumoraProcess process(home.path(), bus.address(), variables);
         const int exitCode = (process.start(arguments), process.finish());
@@ -79,7 +74,7 @@ protected:
 
     TemporaryHome home;
     PrivateBus bus;
-    Watcher watcher{bus};
+    Watcher watcher;
 };
 
 } // namespace lumora::test
