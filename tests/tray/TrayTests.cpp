@@ -96,6 +96,7 @@ TEST_F(StatusItemTest, FollowsThePanelsAnswersClicksAndCommandsAndDoesWithoutABu
     ProviderScript& claude = *harness.claude->script;
     int quits = 0;
     const auto startTray = [&](QDBusConnection connection, std::chrono::milliseconds fallback) {
+        item.reset(), controller.reset(), model.reset();
         model = harness.makeModel();
         controller = std::make_unique<StatusBarController>(model.get());
         QObject::connect(controller.get(), &StatusBarController::quitRequested, [&] { ++quits; });
@@ -295,7 +296,8 @@ TEST_F(StatusItemTest, FollowsThePanelsAnswersClicksAndCommandsAndDoesWithoutABu
                     << sleeping);
     }
     ASSERT_TRUE(waitUntil([&] { return resumes == 1; }));
-    item.reset(), controller.reset(), model.reset();
+    startTray(app, std::chrono::seconds(30)); // with the panel there already
+    ASSERT_TRUE(waitUntil([&] { return sni->isRegistered(); }));
     const QDBusConnection nowhere =
         QDBusConnection::connectToBus(QStringLiteral("unix:path=/nonexistent/bus"), "nowhere");
     startTray(nowhere, std::chrono::milliseconds(100));
