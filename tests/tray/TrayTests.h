@@ -15,12 +15,12 @@ class Watcher : public QObject, protected QDBusContext {
     Q_CLASSINFO("D-Bus Interface", "org.kde.StatusNotifierWatcher")
 public:
     ~Watcher() override { stop(); }
-    // On `connection` (a new one), with `mode`; owns the watcher's name when it returns true.
-    bool start(QDBusConnection connection, const QString& mode = "") {
+    bool start(QDBusConnection connection, const QString& mode = "") { // the name owned if true
         stop(), registrations.clear(), m_mode = mode, m_name = connection.name();
         return connection.registerObject("/StatusNotifierWatcher", this,
                                          QDBusConnection::ExportScriptableSlots) &&
-               connection.registerService("org.kde.StatusNotifierWatcher");
+               waitUntil(
+                   [&] { return connection.registerService("org.kde.StatusNotifierWatcher"); });
     }
     void stop() { QDBusConnection::disconnectFromBus(m_name); } // as when the panel dies
     QStringList registrations, heard;
