@@ -26,15 +26,13 @@ protected:
         popover = std::make_unique<PopoverViewModel>(model.get());
         popover->setClock([this] { return now; });
     }
-    void showSnapshots(const UsageSnapshot& codex, const UsageSnapshot& claude) {
+    void show(const UsageSnapshot& codex, const UsageSnapshot& claude) {
         harness.codex->script->setSnapshot(codex);
         harness.claude->script->setSnapshot(claude);
         ASSERT_TRUE(waitFor(model->refresh(false)));
-        popover->setClock([this] { return now; });
     }
     ProviderCardModel& codexCard() const { return *popover->card("codex"); }
     ProviderCardModel& claudeCard() const { return *popover->card("claude-code"); }
-    QJsonValue stored(const QStringList& order) const { return QJsonArray::fromStringList(order); }
 
     ModelHarness harness;
     std::unique_ptr<AppModel> model;
@@ -51,51 +49,45 @@ TEST_F(PopoverViewModelTest, UsageBlockShowsWholePercentLeftWithTintLabelResetAn
     UsageSnapshot claude = UsageSnapshot::unavailable("claude-code", "Claude Code", "Hook quiet.");
     claude.availability = Availability::limited; // kept enabled and connected
     now = claude.capturedAt.addSecs(5);
-    const auto in = [&](qint64 seconds) {
-        return std::optional(now.addSecs(seconds));
-    };
     harness.enableBoth();
     build();
     const std::tuple<UsageWindow, QString, double, Tint, QString, QString> rows[] = {
-        {W::unclamped(K::session, 1.0, in(8130)), "0", 0, Tint::Red, "Resets in 2 hr 15 min",
-         "0 percent left, Session limit, resets in 2 hours 15 minutes"},
+        {W::unclamped(K::session, 1.0, now.addSecs(8130)), "0", 0, Tint::Red,
+         "Resets in 2 hr 15 min", "0 percent left, Session limit, resets in 2 hours 15 minutes"},
         {W::unclamped(K::daily, 1.25, {}), "0", 0, Tint::Red, "", "0 percent left, Daily limit"},
-        {W(K::weekly, 0.996, in(28 * 3600)), "0", 0.004, Tint::Red, "Resets in 1 day 4 hr",
+        {W(K::weekly, 0.996, now.addSecs(28 * 3600)), "0", 0.004, Tint::Red, "Resets in 1 day 4 hr",
          "0 percent left, Weekly limit, resets in 1 day 4 hours"},
-        {W(K::monthly, 0.8, in(3 * 86400 + 1800)), "20", 0.2, Tint::Orange, "Resets in 3 days",
-         "20 percent left, Monthly limit, resets in 3 days"},
+        {W(K::monthly, 0.8, now.addSecs(3 * 86400 + 1800)), "20", 0.2, Tint::Orange,
+         "Resets in 3 days", "20 percent left, Monthly limit, resets in 3 days"},
         {W(K::credits, 0.79, {}), "21", 0.21, Tint::Accent, "", "21 percent left, Credits"},
-        {W(K::session, 0.99, in(3660)), "1", 0.01, Tint::Orange, "Resets in 1 hr 1 min",
+        {W(K::session, 0.99, now.addSecs(3660)), "1", 0.01, Tint::Orange, "Resets in 1 hr 1 min",
          "1 percent left, Session limit, resets in 1 hour 1 minute"},
-        {W(K::session, 0.5, in(59)), "50", 0.5, Tint::Accent, "Resets in under a minute",
+        {W(K::session, 0.5, now.addSecs(59)), "50", 0.5, Tint::Accent, "Resets in under a minute",
          "50 percent left, Session limit, resets in under a minute"},
-        {W(K::session, 0.42, in(-30)), "58", 0.58, Tint::Accent, "Resets just now",
+        {W(K::session, 0.42, now.addSecs(-30)), "58", 0.58, Tint::Accent, "Resets just now",
          "58 percent left, Session limit"}};
     UsageSnapshot codex = usage("codex", Availability::ready, 0.5);
     codex.staleAfterSeconds = 300;
     for (const auto& [window, percentage, bar, tint, reset, spoken] : rows) {
         codex.windows = {window};
-        showSnapshots(codex, claude);
+        show(codex, claude);
         const ProviderCardModel& card = codexCard();
         EXPECT_EQ(std::tuple(card.block(), card.percentageText(), card.tint(), card.resetText(),
                              card.spokenText(), card.showsSwitch()),
                   std::tuple(Block::Usage, percentage, tint, reset, "Codex, " + spoken, true));
         EXPECT_NEAR(card.barValue(), bar, 1e-9) << spoken.toStdString();
     }
-    EXPECT_EQ(codexCard().switchLabel(), "Show Codex in the menu bar");
-    EXPECT_EQ(claudeCard().block(), Block::Message);
-    EXPECT_EQ(claudeCard().spokenText(), "Claude Code, Hook quiet.");
+    EXPECT_EQ(
+        std::tuple(codexCard().switchLabel(), claudeCard().block(), claudeCard().spokenText()),
+        std::tuple("Show Codex in the menu bar", Block::Message, "Claude Code, Hook quiet."));
     claude.statusMessage.reset();
-    showSnapshots(codex, claude);
+    show(codex, claude);
     EXPECT_EQ(claudeCard().statusText(), "Status is unavailable.");
-    codex = usage("codex", Availability::ready, 0.2);
-    codex.staleAfterSeconds = 300;
-    now = codex.capturedAt.addSecs(300);
-    showSnapshots(codex, claude);
-    EXPECT_EQ(codexCard().percentageText(), "80");
+    now = codex.capturedAt.addSecs(300); // stale only past 300 seconds
+    show(codex, claude);
+    EXPECT_EQ(codexCard().block(), Block::Usage);
     popover->setActive(true);
     now = codex.capturedAt.addSecs(301);
-    EXPECT_EQ(codexCard().block(), Block::Usage);
     ASSERT_TRUE(waitUntil([&] { return codexCard().block() == Block::Stale; }));
     popover->setActive(false);
     EXPECT_EQ(codexCard().spokenText() + codexCard().percentageText(),
@@ -120,14 +112,13 @@ TEST_F(PopoverViewModelTest, EveryConnectionStateHasItsMessageAndButtonWhichActs
         {State::failed("Codex setup is incomplete."), "Codex setup is incomplete.", "Try Again",
          "Try Again"}};
     for (const auto& [state, message, codexButton, claudeButton] : rows) {
-        const auto named = [&](const char* name) {
-            return message.contains("%1") ? message.arg(name) : message;
-        };
         EXPECT_EQ(std::tuple(ProviderCardModel::connectionMessage(codex, state),
                              ProviderCardModel::connectionMessage(claude, state),
                              ProviderCardModel::connectionButtonTitle(codex, state),
                              ProviderCardModel::connectionButtonTitle(claude, state)),
-                  std::tuple(named("Codex"), named("Claude Code"), codexButton, claudeButton));
+                  std::tuple(QString(message).replace("%1", "Codex"),
+                             QString(message).replace("%1", "Claude Code"), codexButton,
+                             claudeButton));
     }
     build(); // nothing enabled, both at rest: the privacy line and no switch
     for (const ProviderCardModel* card : {&codexCard(), &claudeCard()}) {
@@ -138,8 +129,9 @@ TEST_F(PopoverViewModelTest, EveryConnectionStateHasItsMessageAndButtonWhichActs
     EXPECT_EQ(claudeCard().spokenText(),
               "Claude Code, Connect your existing local Claude Code session.");
     model->handleCodexReadiness(Readiness::unavailable("codex crashed"));
-    EXPECT_EQ(std::pair(codexCard().connectionMessage(), codexCard().showsPrivacyLine()),
-              std::pair(QString("codex crashed"), false));
+    EXPECT_EQ(std::tuple(codexCard().connectionMessage(), codexCard().showsPrivacyLine(),
+                         codexCard().connectionButtonTitle()),
+              std::tuple("codex crashed", false, "Try Again"));
     model->handleClaudeReadiness(Readiness::loginRequired());
     claudeCard().pressConnectionButton();
     ASSERT_EQ(model->connections()->claudeConnectionState(), State::waiting());
@@ -154,16 +146,11 @@ TEST_F(PopoverViewModelTest, EveryConnectionStateHasItsMessageAndButtonWhichActs
     EXPECT_EQ(std::tuple(harness.claude->script->readinessChecks(), harness.claude->installs.load(),
                          model->connections()->claudeConnectionState()),
               std::tuple(checksBefore + 1, 0, State::disconnected()));
-    harness.codex->script->setReadiness({Readiness::unavailable("no answer")});
+    model->handleCodexReadiness(Readiness::executableMissing());
     codexCard().pressConnectionButton();
-    ASSERT_TRUE(waitUntil([&] { return codexCard().connectionMessage() == "no answer"; }));
-    EXPECT_EQ(codexCard().connectionButtonTitle(), "Try Again");
-    harness.codex->script->setReadiness({Readiness::executableMissing()});
-    codexCard().pressConnectionButton();
-    ASSERT_TRUE(waitUntil([&] { return codexCard().connectionButtonTitle() == "Get Codex"; }));
-    codexCard().pressConnectionButton();
-    EXPECT_EQ(model->connections()->codexConnectionState(), State::waiting());
-    EXPECT_EQ(harness.desktop->openedUrls.size(), 2);
+    EXPECT_EQ(std::tuple(model->connections()->codexConnectionState(),
+                         harness.desktop->openedUrls.size()),
+              std::tuple(State::waiting(), 2));
 }
 
 // Entries in order, dividers between cards; a drag or Alt+arrow swaps (as moves) and stores it.
@@ -191,8 +178,8 @@ TEST_F(PopoverViewModelTest, EntriesFollowTheOrderAndDraggingOrAltArrowsSwapAndS
     QSignalSpy resets(&entries, &QAbstractItemModel::modelReset);
     QSignalSpy moves(&entries, &QAbstractItemModel::rowsMoved);
     entries.setOrder({"codex", "unknown", "claude-code"});
-    EXPECT_EQ(std::pair(resets.size(), moves.size()), std::pair(qsizetype(0), qsizetype(2)));
-    EXPECT_EQ(rows(), "codex| empty| claude-code");
+    EXPECT_EQ(std::tuple(resets.size(), moves.size(), rows()),
+              std::tuple(0, 2, "codex| empty| claude-code"));
     entries.setOrder({"codex", "claude-code"});
     moves.clear();
     codexCard().beginDrag();
@@ -202,14 +189,14 @@ TEST_F(PopoverViewModelTest, EntriesFollowTheOrderAndDraggingOrAltArrowsSwapAndS
     codexCard().dragEnter();
     EXPECT_FALSE(harness.storedPreference("providerOrder").has_value());
     claudeCard().dragEnter();
-    EXPECT_EQ(harness.storedPreference("providerOrder"), stored({"claude-code", "codex"}));
-    EXPECT_EQ(moves.size(), 1);
-    EXPECT_EQ(popover->draggedProviderID(), "codex") << "the drag goes on until the drop";
+    const QStringList first = {"codex", "claude-code"}, last = {"claude-code", "codex"};
+    EXPECT_EQ(harness.storedPreference("providerOrder"), QJsonArray::fromStringList(last));
+    EXPECT_EQ(std::tuple(moves.size(), popover->draggedProviderID()), std::tuple(1, "codex"))
+        << "the drag goes on until the drop";
     claudeCard().endDrag(); // the drop, on whichever card
     EXPECT_TRUE(popover->draggedProviderID().isEmpty() && !codexCard().dragged());
-    EXPECT_EQ(model->preferences()->providerOrder(), QStringList({"claude-code", "codex"}));
+    EXPECT_EQ(model->preferences()->providerOrder(), last);
     // Only Alt, and the keypad's arrows, move a focused card.
-    const QStringList first = {"codex", "claude-code"}, last = {"claude-code", "codex"};
     const std::tuple<int, int, bool, QStringList> keys[] = {
         {Qt::Key_Down, Qt::AltModifier, true, last}, // last already
         {Qt::Key_Up, Qt::NoModifier, false, last},
@@ -217,13 +204,13 @@ TEST_F(PopoverViewModelTest, EntriesFollowTheOrderAndDraggingOrAltArrowsSwapAndS
         {Qt::Key_Up, Qt::AltModifier | Qt::KeypadModifier, true, first},
         {Qt::Key_Up, Qt::AltModifier, true, first}}; // first already
     for (const auto& [key, modifiers, taken, expected] : keys) {
-        EXPECT_EQ(codexCard().moveByKey(key, modifiers), taken);
-        EXPECT_EQ(model->preferences()->providerOrder(), expected) << key << modifiers;
+        EXPECT_EQ(std::tuple(codexCard().moveByKey(key, modifiers),
+                             model->preferences()->providerOrder()),
+                  std::tuple(taken, expected))
+            << key << modifiers;
     }
-    EXPECT_EQ(harness.storedPreference("providerOrder"), stored(first));
+    EXPECT_EQ(harness.storedPreference("providerOrder"), QJsonArray::fromStringList(first));
 }
-
-using PopoverWindowTest = ViewTest;
 
 TEST(PopoverPlacement, OpensAwayFromTheNearestEdgesInsideTheAvailableArea) {
     const QSize size(340, 400);
@@ -244,17 +231,19 @@ TEST(PopoverPlacement, OpensAwayFromTheNearestEdgesInsideTheAvailableArea) {
     }
 }
 
-// Each control reaches the model; the views are released after the last close and rebuilt.
-TEST_F(PopoverWindowTest, LoadsWithoutWarningsAndEachControlReachesTheModel) {
+using PopoverWindowTest = ViewTest;
+
+// Each control reaches the model; the views are released after the last close and rebuilt; a card
+// dropped on the other swaps them (on itself nothing); losing the focus closes the popover, and a
+// warm open near the bottom right corner shows the same window up and left of the click.
+TEST_F(PopoverWindowTest, EachControlReachesTheModelADragSwapsCardsAndLosingTheFocusClosesIt) {
     harness.updateChecker = std::make_shared<FakeUpdateChecker>();
     harness.updateChecker->offer =
         AppUpdateManifest{"1.2.0", QUrl("https://example.org/lumora.deb"), {}, {}};
     harness.storePreference("providerEnabled", true); // Claude Code on, Codex off
     openPopover();
-    QQuickView* window = popover->window();
-    EXPECT_TRUE(
-        window->width() == 340 &&
-        window->flags().testFlags(Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint));
+    EXPECT_TRUE(view->width() == 340 && view->flags().testFlags(Qt::Tool | Qt::FramelessWindowHint |
+                                                                Qt::WindowStaysOnTopHint));
     EXPECT_EQ(harness.codex->script->fetches(), 0) << "the opening refresh asks only who is on";
     EXPECT_TRUE(popover->viewModel()->isActive());
     ASSERT_TRUE(waitFor(model->checkForUpdates(true)));
@@ -287,9 +276,10 @@ TEST_F(PopoverWindowTest, LoadsWithoutWarningsAndEachControlReachesTheModel) {
     click("settingsButton");
     click("quitButton");
     click("breakButton");
-    EXPECT_EQ(QList({settings.size(), quit.size(), closed.size()}), QList<qsizetype>({1, 1, 1}));
-    EXPECT_EQ(std::pair(breaksAtClose, harness.desktop->breakWindowsShown), std::pair(0, 1));
-    EXPECT_FALSE(popover->isShown() || window->isVisible() || popover->viewModel()->isActive());
+    EXPECT_EQ(std::tuple(settings.size(), quit.size(), closed.size(), breaksAtClose,
+                         harness.desktop->breakWindowsShown),
+              std::tuple(1, 1, 1, 0, 1));
+    EXPECT_FALSE(popover->isShown() || view->isVisible() || popover->viewModel()->isActive());
     const std::shared_ptr<ViewEngine> views = ViewEngine::shared();
     QSignalSpy released(views.get(), &ViewEngine::released);
     views->setReleaseDelay(std::chrono::milliseconds(1));
@@ -299,20 +289,12 @@ TEST_F(PopoverWindowTest, LoadsWithoutWarningsAndEachControlReachesTheModel) {
     view = popover->window();
     ASSERT_TRUE(waitUntil([&] { return view->isExposed(); }));
     EXPECT_TRUE(item("menuBarSwitch", item("card-codex"))->isVisible());
-}
-
-// A card dropped on the other swaps (on itself nothing); losing the focus closes the popover,
-// and a warm open near the bottom right corner shows the same window up and left of the click.
-TEST_F(PopoverWindowTest, DraggingACardSwapsThemAndAnotherWindowTakingTheFocusClosesIt) {
-    openPopover();
-    QSignalSpy closed(popover.get(), &PopoverWindow::closed);
     QQuickItem* codex = item("card-codex");
     QQuickItem* claude = item("card-claude-code");
     ASSERT_LT(codex->mapToScene({}).y(), claude->mapToScene({}).y());
     QQuickItem* handle = item("dragHandle", codex);
     drag(handle, centre(codex) + QPoint(40, 8));
     EXPECT_FALSE(harness.storedPreference("providerOrder").has_value());
-    EXPECT_TRUE(popover->viewModel()->draggedProviderID().isEmpty());
     drag(handle, centre(claude));
     EXPECT_EQ(harness.storedPreference("providerOrder"),
               QJsonValue(QJsonArray({"claude-code", "codex"})));
@@ -324,12 +306,12 @@ TEST_F(PopoverWindowTest, DraggingACardSwapsThemAndAnotherWindowTakingTheFocusCl
     other.resize(100, 100);
     other.show();
     other.requestActivate();
-    ASSERT_TRUE(waitUntil([&] { return closed.size() == 1; }));
+    ASSERT_TRUE(waitUntil([&] { return closed.size() == 2; }));
     EXPECT_FALSE(view->isVisible());
     const QPoint corner = view->screen()->availableGeometry().bottomRight() - QPoint(5, 5);
     popover->show(corner);
     EXPECT_EQ(std::tuple(popover->window(), view->isVisible(), view->geometry().bottomRight()),
               std::tuple(view, true, corner));
     popover->close();
-    EXPECT_EQ(closed.size(), 2);
+    EXPECT_EQ(closed.size(), 3);
 }
