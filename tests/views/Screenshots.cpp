@@ -4,14 +4,12 @@
 #include "core/CodexUsageProvider.h"
 #include "core/Messages.h"
 #include "core/RelativeTime.h"
-#include "core/UsageWindowLabel.h"
 #include "cubefield/AmbientCubeField.h"
 #include "history/HistoryStore.h"
 #include "model/UsageNotifications.h"
 #include "views/BreakViewModel.h"
 #include "views/BreakWindows.h"
 #include "views/PopoverViewModel.h"
-#include "views/ProviderCardModel.h"
 #include "views/SettingsViewModel.h"
 #include <QQmlEngine>
 
@@ -47,11 +45,8 @@ UsageSnapshot codex(double used, Availability availability = Availability::ready
                     const QDateTime& reset = inTwoHours.addSecs(3600)) {
     return usage("codex", availability, used, reset);
 }
-UsageSnapshot withWeekly(UsageSnapshot snapshot, bool weekly = true, int olderBy = 0) {
-    if (weekly) {
-        snapshot.windows.append({UsageWindow::Kind::weekly, 0.36, snapshot.capturedAt.addDays(4)});
-    }
-    snapshot.capturedAt = snapshot.capturedAt.addSecs(-olderBy);
+UsageSnapshot withWeekly(UsageSnapshot snapshot) {
+    snapshot.windows.append({UsageWindow::Kind::weekly, 0.36, snapshot.capturedAt.addDays(4)});
     return snapshot;
 }
 
@@ -72,12 +67,13 @@ std::vector<Shot> views() {
                     .then = then,
                     .verdicts = std::pair{codex, claude}};
     };
+    UsageSnapshot stale = claude(0.42);
+    stale.capturedAt = stale.capturedAt.addSecs(-12 * 60);
     std::vector<Shot> shots = {
         {"popover/fresh-user"},
         {"popover/connected-93-58", claude(0.42),
          codex(0.07, Availability::ready, inTwoHours.addDays(3))},
-        {"popover/stale-and-exhausted", withWeekly(claude(0.42), false, 12 * 60),
-         codex(1.0, Availability::blocked, inTwoHours)},
+        {"popover/stale-and-exhausted", stale, codex(1.0, Availability::blocked, inTwoHours)},
         {"popover/update-offered",
          UsageSnapshot::unavailable("claude-code", "Claude Code", "Claude Code is starting."),
          codex(0.81, Availability::ready, inTwoHours), Then::offerUpdate},
@@ -223,7 +219,7 @@ const auto shotName = [](const ::testing::TestParamInfo<Shot>& info) {
 INSTANTIATE_TEST_SUITE_P(Views, Screenshots, ::testing::ValuesIn(views()), shotName);
 
 // Times (whole minutes), plurals, the clock at 21:05, a reset at 16:05, the notification at 80%,
-// the styles and a stored message in each language; in German no text of the views stays English.
+// the styles and a stored message in each language.
 TEST(Translation, TextsTimesAndPluralsInEachLanguage) {
     const QString nb(QChar(0x00A0));
     const QStringList rows[] = {
@@ -253,34 +249,6 @@ TEST(Translation, TextsTimesAndPluralsInEachLanguage) {
         {"Photo, Motion, Minimal", "Foto, Bewegung, Minimal", "Photo, Mouvement, Minimal"},
         {"Codex is not installed.", "Codex ist nicht installiert.",
          "Codex n\u2019est pas installé."}};
-    const auto viewTexts = [] { // the texts of the views' rules, in every state that shows one
-        using State = ProviderConnectionState;
-        using K = UsageWindow::Kind;
-        QStringList all;
-        for (const char* provider : {"codex", "claude-code"}) {
-            for (const State& state :
-                 {State::disconnected(), State::checking(), State::executableMissing(),
-                  State::loginRequired(), State::setupRequired(), State::waiting()}) {
-                const UsageSnapshot snapshot = usage(provider, Availability::ready, 0.5);
-                all << ProviderCardModel::connectionMessage(snapshot, state)
-                    << ProviderCardModel::connectionButtonTitle(snapshot, state);
-            }
-        }
-        return all << ProviderCardModel::percentSuffix() << ProviderCardModel::staleTitle()
-                   << ProviderCardModel::staleDetail() << ProviderCardModel::privacyLine()
-                   << ProviderCardModel::dragToolTip() << PopoverViewModel::subtitle()
-                   << PopoverViewModel::refreshToolTip() << PopoverViewModel::breakTitle()
-                   << PopoverViewModel::settingsToolTip() << PopoverViewModel::quitToolTip()
-                   << BreakViewModel::resetsInTitle() << BreakViewModel::resetTimeUnavailable()
-                   << SettingsViewModel::styleTitles() << SettingsViewModel::privacyLines()
-                   << SettingsViewModel::styleDescription(BreakScreenStyle::photo)
-                   << SettingsViewModel::styleDescription(BreakScreenStyle::motion)
-                   << SettingsViewModel::styleDescription(BreakScreenStyle::minimal)
-                   << usageWindowLabel(K::session) << usageWindowLabel(K::daily)
-                   << usageWindowLabel(K::weekly) << usageWindowLabel(K::monthly)
-                   << usageWindowLabel(K::credits);
-    };
-    const QStringList english = viewTexts();
     const QDateTime now = QDateTime::currentDateTimeUtc();
     const QDateTime evening(QDate(2026, 5, 1), QTime(21, 5)), reset(evening.addSecs(-5 * 3600));
     for (const int column : {0, 1, 2}) {
@@ -305,11 +273,6 @@ TEST(Translation, TextsTimesAndPluralsInEachLanguage) {
             expected << row[column];
         }
         EXPECT_EQ(texts, expected) << locale;
-        const QStringList translated = viewTexts();
-        for (qsizetype i = 0; column == 1 && i < english.size(); ++i) {
-            EXPECT_TRUE(translated[i] != english[i] || english[i] == "Minimal")
-                << english[i].toStdString();
-        }
     }
 }
 
