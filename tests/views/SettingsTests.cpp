@@ -12,8 +12,9 @@ namespace lumora::test {
 
 using SettingsTest = ViewTest;
 
-// One fixed window: wins back the focus taken right after showing, hides on close, Tab walks it.
-TEST_F(SettingsTest, OneFixedWindowRaisedAgainAfterItIsShown) {
+// One fixed window: wins back the focus taken right after showing, hides on close, Tab walks it;
+// each style's description and photo controls; a file that is no image is refused in red.
+TEST_F(SettingsTest, OneFixedWindowRaisedAgainAfterItIsShownWithTheStylesAndThePhoto) {
     openSettings();
     EXPECT_FALSE(shown("disconnectCodexButton") || shown("disconnectClaudeButton"));
     EXPECT_EQ(value("codexStatus"),
@@ -50,42 +51,6 @@ TEST_F(SettingsTest, OneFixedWindowRaisedAgainAfterItIsShown) {
         EXPECT_TRUE(shown.top() >= 0 && shown.bottom() <= view->height()) << name.toStdString();
         screenshot("focus-" + name);
     }
-}
-
-// Status rows follow the clock; Refresh asks for live data; Disconnect switches a provider off.
-TEST_F(SettingsTest, StatusRowsFollowTheClockAndDisconnectSwitchesProvidersOff) {
-    harness.enableBoth(usage("claude-code", Availability::ready, 0.4),
-                       usage("codex", Availability::limited, 0.85));
-    openSettings();
-    SettingsViewModel& rows = *settings->viewModel();
-    const QDateTime capturedAt = model->snapshot().capturedAt;
-    QDateTime now = capturedAt.addSecs(3 * 60 + 20);
-    rows.setClock([&] { return now; });
-    EXPECT_EQ(rows.lastChecked(), "3 min ago");
-    now = capturedAt.addDays(2);
-    EXPECT_EQ(rows.claudeStatus() + ", " + rows.lastChecked(),
-              "Claude Code usage needs sync, 2 days ago");
-    rows.setClock([] { return QDateTime::currentDateTimeUtc(); });
-    harness.claude->script->fetchGate.close();
-    click("refreshButton");
-    ASSERT_TRUE(waitUntil([&] { return model->isRefreshing(); }));
-    EXPECT_FALSE(item("refreshButton")->isEnabled());
-    harness.claude->script->fetchGate.open();
-    ASSERT_TRUE(waitUntil([&] { return item("refreshButton")->isEnabled(); }));
-    EXPECT_EQ(harness.claude->script->lastForceLive(), true);
-    EXPECT_EQ(QStringList({value("claudeStatus"), value("codexStatus"), value("lastChecked")}),
-              QStringList({"Claude Code is available", "Approaching the limit", "just now"}));
-    screenshot("connected", "codexStatus");
-    click("disconnectCodexButton");
-    EXPECT_EQ(harness.storedPreference("codexEnabled"), QJsonValue(false));
-    click("disconnectClaudeButton");
-    ASSERT_TRUE(waitUntil([&] { return !shown("disconnectClaudeButton"); }));
-    EXPECT_EQ(harness.storedPreference("providerEnabled"), QJsonValue(false));
-}
-
-// Each style's description and photo controls; a file that is no image is refused in red.
-TEST_F(SettingsTest, StylesAndThePhotoWithItsImportFailures) {
-    openSettings();
     const auto controls = [&](const char* file = nullptr) { // after choosing `file` if given
         if (file) {
             harness.desktop->chosenImage = harness.home.filePath(file);
@@ -129,6 +94,59 @@ TEST_F(SettingsTest, StylesAndThePhotoWithItsImportFailures) {
     EXPECT_EQ(harness.storedPreference("breakScreenStyle"), QJsonValue("minimal"));
 }
 
+// Status rows follow the clock; Refresh asks for live data; Disconnect switches a provider off;
+// checking for updates: the indicator while it runs, "up to date", then an offer to download.
+TEST_F(SettingsTest, StatusRowsFollowTheClockDisconnectSwitchesOffAndUpdatesAreOffered) {
+    harness.updateChecker = std::make_shared<FakeUpdateChecker>();
+    harness.storePreference("alertsEnabled", true); // both switches on, for the pictures
+    writeFile(entryPath(), AutostartEntry::entryContent("/usr/bin/lumora"));
+    harness.enableBoth(usage("claude-code", Availability::ready, 0.4),
+                       usage("codex", Availability::limited, 0.85));
+    openSettings();
+    SettingsViewModel& rows = *settings->viewModel();
+    const QDateTime capturedAt = model->snapshot().capturedAt;
+    QDateTime now = capturedAt.addSecs(3 * 60 + 20);
+    rows.setClock([&] { return now; });
+    EXPECT_EQ(rows.lastChecked(), "3 min ago");
+    now = capturedAt.addDays(2);
+    EXPECT_EQ(rows.claudeStatus() + ", " + rows.lastChecked(),
+              "Claude Code usage needs sync, 2 days ago");
+    rows.setClock([] { return QDateTime::currentDateTimeUtc(); });
+    harness.claude->script->fetchGate.close();
+    click("refreshButton");
+    ASSERT_TRUE(waitUntil([&] { return model->isRefreshing(); }));
+    EXPECT_FALSE(item("refreshButton")->isEnabled());
+    harness.claude->script->fetchGate.open();
+    ASSERT_TRUE(waitUntil([&] { return item("refreshButton")->isEnabled(); }));
+    EXPECT_EQ(harness.claude->script->lastForceLive(), true);
+    EXPECT_EQ(QStringList({value("claudeStatus"), value("codexStatus"), value("lastChecked")}),
+              QStringList({"Claude Code is available", "Approaching the limit", "just now"}));
+    screenshot("connected", "codexStatus");
+    click("disconnectCodexButton");
+    EXPECT_EQ(harness.storedPreference("codexEnabled"), QJsonValue(false));
+    click("disconnectClaudeButton");
+    ASSERT_TRUE(waitUntil([&] { return !shown("disconnectClaudeButton"); }));
+    EXPECT_EQ(harness.storedPreference("providerEnabled"), QJsonValue(false));
+    EXPECT_TRUE(value("version") == "1.0.0" && !shown("downloadButton") && !shown("updateStatus"));
+    harness.updateChecker->gate.close();
+    click("checkForUpdatesButton");
+    ASSERT_TRUE(waitUntil([&] { return shown("checkingIndicator"); }));
+    EXPECT_EQ(std::tuple(item("checkForUpdatesButton")->isEnabled(), text("checkForUpdatesLabel")),
+              std::tuple(false, "Checking…"));
+    screenshot("checking", "version");
+    harness.updateChecker->gate.open();
+    ASSERT_TRUE(waitUntil([&] { return item("checkForUpdatesButton")->isEnabled(); }));
+    EXPECT_EQ(text("updateStatus"), UpdateChecks::upToDateMessage);
+    const QUrl download("https://example.com/lumora-1.2.0.tar.gz");
+    harness.updateChecker->offer = AppUpdateManifest{"1.2.0", download, std::nullopt, std::nullopt};
+    click("checkForUpdatesButton");
+    ASSERT_TRUE(waitUntil([&] { return shown("downloadButton"); }));
+    EXPECT_EQ(text("downloadButton"), "Download Lumora 1.2.0");
+    screenshot("update-offered", "version");
+    click("downloadButton");
+    EXPECT_EQ(harness.desktop->openedUrls, QList<QUrl>{download});
+}
+
 // Text colour, notifications, start at login (failing, then not) and history in their files.
 TEST_F(SettingsTest, TextColourNotificationsStartAtLoginAndHistoryWriteTheirFiles) {
     writeFile(harness.home.filePath(".config/autostart"), "a file where the folder should be");
@@ -155,7 +173,7 @@ TEST_F(SettingsTest, TextColourNotificationsStartAtLoginAndHistoryWriteTheirFile
     clickStores("alertsSwitch", "alertsEnabled", false);
     click("startAtLoginSwitch");
     EXPECT_TRUE(text("startupError").startsWith("Lumora could not be set to start at login."));
-    EXPECT_FALSE(checked("startAtLoginSwitch"));
+    EXPECT_FALSE(item("startAtLoginSwitch")->property("checked").toBool());
     screenshot("startup-error", "startAtLogin");
     const QPalette light = QGuiApplication::palette();
     QGuiApplication::setPalette(QPalette(QColor(60, 60, 64), QColor(45, 45, 48))); // dark
@@ -169,7 +187,8 @@ TEST_F(SettingsTest, TextColourNotificationsStartAtLoginAndHistoryWriteTheirFile
     writeFile(entryPath(), AutostartEntry::entryContent("/usr/bin/lumora"));
     settings->hide();
     settings->show();
-    EXPECT_TRUE(checked("startAtLoginSwitch")) << "the entry is read again when shown anew";
+    EXPECT_TRUE(item("startAtLoginSwitch")->property("checked").toBool())
+        << "the entry is read again when shown anew";
     const QString file = HistoryStore::defaultPath(harness.home.path());
     const auto rows = [&](std::optional<double> refreshedAt = {}) { // after a refresh at this use
         if (refreshedAt) {
@@ -193,32 +212,6 @@ TEST_F(SettingsTest, TextColourNotificationsStartAtLoginAndHistoryWriteTheirFile
     EXPECT_EQ(rows(), -1);
     EXPECT_EQ(rows(0.6), -1);
     screenshot("history-off", "keepHistory");
-}
-
-// Checking for updates: the indicator while it runs, "up to date", then an offer to download.
-TEST_F(SettingsTest, TheUpdatesSectionShowsTheCheckThenTheOffer) {
-    harness.updateChecker = std::make_shared<FakeUpdateChecker>();
-    harness.storePreference("alertsEnabled", true); // both switches on, for the pictures
-    writeFile(entryPath(), AutostartEntry::entryContent("/usr/bin/lumora"));
-    openSettings();
-    EXPECT_TRUE(value("version") == "1.0.0" && !shown("downloadButton") && !shown("updateStatus"));
-    harness.updateChecker->gate.close();
-    click("checkForUpdatesButton");
-    ASSERT_TRUE(waitUntil([&] { return shown("checkingIndicator"); }));
-    EXPECT_EQ(std::tuple(item("checkForUpdatesButton")->isEnabled(), text("checkForUpdatesLabel")),
-              std::tuple(false, "Checking…"));
-    screenshot("checking", "version");
-    harness.updateChecker->gate.open();
-    ASSERT_TRUE(waitUntil([&] { return item("checkForUpdatesButton")->isEnabled(); }));
-    EXPECT_EQ(text("updateStatus"), UpdateChecks::upToDateMessage);
-    const QUrl download("https://example.com/lumora-1.2.0.tar.gz");
-    harness.updateChecker->offer = AppUpdateManifest{"1.2.0", download, std::nullopt, std::nullopt};
-    click("checkForUpdatesButton");
-    ASSERT_TRUE(waitUntil([&] { return shown("downloadButton"); }));
-    EXPECT_EQ(text("downloadButton"), "Download Lumora 1.2.0");
-    screenshot("update-offered", "version");
-    click("downloadButton");
-    EXPECT_EQ(harness.desktop->openedUrls, QList<QUrl>{download});
 }
 
 // The file dialog sits on the shown settings window, else alone on top; its file is the photo.

@@ -23,17 +23,14 @@ inline QPoint centre(const QQuickItem* item) {
     return item->mapToScene(QPointF(item->width() / 2, item->height() / 2)).toPoint();
 }
 
-// A landscape-like photo (sky, sun, ground) saved as PNG at `path`.
+// A landscape-like photo (sky and ground) saved as PNG at `path`.
 inline void writePhoto(const QString& path, QSize size = QSize(3000, 1500)) {
     QImage photo(size, QImage::Format_RGB32);
     QPainter painter(&photo);
     painter.scale(size.width() / 3000.0, size.height() / 1500.0);
     QLinearGradient sky(0, 0, 0, 1500);
     sky.setStops({{0, QColor(40, 90, 160)}, {0.6, QColor(240, 180, 120)}, {1, QColor(30, 60, 40)}});
-    painter.fillRect(QRect(0, 0, 3000, 1500), sky);
-    painter.setPen(Qt::NoPen);
-    painter.setBrush(QColor(250, 230, 170));
-    painter.drawEllipse(QPointF(1500, 800), 160, 160);
+    painter.fillRect(QRect(0, 0, 3000, 1000), sky);
     painter.fillRect(QRect(0, 1000, 3000, 500), QColor(20, 40, 30));
     painter.end();
     QDir().mkpath(QFileInfo(path).path());
@@ -117,7 +114,6 @@ public:
     }
     QString text(const QString& name) const { return item(name)->property("text").toString(); }
     QString value(const QString& name) const { return item(name)->property("value").toString(); }
-    bool checked(const QString& name) const { return item(name)->property("checked").toBool(); }
     void scrollTo(const QString& name) const {
         auto* flickable = item("scroller")->property("contentItem").value<QQuickItem*>();
         ASSERT_NE(flickable, nullptr);
