@@ -23,16 +23,12 @@ inline QPoint centre(const QQuickItem* item) {
     return item->mapToScene(QPointF(item->width() / 2, item->height() / 2)).toPoint();
 }
 
-// A landscape-like photo (sky and ground) saved as PNG at `path`.
+// A photo-like gradient (sky, sunset, ground) saved as PNG at `path`.
 inline void writePhoto(const QString& path, QSize size = QSize(3000, 1500)) {
     QImage photo(size, QImage::Format_RGB32);
-    QPainter painter(&photo);
-    painter.scale(size.width() / 3000.0, size.height() / 1500.0);
-    QLinearGradient sky(0, 0, 0, 1500);
+    QLinearGradient sky(0, 0, 0, size.height());
     sky.setStops({{0, QColor(40, 90, 160)}, {0.6, QColor(240, 180, 120)}, {1, QColor(30, 60, 40)}});
-    painter.fillRect(QRect(0, 0, 3000, 1000), sky);
-    painter.fillRect(QRect(0, 1000, 3000, 500), QColor(20, 40, 30));
-    painter.end();
+    QPainter(&photo).fillRect(photo.rect(), sky);
     QDir().mkpath(QFileInfo(path).path());
     EXPECT_TRUE(photo.save(path, "PNG")) << path.toStdString();
 }
@@ -41,9 +37,7 @@ inline void writePhoto(const QString& path, QSize size = QSize(3000, 1500)) {
 // <folder>/<name>.png under $LUMORA_SCREENSHOT_DIR or else build/screenshots, to be looked at.
 inline void screenshot(QQuickWindow& window, const QString& folder, const QString& name,
                        bool settled = true) {
-    if (settled) {
-        settle();
-    }
+    settled ? settle() : void();
     runEventsFor(std::chrono::milliseconds(400)); // bars, fades and switches come to rest
     QString path = qEnvironmentVariable("LUMORA_SCREENSHOT_DIR");
     path = path.isEmpty() ? QStringLiteral(LUMORA_TEST_BIN_DIR "/../screenshots/") + folder : path;
@@ -68,9 +62,7 @@ class ViewTest : public ::testing::Test {
 public:
     void TearDown() override {
         afterwards();
-        if (view) {
-            view->hide();
-        }
+        view ? view->hide() : void();
         settle();
         popover.reset();
         settings.reset();
@@ -127,9 +119,7 @@ public:
     void click(const QString& name, QQuickItem* within = nullptr) const {
         const QQuickItem* target = item(name, within);
         EXPECT_TRUE(target->isVisible() && target->isEnabled()) << name.toStdString() << " hidden";
-        if (settings && view == settings->window()) {
-            scrollTo(name);
-        }
+        settings&& view == settings->window() ? scrollTo(name) : void();
         QTest::mouseClick(view, Qt::LeftButton, {}, centre(target));
         QCoreApplication::processEvents();
     }
@@ -146,9 +136,7 @@ public:
     }
     // The settings window as it is now, scrolled to `scrolledTo`, in the folder "settings".
     void screenshot(const QString& name, const QString& scrolledTo = QString()) const {
-        if (!scrolledTo.isEmpty()) {
-            scrollTo(scrolledTo);
-        }
+        scrolledTo.isEmpty() ? void() : scrollTo(scrolledTo);
         test::screenshot(*view, "settings", name, false);
     }
     QString entryPath() const { return harness.home.filePath(".config/autostart/lumora.desktop"); }
@@ -161,7 +149,7 @@ public:
     std::unique_ptr<SettingsWindow> settings;
     QQuickWindow* view = nullptr;
     std::function<void()> afterwards = [] {
-    }; // run first in TearDown (a release, an opened gate)
+    }; // run first in TearDown: a release, an opened gate
 };
 
 } // namespace lumora::test
