@@ -10,7 +10,6 @@
 #include "views/PopoverViewModel.h"
 #include "views/ViewEngine.h"
 #include <QDBusContext>
-#include <QFontMetricsF>
 #include <QJsonArray>
 #include <QPointer>
 #include <QScreen>
@@ -341,8 +340,8 @@ using BreakWindowsTest = ViewTest;
 using ReduceMotionPortalTest = ViewTest;
 
 // The countdown rounds up to whole minutes (milliseconds too); the clock is the local 12-hour one;
-// columns in the order of the enabled providers; each style's background, colour and photo crop.
-TEST(BreakViewRules, CountdownClockOrderStylesAndTypeface) {
+// columns in the order of the enabled providers; the photo cropped to fill the screen.
+TEST(BreakViewRules, CountdownClockColumnsAndPhotoCrop) {
     const QDateTime now(QDate(2026, 3, 1), QTime(21, 5, 0), Qt::LocalTime);
     const std::pair<double, const char*> countdowns[] = {
         {3600, "1 hour 0 minutes"},   {3541, "1 hour 0 minutes"},
@@ -353,19 +352,12 @@ TEST(BreakViewRules, CountdownClockOrderStylesAndTypeface) {
         EXPECT_EQ(BreakViewModel::resetCountdown(now.addMSecs(qint64(seconds * 1000)), now), text)
             << seconds;
     }
-    const std::tuple<QTime, const char*, const char*> clocks[] = {
-        {QTime(0, 30), "12:30", "AM"},
-        {QTime(12, 0), "12:00", "PM"},
-        {QTime(0, 0), "12:00", "AM"},
-        {QTime(11, 59, 59), "11:59", "AM"}};
-    for (const auto& [time, clock, marker] : clocks) {
+    QStringList clocks; // the local times, given in UTC
+    for (const QTime time : {QTime(0, 30), QTime(12, 0), QTime(0, 0), QTime(11, 59, 59)}) {
         const QDateTime local(QDate(2026, 7, 4), time, Qt::LocalTime);
-        EXPECT_EQ(BreakViewModel::clockTime(local.toUTC()) + BreakViewModel::meridiem(local),
-                  QString(clock) + marker);
+        clocks << BreakViewModel::clockTime(local.toUTC()) + BreakViewModel::meridiem(local);
     }
-    EXPECT_EQ(std::tuple(BreakViewModel::msecsToNextSecond(now.addMSecs(250)),
-                         BreakViewModel::msecsToNextSecond(now)),
-              std::tuple(750, 1000));
+    EXPECT_EQ(clocks.join(' '), "12:30AM 12:00PM 12:00AM 11:59AM");
     const UsageSnapshot claude = usage("claude-code", Availability::ready, 0.01);
     const UsageSnapshot codex = usage("codex", Availability::blocked, 1.0);
     const QStringList codexFirst{"codex", "claude-code"},
@@ -382,21 +374,10 @@ TEST(BreakViewRules, CountdownClockOrderStylesAndTypeface) {
         }
         EXPECT_EQ(ids, shown) << order.join(',').toStdString() << claudeOn << codexOn;
     }
-    using B = BreakViewModel::Background;
-    using S = BreakScreenStyle;
-    EXPECT_EQ(QList({BreakViewModel::background(S::photo, true),
-                     BreakViewModel::background(S::photo, false),
-                     BreakViewModel::background(S::motion, false),
-                     BreakViewModel::background(S::minimal, true)}),
-              QList({B::Photo, B::Black, B::Motion, B::Black}));
     EXPECT_EQ(QList({PhotoFill::croppedSource(QSizeF(3000, 1500), QSizeF(1440, 900)),
                      PhotoFill::croppedSource(QSizeF(1000, 2000), QSizeF(1000, 500)),
                      PhotoFill::croppedSource(QSizeF(), QSizeF(1000, 500))}),
               QList({QRectF(300, 0, 2400, 1500), QRectF(0, 750, 1000, 500), QRectF()}));
-    const QFontMetricsF metrics(QFont(BreakViewModel::fontFamily(), 99)); // with tabular digits
-    for (char digit = '1'; digit <= '9'; ++digit) {
-        EXPECT_DOUBLE_EQ(metrics.horizontalAdvance(QChar(digit)), metrics.horizontalAdvance('0'));
-    }
 }
 
 // Needs two screens: ctest's BreakWindowsTest.OnTwoScreens configures the offscreen platform so.
@@ -510,7 +491,6 @@ TEST_F(ReduceMotionPortalTest, ReadsGnomeAndKdeKeysAndFollowsChanges) {
     ASSERT_TRUE(waitUntil([&] { return field->framesRendered() >= 2; }, std::chrono::seconds(90)));
     EXPECT_TRUE(window->grabWindow().pixelColor(5, 5) != QColor(Qt::black) &&
                 view.background() == BreakViewModel::Background::Motion);
-    EXPECT_NEAR(view.secondaryInformationColorValue().alphaF(), 0.64, 0.001);
     breakWindows.end();
     QSignalSpy changes(&view, &BreakViewModel::statusesChanged);
     model->preferences()->setCodexEnabled(false);

@@ -37,10 +37,6 @@ struct Shot {
     const char* locale = nullptr;
 };
 
-void PrintTo(const Shot& shot, std::ostream* out) {
-    *out << shot.path.toStdString();
-}
-
 const QDateTime inTwoHours = QDateTime::currentDateTimeUtc().addSecs(2 * 3600 + 15 * 60 + 30);
 UsageSnapshot claude(double used) {
     return usage("claude-code", used >= 1 ? Availability::blocked : Availability::ready, used,
