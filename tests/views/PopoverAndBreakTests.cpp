@@ -278,6 +278,7 @@ TEST_F(PopoverWindowTest, EachControlReachesTheModelADragSwapsCardsAndLosingTheF
     EXPECT_TRUE(popover->viewModel()->isActive());
     ASSERT_TRUE(waitFor(model->checkForUpdates(true)));
     ASSERT_TRUE(waitUntil([&] { return item("updateButton")->isVisible(); }));
+    test::screenshot(*view, "popover", "update-offered");
     click("updateButton");
     EXPECT_EQ(harness.desktop->openedUrls, QList<QUrl>({QUrl("https://example.org/lumora.deb")}));
     click("connectionButton", item("card-codex"));
@@ -317,7 +318,9 @@ TEST_F(PopoverWindowTest, EachControlReachesTheModelADragSwapsCardsAndLosingTheF
     QQuickItem* handle = item("dragHandle", codex);
     drag(handle, centre(codex) + QPoint(40, 8));
     EXPECT_FALSE(harness.storedPreference("providerOrder").has_value());
-    drag(handle, centre(claude));
+    drag(handle, centre(claude), false); // held over Claude Code's card, then dropped
+    test::screenshot(*view, "popover", "dragging", false);
+    QTest::mouseRelease(view, Qt::LeftButton, {}, centre(claude));
     EXPECT_EQ(harness.storedPreference("providerOrder"),
               QJsonValue(QJsonArray({"claude-code", "codex"})));
     EXPECT_TRUE(popover->viewModel()->draggedProviderID().isEmpty());

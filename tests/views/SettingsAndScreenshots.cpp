@@ -23,7 +23,7 @@ namespace {
 
 using Readiness = LocalProviderReadiness;
 enum class View { popover, breakView, breakScreen, settings };
-enum class Then { nothing, continueSetup, offerUpdate, check, drag }; // from check on: unsettled
+enum class Then { nothing, continueSetup, check }; // from check on: unsettled
 struct Shot {
     QString path = QString();                                                 // folder/name
     std::optional<UsageSnapshot> claude = std::nullopt, codex = std::nullopt; // both on when set
@@ -75,9 +75,6 @@ std::vector<Shot> views() {
         {"popover/connected-93-58", claude(0.42),
          codex(0.07, Availability::ready, inTwoHours.addDays(3))},
         {"popover/stale-and-exhausted", stale, codex(1.0, Availability::blocked, inTwoHours)},
-        {"popover/update-offered",
-         UsageSnapshot::unavailable("claude-code", "Claude Code", "Claude Code is starting."),
-         codex(0.81, Availability::ready, inTwoHours), Then::offerUpdate},
         state("executable-missing", Readiness::executableMissing(), Readiness::executableMissing()),
         state("login-required", Readiness::loginRequired(), Readiness::loginRequired()),
         state("setup-required", Readiness::setupRequired(), Readiness::setupRequired()),
@@ -86,7 +83,6 @@ std::vector<Shot> views() {
         state("waiting", Readiness::executableMissing(), Readiness::loginRequired(),
               Then::continueSetup),
         {.path = "popover/state-checking", .then = Then::check},
-        {"popover/dragging", claude(0.42), codex(0.07), Then::drag}, // Codex's halfway over
         // A kept history: the sparkline, its projection, the pace line and the weekly row.
         {"popover/pace-93-58", withWeekly(claude(0.42)), codex(0.07), Then::nothing, 0.08, 150},
         {"popover/pace-limit-before-reset", withWeekly(claude(0.78)), codex(0.07), Then::nothing,
@@ -197,16 +193,6 @@ TEST_P(Screenshots, Render) {
         };
         popover->viewModel()->card("claude-code")->pressConnectionButton();
         popover->viewModel()->card("codex")->pressConnectionButton();
-    } else if (shot.then == Then::offerUpdate) {
-        harness.updateChecker->offer =
-            AppUpdateManifest{"1.2.0", QUrl("https://example.org/lumora.deb"), {}, {}};
-        ASSERT_TRUE(waitFor(model->checkForUpdates(true)));
-    } else if (shot.then == Then::drag) {
-        const QPoint over = item("card-claude-code")->mapToScene(QPointF(60, 20)).toPoint();
-        drag(item("dragHandle", item("card-codex")), over, false);
-        afterwards = [this] {
-            QTest::mouseRelease(view, Qt::LeftButton);
-        };
     }
     ASSERT_TRUE(window && waitUntil([&] { return window->isExposed(); }));
     const auto at = shot.path.indexOf('/');
