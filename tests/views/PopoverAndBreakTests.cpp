@@ -281,7 +281,10 @@ TEST_F(PopoverWindowTest, EachControlReachesTheModelADragSwapsCardsAndLosingTheF
     test::screenshot(*view, "popover", "update-offered");
     click("updateButton");
     EXPECT_EQ(harness.desktop->openedUrls, QList<QUrl>({QUrl("https://example.org/lumora.deb")}));
+    harness.codex->script->readinessGate.close();
     click("connectionButton", item("card-codex"));
+    test::screenshot(*view, "popover", "state-checking", false);
+    harness.codex->script->readinessGate.open();
     ASSERT_TRUE(waitUntil([&] {
         return model->preferences()->codexEnabled() && harness.codex->script->fetches() == 1 &&
                item("menuBarSwitch", item("card-codex"))->isVisible() &&

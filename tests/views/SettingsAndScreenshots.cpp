@@ -23,11 +23,10 @@ namespace {
 
 using Readiness = LocalProviderReadiness;
 enum class View { popover, breakView, breakScreen, settings };
-enum class Then { nothing, continueSetup, check }; // from check on: unsettled
 struct Shot {
     QString path = QString();                                                 // folder/name
     std::optional<UsageSnapshot> claude = std::nullopt, codex = std::nullopt; // both on when set
-    Then then = Then::nothing;                                                // once it is open
+    bool continuesSetup = false;                                              // once it is open
     double perHour = 0, minutes = 0; // a history of a climb at this rate through the last minutes
     std::optional<std::pair<Readiness, Readiness>> verdicts = std::nullopt; // Codex's, Claude's
     View view = View::popover;
@@ -63,9 +62,9 @@ void climb(HistoryStore& store, const UsageSnapshot& now, double perHour, double
 
 std::vector<Shot> views() {
     const auto state = [](const char* name, Readiness codex, Readiness claude,
-                          Then then = Then::nothing) {
+                          bool continuesSetup = false) {
         return Shot{.path = QString("popover/state-") + name,
-                    .then = then,
+                    .continuesSetup = continuesSetup,
                     .verdicts = std::pair{codex, claude}};
     };
     UsageSnapshot stale = claude(0.42);
@@ -80,14 +79,11 @@ std::vector<Shot> views() {
         state("setup-required", Readiness::setupRequired(), Readiness::setupRequired()),
         state("failed", Readiness::unavailable("Codex did not answer within 8 seconds."),
               Readiness::unavailable("Claude Code settings could not be updated safely.")),
-        state("waiting", Readiness::executableMissing(), Readiness::loginRequired(),
-              Then::continueSetup),
-        {.path = "popover/state-checking", .then = Then::check},
+        state("waiting", Readiness::executableMissing(), Readiness::loginRequired(), true),
         // A kept history: the sparkline, its projection, the pace line and the weekly row.
-        {"popover/pace-93-58", withWeekly(claude(0.42)), codex(0.07), Then::nothing, 0.08, 150},
-        {"popover/pace-limit-before-reset", withWeekly(claude(0.78)), codex(0.07), Then::nothing,
-         0.33, 90},
-        {"popover/pace-at-limit", withWeekly(claude(1.0)), codex(0.07), Then::nothing, 0.3, 120},
+        {"popover/pace-93-58", withWeekly(claude(0.42)), codex(0.07), false, 0.08, 150},
+        {"popover/pace-limit-before-reset", withWeekly(claude(0.78)), codex(0.07), false, 0.33, 90},
+        {"popover/pace-at-limit", withWeekly(claude(1.0)), codex(0.07), false, 0.3, 120},
         {"popover/pace-no-history", withWeekly(claude(0.42)), codex(0.07)}};
     // The break view in every style, at two screen sizes, with two, one and no providers on.
     for (const auto style :
@@ -96,9 +92,8 @@ std::vector<Shot> views() {
             for (const auto& [providers, set] : {std::pair{2, "both"}, {1, "one"}, {0, "none"}}) {
                 shots.push_back({"break/break-" + AppPreferences::rawValue(style) +
                                      QString("-%1x%2-").arg(size.width()).arg(size.height()) + set,
-                                 claude(0.42), usage("codex", Availability::ready, 0.07),
-                                 Then::nothing, 0, 0, std::nullopt, View::breakView, providers,
-                                 style, size});
+                                 claude(0.42), usage("codex", Availability::ready, 0.07), false, 0,
+                                 0, std::nullopt, View::breakView, providers, style, size});
             }
         }
     }
@@ -109,7 +104,7 @@ std::vector<Shot> views() {
         for (const auto& [view, path] : {std::pair{View::popover, "languages/popover-" + code},
                                          {View::breakScreen, "languages/break-" + code},
                                          {View::settings, "settings/" + code + "-break-screen"}}) {
-            shots.push_back({path, limited, weekly, Then::nothing, 0, 0, std::nullopt, view, 2,
+            shots.push_back({path, limited, weekly, false, 0, 0, std::nullopt, view, 2,
                              BreakScreenStyle::minimal, QSize(), code == "de" ? "de_DE" : "fr_FR"});
         }
     }
@@ -181,22 +176,13 @@ TEST_P(Screenshots, Render) {
         model->handleCodexReadiness(shot.verdicts->first);
         model->handleClaudeReadiness(shot.verdicts->second);
     }
-    if (shot.then == Then::continueSetup) {
+    if (shot.continuesSetup) {
         model->continueClaudeSetup();
         model->continueCodexSetup();
-    } else if (shot.then == Then::check) {
-        harness.claude->script->readinessGate.close();
-        harness.codex->script->readinessGate.close();
-        afterwards = [this] {
-            harness.claude->script->readinessGate.open();
-            harness.codex->script->readinessGate.open();
-        };
-        popover->viewModel()->card("claude-code")->pressConnectionButton();
-        popover->viewModel()->card("codex")->pressConnectionButton();
     }
     ASSERT_TRUE(window && waitUntil([&] { return window->isExposed(); }));
     const auto at = shot.path.indexOf('/');
-    test::screenshot(*window, shot.path.left(at), shot.path.mid(at + 1), shot.then < Then::check);
+    test::screenshot(*window, shot.path.left(at), shot.path.mid(at + 1));
 }
 
 const auto shotName = [](const ::testing::TestParamInfo<Shot>& info) {

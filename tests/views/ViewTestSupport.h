@@ -61,7 +61,6 @@ struct Language {
 class ViewTest : public ::testing::Test {
 public:
     void TearDown() override {
-        afterwards();
         view ? view->hide() : void();
         settle();
         popover.reset();
@@ -148,8 +147,6 @@ public:
     std::unique_ptr<PopoverWindow> popover;
     std::unique_ptr<SettingsWindow> settings;
     QQuickWindow* view = nullptr;
-    std::function<void()> afterwards = [] {
-    }; // run first in TearDown: a release, an opened gate
 };
 
 } // namespace lumora::test
