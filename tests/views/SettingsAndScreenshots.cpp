@@ -16,13 +16,12 @@
 #include <QApplication>
 #include <QFileDialog>
 #include <QJsonArray>
-#include <QQmlEngine>
 
 namespace lumora::test {
 namespace {
 
 using Readiness = LocalProviderReadiness;
-enum class View { popover, breakView, breakScreen, settings };
+enum class View { popover, breakScreen, settings };
 struct Shot {
     QString path = QString();                                                 // folder/name
     std::optional<UsageSnapshot> claude = std::nullopt, codex = std::nullopt; // both on when set
@@ -93,7 +92,7 @@ std::vector<Shot> views() {
                 shots.push_back({"break/break-" + AppPreferences::rawValue(style) +
                                      QString("-%1x%2-").arg(size.width()).arg(size.height()) + set,
                                  claude(0.42), usage("codex", Availability::ready, 0.07), false, 0,
-                                 0, std::nullopt, View::breakView, providers, style, size});
+                                 0, std::nullopt, View::breakScreen, providers, style, size});
             }
         }
     }
@@ -117,9 +116,6 @@ class Screenshots : public ViewTest, public ::testing::WithParamInterface<Shot> 
 
 TEST_P(Screenshots, Render) {
     const Shot& shot = GetParam();
-    std::unique_ptr<BreakViewModel> breakModel; // gone before the model
-    QQmlEngine engine;
-    std::unique_ptr<QQuickView> breakView;
     std::unique_ptr<BreakWindows> breakWindows;
     if (shot.locale) {
         language.emplace(shot.locale);
@@ -146,27 +142,19 @@ TEST_P(Screenshots, Render) {
     } else if (shot.view == View::settings) {
         openSettings();
         scrollTo("styleDescription"); // the longest texts
-    } else if (shot.view == View::breakScreen) {
+    } else { // the break's window with the text, at the given size in place of the full screen
         breakWindows = std::make_unique<BreakWindows>(model.get());
         breakWindows->show();
-        window = breakWindows->textWindow();
-    } else {
-        breakModel = std::make_unique<BreakViewModel>(model.get());
-        breakModel->setActive(true);
-        engine.addImportPath("qrc:/qt/qml");
-        breakView = std::make_unique<QQuickView>(&engine, nullptr);
-        breakView->setResizeMode(QQuickView::SizeRootObjectToView);
-        breakView->setInitialProperties(
-            {{"viewModel", QVariant::fromValue(breakModel.get())}, {"showsText", true}});
-        breakView->setSource(QUrl("qrc:/qt/qml/Lumora/BreakView.qml"));
-        breakView->resize(shot.size);
-        breakView->show();
-        window = breakView.get();
-        ASSERT_TRUE(
-            waitUntil([&] { return breakView->rootObject()->size() == QSizeF(shot.size); }));
-        EXPECT_EQ(breakView->findChild<QQuickItem*>("statusRow")->isVisible(), shot.providers > 0);
+        auto* shown = qobject_cast<QQuickView*>(window = breakWindows->textWindow());
+        if (shot.size.isValid()) {
+            shown->showNormal();
+            shown->resize(shot.size);
+            ASSERT_TRUE(
+                waitUntil([&] { return shown->rootObject()->size() == QSizeF(shot.size); }));
+        }
+        EXPECT_EQ(shown->findChild<QQuickItem*>("statusRow")->isVisible(), shot.providers > 0);
         // A first frame at 4K takes long in an unoptimised build on a busy machine.
-        auto* field = breakView->findChild<AmbientCubeField*>();
+        auto* field = shown->findChild<AmbientCubeField*>();
         ASSERT_TRUE(
             shot.style != BreakScreenStyle::motion ||
             waitUntil([&] { return field->framesRendered() > 0; }, std::chrono::seconds(90)));
