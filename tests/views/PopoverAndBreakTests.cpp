@@ -26,28 +26,6 @@ using Readiness = LocalProviderReadiness;
 
 namespace {
 
-// A model on fake providers whose monitors keep waiting, and the popover's model on it at `now`.
-class PopoverViewModelTest : public ::testing::Test {
-protected:
-    void build() {
-        model = harness.makeModel({.connectionCheckInterval = std::chrono::hours(1)});
-        popover = std::make_unique<PopoverViewModel>(model.get());
-        popover->setClock([this] { return now; });
-    }
-    void show(const UsageSnapshot& codex, const UsageSnapshot& claude) {
-        harness.codex->script->setSnapshot(codex);
-        harness.claude->script->setSnapshot(claude);
-        ASSERT_TRUE(waitFor(model->refresh(false)));
-    }
-    ProviderCardModel& codexCard() const { return *popover->card("codex"); }
-    ProviderCardModel& claudeCard() const { return *popover->card("claude-code"); }
-
-    ModelHarness harness;
-    std::unique_ptr<AppModel> model;
-    std::unique_ptr<PopoverViewModel> popover;
-    QDateTime now;
-};
-
 // In full screen, with the view laid out to the window's size.
 bool fullScreen(QQuickWindow* window) {
     auto* view = qobject_cast<QQuickView*>(window);
@@ -76,16 +54,138 @@ public slots:
 
 } // namespace
 
-// A card's figures, tint, reset and spoken text; past its stale-after age it turns stale itself.
-TEST_F(PopoverViewModelTest, UsageBlockShowsWholePercentLeftWithTintLabelResetAndSpokenText) {
+// Each connection state's message (%1 the tool's name) and button, a fresh user's cards and the
+// button's actions; the entries in order, swapped by a drag or Alt+arrow and stored; a card's
+// figures, tint, reset and spoken text, and past its stale-after age it turns stale by itself.
+TEST(PopoverViewModelTest, ConnectionStatesCardOrderAndUsageFiguresAsTheUserMeetsThem) {
+    const auto codexAtRest = UsageSnapshot::unavailable("codex", "Codex", "");
+    const auto claudeAtRest = UsageSnapshot::unavailable("claude-code", "Claude Code", "");
+    const std::tuple<State, QString, QString, QString> rows[] = {
+        {State::disconnected(), "Connect your existing local %1 session.", "Connect", "Connect"},
+        {State::checking(), "Checking local setup…", "Checking", "Checking"},
+        {State::executableMissing(), "%1 is not installed.", "Get Codex", "Install"},
+        {State::loginRequired(), "Sign in through the official %1 app first.", "Open Sign In",
+         "Open Sign In"},
+        {State::setupRequired(),
+         "Enable official Claude Code status sync. Lumora stores only usage and reset time.",
+         "Enable Sync", "Enable Sync"},
+        {State::waiting(), "Waiting for Claude Code usage…", "Check Now", "Check Now"},
+        {State::failed("Codex setup is incomplete."), "Codex setup is incomplete.", "Try Again",
+         "Try Again"}};
+    for (const auto& [state, message, codexButton, claudeButton] : rows) {
+        EXPECT_EQ(std::tuple(ProviderCardModel::connectionMessage(codexAtRest, state),
+                             ProviderCardModel::connectionMessage(claudeAtRest, state),
+                             ProviderCardModel::connectionButtonTitle(codexAtRest, state),
+                             ProviderCardModel::connectionButtonTitle(claudeAtRest, state)),
+                  std::tuple(QString(message).replace("%1", "Codex"),
+                             QString(message).replace("%1", "Claude Code"), codexButton,
+                             claudeButton));
+    }
+    ModelHarness harness; // nothing enabled, both at rest: the privacy line and no switch
+    QDateTime now;
+    const auto model = harness.makeModel({.connectionCheckInterval = std::chrono::hours(1)});
+    PopoverViewModel popover(model.get());
+    popover.setClock([&] { return now; });
+    ProviderCardModel& codexCard = *popover.card("codex");
+    ProviderCardModel& claudeCard = *popover.card("claude-code");
+    const auto show = [&](const UsageSnapshot& codex, const UsageSnapshot& claude) {
+        harness.codex->script->setSnapshot(codex);
+        harness.claude->script->setSnapshot(claude);
+        ASSERT_TRUE(waitFor(model->refresh(false)));
+    };
+    for (const ProviderCardModel* card : {&codexCard, &claudeCard}) {
+        EXPECT_EQ(std::tuple(card->block(), card->showsPrivacyLine(), card->showsSwitch(),
+                             card->connectionBusy(), card->connectionButtonTitle()),
+                  std::tuple(Block::Connection, true, false, false, "Connect"));
+    }
+    EXPECT_EQ(claudeCard.spokenText(),
+              "Claude Code, Connect your existing local Claude Code session.");
+    model->handleCodexReadiness(Readiness::unavailable("codex crashed"));
+    EXPECT_EQ(std::tuple(codexCard.connectionMessage(), codexCard.showsPrivacyLine(),
+                         codexCard.connectionButtonTitle()),
+              std::tuple("codex crashed", false, "Try Again"));
+    model->handleClaudeReadiness(Readiness::loginRequired());
+    claudeCard.pressConnectionButton();
+    ASSERT_EQ(std::tuple(model->connections()->claudeConnectionState(),
+                         harness.desktop->openedUrls.size()),
+              std::tuple(State::waiting(), 1));
+    harness.claude->script->readinessGate.close();
+    const int checksBefore = harness.claude->script->readinessChecks();
+    claudeCard.pressConnectionButton();
+    EXPECT_TRUE(claudeCard.block() == Block::Connection && claudeCard.connectionBusy());
+    claudeCard.pressConnectionButton(); // a press while checking does nothing
+    harness.claude->script->readinessGate.open();
+    ASSERT_TRUE(waitUntil([&] { return model->preferences()->claudeEnabled(); }));
+    EXPECT_EQ(harness.claude->script->readinessChecks(), checksBefore + 1);
+    model->handleCodexReadiness(Readiness::executableMissing());
+    codexCard.pressConnectionButton();
+    EXPECT_EQ(std::tuple(model->connections()->codexConnectionState(),
+                         harness.desktop->openedUrls.size()),
+              std::tuple(State::waiting(), 2));
+    // Entries in order, dividers between cards; a drag or Alt+arrow swaps (as moves), stores it.
+    using E = PopoverEntries;
+    PopoverEntries& entries = *popover.entries();
+    const auto shownEntries = [&] {
+        QStringList shown; // id, and "|" for a divider
+        for (int i = 0; i < entries.rowCount(); ++i) {
+            const QModelIndex at = entries.index(i);
+            const auto* card = at.data(E::CardRole).value<ProviderCardModel*>();
+            shown << (card && !card->isEmpty() ? at.data(E::ProviderIDRole).toString() : "empty") +
+                         (at.data(E::ShowsDividerRole).toBool() ? "|" : "");
+        }
+        return shown.join(' ');
+    };
+    EXPECT_EQ(shownEntries(), "codex| claude-code");
+    entries.setOrder({"codex"});
+    EXPECT_EQ(shownEntries(), "codex");
+    entries.setOrder({"claude-code", "unknown", "codex"});
+    EXPECT_EQ(shownEntries(), "claude-code| empty| codex");
+    EXPECT_TRUE(entries.index(0).data(E::CardRole).value<ProviderCardModel*>() == &claudeCard &&
+                !popover.card("unknown"));
+    QSignalSpy resets(&entries, &QAbstractItemModel::modelReset);
+    QSignalSpy moves(&entries, &QAbstractItemModel::rowsMoved);
+    entries.setOrder({"codex", "unknown", "claude-code"});
+    EXPECT_EQ(std::tuple(resets.size(), moves.size(), shownEntries()),
+              std::tuple(0, 2, "codex| empty| claude-code"));
+    entries.setOrder({"codex", "claude-code"});
+    moves.clear();
+    codexCard.beginDrag();
+    EXPECT_TRUE(codexCard.dragged() && !claudeCard.dragged() && // faded and smaller
+                codexCard.dragOpacity() < 1.0 && codexCard.dragScale() < 1.0 &&
+                claudeCard.dragOpacity() == 1.0);
+    codexCard.dragEnter();
+    EXPECT_FALSE(harness.storedPreference("providerOrder").has_value());
+    claudeCard.dragEnter();
+    const QStringList first = {"codex", "claude-code"}, last = {"claude-code", "codex"};
+    EXPECT_EQ(harness.storedPreference("providerOrder"), QJsonArray::fromStringList(last));
+    EXPECT_EQ(std::tuple(moves.size(), popover.draggedProviderID()), std::tuple(1, "codex"))
+        << "the drag goes on until the drop";
+    claudeCard.endDrag(); // the drop, on whichever card
+    EXPECT_TRUE(popover.draggedProviderID().isEmpty() && !codexCard.dragged());
+    EXPECT_EQ(model->preferences()->providerOrder(), last);
+    // Only Alt, and the keypad's arrows, move a focused card.
+    const std::tuple<int, int, bool, QStringList> keys[] = {
+        {Qt::Key_Down, Qt::AltModifier, true, last}, // last already
+        {Qt::Key_Up, Qt::NoModifier, false, last},
+        {Qt::Key_Up, Qt::AltModifier | Qt::ShiftModifier, false, last},
+        {Qt::Key_Up, Qt::AltModifier | Qt::KeypadModifier, true, first},
+        {Qt::Key_Up, Qt::AltModifier, true, first}}; // first already
+    for (const auto& [key, modifiers, taken, expected] : keys) {
+        EXPECT_EQ(
+            std::tuple(codexCard.moveByKey(key, modifiers), model->preferences()->providerOrder()),
+            std::tuple(taken, expected))
+            << key << modifiers;
+    }
+    EXPECT_EQ(harness.storedPreference("providerOrder"), QJsonArray::fromStringList(first));
+    // A card's figures, tint, reset and spoken text; the stale state once too old.
     using W = UsageWindow;
     using K = UsageWindow::Kind;
     UsageSnapshot claude = UsageSnapshot::unavailable("claude-code", "Claude Code", "Hook quiet.");
     claude.availability = Availability::limited; // kept enabled and connected
     now = claude.capturedAt.addSecs(5);
-    harness.enableBoth();
-    build();
-    const std::tuple<UsageWindow, QString, double, Tint, QString, QString> rows[] = {
+    model->handleCodexReadiness(Readiness::ready()); // at rest, and on
+    model->preferences()->setCodexEnabled(true);
+    const std::tuple<UsageWindow, QString, double, Tint, QString, QString> figures[] = {
         {W::unclamped(K::session, 1.0, now.addSecs(8130)), "0", 0, Tint::Red,
          "Resets in 2 hr 15 min", "0 percent left, Session limit, resets in 2 hours 15 minutes"},
         {W::unclamped(K::daily, 1.25, {}), "0", 0, Tint::Red, "", "0 percent left, Daily limit"},
@@ -102,144 +202,30 @@ TEST_F(PopoverViewModelTest, UsageBlockShowsWholePercentLeftWithTintLabelResetAn
          "58 percent left, Session limit"}};
     UsageSnapshot codex = usage("codex", Availability::ready, 0.5);
     codex.staleAfterSeconds = 300;
-    for (const auto& [window, percentage, bar, tint, reset, spoken] : rows) {
+    for (const auto& [window, percentage, bar, tint, reset, spoken] : figures) {
         codex.windows = {window};
         show(codex, claude);
-        const ProviderCardModel& card = codexCard();
+        const ProviderCardModel& card = codexCard;
         EXPECT_EQ(std::tuple(card.block(), card.percentageText(), card.tint(), card.resetText(),
                              card.spokenText(), card.showsSwitch()),
                   std::tuple(Block::Usage, percentage, tint, reset, "Codex, " + spoken, true));
         EXPECT_NEAR(card.barValue(), bar, 1e-9) << spoken.toStdString();
     }
-    EXPECT_EQ(
-        std::tuple(codexCard().switchLabel(), claudeCard().block(), claudeCard().spokenText()),
-        std::tuple("Show Codex in the menu bar", Block::Message, "Claude Code, Hook quiet."));
+    EXPECT_EQ(std::tuple(codexCard.switchLabel(), claudeCard.block(), claudeCard.spokenText()),
+              std::tuple("Show Codex in the menu bar", Block::Message, "Claude Code, Hook quiet."));
     claude.statusMessage.reset();
     show(codex, claude);
-    EXPECT_EQ(claudeCard().statusText(), "Status is unavailable.");
+    EXPECT_EQ(claudeCard.statusText(), "Status is unavailable.");
     now = codex.capturedAt.addSecs(300); // stale only past 300 seconds
     show(codex, claude);
-    EXPECT_EQ(codexCard().block(), Block::Usage);
-    popover->setActive(true);
+    EXPECT_EQ(codexCard.block(), Block::Usage);
+    popover.setActive(true);
     now = codex.capturedAt.addSecs(301);
-    ASSERT_TRUE(waitUntil([&] { return codexCard().block() == Block::Stale; }));
-    popover->setActive(false);
-    EXPECT_EQ(codexCard().spokenText() + codexCard().percentageText(),
+    ASSERT_TRUE(waitUntil([&] { return codexCard.block() == Block::Stale; }));
+    popover.setActive(false);
+    EXPECT_EQ(codexCard.spokenText() + codexCard.percentageText(),
               "Codex, Usage needs sync, Last update: 5 min ago");
     EXPECT_TRUE(ProviderCardModel::staleDetail().startsWith("Open Claude Code and send a message"));
-}
-
-// Each state's message (%1 the tool's name) and button; a fresh user's cards; the button's actions;
-// the entries in order with dividers between cards; a drag or Alt+arrow swaps them and stores it.
-TEST_F(PopoverViewModelTest, ConnectionStatesMessagesAndButtonsActAndCardsSwapByDragOrKeys) {
-    const auto codex = UsageSnapshot::unavailable("codex", "Codex", "");
-    const auto claude = UsageSnapshot::unavailable("claude-code", "Claude Code", "");
-    const std::tuple<State, QString, QString, QString> rows[] = {
-        {State::disconnected(), "Connect your existing local %1 session.", "Connect", "Connect"},
-        {State::checking(), "Checking local setup…", "Checking", "Checking"},
-        {State::executableMissing(), "%1 is not installed.", "Get Codex", "Install"},
-        {State::loginRequired(), "Sign in through the official %1 app first.", "Open Sign In",
-         "Open Sign In"},
-        {State::setupRequired(),
-         "Enable official Claude Code status sync. Lumora stores only usage and reset time.",
-         "Enable Sync", "Enable Sync"},
-        {State::waiting(), "Waiting for Claude Code usage…", "Check Now", "Check Now"},
-        {State::failed("Codex setup is incomplete."), "Codex setup is incomplete.", "Try Again",
-         "Try Again"}};
-    for (const auto& [state, message, codexButton, claudeButton] : rows) {
-        EXPECT_EQ(std::tuple(ProviderCardModel::connectionMessage(codex, state),
-                             ProviderCardModel::connectionMessage(claude, state),
-                             ProviderCardModel::connectionButtonTitle(codex, state),
-                             ProviderCardModel::connectionButtonTitle(claude, state)),
-                  std::tuple(QString(message).replace("%1", "Codex"),
-                             QString(message).replace("%1", "Claude Code"), codexButton,
-                             claudeButton));
-    }
-    build(); // nothing enabled, both at rest: the privacy line and no switch
-    for (const ProviderCardModel* card : {&codexCard(), &claudeCard()}) {
-        EXPECT_EQ(std::tuple(card->block(), card->showsPrivacyLine(), card->showsSwitch(),
-                             card->connectionBusy(), card->connectionButtonTitle()),
-                  std::tuple(Block::Connection, true, false, false, "Connect"));
-    }
-    EXPECT_EQ(claudeCard().spokenText(),
-              "Claude Code, Connect your existing local Claude Code session.");
-    model->handleCodexReadiness(Readiness::unavailable("codex crashed"));
-    EXPECT_EQ(std::tuple(codexCard().connectionMessage(), codexCard().showsPrivacyLine(),
-                         codexCard().connectionButtonTitle()),
-              std::tuple("codex crashed", false, "Try Again"));
-    model->handleClaudeReadiness(Readiness::loginRequired());
-    claudeCard().pressConnectionButton();
-    ASSERT_EQ(std::tuple(model->connections()->claudeConnectionState(),
-                         harness.desktop->openedUrls.size()),
-              std::tuple(State::waiting(), 1));
-    harness.claude->script->readinessGate.close();
-    const int checksBefore = harness.claude->script->readinessChecks();
-    claudeCard().pressConnectionButton();
-    EXPECT_TRUE(claudeCard().block() == Block::Connection && claudeCard().connectionBusy());
-    claudeCard().pressConnectionButton(); // a press while checking does nothing
-    harness.claude->script->readinessGate.open();
-    ASSERT_TRUE(waitUntil([&] { return model->preferences()->claudeEnabled(); }));
-    EXPECT_EQ(harness.claude->script->readinessChecks(), checksBefore + 1);
-    model->handleCodexReadiness(Readiness::executableMissing());
-    codexCard().pressConnectionButton();
-    EXPECT_EQ(std::tuple(model->connections()->codexConnectionState(),
-                         harness.desktop->openedUrls.size()),
-              std::tuple(State::waiting(), 2));
-    // Entries in order, dividers between cards; a drag or Alt+arrow swaps (as moves), stores it.
-    using E = PopoverEntries;
-    PopoverEntries& entries = *popover->entries();
-    const auto shownEntries = [&] {
-        QStringList shown; // id, and "|" for a divider
-        for (int i = 0; i < entries.rowCount(); ++i) {
-            const QModelIndex at = entries.index(i);
-            const auto* card = at.data(E::CardRole).value<ProviderCardModel*>();
-            shown << (card && !card->isEmpty() ? at.data(E::ProviderIDRole).toString() : "empty") +
-                         (at.data(E::ShowsDividerRole).toBool() ? "|" : "");
-        }
-        return shown.join(' ');
-    };
-    EXPECT_EQ(shownEntries(), "codex| claude-code");
-    entries.setOrder({"codex"});
-    EXPECT_EQ(shownEntries(), "codex");
-    entries.setOrder({"claude-code", "unknown", "codex"});
-    EXPECT_EQ(shownEntries(), "claude-code| empty| codex");
-    EXPECT_TRUE(entries.index(0).data(E::CardRole).value<ProviderCardModel*>() == &claudeCard() &&
-                !popover->card("unknown"));
-    QSignalSpy resets(&entries, &QAbstractItemModel::modelReset);
-    QSignalSpy moves(&entries, &QAbstractItemModel::rowsMoved);
-    entries.setOrder({"codex", "unknown", "claude-code"});
-    EXPECT_EQ(std::tuple(resets.size(), moves.size(), shownEntries()),
-              std::tuple(0, 2, "codex| empty| claude-code"));
-    entries.setOrder({"codex", "claude-code"});
-    moves.clear();
-    codexCard().beginDrag();
-    EXPECT_TRUE(codexCard().dragged() && !claudeCard().dragged() && // faded and smaller
-                codexCard().dragOpacity() < 1.0 && codexCard().dragScale() < 1.0 &&
-                claudeCard().dragOpacity() == 1.0);
-    codexCard().dragEnter();
-    EXPECT_FALSE(harness.storedPreference("providerOrder").has_value());
-    claudeCard().dragEnter();
-    const QStringList first = {"codex", "claude-code"}, last = {"claude-code", "codex"};
-    EXPECT_EQ(harness.storedPreference("providerOrder"), QJsonArray::fromStringList(last));
-    EXPECT_EQ(std::tuple(moves.size(), popover->draggedProviderID()), std::tuple(1, "codex"))
-        << "the drag goes on until the drop";
-    claudeCard().endDrag(); // the drop, on whichever card
-    EXPECT_TRUE(popover->draggedProviderID().isEmpty() && !codexCard().dragged());
-    EXPECT_EQ(model->preferences()->providerOrder(), last);
-    // Only Alt, and the keypad's arrows, move a focused card.
-    const std::tuple<int, int, bool, QStringList> keys[] = {
-        {Qt::Key_Down, Qt::AltModifier, true, last}, // last already
-        {Qt::Key_Up, Qt::NoModifier, false, last},
-        {Qt::Key_Up, Qt::AltModifier | Qt::ShiftModifier, false, last},
-        {Qt::Key_Up, Qt::AltModifier | Qt::KeypadModifier, true, first},
-        {Qt::Key_Up, Qt::AltModifier, true, first}}; // first already
-    for (const auto& [key, modifiers, taken, expected] : keys) {
-        EXPECT_EQ(std::tuple(codexCard().moveByKey(key, modifiers),
-                             model->preferences()->providerOrder()),
-                  std::tuple(taken, expected))
-            << key << modifiers;
-    }
-    EXPECT_EQ(harness.storedPreference("providerOrder"), QJsonArray::fromStringList(first));
 }
 
 TEST(PopoverPlacement, OpensAwayFromTheNearestEdgesInsideTheAvailableArea) {
