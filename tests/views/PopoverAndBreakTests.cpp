@@ -91,6 +91,7 @@ TEST(PopoverViewModelTest, ConnectionStatesCardOrderAndUsageFiguresAsTheUserMeet
     const auto show = [&](const UsageSnapshot& codex, const UsageSnapshot& claude) {
         harness.codex->script->setSnapshot(codex);
         harness.claude->script->setSnapshot(claude);
+        ASSERT_TRUE(waitUntil([&] { return !model->isRefreshing(); })); // none in flight, then one
         ASSERT_TRUE(waitFor(model->refresh(false)));
     };
     for (const ProviderCardModel* card : {&codexCard, &claudeCard}) {
