@@ -186,18 +186,18 @@ TEST(Translation, TextsTimesAndPluralsInEachLanguage) {
     const QString expected[] = {
         "in 2 hr 15 min|in 1 day 4 hr|in 3 days|1 day ago|3 min ago|in 3 hr|in 1 min|"
         "in under a minute|just now|1 day 2 hr ago|in 3 days 2 hr|3 days 2 hr ago|"
-        "2 hr 15 min ago|3 hr ago|1 minute|1 hour 1 minute|2 hours 5 minutes|09:05|PM|"
+        "2 hr 15 min ago|3 hr ago|2 days ago|1 minute|1 hour 1 minute|2 hours 5 minutes|09:05|PM|"
         "Expected reset: 4:05 PM|Codex usage reached 80%|Photo, Motion, Minimal|"
         "Codex is not installed.",
         "in 2 Std. 15 Min.|in 1 Tag 4 Std.|in 3 Tagen|vor 1 Tag|vor 3 Min.|in 3 Std.|in 1 Min.|"
         "in weniger als einer Minute|gerade eben|vor 1 Tag 2 Std.|in 3 Tagen 2 Std.|"
-        "vor 3 Tagen 2 Std.|vor 2 Std. 15 Min.|vor 3 Std.|1 Minute|1 Stunde 1 Minute|"
+        "vor 3 Tagen 2 Std.|vor 2 Std. 15 Min.|vor 3 Std.|vor 2 Tagen|1 Minute|1 Stunde 1 Minute|"
         "2 Stunden 5 Minuten|21:05||Voraussichtliche Zurücksetzung: 16:05|"
         "Codex: 80\u00a0% des Kontingents genutzt|Foto, Bewegung, Minimal|"
         "Codex ist nicht installiert.",
         "dans 2 h 15 min|dans 1 jour 4 h|dans 3 jours|il y a 1 jour|il y a 3 min|dans 3 h|"
         "dans 1 min|dans moins d\u2019une minute|\u00e0 l\u2019instant|il y a 1 jour 2 h|"
-        "dans 3 jours 2 h|il y a 3 jours 2 h|il y a 2 h 15 min|il y a 3 h|1 minute|"
+        "dans 3 jours 2 h|il y a 3 jours 2 h|il y a 2 h 15 min|il y a 3 h|il y a 2 jours|1 minute|"
         "1 heure 1 minute|2 heures 5 minutes|21:05||"
         "R\u00e9initialisation pr\u00e9vue\u00a0: 16:05|"
         "Codex\u00a0: 80\u00a0% du quota utilis\u00e9s|Photo, Mouvement, Minimal|"
@@ -210,7 +210,7 @@ TEST(Translation, TextsTimesAndPluralsInEachLanguage) {
         QStringList texts;
         for (const int seconds :
              {8130, 28 * 3600 + 60, 3 * 86400, -86400 - 30, -3 * 60 - 59, 3 * 3600, 60, 59, 0,
-              -26 * 3600, 3 * 86400 + 7230, -3 * 86400 - 7200, -8100, -3 * 3600}) {
+              -26 * 3600, 3 * 86400 + 7230, -3 * 86400 - 7200, -8100, -3 * 3600, -2 * 86400}) {
             texts << relativeTimeText(now.addSecs(seconds), now);
         }
         for (const int minutes : {1, 61, 125}) {
@@ -232,7 +232,6 @@ using SettingsTest = ViewTest;
 // each style's description and photo controls; a file that is no image is refused in red.
 TEST_F(SettingsTest, OneFixedWindowRaisedAgainAfterItIsShownWithTheStylesAndThePhoto) {
     openSettings();
-    EXPECT_FALSE(shown("disconnectCodexButton") || shown("disconnectClaudeButton"));
     screenshot("disconnected");
     EXPECT_EQ(std::tuple(view->title(), view->minimumSize(), view->maximumSize(),
                          item("scroller")->size().toSize(),
@@ -278,7 +277,6 @@ TEST_F(SettingsTest, OneFixedWindowRaisedAgainAfterItIsShownWithTheStylesAndTheP
         return names.join(' ').simplified() + ": " + text("styleDescription");
     };
     const QString photo = "Your photo is copied into Lumora and stays only on this computer.";
-    EXPECT_FALSE(shown("choosePhotoButton"));
     click("styleButtonPhoto");
     EXPECT_EQ(controls(), "choosePhotoButton: " + photo);
     EXPECT_EQ(std::tuple(harness.storedPreference("breakScreenStyle"),
@@ -308,28 +306,19 @@ TEST_F(SettingsTest, OneFixedWindowRaisedAgainAfterItIsShownWithTheStylesAndTheP
     EXPECT_EQ(harness.storedPreference("breakScreenStyle"), QJsonValue("minimal"));
 }
 
-// Status rows follow the clock; Refresh asks for live data; Disconnect switches a provider off;
+// Refresh asks for live data and fills the status rows; Disconnect switches a provider off;
 // checking for updates: the indicator while it runs, "up to date", then an offer to download.
-TEST_F(SettingsTest, StatusRowsFollowTheClockDisconnectSwitchesOffAndUpdatesAreOffered) {
+TEST_F(SettingsTest, StatusRowsRefreshDisconnectSwitchesOffAndUpdatesAreOffered) {
     harness.updateChecker = std::make_shared<FakeUpdateChecker>();
     harness.storePreference("alertsEnabled", true); // both switches on, for the pictures
     writeFile(entryPath(), AutostartEntry::entryContent("/usr/bin/lumora"));
     harness.enableBoth(usage("claude-code", Availability::ready, 0.4),
                        usage("codex", Availability::limited, 0.85));
     openSettings();
-    SettingsViewModel& rows = *settings->viewModel();
-    const QDateTime capturedAt = model->snapshot().capturedAt;
-    QDateTime now = capturedAt.addSecs(3 * 60 + 20);
-    rows.setClock([&] { return now; });
-    EXPECT_EQ(rows.lastChecked(), "3 min ago");
-    now = capturedAt.addDays(2);
-    EXPECT_EQ(rows.claudeStatus() + ", " + rows.lastChecked(),
-              "Claude Code usage needs sync, 2 days ago");
-    rows.setClock([] { return QDateTime::currentDateTimeUtc(); });
     harness.claude->script->fetchGate.close();
     click("refreshButton");
-    ASSERT_TRUE(waitUntil([&] { return model->isRefreshing(); }));
-    EXPECT_FALSE(item("refreshButton")->isEnabled());
+    ASSERT_TRUE(
+        waitUntil([&] { return model->isRefreshing() && !item("refreshButton")->isEnabled(); }));
     harness.claude->script->fetchGate.open();
     ASSERT_TRUE(waitUntil([&] { return item("refreshButton")->isEnabled(); }));
     EXPECT_EQ(harness.claude->script->lastForceLive(), true);
@@ -386,8 +375,8 @@ TEST_F(SettingsTest, TextColourNotificationsStartAtLoginAndHistoryWriteTheirFile
     clickStores("alertsSwitch", "alertsEnabled", true);
     clickStores("alertsSwitch", "alertsEnabled", false);
     click("startAtLoginSwitch");
-    EXPECT_TRUE(text("startupError").startsWith("Lumora could not be set to start at login."));
-    EXPECT_FALSE(item("startAtLoginSwitch")->property("checked").toBool());
+    EXPECT_TRUE(text("startupError").startsWith("Lumora could not be set to start at login.") &&
+                !item("startAtLoginSwitch")->property("checked").toBool());
     screenshot("startup-error", "startAtLogin");
     const QPalette light = QGuiApplication::palette();
     QGuiApplication::setPalette(QPalette(QColor(60, 60, 64), QColor(45, 45, 48))); // dark

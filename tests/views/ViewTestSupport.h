@@ -83,9 +83,8 @@ public:
         settings = std::make_unique<SettingsWindow>(
             model.get(), std::make_shared<AutostartEntry>(entryPath(), "/usr/bin/lumora"));
         settings->show();
-        ASSERT_TRUE(
-            waitUntil([&] { return settings->window() && settings->window()->isExposed(); }));
         view = settings->window();
+        ASSERT_TRUE(waitUntil([&] { return view->isExposed(); }));
     }
     // The item in the visual tree, a Repeater's items too.
     static QQuickItem* find(QQuickItem* root, const QString& name) {
@@ -107,7 +106,6 @@ public:
     QString value(const QString& name) const { return item(name)->property("value").toString(); }
     void scrollTo(const QString& name) const {
         auto* flickable = item("scroller")->property("contentItem").value<QQuickItem*>();
-        ASSERT_NE(flickable, nullptr);
         auto* content = flickable->property("contentItem").value<QQuickItem*>();
         const qreal top = item(name)->mapToItem(content, QPointF(0, 0)).y();
         const qreal bottom =
