@@ -137,8 +137,6 @@ TEST(PopoverViewModelTest, ConnectionStatesCardOrderAndUsageFiguresAsTheUserMeet
         return shown.join(' ');
     };
     EXPECT_EQ(shownEntries(), "codex| claude-code");
-    entries.setOrder({"codex"});
-    EXPECT_EQ(shownEntries(), "codex");
     entries.setOrder({"claude-code", "unknown", "codex"});
     EXPECT_EQ(shownEntries(), "claude-code| empty| codex");
     EXPECT_TRUE(entries.index(0).data(E::CardRole).value<ProviderCardModel*>() == &claudeCard &&

@@ -229,8 +229,9 @@ TEST(Translation, TextsTimesAndPluralsInEachLanguage) {
 using SettingsTest = ViewTest;
 
 // One fixed window: wins back the focus taken right after showing, hides on close, Tab walks it;
-// each style's description and photo controls; a file that is no image is refused in red.
-TEST_F(SettingsTest, OneFixedWindowRaisedAgainAfterItIsShownWithTheStylesAndThePhoto) {
+// each style's description and photo controls, a file that is no image refused in red; the text
+// colour, notifications, start at login (failing, then not) and the history in their files.
+TEST_F(SettingsTest, OneWindowRaisedAgainWhoseStylesPhotoColourStartAndHistoryReachTheirFiles) {
     openSettings();
     screenshot("disconnected");
     EXPECT_EQ(std::tuple(view->title(), view->minimumSize(), view->maximumSize(),
@@ -304,57 +305,9 @@ TEST_F(SettingsTest, OneFixedWindowRaisedAgainAfterItIsShownWithTheStylesAndTheP
     click("deletePhotoButton");
     EXPECT_FALSE(QFileInfo::exists(harness.data("break-background-image")));
     EXPECT_EQ(harness.storedPreference("breakScreenStyle"), QJsonValue("minimal"));
-}
-
-// Refresh asks for live data and fills the status rows; Disconnect switches a provider off;
-// checking for updates: the indicator while it runs, "up to date", then an offer to download.
-TEST_F(SettingsTest, StatusRowsRefreshDisconnectSwitchesOffAndUpdatesAreOffered) {
-    harness.updateChecker = std::make_shared<FakeUpdateChecker>();
-    harness.storePreference("alertsEnabled", true); // both switches on, for the pictures
-    writeFile(entryPath(), AutostartEntry::entryContent("/usr/bin/lumora"));
-    harness.enableBoth(usage("claude-code", Availability::ready, 0.4),
-                       usage("codex", Availability::limited, 0.85));
-    openSettings();
-    harness.claude->script->fetchGate.close();
-    click("refreshButton");
-    ASSERT_TRUE(
-        waitUntil([&] { return model->isRefreshing() && !item("refreshButton")->isEnabled(); }));
-    harness.claude->script->fetchGate.open();
-    ASSERT_TRUE(waitUntil([&] { return item("refreshButton")->isEnabled(); }));
-    EXPECT_EQ(harness.claude->script->lastForceLive(), true);
-    EXPECT_EQ(QStringList({value("claudeStatus"), value("codexStatus"), value("lastChecked")}),
-              QStringList({"Claude Code is available", "Approaching the limit", "just now"}));
-    screenshot("connected", "codexStatus");
-    click("disconnectCodexButton");
-    EXPECT_EQ(harness.storedPreference("codexEnabled"), QJsonValue(false));
-    click("disconnectClaudeButton");
-    ASSERT_TRUE(waitUntil([&] { return !shown("disconnectClaudeButton"); }));
-    EXPECT_EQ(harness.storedPreference("providerEnabled"), QJsonValue(false));
-    EXPECT_TRUE(value("version") == "1.0.0" && !shown("downloadButton") && !shown("updateStatus"));
-    harness.updateChecker->gate.close();
-    click("checkForUpdatesButton");
-    ASSERT_TRUE(waitUntil([&] { return shown("checkingIndicator"); }));
-    EXPECT_EQ(std::tuple(item("checkForUpdatesButton")->isEnabled(), text("checkForUpdatesLabel")),
-              std::tuple(false, "Checking…"));
-    screenshot("checking", "version");
-    harness.updateChecker->gate.open();
-    ASSERT_TRUE(waitUntil([&] { return item("checkForUpdatesButton")->isEnabled(); }));
-    EXPECT_EQ(text("updateStatus"), UpdateChecks::upToDateMessage);
-    const QUrl download("https://example.com/lumora-1.2.0.tar.gz");
-    harness.updateChecker->offer = AppUpdateManifest{"1.2.0", download, std::nullopt, std::nullopt};
-    click("checkForUpdatesButton");
-    ASSERT_TRUE(waitUntil([&] { return shown("downloadButton"); }));
-    EXPECT_EQ(text("downloadButton"), "Download Lumora 1.2.0");
-    screenshot("update-offered", "version");
-    click("downloadButton");
-    EXPECT_EQ(harness.desktop->openedUrls, QList<QUrl>{download});
-}
-
-// Text colour, notifications, start at login (failing, then not) and history in their files.
-TEST_F(SettingsTest, TextColourNotificationsStartAtLoginAndHistoryWriteTheirFiles) {
+    // Text colour, notifications, start at login (failing, then not) and history in their files.
     writeFile(harness.home.filePath(".config/autostart"), "a file where the folder should be");
-    harness.storePreference("providerEnabled", true);
-    openSettings();
+    model->preferences()->setClaudeEnabled(true);
     const auto clickStores = [&](const char* name, const char* key, const QJsonValue& value) {
         click(name);
         EXPECT_EQ(harness.storedPreference(key), value) << name;
@@ -415,6 +368,50 @@ TEST_F(SettingsTest, TextColourNotificationsStartAtLoginAndHistoryWriteTheirFile
     EXPECT_EQ(rows(), -1);
     EXPECT_EQ(rows(0.6), -1);
     screenshot("history-off", "keepHistory");
+}
+
+// Refresh asks for live data and fills the status rows; Disconnect switches a provider off;
+// checking for updates: the indicator while it runs, "up to date", then an offer to download.
+TEST_F(SettingsTest, StatusRowsRefreshDisconnectSwitchesOffAndUpdatesAreOffered) {
+    harness.updateChecker = std::make_shared<FakeUpdateChecker>();
+    harness.storePreference("alertsEnabled", true); // both switches on, for the pictures
+    writeFile(entryPath(), AutostartEntry::entryContent("/usr/bin/lumora"));
+    harness.enableBoth(usage("claude-code", Availability::ready, 0.4),
+                       usage("codex", Availability::limited, 0.85));
+    openSettings();
+    harness.claude->script->fetchGate.close();
+    click("refreshButton");
+    ASSERT_TRUE(
+        waitUntil([&] { return model->isRefreshing() && !item("refreshButton")->isEnabled(); }));
+    harness.claude->script->fetchGate.open();
+    ASSERT_TRUE(waitUntil([&] { return item("refreshButton")->isEnabled(); }));
+    EXPECT_EQ(harness.claude->script->lastForceLive(), true);
+    EXPECT_EQ(QStringList({value("claudeStatus"), value("codexStatus"), value("lastChecked")}),
+              QStringList({"Claude Code is available", "Approaching the limit", "just now"}));
+    screenshot("connected", "codexStatus");
+    click("disconnectCodexButton");
+    EXPECT_EQ(harness.storedPreference("codexEnabled"), QJsonValue(false));
+    click("disconnectClaudeButton");
+    ASSERT_TRUE(waitUntil([&] { return !shown("disconnectClaudeButton"); }));
+    EXPECT_EQ(harness.storedPreference("providerEnabled"), QJsonValue(false));
+    EXPECT_TRUE(value("version") == "1.0.0" && !shown("downloadButton") && !shown("updateStatus"));
+    harness.updateChecker->gate.close();
+    click("checkForUpdatesButton");
+    ASSERT_TRUE(waitUntil([&] { return shown("checkingIndicator"); }));
+    EXPECT_EQ(std::tuple(item("checkForUpdatesButton")->isEnabled(), text("checkForUpdatesLabel")),
+              std::tuple(false, "Checking…"));
+    screenshot("checking", "version");
+    harness.updateChecker->gate.open();
+    ASSERT_TRUE(waitUntil([&] { return item("checkForUpdatesButton")->isEnabled(); }));
+    EXPECT_EQ(text("updateStatus"), UpdateChecks::upToDateMessage);
+    const QUrl download("https://example.com/lumora-1.2.0.tar.gz");
+    harness.updateChecker->offer = AppUpdateManifest{"1.2.0", download, std::nullopt, std::nullopt};
+    click("checkForUpdatesButton");
+    ASSERT_TRUE(waitUntil([&] { return shown("downloadButton"); }));
+    EXPECT_EQ(text("downloadButton"), "Download Lumora 1.2.0");
+    screenshot("update-offered", "version");
+    click("downloadButton");
+    EXPECT_EQ(harness.desktop->openedUrls, QList<QUrl>{download});
 }
 
 // The file dialog sits on the shown settings window; the file chosen in it is the photo.
