@@ -230,8 +230,10 @@ using SettingsTest = ViewTest;
 
 // One fixed window: wins back the focus taken right after showing, hides on close, Tab walks it;
 // each style's description and photo controls, a file that is no image refused in red; the text
-// colour, notifications, start at login (failing, then not) and the history in their files.
-TEST_F(SettingsTest, OneWindowRaisedAgainWhoseStylesPhotoColourStartAndHistoryReachTheirFiles) {
+// colour, notifications, start at login (failing, then not) and the history in their files; the
+// status rows, Disconnect, and the updates section.
+TEST_F(SettingsTest, OneWindowRaisedAgainWhoseControlsReachTheModelAndTheirFiles) {
+    harness.updateChecker = std::make_shared<FakeUpdateChecker>();
     openSettings();
     screenshot("disconnected");
     EXPECT_EQ(std::tuple(view->title(), view->minimumSize(), view->maximumSize(),
@@ -368,17 +370,13 @@ TEST_F(SettingsTest, OneWindowRaisedAgainWhoseStylesPhotoColourStartAndHistoryRe
     EXPECT_EQ(rows(), -1);
     EXPECT_EQ(rows(0.6), -1);
     screenshot("history-off", "keepHistory");
-}
-
-// Refresh asks for live data and fills the status rows; Disconnect switches a provider off;
-// checking for updates: the indicator while it runs, "up to date", then an offer to download.
-TEST_F(SettingsTest, StatusRowsRefreshDisconnectSwitchesOffAndUpdatesAreOffered) {
-    harness.updateChecker = std::make_shared<FakeUpdateChecker>();
-    harness.storePreference("alertsEnabled", true); // both switches on, for the pictures
-    writeFile(entryPath(), AutostartEntry::entryContent("/usr/bin/lumora"));
-    harness.enableBoth(usage("claude-code", Availability::ready, 0.4),
-                       usage("codex", Availability::limited, 0.85));
-    openSettings();
+    // Refresh asks for live data and fills the status rows; Disconnect switches a provider off;
+    // checking for updates: the indicator while it runs, "up to date", then an offer to download.
+    model->preferences()->setAlertsEnabled(true); // both switches on, for the pictures
+    harness.claude->script->setSnapshot(usage("claude-code", Availability::ready, 0.4));
+    harness.codex->script->setSnapshot(usage("codex", Availability::limited, 0.85));
+    model->preferences()->setCodexEnabled(true);
+    ASSERT_TRUE(waitUntil([&] { return !model->isRefreshing(); })); // the switch's own refresh
     harness.claude->script->fetchGate.close();
     click("refreshButton");
     ASSERT_TRUE(

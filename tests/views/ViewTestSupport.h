@@ -116,7 +116,7 @@ public:
     void click(const QString& name, QQuickItem* within = nullptr) const {
         const QQuickItem* target = item(name, within);
         EXPECT_TRUE(target->isVisible() && target->isEnabled()) << name.toStdString() << " hidden";
-        settings&& view == settings->window() ? scrollTo(name) : void();
+        (settings && view == settings->window()) ? scrollTo(name) : void();
         QTest::mouseClick(view, Qt::LeftButton, {}, centre(target));
         QCoreApplication::processEvents();
     }
