@@ -184,31 +184,30 @@ TEST(PopoverViewModelTest, ConnectionStatesCardOrderAndUsageFiguresAsTheUserMeet
     now = claude.capturedAt.addSecs(5);
     model->handleCodexReadiness(Readiness::ready()); // at rest, and on
     model->preferences()->setCodexEnabled(true);
-    const std::tuple<UsageWindow, QString, double, Tint, QString, QString> figures[] = {
+    const std::tuple<UsageWindow, QString, int, Tint, QString, QString> figures[] = {
         {W::unclamped(K::session, 1.0, now.addSecs(8130)), "0", 0, Tint::Red,
          "Resets in 2 hr 15 min", "0 percent left, Session limit, resets in 2 hours 15 minutes"},
         {W::unclamped(K::daily, 1.25, {}), "0", 0, Tint::Red, "", "0 percent left, Daily limit"},
-        {W(K::weekly, 0.996, now.addSecs(28 * 3600)), "0", 0.004, Tint::Red, "Resets in 1 day 4 hr",
+        {W(K::weekly, 0.996, now.addSecs(28 * 3600)), "0", 4, Tint::Red, "Resets in 1 day 4 hr",
          "0 percent left, Weekly limit, resets in 1 day 4 hours"},
-        {W(K::monthly, 0.8, now.addSecs(3 * 86400 + 1800)), "20", 0.2, Tint::Orange,
+        {W(K::monthly, 0.8, now.addSecs(3 * 86400 + 1800)), "20", 200, Tint::Orange,
          "Resets in 3 days", "20 percent left, Monthly limit, resets in 3 days"},
-        {W(K::credits, 0.79, {}), "21", 0.21, Tint::Accent, "", "21 percent left, Credits"},
-        {W(K::session, 0.99, now.addSecs(3660)), "1", 0.01, Tint::Orange, "Resets in 1 hr 1 min",
+        {W(K::credits, 0.79, {}), "21", 210, Tint::Accent, "", "21 percent left, Credits"},
+        {W(K::session, 0.99, now.addSecs(3660)), "1", 10, Tint::Orange, "Resets in 1 hr 1 min",
          "1 percent left, Session limit, resets in 1 hour 1 minute"},
-        {W(K::session, 0.5, now.addSecs(59)), "50", 0.5, Tint::Accent, "Resets in under a minute",
+        {W(K::session, 0.5, now.addSecs(59)), "50", 500, Tint::Accent, "Resets in under a minute",
          "50 percent left, Session limit, resets in under a minute"},
-        {W(K::session, 0.42, now.addSecs(-30)), "58", 0.58, Tint::Accent, "Resets just now",
+        {W(K::session, 0.42, now.addSecs(-30)), "58", 580, Tint::Accent, "Resets just now",
          "58 percent left, Session limit"}};
     UsageSnapshot codex = usage("codex", Availability::ready, 0.5);
     codex.staleAfterSeconds = 300;
     for (const auto& [window, percentage, bar, tint, reset, spoken] : figures) {
         codex.windows = {window};
         show(codex, claude);
-        const ProviderCardModel& card = codexCard;
-        EXPECT_EQ(std::tuple(card.block(), card.percentageText(), card.tint(), card.resetText(),
-                             card.spokenText(), card.showsSwitch()),
-                  std::tuple(Block::Usage, percentage, tint, reset, "Codex, " + spoken, true));
-        EXPECT_NEAR(card.barValue(), bar, 1e-9) << spoken.toStdString();
+        const ProviderCardModel& c = codexCard; // the bar in thousandths
+        EXPECT_EQ(std::tuple(c.block(), c.percentageText(), qRound(c.barValue() * 1000), c.tint(),
+                             c.resetText(), c.spokenText(), c.showsSwitch()),
+                  std::tuple(Block::Usage, percentage, bar, tint, reset, "Codex, " + spoken, true));
     }
     EXPECT_EQ(std::tuple(codexCard.switchLabel(), claudeCard.block(), claudeCard.spokenText()),
               std::tuple("Show Codex in the menu bar", Block::Message, "Claude Code, Hook quiet."));
