@@ -11,11 +11,8 @@
 #include "views/AppWindows.h"
 #include "views/BreakViewModel.h"
 #include "views/BreakWindows.h"
-#include "views/PopoverViewModel.h"
 #include "views/SettingsViewModel.h"
-#include <QApplication>
 #include <QFileDialog>
-#include <QJsonArray>
 
 namespace lumora::test {
 namespace {

@@ -7,14 +7,11 @@
 #include "views/PopoverWindow.h"
 #include "views/SettingsWindow.h"
 #include <QDir>
-#include <QImage>
-#include <QLinearGradient>
 #include <QPainter>
 #include <QQuickItem>
 #include <QQuickView>
 #include <QSignalSpy>
 #include <QTest>
-#include <QTranslator>
 #include <gtest/gtest.h>
 
 namespace lumora::test {
