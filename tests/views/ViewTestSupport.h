@@ -124,9 +124,7 @@ public:
         for (int step = 1; step <= 10; ++step) {
             QTest::mouseMove(view, start + (to - start) * step / 10);
         }
-        if (release) {
-            QTest::mouseRelease(view, Qt::LeftButton, {}, to);
-        }
+        release ? QTest::mouseRelease(view, Qt::LeftButton, {}, to) : void();
     }
     // The settings window as it is now, scrolled to `scrolledTo`, in the folder "settings".
     void screenshot(const QString& name, const QString& scrolledTo = QString()) const {
