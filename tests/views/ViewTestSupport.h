@@ -7,14 +7,11 @@
 #include "views/PopoverWindow.h"
 #include "views/SettingsWindow.h"
 #include <QDir>
-#include <QImage>
-#include <QLinearGradient>
 #include <QPainter>
 #include <QQuickItem>
 #include <QQuickView>
 #include <QSignalSpy>
 #include <QTest>
-#include <QTranslator>
 #include <gtest/gtest.h>
 
 namespace lumora::test {
@@ -23,19 +20,12 @@ inline QPoint centre(const QQuickItem* item) {
     return item->mapToScene(QPointF(item->width() / 2, item->height() / 2)).toPoint();
 }
 
-// A landscape-like photo (sky, sun, ground) saved as PNG at `path`.
+// A photo-like gradient (sky, sunset, ground) saved as PNG at `path`.
 inline void writePhoto(const QString& path, QSize size = QSize(3000, 1500)) {
     QImage photo(size, QImage::Format_RGB32);
-    QPainter painter(&photo);
-    painter.scale(size.width() / 3000.0, size.height() / 1500.0);
-    QLinearGradient sky(0, 0, 0, 1500);
+    QLinearGradient sky(0, 0, 0, size.height());
     sky.setStops({{0, QColor(40, 90, 160)}, {0.6, QColor(240, 180, 120)}, {1, QColor(30, 60, 40)}});
-    painter.fillRect(QRect(0, 0, 3000, 1500), sky);
-    painter.setPen(Qt::NoPen);
-    painter.setBrush(QColor(250, 230, 170));
-    painter.drawEllipse(QPointF(1500, 800), 160, 160);
-    painter.fillRect(QRect(0, 1000, 3000, 500), QColor(20, 40, 30));
-    painter.end();
+    QPainter(&photo).fillRect(photo.rect(), sky);
     QDir().mkpath(QFileInfo(path).path());
     EXPECT_TRUE(photo.save(path, "PNG")) << path.toStdString();
 }
@@ -44,9 +34,7 @@ inline void writePhoto(const QString& path, QSize size = QSize(3000, 1500)) {
 // <folder>/<name>.png under $LUMORA_SCREENSHOT_DIR or else build/screenshots, to be looked at.
 inline void screenshot(QQuickWindow& window, const QString& folder, const QString& name,
                        bool settled = true) {
-    if (settled) {
-        settle();
-    }
+    settled ? settle() : void();
     runEventsFor(std::chrono::milliseconds(400)); // bars, fades and switches come to rest
     QString path = qEnvironmentVariable("LUMORA_SCREENSHOT_DIR");
     path = path.isEmpty() ? QStringLiteral(LUMORA_TEST_BIN_DIR "/../screenshots/") + folder : path;
@@ -70,10 +58,7 @@ struct Language {
 class ViewTest : public ::testing::Test {
 public:
     void TearDown() override {
-        afterwards();
-        if (view) {
-            view->hide();
-        }
+        view ? view->hide() : void();
         settle();
         popover.reset();
         settings.reset();
@@ -95,9 +80,8 @@ public:
         settings = std::make_unique<SettingsWindow>(
             model.get(), std::make_shared<AutostartEntry>(entryPath(), "/usr/bin/lumora"));
         settings->show();
-        ASSERT_TRUE(
-            waitUntil([&] { return settings->window() && settings->window()->isExposed(); }));
         view = settings->window();
+        ASSERT_TRUE(waitUntil([&] { return view->isExposed(); }));
     }
     // The item in the visual tree, a Repeater's items too.
     static QQuickItem* find(QQuickItem* root, const QString& name) {
@@ -117,10 +101,8 @@ public:
     }
     QString text(const QString& name) const { return item(name)->property("text").toString(); }
     QString value(const QString& name) const { return item(name)->property("value").toString(); }
-    bool checked(const QString& name) const { return item(name)->property("checked").toBool(); }
     void scrollTo(const QString& name) const {
         auto* flickable = item("scroller")->property("contentItem").value<QQuickItem*>();
-        ASSERT_NE(flickable, nullptr);
         auto* content = flickable->property("contentItem").value<QQuickItem*>();
         const qreal top = item(name)->mapToItem(content, QPointF(0, 0)).y();
         const qreal bottom =
@@ -131,9 +113,7 @@ public:
     void click(const QString& name, QQuickItem* within = nullptr) const {
         const QQuickItem* target = item(name, within);
         EXPECT_TRUE(target->isVisible() && target->isEnabled()) << name.toStdString() << " hidden";
-        if (settings && view == settings->window()) {
-            scrollTo(name);
-        }
+        (settings && view == settings->window()) ? scrollTo(name) : void();
         QTest::mouseClick(view, Qt::LeftButton, {}, centre(target));
         QCoreApplication::processEvents();
     }
@@ -144,15 +124,11 @@ public:
         for (int step = 1; step <= 10; ++step) {
             QTest::mouseMove(view, start + (to - start) * step / 10);
         }
-        if (release) {
-            QTest::mouseRelease(view, Qt::LeftButton, {}, to);
-        }
+        release ? QTest::mouseRelease(view, Qt::LeftButton, {}, to) : void();
     }
     // The settings window as it is now, scrolled to `scrolledTo`, in the folder "settings".
     void screenshot(const QString& name, const QString& scrolledTo = QString()) const {
-        if (!scrolledTo.isEmpty()) {
-            scrollTo(scrolledTo);
-        }
+        scrolledTo.isEmpty() ? void() : scrollTo(scrolledTo);
         test::screenshot(*view, "settings", name, false);
     }
     QString entryPath() const { return harness.home.filePath(".config/autostart/lumora.desktop"); }
@@ -164,8 +140,6 @@ public:
     std::unique_ptr<PopoverWindow> popover;
     std::unique_ptr<SettingsWindow> settings;
     QQuickWindow* view = nullptr;
-    std::function<void()> afterwards = [] {
-    }; // run first in TearDown (a release, an opened gate)
 };
 
 } // namespace lumora::test
