@@ -25,10 +25,9 @@ TEST(AtomicFile, DataFolderModesFailuresAndBoundedReads) {
     }
     const QString path = home.filePath("a/b/file.json");
     createFolders(home.filePath("a/b"), 0700);
-    EXPECT_EQ(QList({fileMode(home.filePath("a")), fileMode(home.filePath("a/b"))}),
-              QList({0700, 0700}));
     writeFileAtomically(path, "first", 0600);
-    EXPECT_EQ(fileMode(path), 0600);
+    EXPECT_EQ(QList({fileMode(home.filePath("a")), fileMode(home.filePath("a/b")), fileMode(path)}),
+              QList({0700, 0700, 0600}));
     ::chmod(QFile::encodeName(path).constData(), 0640); // without a mode, the file keeps its own
     writeFileAtomically(path, "second");
     EXPECT_EQ(std::tuple(readFile(path), fileMode(path)), std::tuple("second", 0640));
@@ -67,6 +66,7 @@ struct InstallerTest : ::testing::Test {
     }
     TemporaryHome home;
 };
+using HookTest = InstallerTest;
 
 QByteArray statusInput(const QByteArray& rateLimits) {
     return R"({"session_id":"5c1d","transcript_path":"/tmp/t.jsonl","cwd":"/src",)"
@@ -76,32 +76,18 @@ QByteArray statusInput(const QByteArray& rateLimits) {
            (rateLimits.isEmpty() ? QByteArray() : R"(,"rate_limits":)" + rateLimits) + "}\n";
 }
 
-// The installed hook as Claude Code runs it: the command through /bin/sh -c, the JSON on stdin.
-struct HookTest : InstallerTest {
-    QString command() const {
-        return readJsonObject(s.settingsPath()).value("statusLine")["command"].toString();
-    }
-    QString run(const QByteArray& input) const {
-        const CommandOutcome hook = runProgram("/bin/sh", {"-c", command()}, input);
-        EXPECT_EQ(std::tuple(hook.exitCode, hook.err), std::tuple(0, QString()));
-        return hook.out;
-    }
-    QStringList leftovers() const {
-        return QDir(s.dataFolderPath())
-            .entryList({"*.tmp*", "*.XXXXXX", "claude-rate-limits.json.*"}, QDir::Files);
-    }
-    static QByteArray fiveHour(const QByteArray& used) {
-        return R"({"five_hour":{"used_percentage":)" + used + "}}";
-    }
-    static QString left(const QByteArray& remaining) {
-        return QString("Lumora \u00B7 Claude Code %1% left\n").arg(remaining);
-    }
-    const ClaudeStatusLineInstaller s = installer();
-};
+QByteArray fiveHour(const QByteArray& used) {
+    return R"({"five_hour":{"used_percentage":)" + used + "}}";
+}
+
+QString left(const QByteArray& remaining) {
+    return QString("Lumora \u00B7 Claude Code %1% left\n").arg(remaining);
+}
 
 } // namespace
 
-// Other members survive; the user's status line is backed up and restored; ours is never chained.
+// Other members survive; the user's status line is backed up and restored; ours is never chained;
+// settings that cannot be rewritten safely are left byte for byte.
 TEST_F(InstallerTest, InstallThenUninstallKeepsEveryOtherMemberAndRestoresTheStatusLine) {
     const std::pair<QByteArray, bool> cases[] = {
         // %OURS%: the hook's quoted path; the flag: foreign
@@ -170,10 +156,7 @@ TEST_F(InstallerTest, InstallThenUninstallKeepsEveryOtherMemberAndRestoresTheSta
     EXPECT_EQ(std::tuple(readFile(s.settingsPath()), anyFileLeft(s),
                          QFileInfo::exists(s.rateLimitCachePath())),
               std::tuple(replaced, false, true));
-}
-
-// Settings not a JSON object or a missing helper leave all byte for byte; links stay links.
-TEST_F(InstallerTest, SettingsThatCannotBeRewrittenSafelyAreLeftByteForByte) {
+    // Settings not a JSON object or a missing helper leave all byte for byte; links stay links.
     const QByteArray texts[] = {"[1, 2, 3]\n",    "\"just a string\"", "{\"a\": 1,", "",
                                 "{\"n\": 1e400}", "\xff\xfe{}"};
     for (const QByteArray& text : texts) {
@@ -199,7 +182,7 @@ TEST_F(InstallerTest, SettingsThatCannotBeRewrittenSafelyAreLeftByteForByte) {
     EXPECT_THROW(noHelper.install(), HookHelperMissingError);
     EXPECT_TRUE(readFile(noHelper.settingsPath()) == R"({"a":1})" &&
                 !QFileInfo::exists(noHelper.hookScriptPath()));
-    const auto s = installer();
+    installer();
     const QString real = home.filePath("dotfiles/claude-settings.json");
     writeFile(real, R"({"theme":"dark"})");
     QDir().mkpath(QFileInfo(s.settingsPath()).path());
@@ -211,10 +194,24 @@ TEST_F(InstallerTest, SettingsThatCannotBeRewrittenSafelyAreLeftByteForByte) {
     EXPECT_EQ(readJsonObject(real), QJsonObject({{"theme", "dark"}}));
 }
 
-// Saves the limits privately and prints what is left, after the user's own line given the same
-// input.
-TEST_F(HookTest, SavesTheRateLimitsAndPrintsTheRemainingShareAfterThePreviousLine) {
+// The hook as Claude Code runs it (the command through /bin/sh -c, the JSON on stdin) saves the
+// limits privately and prints what is left, after the user's own line given the same input; fifty
+// hooks writing caches of different sizes at once never expose a torn file to a reader.
+TEST_F(HookTest, SavesTheLimitsPrintsWhatIsLeftAfterThePreviousLineAndNeverTearsTheCache) {
+    const auto s = installer();
     s.install();
+    const auto command = [&] {
+        return readJsonObject(s.settingsPath()).value("statusLine")["command"].toString();
+    };
+    const auto run = [&](const QByteArray& input) {
+        const CommandOutcome hook = runProgram("/bin/sh", {"-c", command()}, input);
+        EXPECT_EQ(std::tuple(hook.exitCode, hook.err), std::tuple(0, QString()));
+        return hook.out;
+    };
+    const auto leftovers = [&] {
+        return QDir(s.dataFolderPath())
+            .entryList({"*.tmp*", "*.XXXXXX", "claude-rate-limits.json.*"}, QDir::Files);
+    };
     const QByteArray limits = R"({"five_hour":{"used_percentage":42,"resets_at":1900000000},)"
                               R"("seven_day":{"used_percentage":7.5,"resets_at":1900500000}})";
     EXPECT_EQ(run(statusInput(limits)), left("58"));
@@ -234,22 +231,6 @@ TEST_F(HookTest, SavesTheRateLimitsAndPrintsTheRemainingShareAfterThePreviousLin
         EXPECT_EQ(readFile(s.rateLimitCachePath()), fiveHour("25"));
         EXPECT_TRUE(leftovers().isEmpty()) << leftovers().join(' ').toStdString();
     }
-    s.uninstall();
-    const QString seen = home.filePath("seen.json");
-    writeFile(s.settingsPath(), R"({"statusLine":{"type":"command","command":"cat > ')" +
-                                    seen.toUtf8() +
-                                    R"('; printf 'main \\360\\237\\214\\277\\n'"}})");
-    s.install();
-    const QByteArray input = statusInput(fiveHour("42"));
-    EXPECT_EQ(run(input), "main \U0001F33F\n" + left("58"));
-    EXPECT_EQ(readFile(seen), input); // byte for byte, final line break included
-    EXPECT_EQ(run(statusInput({})), "main \U0001F33F\n"); // no figures: only the user's own line
-}
-
-// Fifty hooks writing caches of different sizes at once never expose a torn file to a reader.
-TEST_F(HookTest, ConcurrentRunsNeverExposeAPartialCache) {
-    s.install();
-    run(statusInput(fiveHour("1")));
     const CommandOutcome race =
         runProgram("/bin/sh", {"-c", R"(
         (reads=0 bad=0
@@ -270,6 +251,16 @@ TEST_F(HookTest, ConcurrentRunsNeverExposeAPartialCache) {
     EXPECT_EQ(race.exitCode, 0) << race.err.toStdString();
     EXPECT_TRUE(race.out.endsWith(" reads, 0 bad\n") && !race.out.startsWith("0 "))
         << race.out.toStdString();
-    EXPECT_TRUE(leftovers().isEmpty()) << leftovers().join(' ').toStdString();
-    EXPECT_EQ(fileMode(s.rateLimitCachePath()), 0600);
+    EXPECT_EQ(std::tuple(leftovers(), fileMode(s.rateLimitCachePath())),
+              std::tuple(QStringList(), 0600));
+    s.uninstall();
+    const QString seen = home.filePath("seen.json");
+    writeFile(s.settingsPath(), R"({"statusLine":{"type":"command","command":"cat > ')" +
+                                    seen.toUtf8() +
+                                    R"('; printf 'main \\360\\237\\214\\277\\n'"}})");
+    s.install();
+    const QByteArray input = statusInput(fiveHour("42"));
+    EXPECT_EQ(run(input), "main \U0001F33F\n" + left("58"));
+    EXPECT_EQ(readFile(seen), input); // byte for byte, final line break included
+    EXPECT_EQ(run(statusInput({})), "main \U0001F33F\n"); // no figures: only the user's own line
 }
