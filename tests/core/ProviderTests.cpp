@@ -122,17 +122,13 @@ TEST_F(AppServerSessionTest, FromTheHandshakeToTheAnswerAndEveryWayTheConversati
     EXPECT_EQ(session(chunked).readRateLimits(), initializeAnswer + "\n" + notification +
                                                      "\nnot json at all\n" + rateLimitAnswer +
                                                      "\n");
-    QList<QJsonObject> sent;
-    for (const QString& line : logged("received")) {
-        sent.append(QJsonDocument::fromJson(line.toUtf8()).object());
-    }
-    const QJsonObject client{
-        {"name", "lumora"}, {"title", "Lumora"}, {"version", buildinfo::version}};
-    EXPECT_EQ(sent, (QList<QJsonObject>{{{"id", 1},
-                                         {"method", "initialize"},
-                                         {"params", QJsonObject{{"clientInfo", client}}}},
-                                        {{"method", "initialized"}},
-                                        {{"id", 2}, {"method", "account/rateLimits/read"}}}));
+    EXPECT_EQ(
+        logged("received"),
+        QStringList({R"({"id":1,"method":"initialize","params":{"clientInfo":{"name":"lumora",)"
+                     R"("title":"Lumora","version":")" +
+                         QString(buildinfo::version) + "\"}}}",
+                     R"({"method":"initialized"})",
+                     R"({"id":2,"method":"account/rateLimits/read"})"}));
     // A repeated id 1 sends nothing again; an error answer ends it.
     const QByteArray errorAnswer = R"({"id":2,"error":{"code":-32600,"message":"no"}})";
     EXPECT_EQ(session("take 1\n" + say(initializeAnswer) + say(initializeAnswer) +

@@ -210,8 +210,9 @@ TEST_F(CodexRateLimitParserTest, TheAnswerAmongOtherLinesItsAvailabilityConfiden
               Availability::ready);
 }
 
-// Halves round up; an exhausted window counts down; stale after the limit; unclamped figures.
-TEST(UsageSnapshotTexts, RoundingStalenessCountdownAndMissingFigures) {
+// Halves round up; an exhausted window counts down; stale after the limit; unclamped figures; the
+// same texts in the panel's title.
+TEST(UsageSnapshotTexts, RoundingStalenessCountdownMissingFiguresAndThePanelTitle) {
     const std::tuple<UsageSnapshot, qint64, QString, QString> cases[] = {
         // 1 - 0.995 is 0.5000000000000004 in doubles: one percent remains; halves round up.
         {usedSession(0.995), 0, "1%", "01%"},
@@ -242,6 +243,26 @@ TEST(UsageSnapshotTexts, RoundingStalenessCountdownAndMissingFigures) {
     auto stored = usedSession(0.5).toJson();
     stored["windows"] = QJsonArray{QJsonObject{{"kind", "session"}, {"usedRatio", 1.7}}};
     EXPECT_EQ(UsageSnapshot::fromJson(stored).windows.first().usedRatio, 1.7);
+    // The panel's title: the tools in order, each switch, the middle dot, a countdown, a stale
+    // figure.
+    auto codex = usedSession(0.07);
+    codex.providerID = providers::codexID;
+    const auto claude = usedSession(0.42), exhausted = usedSession(1.0, now.addSecs(65 * 60));
+    const QStringList order{"codex", "claude-code"};
+    const std::tuple<UsageSnapshot, bool, bool, QStringList, int, QString> titles[] = {
+        {claude, true, true, order, 0, "Codex 93% \u00B7 Claude Code 58%"},
+        {claude, true, true, {"claude-code", "codex"}, 0, "Claude Code 58% \u00B7 Codex 93%"},
+        {claude, false, true, order, 0, "Claude Code 58%"},
+        {claude, false, false, order, 0, "Lumora"},
+        {claude, true, true, {}, 0, "Lumora"},
+        {exhausted, false, true, order, 0, "Claude Code 01hr 05min"},
+        {claude, true, false, order, 200, "Codex --%"},
+    };
+    for (const auto& [claude, showsCodex, showsClaude, order, later, expected] : titles) {
+        EXPECT_EQ(MenuBarDisplayFormatter().format(codex, claude, showsCodex, showsClaude, order,
+                                                   now.addSecs(later)),
+                  expected);
+    }
 }
 
 // A snapshot survives its file to the second; a file holding no snapshot is left untouched.
@@ -289,26 +310,4 @@ TEST(UsageSnapshotJson, RoundTripThroughTheCacheFileAndWhatIsNotASnapshot) {
     }
     SnapshotCache(providers::claudeCodeID, home.filePath("elsewhere.json")).save(snapshot);
     EXPECT_TRUE(QFileInfo::exists(home.filePath("elsewhere.json")));
-}
-
-// The tools in the chosen order, each switch, the middle dot, a countdown and a stale figure.
-TEST(MenuBarTitle, OrderSwitchesAndSeparator) {
-    auto codex = usedSession(0.07);
-    codex.providerID = providers::codexID;
-    const auto claude = usedSession(0.42), exhausted = usedSession(1.0, now.addSecs(65 * 60));
-    const QStringList order{"codex", "claude-code"};
-    const std::tuple<UsageSnapshot, bool, bool, QStringList, int, QString> cases[] = {
-        {claude, true, true, order, 0, "Codex 93% \u00B7 Claude Code 58%"},
-        {claude, true, true, {"claude-code", "codex"}, 0, "Claude Code 58% \u00B7 Codex 93%"},
-        {claude, false, true, order, 0, "Claude Code 58%"},
-        {claude, false, false, order, 0, "Lumora"},
-        {claude, true, true, {}, 0, "Lumora"},
-        {exhausted, false, true, order, 0, "Claude Code 01hr 05min"},
-        {claude, true, false, order, 200, "Codex --%"},
-    };
-    for (const auto& [claude, showsCodex, showsClaude, order, later, expected] : cases) {
-        EXPECT_EQ(MenuBarDisplayFormatter().format(codex, claude, showsCodex, showsClaude, order,
-                                                   now.addSecs(later)),
-                  expected);
-    }
 }
