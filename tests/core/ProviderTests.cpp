@@ -141,6 +141,8 @@ TEST_F(AppServerSessionTest, FromTheHandshakeToTheAnswerAndEveryWayTheConversati
         {"take 1\nexit 3\n", 5000, SessionError::serverExited(3)},
         {"exit 3\n", 5000, SessionError::serverExited(3)},
         {"take 1\nkill -9 $$\n", 5000, SessionError::serverExited(9)},
+        {"take 1\nexec 0<&-\n" + say(initializeAnswer) + "exit 3\n", 5000,
+         SessionError::serverExited(3)}, // our next request meets a closed pipe
         {initialized() + "exit 0\n", 600, SessionError::timedOut()},
         {"exec sleep 30\n", 500, SessionError::timedOut()},
     };
@@ -186,10 +188,10 @@ TEST_F(AppServerSessionTest, FromTheHandshakeToTheAnswerAndEveryWayTheConversati
         }
     }
     EXPECT_TRUE(answers + exits + timeouts == 6 && timeouts > 0) << answers << exits << timeouts;
-    // Oversized lines are dropped, the transcript is bounded, and an endless line ends by the
-    // limit.
+    // Oversized lines, split across reads or whole, are dropped; an endless one ends by the limit.
     const QString transcript =
         session("read -r _\nhead -c 5000 /dev/zero | tr '\\0' x; echo\n" + say(initializeAnswer) +
+                    "awk 'BEGIN { while (n++ < 1500) printf \"x\"; print \"\" }'\n" +
                     "read -r _; read -r _\nfor i in $(seq 100); do " + say(notification) +
                     "done\n" + say(rateLimitAnswer) + "exec sleep 30\n",
                 {5000, 1000, 2000})
