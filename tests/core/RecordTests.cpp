@@ -4,7 +4,6 @@
 #include "core/AppUpdate.h"
 #include "core/ClaudeRateLimitCacheParser.h"
 #include "core/CodexRateLimitParser.h"
-#include "core/MenuBarDisplayFormatter.h"
 #include "core/ParsedVersion.h"
 #include "core/SnapshotCache.h"
 #include "support/TestSupport.h"
@@ -267,9 +266,8 @@ TEST_F(CodexRateLimitParserTest, TheAnswerAmongOtherLinesItsAvailabilityConfiden
               Availability::ready);
 }
 
-// Halves round up; an exhausted window counts down; stale after the limit; unclamped figures; the
-// same texts in the panel's title.
-TEST(UsageSnapshotTexts, RoundingStalenessCountdownMissingFiguresAndThePanelTitle) {
+// Halves round up; an exhausted window counts down; stale after the limit; unclamped figures.
+TEST(UsageSnapshotTexts, RoundingStalenessCountdownAndMissingFigures) {
     const std::tuple<UsageSnapshot, qint64, QString, QString> cases[] = {
         // 1 - 0.995 is 0.5000000000000004 in doubles: one percent remains; halves round up.
         {usedSession(0.995), 0, "1%", "01%"},
@@ -300,26 +298,6 @@ TEST(UsageSnapshotTexts, RoundingStalenessCountdownMissingFiguresAndThePanelTitl
     auto stored = usedSession(0.5).toJson();
     stored["windows"] = QJsonArray{QJsonObject{{"kind", "session"}, {"usedRatio", 1.7}}};
     EXPECT_EQ(UsageSnapshot::fromJson(stored).windows.first().usedRatio, 1.7);
-    // The panel's title: the tools in order, each switch, the middle dot, a countdown, a stale
-    // figure.
-    auto codex = usedSession(0.07);
-    codex.providerID = providers::codexID;
-    const auto claude = usedSession(0.42), exhausted = usedSession(1.0, now.addSecs(65 * 60));
-    const QStringList order{"codex", "claude-code"};
-    const std::tuple<UsageSnapshot, bool, bool, QStringList, int, QString> titles[] = {
-        {claude, true, true, order, 0, "Codex 93% \u00B7 Claude Code 58%"},
-        {claude, true, true, {"claude-code", "codex"}, 0, "Claude Code 58% \u00B7 Codex 93%"},
-        {claude, false, true, order, 0, "Claude Code 58%"},
-        {claude, false, false, order, 0, "Lumora"},
-        {claude, true, true, {}, 0, "Lumora"},
-        {exhausted, false, true, order, 0, "Claude Code 01hr 05min"},
-        {claude, true, false, order, 200, "Codex --%"},
-    };
-    for (const auto& [claude, showsCodex, showsClaude, order, later, expected] : titles) {
-        EXPECT_EQ(MenuBarDisplayFormatter().format(codex, claude, showsCodex, showsClaude, order,
-                                                   now.addSecs(later)),
-                  expected);
-    }
 }
 
 // A snapshot survives its file to the second; a file holding no snapshot is left untouched.
@@ -327,7 +305,6 @@ TEST(UsageSnapshotJson, RoundTripThroughTheCacheFileAndWhatIsNotASnapshot) {
     TemporaryHome home;
     SnapshotCache cache(providers::codexID, std::nullopt, home.path());
     EXPECT_EQ(cache.fileURL(), home.path() + "/.local/share/Lumora/codex-snapshot.json");
-    EXPECT_FALSE(cache.load()); // fresh system: no folder yet
     auto snapshot = snapshotWith(
         {UsageWindow(Kind::session, 0.25, now.addMSecs(3600750)), weekly(std::nullopt)});
     snapshot.capturedAt = now.addMSecs(999);
@@ -337,33 +314,26 @@ TEST(UsageSnapshotJson, RoundTripThroughTheCacheFileAndWhatIsNotASnapshot) {
     expected.capturedAt = now; // fractions of a second are dropped
     expected.windows[0].resetsAt = now.addSecs(3600);
     EXPECT_EQ(cache.load(), expected);
-    EXPECT_EQ(UsageSnapshot::decode(snapshot.encode()), expected);
-    const QJsonObject good = usedSession(0.3, now).toJson();
-    const auto load = [&](const QByteArray& bytes) {
+    const auto with = [&](const char* key, const QJsonValue& value) {
+        QJsonObject changed = usedSession(0.3, now).toJson();
+        changed.insert(key, value); // Undefined removes the member
+        const QByteArray bytes = QJsonDocument(changed).toJson();
         writeFile(cache.fileURL(), bytes);
         const auto loaded = cache.load();
         EXPECT_EQ(readFile(cache.fileURL()), bytes);
         return loaded;
     };
-    const auto with = [&](const char* key, const QJsonValue& value) {
-        QJsonObject changed = good;
-        changed.insert(key, value); // Undefined removes the member
-        return load(QJsonDocument(changed).toJson());
-    };
     EXPECT_TRUE(with("statusMessage", QJsonValue::Undefined) &&
                 with("statusMessage", QJsonValue::Null));
     EXPECT_EQ(with("capturedAt", "2026-03-01T16:05:09+02:00")->capturedAt, now);
     for (const auto& [key, value] : std::initializer_list<std::pair<const char*, QJsonValue>>{
+             {"providerID", 1},
              {"source", "official_CLI"},
              {"capturedAt", "yesterday"},
              {"windows", QJsonObject{}},
              {"windows", QJsonArray{QJsonObject{{"kind", "hourly"}}}},
              {"windows", QJsonArray{QJsonObject{{"kind", "session"}, {"usedRatio", "1"}}}}}) {
         EXPECT_FALSE(with(key, value)) << key;
-    }
-    for (const char* junk :
-         {"", "[]", "null", "{", "\"x\"", "{\"providerID\": 1}", "\xff\xfe garbage"}) {
-        EXPECT_FALSE(load(junk)) << junk;
     }
     SnapshotCache(providers::claudeCodeID, home.filePath("elsewhere.json")).save(snapshot);
     EXPECT_TRUE(QFileInfo::exists(home.filePath("elsewhere.json")));
