@@ -1,6 +1,4 @@
-// The process runner, the app-server conversation and both providers, against scripts run as real
-// child processes, the hook's cache, saved snapshots and the real Codex CLI scripts/setup.sh
-// installs.
+// The process runner, the app-server conversation and both providers, on real child processes.
 #include "core/BuildInfo.h"
 #include "core/ClaudeRateLimitCacheParser.h"
 #include "core/ClaudeUsageProvider.h"
@@ -11,12 +9,10 @@
 #include "core/SnapshotCache.h"
 #include "support/ProcessInspection.h"
 #include "support/TestSupport.h"
-
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFileInfo>
 #include <QJsonDocument>
-
 #include <gtest/gtest.h>
 #include <thread>
 
@@ -112,8 +108,7 @@ using RealCodexTest = ChildProcessTest;
 
 } // namespace
 
-// The handshake once and every line however chunked until the answer; a server that exits (killed:
-// the signal's number), stays silent, races the time limit or floods ends it once and is reaped.
+// The handshake once, every line until the answer; every way a server ends it ends it once.
 TEST_F(AppServerSessionTest, FromTheHandshakeToTheAnswerAndEveryWayTheConversationEnds) {
     const QByteArray chunked =
         "take 1\nprintf '%s\\n\\n' '" + initializeAnswer + "'\ntake 2\nprintf '  %s \\r\\n' '" +
@@ -209,9 +204,7 @@ TEST_F(AppServerSessionTest, FromTheHandshakeToTheAnswerAndEveryWayTheConversati
     }
 }
 
-// Both streams, the exit status (a signal's number), input, output past a pipe's size, a plain
-// terminal on the given or inherited environment, a run from a thread without an event loop; a
-// child past its time limit is killed after the grace period and reaped; no PATH lookup.
+// Both streams, the exit status, input, a plain terminal, any thread; late children reaped.
 TEST_F(ProcessRunnerTest, CollectsBothStreamsTheExitStatusForcesAPlainTerminalAndReaps) {
     const QByteArray show = "echo \"TERM=$TERM NO_COLOR=$NO_COLOR FOO=$FOO HOME=$HOME\"\n";
     QProcessEnvironment base;
@@ -311,8 +304,7 @@ TEST_F(ExecutableSearch, BothToolsAreFoundInTheDocumentedOrder) {
     EXPECT_TRUE(nvmCandidates("/nowhere", "codex").isEmpty());
 }
 
-// Found, then set up; of a cache and a saved snapshot the newer wins, the saved one a tie, and it
-// stands in for a cache that cannot be read (a folder in its place).
+// Found, then set up; the newer of cache and saved snapshot wins, the saved one a tie.
 TEST_F(ClaudeProviderTest, ReadinessAndTheNewerOfCacheAndSavedSnapshot) {
     const QString cache = home.dataFile("claude-rate-limits.json");
     const auto used = [&] {
@@ -337,8 +329,7 @@ TEST_F(ClaudeProviderTest, ReadinessAndTheNewerOfCacheAndSavedSnapshot) {
     EXPECT_EQ(used(), 0.10);
 }
 
-// A login status that hangs, an app server that fails or a Codex gone meanwhile each have their
-// message; the figures of a good answer; nothing leaks.
+// Each failing step has its message; a good answer its figures; nothing leaks.
 TEST_F(CodexProviderTest, EachFailingStepHasItsMessageAndNothingLeaks) {
     // A login status that hangs times out after five seconds; no app server is started then.
     QElapsedTimer clock;
@@ -385,9 +376,7 @@ TEST_F(CodexProviderTest, EachFailingStepHasItsMessageAndNothingLeaks) {
               std::tuple(childrenBefore, descriptorsBefore, 2 * 50));
 }
 
-// Signed out in a fresh home; signed in with an unchecked API key the whole conversation runs and,
-// as such an account may not read rate limits, ends in an error answer: no usage. Node starts
-// slowly on a busy machine: generous limits (fake scripts test the real ones).
+// The real CLI, cut off from the network: signed out, then the whole conversation to no usage.
 TEST_F(RealCodexTest, SignInStatusAndTheAppServerHandshake) {
     const QString realCodex = LUMORA_REAL_CODEX_PATH, codex = home.filePath("bin/codex");
     requireRealClient(QFileInfo(realCodex).isExecutable()

@@ -1,13 +1,10 @@
-// What Lumora reads and shows: the tools' usage records (Claude Code's status-line cache, Codex's
-// app-server answer), the snapshot made of them, its texts, cache file and the panel's title;
-// versions, the update manifest and its feeds, local and from a real HTTPS server on loopback.
+// The tools' usage records, the snapshot made of them, versions and the update feed's manifest.
 #include "core/AppUpdate.h"
 #include "core/ClaudeRateLimitCacheParser.h"
 #include "core/CodexRateLimitParser.h"
 #include "core/ParsedVersion.h"
 #include "core/SnapshotCache.h"
 #include "support/TestSupport.h"
-
 #include <QCoreApplication>
 #include <QFileInfo>
 #include <QJsonArray>
@@ -15,7 +12,6 @@
 #include <QProcess>
 #include <QSslCertificate>
 #include <QTcpServer>
-
 #include <cmath>
 #include <gtest/gtest.h>
 #include <limits>
@@ -127,8 +123,7 @@ print(server.server_address[1], flush=True); server.serve_forever()
 
 } // namespace
 
-// Each window in its fixed order and the availability the first one decides; no figures, figures
-// of the wrong type and what is not JSON are three different errors.
+// The windows, the verdict of the first; no figures, wrong types and not JSON are three errors.
 TEST(ClaudeRateLimitCacheParserTest, WindowsTheVerdictOfTheFirstAndMalformedContent) {
     const QDateTime written = now.addSecs(-30);
     using A = Availability;
@@ -185,8 +180,7 @@ TEST(ClaudeRateLimitCacheParserTest, WindowsTheVerdictOfTheFirstAndMalformedCont
     }
 }
 
-// The first decodable id-2 answer among other lines, whatever the line breaks; availability,
-// confidence, the kind by the window's length, and the "codex" record listed by id.
+// The id-2 answer among other lines; availability, confidence, window kinds, the "codex" record.
 TEST_F(CodexRateLimitParserTest, TheAnswerAmongOtherLinesItsAvailabilityConfidenceAndWindowKinds) {
     const QString initialize = R"({"id":1,"result":{"userAgent":"codex/0.1"}})";
     EXPECT_EQ(ratio(initialize + "\n" + R"({"method":"configWarning","params":{}})" + "\n" +
@@ -339,6 +333,7 @@ TEST(UsageSnapshotJson, RoundTripThroughTheCacheFileAndWhatIsNotASnapshot) {
     EXPECT_TRUE(QFileInfo::exists(home.filePath("elsewhere.json")));
 }
 
+// What people write as a version, and its order: pre-releases first, by Unicode scalar values.
 TEST(ParsedVersion, ParsesWhatPeopleWriteAndOrdersIt) {
     const auto text = Identifier::text;
     const std::tuple<QString, QList<qint64>, std::optional<QList<Identifier>>> cases[] = {
@@ -383,8 +378,7 @@ TEST(ParsedVersion, ParsesWhatPeopleWriteAndOrdersIt) {
     EXPECT_TRUE(!(one == zero) && one <= zero && one >= zero);
 }
 
-// Size, JSON shape, both versions, the download and notes addresses, and only then the comparison,
-// read from a local file bounded like a download; the feed setting must be https.
+// The manifest's checks in order, the first failure wins, through a local feed; https only.
 TEST(AppUpdateChecker, ChecksRunInOrderTheFirstFailureWinsAndTheFeedMustBeHttps) {
     const char* https = R"("https://e.com")";
     const std::tuple<QByteArray, QString, std::string> cases[] = {
@@ -444,8 +438,7 @@ TEST(AppUpdateChecker, ChecksRunInOrderTheFirstFailureWinsAndTheFeedMustBeHttps)
     }
 }
 
-// Fetched fresh, also from a worker thread; redirects only between https addresses; silent,
-// trickling and mute servers time out; the certificate is trusted only by the checkers given it.
+// Fetched fresh from any thread, https redirects only, timeouts, a certificate trusted as given.
 TEST(UpdateFeedOverHttps, GoodManifestsAreFetchedFreshAndEverythingElseRefusedOrTimedOut) {
     TemporaryHome home;
     const CommandOutcome openssl =

@@ -3,18 +3,17 @@
 #include "core/ClaudeStatusLineInstaller.h"
 #include "core/DataFolder.h"
 #include "support/TestSupport.h"
-
 #include <QDir>
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
-
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
 using namespace lumora;
 using namespace lumora::test;
 
+// The data folder; a write keeps the file's mode, fails leaving the old file; bounded reads.
 TEST(AtomicFile, DataFolderModesFailuresAndBoundedReads) {
     TemporaryHome home;
     for (const auto& [xdg, folder] :
@@ -83,8 +82,7 @@ QString left(const QByteArray& remaining) {
 
 } // namespace
 
-// Other members survive; the user's status line is backed up and restored; ours is never chained;
-// settings that cannot be rewritten safely are left byte for byte.
+// Other members survive, the user's line is restored, unsafe settings are left byte for byte.
 TEST_F(InstallerTest, InstallThenUninstallKeepsEveryOtherMemberAndRestoresTheStatusLine) {
     const std::pair<QByteArray, bool> cases[] = {
         // %OURS%: the hook's quoted path; the flag: foreign
@@ -191,9 +189,7 @@ TEST_F(InstallerTest, InstallThenUninstallKeepsEveryOtherMemberAndRestoresTheSta
     EXPECT_EQ(readJsonObject(real), QJsonObject({{"theme", "dark"}}));
 }
 
-// The hook as Claude Code runs it (the command through /bin/sh -c, the JSON on stdin) saves the
-// limits privately and prints what is left, after the user's own line given the same input; fifty
-// hooks writing caches of different sizes at once never expose a torn file to a reader.
+// The hook prints what is left after the user's own line; racing hooks never tear the cache.
 TEST_F(HookTest, SavesTheLimitsPrintsWhatIsLeftAfterThePreviousLineAndNeverTearsTheCache) {
     const auto s = installer();
     s.install();
