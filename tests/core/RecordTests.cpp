@@ -157,15 +157,13 @@ TEST(ClaudeRateLimitCacheParserTest, WindowsTheVerdictOfTheFirstAndMalformedCont
     for (const auto& [json, expected] : std::initializer_list<std::pair<const char*, std::string>>{
              {"{}", none},
              {R"({"five_hour":null})", none},
-             {R"({"five_hour":null,"seven_day":null})", none},
              {R"({"five_hour":{"resets_at":1}})", "shape"},
              {R"({"five_hour":{"used_percentage":"42"}})", "shape"},
              {R"({"five_hour":{"used_percentage":42,"resets_at":"soon"}})", "shape"},
              {R"({"five_hour":[42]})", "shape"},
              {"[1,2]", "shape"},
              {R"({"five_hour":{"used_percentage":4)", "syntax"},
-             {"", "syntax"},
-             {"\xff\xfe", "syntax"}}) {
+             {"", "syntax"}}) {
         std::string got = "parsed";
         try {
             ClaudeRateLimitCacheParser().parse(json, written, now);
@@ -186,11 +184,6 @@ TEST_F(CodexRateLimitParserTest, TheAnswerAmongOtherLinesItsAvailabilityConfiden
     EXPECT_EQ(ratio(initialize + "\n" + R"({"method":"configWarning","params":{}})" + "\n" +
                     answer(primary(42)) + "\n"),
               0.42);
-    for (const char* lineBreak : {"\r\n", "\r", "\u000B", "\u0085", "\u2028"}) {
-        EXPECT_EQ(
-            ratio(initialize + lineBreak + answer(primary(10)) + lineBreak + answer(primary(20))),
-            0.10);
-    }
     // Lines with anything but JSON integers where integers belong are skipped.
     for (const QString& line :
          {answer(R"({"primary":{"usedPercent":9223372036854775808}})"),
@@ -203,20 +196,8 @@ TEST_F(CodexRateLimitParserTest, TheAnswerAmongOtherLinesItsAvailabilityConfiden
         EXPECT_EQ(ratio(line + "\n" + answer(primary(20))), 0.20);
     }
     EXPECT_EQ(ratio(R"({"id":2.0,"result":{"rateLimits":{"primary":{"usedPercent":3e1}}}})"), 0.30);
-    // Answers without usable data, among them what the server says to an API-key account.
-    for (const QString& transcript :
-         {QString(), QString("\n\n  \n"), initialize,
-          initialize + "\n" +
-              R"({"error":{"code":-32600,"message":"chatgpt authentication required"},"id":2})",
-          QString(R"({"id":2,"result":null})"), QString(R"({"id":2,"result":{}})"),
-          QString(R"({"id":2,"result":{"rateLimits":[]}})"),
-          QString(R"([{"id":2,"result":{"rateLimits":{}}}])")}) {
-        EXPECT_EQ(failure(transcript), CodexError::rateLimitResponseNotFound())
-            << transcript.toStdString();
-    }
-    EXPECT_EQ(std::tuple(failure(answer("{}")),
-                         failure(answer(R"({"primary":null,"secondary":null,"planType":"p"})"))),
-              std::tuple(CodexError::windowNotFound(), CodexError::windowNotFound()));
+    EXPECT_EQ(failure(R"([{"id":2,"result":{"rateLimits":{}}}])"), // not an object: no answer
+              CodexError::rateLimitResponseNotFound());
     const auto availability = [](int primary, int secondary, const QString& more = {}) {
         return parse(answer(R"({"primary":)" + window(primary) + R"(,"secondary":)" +
                             window(secondary) + more + "}"))
@@ -235,10 +216,6 @@ TEST_F(CodexRateLimitParserTest, TheAnswerAmongOtherLinesItsAvailabilityConfiden
     const UsageSnapshot noResets = parse(answer(R"({"secondary":)" + window(6) + "}"));
     EXPECT_EQ(std::tuple(noResets.confidence, noResets.windows),
               std::tuple(Confidence::confirmedLocally, QList{session(0.06)}));
-    EXPECT_EQ(parse(answer(R"({"primary":)" + window(5) + R"(,"secondary":)" +
-                           window(6, R"(,"resetsAt":1767657600)") + "}"))
-                  .confidence,
-              Confidence::exact);
     const QList<std::pair<QString, Kind>> kinds{
         {"", Kind::session},      {"-60", Kind::session},   {"0", Kind::session},
         {"360", Kind::session},   {"361", Kind::daily},     {"1440", Kind::daily},
