@@ -237,8 +237,8 @@ TEST_F(CodexRateLimitParserTest, TheAnswerAmongOtherLinesItsAvailabilityConfiden
               Availability::ready);
 }
 
-// Halves round up; an exhausted window counts down; stale after the limit; unclamped figures.
-TEST(UsageSnapshotTexts, RoundingStalenessCountdownAndMissingFigures) {
+// Halves round up, exhausted windows count down, stale after the limit; the cache file keeps it.
+TEST(UsageSnapshotTexts, RoundingStalenessCountdownMissingFiguresAndTheCacheFile) {
     const std::tuple<UsageSnapshot, qint64, QString, QString> cases[] = {
         // 1 - 0.995 is 0.5000000000000004 in doubles: one percent remains; halves round up.
         {usedSession(0.995), 0, "1%", "01%"},
@@ -269,10 +269,7 @@ TEST(UsageSnapshotTexts, RoundingStalenessCountdownAndMissingFigures) {
     auto stored = usedSession(0.5).toJson();
     stored["windows"] = QJsonArray{QJsonObject{{"kind", "session"}, {"usedRatio", 1.7}}};
     EXPECT_EQ(UsageSnapshot::fromJson(stored).windows.first().usedRatio, 1.7);
-}
-
-// A snapshot survives its file to the second; a file holding no snapshot is left untouched.
-TEST(UsageSnapshotJson, RoundTripThroughTheCacheFileAndWhatIsNotASnapshot) {
+    // A snapshot survives its file to the second; a file holding no snapshot is left untouched.
     TemporaryHome home;
     SnapshotCache cache(providers::codexID, std::nullopt, home.path());
     EXPECT_EQ(cache.fileURL(), home.path() + "/.local/share/Lumora/codex-snapshot.json");

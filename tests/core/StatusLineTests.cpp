@@ -13,39 +13,6 @@
 using namespace lumora;
 using namespace lumora::test;
 
-// The data folder; a write keeps the file's mode, fails leaving the old file; bounded reads.
-TEST(AtomicFile, DataFolderModesFailuresAndBoundedReads) {
-    TemporaryHome home;
-    for (const auto& [xdg, folder] :
-         {std::pair<QString, QString>{"relative", ".local/share/Lumora"},
-          {home.filePath("xdg"), "xdg/Lumora"}}) {
-        qputenv("XDG_DATA_HOME", xdg.toLocal8Bit()); // only an absolute one counts
-        EXPECT_EQ(dataFolder(home.path()), home.filePath(folder));
-    }
-    const QString path = home.filePath("a/b/file.json");
-    createFolders(home.filePath("a/b"), 0700);
-    writeFileAtomically(path, "first", 0600);
-    ::chmod(QFile::encodeName(path).constData(), 0640); // without a mode, the file keeps its own
-    writeFileAtomically(path, "second");
-    EXPECT_EQ(std::tuple(readFile(path), fileMode(path)), std::tuple("second", 0640));
-    // Renaming over a non-empty folder fails even for root: the system's text, nothing left.
-    writeFile(home.filePath("target/inside"), "old");
-    try {
-        writeFileAtomically(home.filePath("target"), "new");
-        ADD_FAILURE() << "expected a FileSystemError";
-    } catch (const FileSystemError& error) {
-        EXPECT_TRUE(error.description().contains("target")) << error.what();
-    }
-    EXPECT_EQ(readFile(home.filePath("target/inside")), "old");
-    EXPECT_EQ(QDir(home.path()).entryList(QDir::Files | QDir::Hidden), QStringList{});
-    EXPECT_THROW(writeFileAtomically(home.filePath("missing-folder/file"), "x"), FileSystemError);
-    writeFile(home.filePath("big"), QByteArray(100, 'x'));
-    EXPECT_EQ(
-        QList({readWholeFile(home.filePath("missing")), readWholeFile(home.filePath("big"), 99),
-               readWholeFile(home.filePath("big"), 100)}),
-        QList<std::optional<QByteArray>>({{}, {}, QByteArray(100, 'x')}));
-}
-
 namespace {
 
 struct InstallerTest : ::testing::Test {
@@ -82,8 +49,37 @@ QString left(const QByteArray& remaining) {
 
 } // namespace
 
-// Other members survive, the user's line is restored, unsafe settings are left byte for byte.
+// Atomic writes; other members survive, the user's line comes back, unsafe settings stay as is.
 TEST_F(InstallerTest, InstallThenUninstallKeepsEveryOtherMemberAndRestoresTheStatusLine) {
+    for (const auto& [xdg, folder] :
+         {std::pair<QString, QString>{home.filePath("xdg"), "xdg/Lumora"},
+          {"relative", ".local/share/Lumora"}}) {
+        qputenv("XDG_DATA_HOME", xdg.toLocal8Bit()); // only an absolute one counts
+        EXPECT_EQ(dataFolder(home.path()), home.filePath(folder));
+    }
+    const QString path = home.filePath("a/b/file.json");
+    createFolders(home.filePath("a/b"), 0700);
+    writeFileAtomically(path, "first", 0600);
+    ::chmod(QFile::encodeName(path).constData(), 0640); // without a mode, the file keeps its own
+    writeFileAtomically(path, "second");
+    EXPECT_EQ(std::tuple(readFile(path), fileMode(path)), std::tuple("second", 0640));
+    // Renaming over a non-empty folder fails even for root: the system's text, nothing left.
+    writeFile(home.filePath("target/inside"), "old");
+    try {
+        writeFileAtomically(home.filePath("target"), "new");
+        ADD_FAILURE() << "expected a FileSystemError";
+    } catch (const FileSystemError& error) {
+        EXPECT_TRUE(error.description().contains("target")) << error.what();
+    }
+    EXPECT_EQ(readFile(home.filePath("target/inside")), "old");
+    EXPECT_EQ(QDir(home.path()).entryList(QDir::Files | QDir::Hidden), QStringList{});
+    EXPECT_THROW(writeFileAtomically(home.filePath("missing-folder/file"), "x"), FileSystemError);
+    writeFile(home.filePath("big"), QByteArray(100, 'x'));
+    EXPECT_EQ(
+        QList({readWholeFile(home.filePath("missing")), readWholeFile(home.filePath("big"), 99),
+               readWholeFile(home.filePath("big"), 100)}),
+        QList<std::optional<QByteArray>>({{}, {}, QByteArray(100, 'x')}));
+    // Other members survive; the user's status line is backed up and restored, ours never chained.
     const std::pair<QByteArray, bool> cases[] = {
         // %OURS%: the hook's quoted path; the flag: foreign
         {"{}", false},
