@@ -256,9 +256,9 @@ TEST_F(ExecutableSearch, BothToolsAreFoundInTheDocumentedOrder) {
     };
     for (const auto& [tool, variable, places] : tools) {
         SCOPED_TRACE(tool.toStdString());
-        const bool isClaude = tool == "claude";
         const auto locate = [&] {
-            return isClaude ? claude().locateClaudeExecutable() : codex().locateCodexExecutable();
+            return tool == "claude" ? claude().locateClaudeExecutable()
+                                    : codex().locateCodexExecutable();
         };
         if (const auto installed = systemInstall(tool)) {
             GTEST_SKIP() << "a system-wide " << installed->toStdString() << " comes first";
@@ -370,10 +370,7 @@ TEST_F(CodexProviderTest, EachFailingStepHasItsMessageAndNothingLeaks) {
 // The real CLI, cut off from the network: signed out, then the whole conversation to no usage.
 TEST_F(RealCodexTest, SignInStatusAndTheAppServerHandshake) {
     const QString realCodex = LUMORA_REAL_CODEX_PATH, codex = home.filePath("bin/codex");
-    requireRealClient(QFileInfo(realCodex).isExecutable()
-                          ? ""
-                          : "scripts/setup.sh installs @openai/codex at " +
-                                realCodex.toStdString());
+    requireRealClient(QFileInfo(realCodex).isExecutable() ? "" : "scripts/setup.sh installs it");
     for (const char* name : {"CODEX_HOME", "OPENAI_API_KEY", "CODEX_API_KEY", "OPENAI_BASE_URL"}) {
         qunsetenv(name); // nothing from the developer's own Codex set-up may reach the tool
     }

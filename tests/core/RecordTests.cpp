@@ -156,7 +156,6 @@ TEST(ClaudeRateLimitCacheParserTest, WindowsTheVerdictOfTheFirstAndMalformedCont
     const std::string none = "No usage data was found in the Claude status line cache.";
     for (const auto& [json, expected] : std::initializer_list<std::pair<const char*, std::string>>{
              {"{}", none},
-             {R"({"five_hour":null})", none},
              {R"({"five_hour":{"resets_at":1}})", "shape"},
              {R"({"five_hour":{"used_percentage":"42"}})", "shape"},
              {R"({"five_hour":{"used_percentage":42,"resets_at":"soon"}})", "shape"},
@@ -180,10 +179,6 @@ TEST(ClaudeRateLimitCacheParserTest, WindowsTheVerdictOfTheFirstAndMalformedCont
 
 // The id-2 answer among other lines; availability, confidence, window kinds, the "codex" record.
 TEST_F(CodexRateLimitParserTest, TheAnswerAmongOtherLinesItsAvailabilityConfidenceAndWindowKinds) {
-    const QString initialize = R"({"id":1,"result":{"userAgent":"codex/0.1"}})";
-    EXPECT_EQ(ratio(initialize + "\n" + R"({"method":"configWarning","params":{}})" + "\n" +
-                    answer(primary(42)) + "\n"),
-              0.42);
     // Lines with anything but JSON integers where integers belong are skipped.
     for (const QString& line :
          {answer(R"({"primary":{"usedPercent":9223372036854775808}})"),
@@ -195,7 +190,6 @@ TEST_F(CodexRateLimitParserTest, TheAnswerAmongOtherLinesItsAvailabilityConfiden
         EXPECT_EQ(failure(line), CodexError::rateLimitResponseNotFound()) << line.toStdString();
         EXPECT_EQ(ratio(line + "\n" + answer(primary(20))), 0.20);
     }
-    EXPECT_EQ(ratio(R"({"id":2.0,"result":{"rateLimits":{"primary":{"usedPercent":3e1}}}})"), 0.30);
     EXPECT_EQ(failure(R"([{"id":2,"result":{"rateLimits":{}}}])"), // not an object: no answer
               CodexError::rateLimitResponseNotFound());
     const auto availability = [](int primary, int secondary, const QString& more = {}) {
@@ -356,7 +350,6 @@ TEST(ParsedVersion, ParsesWhatPeopleWriteAndOrdersIt) {
 TEST(AppUpdateChecker, ChecksRunInOrderTheFirstFailureWinsAndTheFeedMustBeHttps) {
     const char* https = R"("https://e.com")";
     const std::tuple<QByteArray, QString, std::string> cases[] = {
-        {goodManifest, "1.4.2", "offer 1.5.0"},
         {goodManifest, "1.5.0", "nothing"},
         {goodManifest, "", error(Case::invalidVersion)},
         {goodManifest, "1.5.0-beta.3", "offer 1.5.0"},
@@ -467,9 +460,9 @@ TEST(UpdateFeedOverHttps, GoodManifestsAreFetchedFreshAndEverythingElseRefusedOr
                 requests.contains(R"("accept": "application/json")") &&
                 requests.contains(R"("cache-control": "no-cache")"))
         << requests.toStdString();
-    const std::string untrusted =
-        outcome([&] { return AppUpdateChecker(QUrl(base + "/feed.json")).check("1.0"); });
-    EXPECT_TRUE(untrusted.starts_with("network: ")) << untrusted;
+    EXPECT_TRUE(outcome([&] {
+                    return AppUpdateChecker(QUrl(base + "/feed.json")).check("1.0");
+                }).starts_with("network: ")); // a certificate not given is not trusted
     EXPECT_EQ(readFile(home.filePath("requests")).toLower(), requests);
     std::string fromWorker;
     std::thread([&] { fromWorker = check(base + "/feed.json"); }).join();

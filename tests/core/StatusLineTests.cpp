@@ -223,16 +223,13 @@ TEST_F(HookTest, SavesTheLimitsPrintsWhatIsLeftAfterThePreviousLineAndNeverTears
     const CommandOutcome race =
         runProgram("/bin/sh", {"-c", R"(
         (reads=0 bad=0
-         until [ -e "$4" ]; do
-             reads=$((reads + 1))
+         until [ -e "$4" ]; do reads=$((reads + 1))
              "$3" extract five_hour json -o - "$2" > /dev/null || bad=$((bad + 1))
-         done
-         echo "$reads reads, $bad bad") &
+         done; echo "$reads reads, $bad bad") &
         for i in $(seq 0 49); do
             pad=$(head -c $((i * 997)) /dev/zero | tr '\0' x)
             printf '{"rate_limits":{"five_hour":{"used_percentage":%d},"pad":"%s"}}\n' $i "$pad" |
-                sh -c "$1" > /dev/null &
-            hooks="$hooks $!"
+                sh -c "$1" > /dev/null & hooks="$hooks $!"
         done
         wait $hooks && touch "$4" && wait)",
                                "race", command(), s.rateLimitCachePath(),
