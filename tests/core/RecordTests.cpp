@@ -155,7 +155,7 @@ TEST(ClaudeRateLimitCacheParserTest, WindowsTheVerdictOfTheFirstAndMalformedCont
     }
     const std::string none = "No usage data was found in the Claude status line cache.";
     for (const auto& [json, expected] : std::initializer_list<std::pair<const char*, std::string>>{
-             {"{}", none},
+             {R"({"five_hour":null})", none},
              {R"({"five_hour":{"resets_at":1}})", "shape"},
              {R"({"five_hour":{"used_percentage":"42"}})", "shape"},
              {R"({"five_hour":{"used_percentage":42,"resets_at":"soon"}})", "shape"},
