@@ -31,22 +31,6 @@ struct InstallerTest : ::testing::Test {
 };
 using HookTest = InstallerTest;
 
-QByteArray statusInput(const QByteArray& rateLimits) {
-    return R"({"session_id":"5c1d","transcript_path":"/tmp/t.jsonl","cwd":"/src",)"
-           R"("model":{"id":"claude-opus","display_name":"Opus"},)"
-           R"("workspace":{"current_dir":"/src","project_dir":"/src"},)"
-           R"("version":"2.1.0","cost":{"total_cost_usd":0.01})" +
-           (rateLimits.isEmpty() ? QByteArray() : R"(,"rate_limits":)" + rateLimits) + "}\n";
-}
-
-QByteArray fiveHour(const QByteArray& used) {
-    return R"({"five_hour":{"used_percentage":)" + used + "}}";
-}
-
-QString left(const QByteArray& remaining) {
-    return QString("Lumora \u00B7 Claude Code %1% left\n").arg(remaining);
-}
-
 } // namespace
 
 // Atomic writes; other members survive, the user's line comes back, unsafe settings stay as is.
@@ -187,6 +171,19 @@ TEST_F(InstallerTest, InstallThenUninstallKeepsEveryOtherMemberAndRestoresTheSta
 
 // The hook prints what is left after the user's own line; racing hooks never tear the cache.
 TEST_F(HookTest, SavesTheLimitsPrintsWhatIsLeftAfterThePreviousLineAndNeverTearsTheCache) {
+    const auto statusInput = [](const QByteArray& rateLimits) {
+        return R"({"session_id":"5c1d","transcript_path":"/tmp/t.jsonl","cwd":"/src",)"
+               R"("model":{"id":"claude-opus","display_name":"Opus"},)"
+               R"("workspace":{"current_dir":"/src","project_dir":"/src"},)"
+               R"("version":"2.1.0","cost":{"total_cost_usd":0.01})" +
+               (rateLimits.isEmpty() ? QByteArray() : R"(,"rate_limits":)" + rateLimits) + "}\n";
+    };
+    const auto fiveHour = [](const QByteArray& used) {
+        return R"({"five_hour":{"used_percentage":)" + used + "}}";
+    };
+    const auto left = [](const QByteArray& remaining) {
+        return QString("Lumora \u00B7 Claude Code %1% left\n").arg(remaining);
+    };
     const auto s = installer();
     s.install();
     const auto command = [&] {
