@@ -126,7 +126,7 @@ TEST_F(AppServerSessionTest, FromTheHandshakeToTheAnswerAndEveryWayTheConversati
                   .readRateLimits(),
               initializeAnswer + "\n" + initializeAnswer + "\n" + errorAnswer + "\n");
     EXPECT_EQ(logged("received").size(), 3);
-    // A clean exit waits for the time limit; an answer then an error exit is an answer.
+    // A clean exit waits for the time limit.
     const std::tuple<QByteArray, int, SessionError> cases[] = {
         {"take 1\nexit 3\n", 5000, SessionError::serverExited(3)},
         {"exit 3\n", 5000, SessionError::serverExited(3)},
@@ -144,8 +144,6 @@ TEST_F(AppServerSessionTest, FromTheHandshakeToTheAnswerAndEveryWayTheConversati
         EXPECT_TRUE(expected != SessionError::timedOut() || (took >= milliseconds && took < 5000));
         EXPECT_EQ(childProcesses(), QList<ChildProcess>{});
     }
-    EXPECT_EQ(session(initialized() + say(rateLimitAnswer) + "exit 3\n").readRateLimits(),
-              initializeAnswer + "\n" + rateLimitAnswer + "\n");
     writeFile(home.filePath("bin/not-executable"), "#!/bin/sh\n");
     EXPECT_THROW(CodexAppServerSession(home.filePath("bin/not-executable")).readRateLimits(),
                  ProcessError);
@@ -214,7 +212,6 @@ TEST_F(ProcessRunnerTest, CollectsBothStreamsTheExitStatusForcesAPlainTerminalAn
     const std::tuple<QByteArray, QString, QtProcessRunner, ProcessResult> cases[] = {
         {"echo a; echo b >&2; echo c\n", {}, plain, {"a\nb\nc\n", 0}},
         {"kill -9 $$\n", {}, plain, {"", 9}},
-        {"printf 'caf\\303\\251 \\377\\n'\n", {}, plain, {QString::fromUtf8("café \uFFFD\n"), 0}},
         {"cat\n", text, plain, {text, 0}},
         {show, {}, QtProcessRunner(base), {"TERM=dumb NO_COLOR=1 FOO=bar HOME=\n", 0}},
         {show + "echo \"$PATH\"\n", {}, plain, {inherited, 0}},
@@ -254,7 +251,6 @@ TEST_F(ExecutableSearch, BothToolsAreFoundInTheDocumentedOrder) {
         {"codex", "LUMORA_CODEX_PATH", nvm + QStringList{".npm-global/bin/", ".local/bin/"}},
     };
     for (const auto& [tool, variable, places] : tools) {
-        SCOPED_TRACE(tool.toStdString());
         const auto locate = [&] {
             return tool == "claude" ? claude().locateClaudeExecutable()
                                     : codex().locateCodexExecutable();
