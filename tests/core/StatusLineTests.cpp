@@ -3,53 +3,15 @@
 #include "core/ClaudeStatusLineInstaller.h"
 #include "core/DataFolder.h"
 #include "support/TestSupport.h"
-
 #include <QDir>
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
-
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
 using namespace lumora;
 using namespace lumora::test;
-
-TEST(AtomicFile, DataFolderModesFailuresAndBoundedReads) {
-    TemporaryHome home;
-    for (const auto& [xdg, folder] :
-         {std::pair<QString, QString>{"relative", ".local/share/Lumora"},
-          {home.filePath("xdg"), "xdg/Lumora"}}) {
-        qputenv("XDG_DATA_HOME", xdg.toLocal8Bit()); // only an absolute one counts
-        EXPECT_EQ(dataFolder(home.path()), home.filePath(folder));
-    }
-    const QString path = home.filePath("a/b/file.json");
-    createFolders(home.filePath("a/b"), 0700);
-    EXPECT_EQ(QList({fileMode(home.filePath("a")), fileMode(home.filePath("a/b"))}),
-              QList({0700, 0700}));
-    writeFileAtomically(path, "first", 0600);
-    EXPECT_EQ(fileMode(path), 0600);
-    ::chmod(QFile::encodeName(path).constData(), 0640); // without a mode, the file keeps its own
-    writeFileAtomically(path, "second");
-    EXPECT_EQ(std::tuple(readFile(path), fileMode(path)), std::tuple("second", 0640));
-    EXPECT_EQ(QDir(home.filePath("a/b")).entryList(QDir::Files), QStringList{"file.json"});
-    // Renaming over a non-empty folder fails even for root: the system's text, nothing left.
-    writeFile(home.filePath("target/inside"), "old");
-    try {
-        writeFileAtomically(home.filePath("target"), "new");
-        ADD_FAILURE() << "expected a FileSystemError";
-    } catch (const FileSystemError& error) {
-        EXPECT_TRUE(error.description().contains("target")) << error.what();
-    }
-    EXPECT_EQ(readFile(home.filePath("target/inside")), "old");
-    EXPECT_EQ(QDir(home.path()).entryList(QDir::Files | QDir::Hidden), QStringList{});
-    EXPECT_THROW(writeFileAtomically(home.filePath("missing-folder/file"), "x"), FileSystemError);
-    writeFile(home.filePath("big"), QByteArray(100, 'x'));
-    EXPECT_EQ(
-        QList({readWholeFile(home.filePath("missing")), readWholeFile(home.filePath("big"), 99),
-               readWholeFile(home.filePath("big"), 100)}),
-        QList<std::optional<QByteArray>>({{}, {}, QByteArray(100, 'x')}));
-}
 
 namespace {
 
@@ -67,42 +29,36 @@ struct InstallerTest : ::testing::Test {
     }
     TemporaryHome home;
 };
-
-QByteArray statusInput(const QByteArray& rateLimits) {
-    return R"({"session_id":"5c1d","transcript_path":"/tmp/t.jsonl","cwd":"/src",)"
-           R"("model":{"id":"claude-opus","display_name":"Opus"},)"
-           R"("workspace":{"current_dir":"/src","project_dir":"/src"},)"
-           R"("version":"2.1.0","cost":{"total_cost_usd":0.01})" +
-           (rateLimits.isEmpty() ? QByteArray() : R"(,"rate_limits":)" + rateLimits) + "}\n";
-}
-
-// The installed hook as Claude Code runs it: the command through /bin/sh -c, the JSON on stdin.
-struct HookTest : InstallerTest {
-    QString command() const {
-        return readJsonObject(s.settingsPath()).value("statusLine")["command"].toString();
-    }
-    QString run(const QByteArray& input) const {
-        const CommandOutcome hook = runProgram("/bin/sh", {"-c", command()}, input);
-        EXPECT_EQ(std::tuple(hook.exitCode, hook.err), std::tuple(0, QString()));
-        return hook.out;
-    }
-    QStringList leftovers() const {
-        return QDir(s.dataFolderPath())
-            .entryList({"*.tmp*", "*.XXXXXX", "claude-rate-limits.json.*"}, QDir::Files);
-    }
-    static QByteArray fiveHour(const QByteArray& used) {
-        return R"({"five_hour":{"used_percentage":)" + used + "}}";
-    }
-    static QString left(const QByteArray& remaining) {
-        return QString("Lumora \u00B7 Claude Code %1% left\n").arg(remaining);
-    }
-    const ClaudeStatusLineInstaller s = installer();
-};
+using HookTest = InstallerTest;
 
 } // namespace
 
-// Other members survive; the user's status line is backed up and restored; ours is never chained.
+// Atomic writes; other members survive, the user's line comes back, unsafe settings stay as is.
 TEST_F(InstallerTest, InstallThenUninstallKeepsEveryOtherMemberAndRestoresTheStatusLine) {
+    for (const auto& [xdg, folder] :
+         {std::pair<QString, QString>{home.filePath("xdg"), "xdg/Lumora"},
+          {"relative", ".local/share/Lumora"}}) {
+        qputenv("XDG_DATA_HOME", xdg.toLocal8Bit()); // only an absolute one counts
+        EXPECT_EQ(dataFolder(home.path()), home.filePath(folder));
+    }
+    const QString path = home.filePath("a/b/file.json");
+    createFolders(home.filePath("a/b"), 0700);
+    writeFileAtomically(path, "first", 0600);
+    ::chmod(QFile::encodeName(path).constData(), 0640); // without a mode, the file keeps its own
+    writeFileAtomically(path, "second");
+    EXPECT_EQ(std::tuple(readFile(path), fileMode(path)), std::tuple("second", 0640));
+    // Renaming over a non-empty folder fails even for root: the system's text, nothing left.
+    writeFile(home.filePath("target/inside"), "old");
+    try {
+        writeFileAtomically(home.filePath("target"), "new");
+        ADD_FAILURE() << "expected a FileSystemError";
+    } catch (const FileSystemError& error) {
+        EXPECT_TRUE(error.description().contains("target")) << error.what();
+    }
+    EXPECT_EQ(readFile(home.filePath("target/inside")), "old");
+    EXPECT_EQ(QDir(home.path()).entryList(QDir::Files | QDir::Hidden), QStringList{});
+    EXPECT_THROW(writeFileAtomically(home.filePath("missing-folder/file"), "x"), FileSystemError);
+    // Other members survive; the user's status line is backed up and restored, ours never chained.
     const std::pair<QByteArray, bool> cases[] = {
         // %OURS%: the hook's quoted path; the flag: foreign
         {"{}", false},
@@ -170,10 +126,7 @@ TEST_F(InstallerTest, InstallThenUninstallKeepsEveryOtherMemberAndRestoresTheSta
     EXPECT_EQ(std::tuple(readFile(s.settingsPath()), anyFileLeft(s),
                          QFileInfo::exists(s.rateLimitCachePath())),
               std::tuple(replaced, false, true));
-}
-
-// Settings not a JSON object or a missing helper leave all byte for byte; links stay links.
-TEST_F(InstallerTest, SettingsThatCannotBeRewrittenSafelyAreLeftByteForByte) {
+    // Settings not a JSON object or a missing helper leave all byte for byte; links stay links.
     const QByteArray texts[] = {"[1, 2, 3]\n",    "\"just a string\"", "{\"a\": 1,", "",
                                 "{\"n\": 1e400}", "\xff\xfe{}"};
     for (const QByteArray& text : texts) {
@@ -199,7 +152,7 @@ TEST_F(InstallerTest, SettingsThatCannotBeRewrittenSafelyAreLeftByteForByte) {
     EXPECT_THROW(noHelper.install(), HookHelperMissingError);
     EXPECT_TRUE(readFile(noHelper.settingsPath()) == R"({"a":1})" &&
                 !QFileInfo::exists(noHelper.hookScriptPath()));
-    const auto s = installer();
+    installer();
     const QString real = home.filePath("dotfiles/claude-settings.json");
     writeFile(real, R"({"theme":"dark"})");
     QDir().mkpath(QFileInfo(s.settingsPath()).path());
@@ -211,10 +164,35 @@ TEST_F(InstallerTest, SettingsThatCannotBeRewrittenSafelyAreLeftByteForByte) {
     EXPECT_EQ(readJsonObject(real), QJsonObject({{"theme", "dark"}}));
 }
 
-// Saves the limits privately and prints what is left, after the user's own line given the same
-// input.
-TEST_F(HookTest, SavesTheRateLimitsAndPrintsTheRemainingShareAfterThePreviousLine) {
+// The hook prints what is left after the user's own line; racing hooks never tear the cache.
+TEST_F(HookTest, SavesTheLimitsPrintsWhatIsLeftAfterThePreviousLineAndNeverTearsTheCache) {
+    const auto statusInput = [](const QByteArray& rateLimits) {
+        return R"({"session_id":"5c1d","transcript_path":"/tmp/t.jsonl","cwd":"/src",)"
+               R"("model":{"id":"claude-opus","display_name":"Opus"},)"
+               R"("workspace":{"current_dir":"/src","project_dir":"/src"},)"
+               R"("version":"2.1.0","cost":{"total_cost_usd":0.01})" +
+               (rateLimits.isEmpty() ? QByteArray() : R"(,"rate_limits":)" + rateLimits) + "}\n";
+    };
+    const auto fiveHour = [](const QByteArray& used) {
+        return R"({"five_hour":{"used_percentage":)" + used + "}}";
+    };
+    const auto left = [](const QByteArray& remaining) {
+        return QString("Lumora \u00B7 Claude Code %1% left\n").arg(remaining);
+    };
+    const auto s = installer();
     s.install();
+    const auto command = [&] {
+        return readJsonObject(s.settingsPath()).value("statusLine")["command"].toString();
+    };
+    const auto run = [&](const QByteArray& input) {
+        const CommandOutcome hook = runProgram("/bin/sh", {"-c", command()}, input);
+        EXPECT_EQ(std::tuple(hook.exitCode, hook.err), std::tuple(0, QString()));
+        return hook.out;
+    };
+    const auto leftovers = [&] {
+        return QDir(s.dataFolderPath())
+            .entryList({"*.tmp*", "*.XXXXXX", "claude-rate-limits.json.*"}, QDir::Files);
+    };
     const QByteArray limits = R"({"five_hour":{"used_percentage":42,"resets_at":1900000000},)"
                               R"("seven_day":{"used_percentage":7.5,"resets_at":1900500000}})";
     EXPECT_EQ(run(statusInput(limits)), left("58"));
@@ -234,6 +212,25 @@ TEST_F(HookTest, SavesTheRateLimitsAndPrintsTheRemainingShareAfterThePreviousLin
         EXPECT_EQ(readFile(s.rateLimitCachePath()), fiveHour("25"));
         EXPECT_TRUE(leftovers().isEmpty()) << leftovers().join(' ').toStdString();
     }
+    const CommandOutcome race =
+        runProgram("/bin/sh", {"-c", R"(
+        (reads=0 bad=0
+         until [ -e "$4" ]; do reads=$((reads + 1))
+             "$3" extract five_hour json -o - "$2" > /dev/null || bad=$((bad + 1))
+         done; echo "$reads reads, $bad bad") &
+        for i in $(seq 0 49); do
+            pad=$(head -c $((i * 997)) /dev/zero | tr '\0' x)
+            printf '{"rate_limits":{"five_hour":{"used_percentage":%d},"pad":"%s"}}\n' $i "$pad" |
+                sh -c "$1" > /dev/null & hooks="$hooks $!"
+        done
+        wait $hooks && touch "$4" && wait)",
+                               "race", command(), s.rateLimitCachePath(),
+                               builtExecutable("lumora-json"), home.filePath("done")});
+    EXPECT_EQ(race.exitCode, 0) << race.err.toStdString();
+    EXPECT_TRUE(race.out.endsWith(" reads, 0 bad\n") && !race.out.startsWith("0 "))
+        << race.out.toStdString();
+    EXPECT_EQ(std::tuple(leftovers(), fileMode(s.rateLimitCachePath())),
+              std::tuple(QStringList(), 0600));
     s.uninstall();
     const QString seen = home.filePath("seen.json");
     writeFile(s.settingsPath(), R"({"statusLine":{"type":"command","command":"cat > ')" +
@@ -244,32 +241,4 @@ TEST_F(HookTest, SavesTheRateLimitsAndPrintsTheRemainingShareAfterThePreviousLin
     EXPECT_EQ(run(input), "main \U0001F33F\n" + left("58"));
     EXPECT_EQ(readFile(seen), input); // byte for byte, final line break included
     EXPECT_EQ(run(statusInput({})), "main \U0001F33F\n"); // no figures: only the user's own line
-}
-
-// Fifty hooks writing caches of different sizes at once never expose a torn file to a reader.
-TEST_F(HookTest, ConcurrentRunsNeverExposeAPartialCache) {
-    s.install();
-    run(statusInput(fiveHour("1")));
-    const CommandOutcome race =
-        runProgram("/bin/sh", {"-c", R"(
-        (reads=0 bad=0
-         until [ -e "$4" ]; do
-             reads=$((reads + 1))
-             "$3" extract five_hour json -o - "$2" > /dev/null || bad=$((bad + 1))
-         done
-         echo "$reads reads, $bad bad") &
-        for i in $(seq 0 49); do
-            pad=$(head -c $((i * 997)) /dev/zero | tr '\0' x)
-            printf '{"rate_limits":{"five_hour":{"used_percentage":%d},"pad":"%s"}}\n' $i "$pad" |
-                sh -c "$1" > /dev/null &
-            hooks="$hooks $!"
-        done
-        wait $hooks && touch "$4" && wait)",
-                               "race", command(), s.rateLimitCachePath(),
-                               builtExecutable("lumora-json"), home.filePath("done")});
-    EXPECT_EQ(race.exitCode, 0) << race.err.toStdString();
-    EXPECT_TRUE(race.out.endsWith(" reads, 0 bad\n") && !race.out.startsWith("0 "))
-        << race.out.toStdString();
-    EXPECT_TRUE(leftovers().isEmpty()) << leftovers().join(' ').toStdString();
-    EXPECT_EQ(fileMode(s.rateLimitCachePath()), 0600);
 }
