@@ -124,8 +124,8 @@ bool FakeNotificationService::registerOn(QDBusConnection connection) {
 
 QStringList FakeNotificationService::summaries() const {
     QStringList all;
-    for (const Received& notification : received) {
-        all.append(notification.summary);
+    for (const QVariantList& notification : received) {
+        all.append(notification[3].toString());
     }
     return all;
 }

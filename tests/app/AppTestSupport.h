@@ -72,10 +72,7 @@ public:
         m_opened.wait(locker, [this] { return !m_closed; });
         --m_waiting;
     }
-    int waiting() const {
-        std::unique_lock locker(m_mutex);
-        return m_waiting;
-    }
+    int waiting() const { return m_waiting; }
 
 private:
     void set(bool closed) {
@@ -83,10 +80,10 @@ private:
         m_closed = closed;
         m_opened.notify_all();
     }
-    mutable std::mutex m_mutex;
+    std::mutex m_mutex;
     std::condition_variable m_opened;
     bool m_closed = false;
-    int m_waiting = 0;
+    std::atomic<int> m_waiting{0};
 };
 
 // What a fake provider answers, safe to use from pool threads. Readiness answers are given in
@@ -105,8 +102,8 @@ public:
     UsageSnapshot fetch(bool forceLive) {
         fetchGate.pass();
         ++m_fetches;
-        std::unique_lock locker(m_mutex);
         m_lastForceLive = forceLive;
+        std::unique_lock locker(m_mutex);
         return m_snapshot;
     }
     LocalProviderReadiness readiness() {
@@ -119,17 +116,14 @@ public:
     }
     int fetches() const { return m_fetches; }
     int readinessChecks() const { return m_readinessChecks; }
-    std::optional<bool> lastForceLive() const {
-        std::unique_lock locker(m_mutex);
-        return m_lastForceLive;
-    }
+    std::optional<bool> lastForceLive() const { return m_lastForceLive; }
     Gate fetchGate, readinessGate;
 
 private:
     mutable std::mutex m_mutex;
     UsageSnapshot m_snapshot;
     std::deque<LocalProviderReadiness> m_readiness{LocalProviderReadiness::ready()};
-    std::optional<bool> m_lastForceLive;
+    std::atomic<std::optional<bool>> m_lastForceLive;
     std::atomic<int> m_fetches{0}, m_readinessChecks{0};
 };
 
@@ -198,17 +192,8 @@ public:
 class FakeNotificationService : public QObject {
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "org.freedesktop.Notifications")
-
 public:
-    struct Received {
-        QString appName;
-        uint replacesId;
-        QString icon, summary, body;
-        QStringList actions;
-        QVariantMap hints;
-        int expireTimeout;
-    };
-    QList<Received> received;
+    QList<QVariantList> received; // the arguments of each Notify, in order
     QStringList capabilities{"body", "actions"};
     bool registerOn(QDBusConnection connection); // the service's name and object
     QStringList summaries() const;

@@ -120,16 +120,17 @@ TEST(NotificationBusTest, AlertsNeedTheServiceEachStateIsToldOnceAndTakeABreakOp
     refreshTo(claude(Availability::ready, 0.1), codex(Availability::limited, 0.85));
     refreshTo(claude(Availability::ready, 0.1), codex(Availability::limited, 0.85));
     ASSERT_EQ(service.received.size(), 4);
-    const auto& n = service.received[0]; // a new one each time, replacing none
-    EXPECT_EQ(std::tuple(n.appName, n.icon, n.body, n.hints["sound-name"], n.hints["desktop-entry"],
-                         n.expireTimeout, n.replacesId + service.received[3].replacesId),
-              std::tuple(QString("Lumora"), QString("lumora"),
-                         "Expected reset: " +
-                             QLocale::system().toString(reset.time(), QLocale::ShortFormat),
-                         QVariant("message-new-instant"), QVariant("lumora"), -1, 0u));
+    const QVariantList& n = service.received[0]; // a new one each time, replacing none
+    EXPECT_EQ(std::tuple(n[0], n[2], n[4], n[6].toMap()["sound-name"],
+                         n[6].toMap()["desktop-entry"], n[7],
+                         n[1].toUInt() + service.received[3][1].toUInt()),
+              std::tuple(QVariant("Lumora"), QVariant("lumora"),
+                         QVariant("Expected reset: " +
+                                  QLocale::system().toString(reset.time(), QLocale::ShortFormat)),
+                         QVariant("message-new-instant"), QVariant("lumora"), QVariant(-1), 0u));
     QStringList told; // the warning and the limit offer a break; the reset does not
-    for (const auto& notification : service.received) {
-        told << notification.summary + " " + notification.actions.join(',');
+    for (const QVariantList& notification : service.received) {
+        told << notification[3].toString() + " " + notification[5].toStringList().join(',');
     }
     EXPECT_EQ(told, QStringList({"Claude Code usage reached 80% take-a-break,Take a Break",
                                  "Claude Code is resting take-a-break,Take a Break",
