@@ -25,9 +25,6 @@ protected:
         timing.connectionChecks = 90;
         return h.makeModel(timing);
     }
-    QJsonObject claudeSettings() const {
-        return readJsonObject(h.home.filePath(".claude/settings.json"));
-    }
 
     ModelHarness h;
     ProviderScript& claude = *h.claude->script;
@@ -43,10 +40,6 @@ Kind claudeState(const AppModel& m) {
 }
 Kind codexState(const AppModel& m) {
     return m.connections()->codexConnectionState().kind();
-}
-
-void refresh(AppModel& model, bool forceClaudeLive = false) {
-    ASSERT_TRUE(waitFor(model.refresh(forceClaudeLive)));
 }
 
 QString check(AppModel& model, bool userInitiated) { // runs one check, returns the status line
@@ -73,8 +66,6 @@ TEST_F(ConnectionFlowTest, ReadinessVerdictsAndClaudeCodesMessagesSetTheStates) 
                             m->connections()->codexConnectionState()),
                   std::pair(forClaude, forCodex));
     }
-    settle();
-    EXPECT_FALSE(h.storedPreference("providerEnabled"));
     codex.setSnapshot(usage("codex", Availability::ready, 0.25));
     m->handleClaudeReadiness(Readiness::ready());
     m->handleCodexReadiness(Readiness::ready());
@@ -144,12 +135,11 @@ TEST_F(ConnectionFlowTest, TheRealHookIsInstalledAndRemovedAndAFailureKeepsTheSe
     EXPECT_FALSE(real->statusLineInstaller().isInstalled());
     m.continueClaudeSetup();
     ASSERT_TRUE(waitUntil([&] { return m.preferences()->claudeEnabled() && !m.isRefreshing(); }));
-    EXPECT_TRUE(
-        real->statusLineInstaller().isInstalled() &&
-        claudeSettings().value("statusLine")["command"].toString().contains("statusline.sh") &&
-        claudeSettings().value("theme") == QJsonValue("dark"));
+    const QJsonObject hooked = readJsonObject(settings);
+    EXPECT_TRUE(real->statusLineInstaller().isInstalled() && hooked["theme"] == "dark" &&
+                hooked["statusLine"]["command"].toString().contains("statusline.sh"));
     ASSERT_TRUE(waitFor(m.disconnectClaude()));
-    EXPECT_EQ(std::tuple(real->statusLineInstaller().isInstalled(), claudeSettings(),
+    EXPECT_EQ(std::tuple(real->statusLineInstaller().isInstalled(), readJsonObject(settings),
                          *h.storedPreference("providerEnabled"), claudeState(m),
                          *m.snapshot().statusMessage),
               std::tuple(false, QJsonObject({{"theme", "dark"}}), QJsonValue(false),
@@ -225,17 +215,20 @@ TEST_F(ConnectionFlowTest, MonitorsEndOnTheirVerdictAfterTheLastCheckOrWhenSwitc
 // cannot follow: a fixture of its own keeps it out of the sanitizer run.
 using RealCodexSignInTest = ModelTest;
 
-// Signing in to a real `codex` child is watched until it answers with figures.
-TEST_F(RealCodexSignInTest, IsWatchedUntilTheToolIsReady) {
-    const QString tool = h.home.filePath("tools/codex"); // signed out until a file appears
-    const QString signedIn = h.home.filePath("signed-in");
-    writeScript(tool, fakeCodex("[ -e '" + signedIn.toUtf8() + "' ]",
-                                answeringAppServer(R"({"id":2,"result":{"rateLimits":)"
-                                                   R"({"primary":{"usedPercent":42,)"
-                                                   R"("windowDurationMins":300}}}})")));
-    CodexUsageProvider::Options options;
+// Signing in to a real `codex` child is watched until it answers with figures; then a thousand
+// refreshes through the real providers and that `codex`: nothing kept grows.
+TEST_F(RealCodexSignInTest, IsWatchedUntilTheToolIsReadyAndAThousandRefreshesKeepNothing) {
+    const QString percent = h.home.filePath("percent"), signedIn = h.home.filePath("signed-in");
+    CodexUsageProvider::Options options; // signed out until a file appears, answers `percent`
     options.homeDirectory = h.home.path();
-    options.executableOverride = tool;
+    options.executableOverride = h.home.filePath("tools/codex");
+    // The answer leaves answeringAppServer's quotes to read the file.
+    const QByteArray answer =
+        R"x({"id":2,"result":{"rateLimits":{"primary":{"usedPercent":'"$(cat ')x" +
+        percent.toUtf8() + R"x(')"',"windowDurationMins":300,"resetsAt":1900000000}}}})x";
+    writeScript(*options.executableOverride,
+                fakeCodex("[ -e '" + signedIn.toUtf8() + "' ]", answeringAppServer(answer)));
+    writeFile(percent, "42");
     AppTiming timing;
     timing.connectionCheckInterval = std::chrono::milliseconds(20);
     AppModel::Services services = h.services(timing);
@@ -253,6 +246,35 @@ TEST_F(RealCodexSignInTest, IsWatchedUntilTheToolIsReady) {
     }));
     EXPECT_EQ(std::pair(codexState(m), m.menuBarDisplayText()),
               std::pair(Kind::disconnected, QString("Codex 58%")));
+    h.useRealClaude(true);
+    h.enableBoth();
+    h.storePreference("showClaudeInMenuBar", true);
+    h.storePreference("alertsEnabled", true);
+    services = h.services();
+    services.codexProvider = std::make_shared<CodexUsageProvider>(options);
+    AppModel model(services);
+    qsizetype descriptors = 0;
+    qint64 memory = 0;
+    for (int round = 0; round < 1000; ++round) {
+        // Usage swings across 80% and the limit, so notifications are decided and sent too.
+        const int used = (round * 37) % 101;
+        writeFile(percent, QByteArray::number(used));
+        writeFile(h.data("claude-rate-limits.json"),
+                  R"({"five_hour":{"used_percentage":)" + QByteArray::number(100 - used) + "}}");
+        ASSERT_TRUE(waitFor(model.refresh(round % 2 == 0))) << "round " << round;
+        ASSERT_EQ(model.codexSnapshot().statusMessage, std::nullopt) << "round " << round;
+        if (round == 99) {
+            settle();
+            descriptors = openFileDescriptorCount();
+            memory = residentMemoryBytes();
+        }
+    }
+    settle();
+    EXPECT_TRUE(openFileDescriptorCount() == descriptors && childProcesses().isEmpty() &&
+                h.notifier->sent.size() > 100);
+    // Nine hundred more refreshes may not cost more than a few pages of allocator slack.
+    EXPECT_TRUE(!residentMemoryIsMeaningful || residentMemoryBytes() - memory < 4 * 1024 * 1024)
+        << (residentMemoryBytes() - memory) / 1024 << " KiB more";
 }
 
 // Both off, a refresh fetches, caches and tells nothing; started twice, one loop of each runs.
@@ -264,7 +286,7 @@ TEST_F(RefreshTest, BothProvidersOffGiveDisconnectedSnapshotsAndStartRunsOneLoop
         return *model->snapshot().statusMessage + " | " + *model->codexSnapshot().statusMessage;
     };
     EXPECT_EQ(texts(), "Claude Code status is unavailable. | Codex status is unavailable.");
-    refresh(*model);
+    ASSERT_TRUE(waitFor(model->refresh(false)));
     EXPECT_EQ(std::tuple(texts(), model->snapshot().availability,
                          claude.fetches() + h.codex->script->fetches() + h.notifier->sent.size()),
               std::tuple(QString("Claude Code is disconnected. | Codex is disconnected."),
@@ -308,7 +330,7 @@ TEST_F(RefreshTest, ARefreshDuringARefreshIsDroppedAndALateResultNeverReachesADe
         std::tuple(1, std::optional(false),
                    QStringList({"refreshing", "claude, codex still Codex status is unavailable.",
                                 "codex, claude already new", "done"})));
-    refresh(*model, true); // once finished, the next one runs
+    ASSERT_TRUE(waitFor(model->refresh(true))); // once finished, the next one runs
     EXPECT_EQ(std::pair(claude.fetches(), claude.lastForceLive()),
               std::pair(2, std::optional(true)));
     const QByteArray cached = readFile(claudeCache);
@@ -342,7 +364,7 @@ TEST_F(RefreshTest, CachedSnapshotsLoadAndOnlySnapshotsWithAVerdictAreSaved) {
     EXPECT_EQ(std::tuple(model->snapshot(), model->codexSnapshot().source,
                          model->codexSnapshot().confidence),
               std::tuple(expected, SnapshotSource::localCache, Confidence::lastKnown));
-    refresh(*model); // the failed refresh keeps Codex's byte for byte
+    ASSERT_TRUE(waitFor(model->refresh(false))); // the failed refresh keeps Codex's byte for byte
     EXPECT_EQ(std::pair(SnapshotCache("claude-code", claudeCache).load(), readFile(codexCache)),
               std::pair(std::optional(fetched), earlierCodex));
     QFile::remove(claudeCache);
@@ -350,15 +372,15 @@ TEST_F(RefreshTest, CachedSnapshotsLoadAndOnlySnapshotsWithAVerdictAreSaved) {
     model->preferences()->setAlertsEnabled(true);
     claude.setSnapshot(usage("claude-code", Availability::limited, 0.9));
     settle();
-    refresh(*model);
+    ASSERT_TRUE(waitFor(model->refresh(false)));
     EXPECT_EQ(h.notifier->sent.size(), 1); // the notifications still went out
 }
 
-// The title by age, then availability; the panel text from the real hook, rounded, in order.
+// The title by age (stale after 300 seconds), then availability; the panel text from the real
+// hook, rounded, in order.
 TEST(StatusTitle, DependsOnAgeThenAvailabilityAndTheRealProviderFeedsThePanelText) {
     const QDateTime now = QDateTime::currentDateTimeUtc();
     const std::tuple<int, Availability, const char*> rows[] = {
-        // age in seconds: stale after 300
         {301, Availability::blocked, "Codex usage needs sync"},
         {300, Availability::blocked, "Codex is resting"}, // exactly at the limit: current
         {0, Availability::unknown, "Status unavailable"}};
@@ -389,7 +411,7 @@ TEST(StatusTitle, DependsOnAgeThenAvailabilityAndTheRealProviderFeedsThePanelTex
         EXPECT_TRUE(waitUntil([&] { return model.menuBarDisplayText() == label; }))
             << model.menuBarDisplayText().toStdString();
     }
-    refresh(model, true);
+    ASSERT_TRUE(waitFor(model.refresh(true)));
     EXPECT_EQ(model.menuBarDisplayText() + " | " + model.statusTitle(model.snapshot()),
               "Claude Code 58% | Claude Code is available");
     EXPECT_TRUE(SnapshotCache("claude-code", h.data("claude-code-snapshot.json")).load());
@@ -467,47 +489,4 @@ TEST(UpdateCheckTest, BackgroundChecksAreQuietUserChecksSayWhyOneRunsAtATimeAndT
               std::pair(true, QString("2.5.0")));
     settle();
     EXPECT_FALSE(QFile::exists(h.preferencesPath()));
-}
-
-// A thousand refreshes through the real providers and a fake `codex`: nothing kept grows.
-TEST(ModelSoak, AThousandRefreshesKeepMemoryAndFileDescriptorsFlat) {
-    ModelHarness h;
-    const QString percent = h.home.filePath("percent"); // what the fake codex answers
-    CodexUsageProvider::Options options;
-    options.homeDirectory = h.home.path();
-    options.executableOverride = h.home.filePath("tools/codex");
-    // The answer leaves answeringAppServer's quotes to read the file.
-    const QByteArray answer =
-        R"x({"id":2,"result":{"rateLimits":{"primary":{"usedPercent":'"$(cat ')x" +
-        percent.toUtf8() + R"x(')"',"windowDurationMins":300,"resetsAt":1900000000}}}})x";
-    writeScript(*options.executableOverride, fakeCodex("exit 0", answeringAppServer(answer)));
-    h.useRealClaude(true);
-    h.enableBoth();
-    h.storePreference("showClaudeInMenuBar", true);
-    h.storePreference("alertsEnabled", true);
-    AppModel::Services services = h.services();
-    services.codexProvider = std::make_shared<CodexUsageProvider>(options);
-    AppModel model(services);
-    qsizetype descriptors = 0;
-    qint64 memory = 0;
-    for (int round = 0; round < 1000; ++round) {
-        // Usage swings across 80% and the limit, so notifications are decided and sent too.
-        const int used = (round * 37) % 101;
-        writeFile(percent, QByteArray::number(used));
-        writeFile(h.data("claude-rate-limits.json"),
-                  R"({"five_hour":{"used_percentage":)" + QByteArray::number(100 - used) + "}}");
-        ASSERT_TRUE(waitFor(model.refresh(round % 2 == 0))) << "round " << round;
-        ASSERT_EQ(model.codexSnapshot().statusMessage, std::nullopt) << "round " << round;
-        if (round == 99) {
-            settle();
-            descriptors = openFileDescriptorCount();
-            memory = residentMemoryBytes();
-        }
-    }
-    settle();
-    EXPECT_TRUE(openFileDescriptorCount() == descriptors && childProcesses().isEmpty() &&
-                h.notifier->sent.size() > 100);
-    // Nine hundred more refreshes may not cost more than a few pages of allocator slack.
-    EXPECT_TRUE(!residentMemoryIsMeaningful || residentMemoryBytes() - memory < 4 * 1024 * 1024)
-        << (residentMemoryBytes() - memory) / 1024 << " KiB more";
 }
