@@ -146,34 +146,8 @@ TEST_F(ConnectionFlowTest, TheRealHookIsInstalledAndRemovedAndAFailureKeepsTheSe
                          Kind::disconnected, QString("Claude Code is disconnected.")));
 }
 
-// The browser opens the right page, Codex's sign-in a terminal; a monitor then watches.
-TEST_F(ConnectionFlowTest, SetUpSendsTheUserToTheRightPlaceAndWatches) {
-    const auto m = model();
-    claude.setReadiness({Readiness::executableMissing()});
-    codex.setReadiness({Readiness::executableMissing()});
-    codex.readinessGate.close(); // keep the Codex monitor waiting
-    m->handleClaudeReadiness(Readiness::loginRequired());
-    m->continueClaudeSetup();
-    EXPECT_EQ(std::pair(claudeState(*m), m->connections()->isClaudeMonitorRunning()),
-              std::pair(Kind::waiting, true));
-    m->handleClaudeReadiness(Readiness::executableMissing());
-    m->continueClaudeSetup();
-    m->handleCodexReadiness(Readiness::executableMissing());
-    m->continueCodexSetup();
-    EXPECT_EQ(std::tuple(codexState(*m), h.desktop->terminalsStarted, h.desktop->openedUrls),
-              std::tuple(Kind::waiting, 0,
-                         QList<QUrl>({QUrl("https://code.claude.com/docs/en/authentication"),
-                                      QUrl("https://code.claude.com/docs/en/setup"),
-                                      QUrl("https://openai.com/codex/")})));
-    m->handleCodexReadiness(Readiness::loginRequired());
-    m->continueCodexSetup();
-    EXPECT_EQ(std::tuple(*h.desktop->clipboard, h.desktop->terminalsStarted, codexState(*m),
-                         m->connections()->isCodexMonitorRunning()),
-              std::tuple(QString("codex login"), 1, Kind::waiting, true));
-    codex.readinessGate.open();
-}
-
-// Monitors end on their verdict, after the last check, or switched off (a late "ready" too).
+// Monitors end on their verdict, after the last check, or switched off (a late "ready" too); set-up
+// sends the user to the right page, Codex's sign-in to a terminal, and a monitor then watches.
 TEST_F(ConnectionFlowTest, MonitorsEndOnTheirVerdictAfterTheLastCheckOrWhenSwitchedOff) {
     const auto m = model(); // Claude Code's ends on anything but a missing tool, Codex's on ready
     claude.setReadiness({Readiness::executableMissing(), Readiness::executableMissing(),
@@ -209,6 +183,29 @@ TEST_F(ConnectionFlowTest, MonitorsEndOnTheirVerdictAfterTheLastCheckOrWhenSwitc
     settle();
     EXPECT_EQ(std::pair(codex.readinessChecks(), gives->preferences()->codexEnabled()),
               std::pair(3 + 90 + 1, false));
+    const auto sends = model(); // set-up sends the user on and watches
+    claude.setReadiness({Readiness::executableMissing()});
+    codex.setReadiness({Readiness::executableMissing()});
+    codex.readinessGate.close(); // keep the Codex monitor waiting
+    sends->handleClaudeReadiness(Readiness::loginRequired());
+    sends->continueClaudeSetup();
+    EXPECT_EQ(std::pair(claudeState(*sends), sends->connections()->isClaudeMonitorRunning()),
+              std::pair(Kind::waiting, true));
+    sends->handleClaudeReadiness(Readiness::executableMissing());
+    sends->continueClaudeSetup();
+    sends->handleCodexReadiness(Readiness::executableMissing());
+    sends->continueCodexSetup();
+    EXPECT_EQ(std::tuple(codexState(*sends), h.desktop->terminalsStarted, h.desktop->openedUrls),
+              std::tuple(Kind::waiting, 2, // the two sign-ins above
+                         QList<QUrl>({QUrl("https://code.claude.com/docs/en/authentication"),
+                                      QUrl("https://code.claude.com/docs/en/setup"),
+                                      QUrl("https://openai.com/codex/")})));
+    sends->handleCodexReadiness(Readiness::loginRequired());
+    sends->continueCodexSetup();
+    EXPECT_EQ(std::tuple(*h.desktop->clipboard, h.desktop->terminalsStarted, codexState(*sends),
+                         sends->connections()->isCodexMonitorRunning()),
+              std::tuple(QString("codex login"), 3, Kind::waiting, true));
+    codex.readinessGate.open();
 }
 
 // The real provider starts `codex` from the pool with vfork semantics, which ThreadSanitizer
