@@ -100,69 +100,27 @@ TEST(PreferencesTest, ReadKeyByKeyWithoutWritingAndEveryAssignmentWritesItsKey) 
                         QJsonValue(QJsonArray{"claude-code", "codex"})));
 }
 
-// Another process's writes are kept, a corrupt or unwritable file never blocks, XDG is honoured.
-TEST(JsonFilePreferencesStore, WritesKeepWhatAnotherProcessStoredMeanwhile) {
+// The preferences file keeps another process's writes and never blocks; the autostart entry is
+// valid for this very executable and read as the user left it; $TERMINAL, then the system's
+// default, then the usual terminals start; XDG is honoured.
+TEST(DesktopAdapters, PreferencesFileAutostartEntryAndTerminalOnATemporaryHome) {
     TemporaryHome home;
-    const QString path = preferencesFilePath(home.path());
-    JsonFilePreferencesStore app(path);
-    JsonFilePreferencesStore(path).setValue("codexEnabled", true); // the command line, meanwhile
+    const QString prefs = preferencesFilePath(home.path());
+    JsonFilePreferencesStore app(prefs);
+    JsonFilePreferencesStore(prefs).setValue("codexEnabled", true); // the command line, meanwhile
     app.setValue("alertsEnabled", true);
-    const JsonFilePreferencesStore reread(path);
-    EXPECT_TRUE(reread.boolean("codexEnabled") && reread.boolean("alertsEnabled"));
-    EXPECT_EQ(fileMode(home.filePath(".config/Lumora")), 0700);
-    writeFile(path, "{not json"); // replaced by the next write rather than blocking every later one
+    const JsonFilePreferencesStore reread(prefs);
+    EXPECT_TRUE(reread.boolean("codexEnabled") && reread.boolean("alertsEnabled") &&
+                fileMode(home.filePath(".config/Lumora")) == 0700);
+    writeFile(prefs,
+              "{not json"); // replaced by the next write rather than blocking every later one
     app.setValue("showClaudeInMenuBar", true);
-    EXPECT_TRUE(JsonFilePreferencesStore(path).boolean("showClaudeInMenuBar"));
+    EXPECT_TRUE(JsonFilePreferencesStore(prefs).boolean("showClaudeInMenuBar"));
     // A write that cannot land keeps the value for this run and throws nothing.
     writeFile(home.filePath("blocker"), "a file where the folder should be");
     JsonFilePreferencesStore blocked(home.filePath("blocker/preferences.json"));
     blocked.setValue("alertsEnabled", true);
     EXPECT_TRUE(blocked.boolean("alertsEnabled"));
-    qputenv("XDG_CONFIG_HOME", home.filePath("elsewhere").toLocal8Bit());
-    EXPECT_EQ(preferencesFilePath(home.path()), home.filePath("elsewhere/Lumora/preferences.json"));
-}
-
-// On PATH (fakes that leave a mark), $TERMINAL first, then the system's default, then the list.
-TEST(TerminalLauncher, StartsTheUsersThenTheSystemsThenTheFirstUsualTerminal) {
-    TemporaryHome home;
-    const QString bin = home.filePath("bin"), mark = home.filePath("started");
-    const QByteArray path = qgetenv("PATH");
-    qputenv("PATH", bin.toLocal8Bit());
-    qunsetenv("TERMINAL");
-    const auto install = [&](const QString& name) {
-        writeScript(bin + "/" + name, "echo " + name.toUtf8() + " > '" + mark.toUtf8() + "'\n");
-    };
-    const auto started = [&] {
-        QFile::remove(mark);
-        EXPECT_TRUE(SystemTerminalLauncher().start());
-        waitUntil([&] { return QFile::exists(mark) && !readFile(mark).isEmpty(); },
-                  std::chrono::seconds(5));
-        return QString::fromUtf8(readFile(mark)).trimmed();
-    };
-    writeFile(bin + "/kitty", "not executable");
-    EXPECT_FALSE(SystemTerminalLauncher::chosenTerminal() || SystemTerminalLauncher().start());
-    for (const char* name : {"xterm", "konsole", "gnome-terminal", "wezterm"}) {
-        install(name);
-    }
-    EXPECT_EQ(started(), "gnome-terminal");
-    qputenv("TERMINAL", "wezterm");
-    EXPECT_EQ(started(), "wezterm");
-    qputenv("TERMINAL", (bin + "/wezterm").toLocal8Bit());
-    EXPECT_EQ(SystemTerminalLauncher::chosenTerminal(), bin + "/wezterm");
-    qputenv("TERMINAL", "no-such-terminal");
-    EXPECT_EQ(SystemTerminalLauncher::chosenTerminal(), bin + "/gnome-terminal");
-    install("x-terminal-emulator");
-    EXPECT_EQ(SystemTerminalLauncher::chosenTerminal(), bin + "/x-terminal-emulator");
-    qunsetenv("TERMINAL");
-    qputenv("PATH", path);
-    QGuiApplication::clipboard()->setText("something the user copied");
-    SystemClipboard().setText("codex login");
-    EXPECT_EQ(QGuiApplication::clipboard()->text(), "codex login");
-}
-
-// A valid entry for this very executable, removed when off; read as the user left the file.
-TEST(AutostartTest, OnOffAndTheStateAsTheUserLeftIt) {
-    TemporaryHome home;
     const QString path = home.filePath(".config/autostart/lumora.desktop");
     const QString validator = QStandardPaths::findExecutable("desktop-file-validate");
     // An installation path that needs every kind of quoting an Exec line has.
@@ -187,10 +145,6 @@ TEST(AutostartTest, OnOffAndTheStateAsTheUserLeftIt) {
         // Off, and off again when already off.
         EXPECT_FALSE(entry.setEnabled(false) || QFile::exists(path) || entry.setEnabled(false));
     }
-    qputenv("XDG_CONFIG_HOME", home.filePath("elsewhere").toLocal8Bit());
-    EXPECT_EQ(AutostartEntry::defaultEntryPath(home.path()),
-              home.filePath("elsewhere/autostart/lumora.desktop"));
-    qunsetenv("XDG_CONFIG_HOME");
     const QByteArray header = "[Desktop Entry]\nType=Application\nName=Lumora\nExec=lumora\n";
     const std::pair<QByteArray, bool> cases[] = {
         {header, true},
@@ -223,6 +177,44 @@ TEST(AutostartTest, OnOffAndTheStateAsTheUserLeftIt) {
         EXPECT_TRUE(entry.setEnabled(true) && entry.isEnabled()); // rewriting needs the folder too
     }
     QFile::setPermissions(folder, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    const QString bin = home.filePath("bin"), mark = home.filePath("started");
+    const QByteArray searchPath = qgetenv("PATH");
+    qputenv("PATH", bin.toLocal8Bit());
+    qunsetenv("TERMINAL");
+    const auto install = [&](const QString& name) {
+        writeScript(bin + "/" + name, "echo " + name.toUtf8() + " > '" + mark.toUtf8() + "'\n");
+    };
+    const auto started = [&] {
+        QFile::remove(mark);
+        EXPECT_TRUE(SystemTerminalLauncher().start());
+        waitUntil([&] { return QFile::exists(mark) && !readFile(mark).isEmpty(); },
+                  std::chrono::seconds(5));
+        return QString::fromUtf8(readFile(mark)).trimmed();
+    };
+    writeFile(bin + "/kitty", "not executable");
+    EXPECT_FALSE(SystemTerminalLauncher::chosenTerminal() || SystemTerminalLauncher().start());
+    for (const char* name : {"xterm", "konsole", "gnome-terminal", "wezterm"}) {
+        install(name);
+    }
+    EXPECT_EQ(started(), "gnome-terminal");
+    qputenv("TERMINAL", "wezterm");
+    EXPECT_EQ(started(), "wezterm");
+    qputenv("TERMINAL", (bin + "/wezterm").toLocal8Bit());
+    EXPECT_EQ(SystemTerminalLauncher::chosenTerminal(), bin + "/wezterm");
+    qputenv("TERMINAL", "no-such-terminal");
+    EXPECT_EQ(SystemTerminalLauncher::chosenTerminal(), bin + "/gnome-terminal");
+    install("x-terminal-emulator");
+    EXPECT_EQ(SystemTerminalLauncher::chosenTerminal(), bin + "/x-terminal-emulator");
+    qunsetenv("TERMINAL");
+    qputenv("PATH", searchPath);
+    QGuiApplication::clipboard()->setText("something the user copied");
+    SystemClipboard().setText("codex login");
+    EXPECT_EQ(QGuiApplication::clipboard()->text(), "codex login");
+    qputenv("XDG_CONFIG_HOME", home.filePath("elsewhere").toLocal8Bit());
+    EXPECT_EQ(
+        std::pair(preferencesFilePath(home.path()), AutostartEntry::defaultEntryPath(home.path())),
+        std::pair(home.filePath("elsewhere/Lumora/preferences.json"),
+                  home.filePath("elsewhere/autostart/lumora.desktop")));
 }
 
 // A PNG or JPEG is kept byte for byte and selects the photo style; anything else changes nothing.
