@@ -68,8 +68,7 @@ TEST(UsageNotificationRules, DecideAtMostOneNotificationFromTwoSnapshots) {
             {"blocked to limited", at(A::blocked, 1.0), at(A::limited, 0.9), std::nullopt},
             {"still blocked", at(A::blocked, 1.0), at(A::blocked, 1.0), std::nullopt},
             {"blocked to unknown", at(A::blocked, 1.0), noWindow, std::nullopt},
-            {"going down", at(A::limited, 0.9), at(A::ready, 0.1), std::nullopt},
-        };
+            {"going down", at(A::limited, 0.9), at(A::ready, 0.1), std::nullopt}};
     for (const auto& [what, previous, next, expected] : rows) {
         EXPECT_EQ(usageNotification(previous, next, locale), expected) << what;
     }
@@ -191,8 +190,7 @@ TEST(UsagePaceRules, ProjectTheLimitOrTheShareLeftFromTheFiguresOfTheCurrentWind
         {"90 .95; -30 .10; 95 .99; -15 .13; 0 .16", V::leftAtReset, p + "54% left at reset", 420},
         {"0 .30", V::notEnoughData, none, -1},
         {"-9 .30; 0 .40", V::notEnoughData, none, -1},
-        {"-30 .80; 0 1", V::atLimit, "", -1},
-    };
+        {"-30 .80; 0 1", V::atLimit, "", -1}};
     for (const auto& [text, verdict, shown, limitAt] : rows) {
         SCOPED_TRACE(text);
         QList<PaceFigure> figures;

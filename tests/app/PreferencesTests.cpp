@@ -156,8 +156,7 @@ TEST(DesktopAdapters, PreferencesFileAutostartEntryAndTerminalOnATemporaryHome) 
         {header + "[Desktop Action quit]\nHidden=true\n", true}, // only the entry's own group
         {"# Hidden=true\n" + header, true},
         {QByteArray(200 * 1024, 'x'), false},
-        {header + "Hidden=true\n", false}, // then switched on: the entry is replaced
-    };
+        {header + "Hidden=true\n", false}}; // then switched on: the entry is replaced
     for (const auto& [content, enabled] : cases) {
         writeFile(path, content);
         EXPECT_EQ(entry.isEnabled(), enabled) << content.left(200).toStdString();
