@@ -197,8 +197,6 @@ public:
     QStringList capabilities{"body", "actions"};
     bool registerOn(QDBusConnection connection); // the service's name and object
     QStringList summaries() const;
-    void emitSignal(const QDBusConnection& connection, const QString& name,
-                    const QVariantList& arguments) const;
 
 public slots:
     uint Notify(const QString& appName, uint replacesId, const QString& icon,

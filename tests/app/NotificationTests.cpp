@@ -24,10 +24,6 @@ UsageSnapshot codex(Availability availability, std::optional<double> ratio,
     return usage("codex", availability, ratio, resetsAt);
 }
 
-UsageSnapshot claude(Availability availability, double ratio) {
-    return usage("claude-code", availability, ratio);
-}
-
 const QDateTime now = QDateTime::fromSecsSinceEpoch(1'790'000'000, Qt::UTC);
 QDateTime at(int minutes) {
     return now.addSecs(60 * minutes);
@@ -85,8 +81,15 @@ TEST(NotificationBusTest, AlertsNeedTheServiceEachStateIsToldOnceAndTakeABreakOp
     QDBusConnection client = bus.connect("client"), serviceBus = bus.connect("service");
     FakeNotificationService service;
     ModelHarness h;
+    const auto raise = [&](const QDBusConnection& from, const char* name,
+                           const QVariantList& args) {
+        QDBusMessage signal = QDBusMessage::createSignal("/org/freedesktop/Notifications",
+                                                         "org.freedesktop.Notifications", name);
+        signal.setArguments(args);
+        EXPECT_TRUE(from.send(signal));
+    };
     const auto press = [&](uint id, const QString& key = "take-a-break") {
-        service.emitSignal(serviceBus, "ActionInvoked", {id, key});
+        raise(serviceBus, "ActionInvoked", {id, key});
     };
     DBusNotifier alone(client); // no service: sending finishes quietly
     EXPECT_FALSE(granted(alone.requestAuthorization()));
@@ -115,9 +118,9 @@ TEST(NotificationBusTest, AlertsNeedTheServiceEachStateIsToldOnceAndTakeABreakOp
     const QDateTime reset = QDateTime::currentDateTime().addSecs(7200);
     refreshTo(usage("claude-code", Availability::limited, 0.9, reset),
               codex(Availability::ready, 0.2));
-    refreshTo(claude(Availability::blocked, 1.0), codex(Availability::limited, 0.85));
-    refreshTo(claude(Availability::ready, 0.1), codex(Availability::limited, 0.85));
-    refreshTo(claude(Availability::ready, 0.1), codex(Availability::limited, 0.85));
+    refreshTo(usage("claude-code", Availability::blocked, 1.0), codex(Availability::limited, 0.85));
+    refreshTo(usage("claude-code", Availability::ready, 0.1), codex(Availability::limited, 0.85));
+    refreshTo(usage("claude-code", Availability::ready, 0.1), codex(Availability::limited, 0.85));
     ASSERT_EQ(service.received.size(), 4);
     const QVariantList& n = service.received[0]; // a new one each time, replacing none
     EXPECT_EQ(std::tuple(n[0], n[2], n[4], n[6].toMap()["sound-name"],
@@ -138,10 +141,10 @@ TEST(NotificationBusTest, AlertsNeedTheServiceEachStateIsToldOnceAndTakeABreakOp
     // Ignored: no button, another key, closed, another application's, not from the service.
     press(4);
     press(1, "default");
-    service.emitSignal(serviceBus, "NotificationClosed", {2u, 2u});
+    raise(serviceBus, "NotificationClosed", {2u, 2u});
     press(2);
     press(99);
-    service.emitSignal(client, "ActionInvoked", {1u, "take-a-break"});
+    raise(client, "ActionInvoked", {1u, "take-a-break"});
     // Whatever the service sent before has reached the client: a later answer travels behind it.
     EXPECT_TRUE(granted(DBusNotifier(client).requestAuthorization()));
     settle();
