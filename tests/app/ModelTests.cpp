@@ -415,8 +415,6 @@ TEST(StatusTitle, DependsOnAgeThenAvailabilityAndTheRealProviderFeedsThePanelTex
     model.preferences()->setCodexEnabled(true);
     model.swapProviders("codex", "claude-code");
     EXPECT_EQ(model.menuBarDisplayText(), "Claude Code 58% \u00B7 Codex --%");
-    model.preferences()->setShowClaudeInMenuBar(false);
-    EXPECT_EQ(model.menuBarDisplayText(), "Codex --%");
 }
 
 // Background checks are quiet on failure, a user's says why, one runs at a time; the loop repeats
@@ -432,8 +430,7 @@ TEST(UpdateCheckTest, BackgroundChecksAreQuietUserChecksSayWhyOneRunsAtATimeAndT
     FakeUpdateChecker& checker = *h.updateChecker;
     const auto model = h.makeModel();
     UpdateChecks& updates = *model->updates();
-    checker.offer = AppUpdateManifest{"1.2.0", QUrl("https://downloads.example/lumora-1.2.0"),
-                                      std::nullopt, std::nullopt};
+    checker.offer = AppUpdateManifest{"1.2.0", QUrl("https://dl.example/lumora-1.2.0"), {}, {}};
     EXPECT_EQ(check(*model, false) + checker.lastVersion, "Lumora 1.2.0 is available.1.0.0");
     checker.failure = "The update server did not return a valid response.";
     EXPECT_EQ(check(*model, false), "Lumora 1.2.0 is available."); // silent, the offer kept
@@ -445,14 +442,13 @@ TEST(UpdateCheckTest, BackgroundChecksAreQuietUserChecksSayWhyOneRunsAtATimeAndT
     checker.failure.reset();
     checker.offer.reset();
     EXPECT_EQ(check(*model, false), UpdateChecks::upToDateMessage);
-    model->openAvailableUpdate();
-    EXPECT_EQ(std::pair(updates.hasAvailableUpdate(), h.desktop->openedUrls.size()),
-              std::pair(false, qsizetype(0)));
+    model->openAvailableUpdate(); // none: nothing opens
+    EXPECT_TRUE(!updates.hasAvailableUpdate() && h.desktop->openedUrls.isEmpty());
     checker.gate.close();
     const QFuture<void> background = model->checkForUpdates(false);
     ASSERT_TRUE(waitUntil([&] { return checker.gate.waiting() == 1; }));
-    EXPECT_TRUE(updates.isCheckingForUpdates());
-    EXPECT_TRUE(model->checkForUpdates(true).isFinished()); // dropped at once, line untouched
+    // A user's check meanwhile is dropped at once and leaves the line untouched.
+    EXPECT_TRUE(updates.isCheckingForUpdates() && model->checkForUpdates(true).isFinished());
     EXPECT_EQ(updates.updateStatusMessage(), UpdateChecks::upToDateMessage);
     checker.gate.open();
     ASSERT_TRUE(waitFor(background));
@@ -479,11 +475,6 @@ TEST(UpdateCheckTest, BackgroundChecksAreQuietUserChecksSayWhyOneRunsAtATimeAndT
     publish("1.6.0", "http"); // a user check that meets a loop check is dropped: retried
     EXPECT_TRUE(
         waitUntil([&] { return check(looping, true) == "The update download must use HTTPS."; }));
-    // The standard services with a feed and version given (the tray's own take the build's).
-    AppModel given(
-        AppModel::Services::standard(QUrl("https://updates.example/lumora.json"), "2.5.0"));
-    EXPECT_EQ(std::pair(given.updates()->updateFeedConfigured(), given.updates()->currentVersion()),
-              std::pair(true, QString("2.5.0")));
     settle();
     EXPECT_FALSE(QFile::exists(h.preferencesPath()));
 }
