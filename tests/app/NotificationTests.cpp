@@ -156,8 +156,9 @@ TEST(NotificationBusTest, AlertsNeedTheServiceEachStateIsToldOnceAndTakeABreakOp
     EXPECT_TRUE(waitUntil([&] { return h.desktop->breakWindowsShown == 3; }));
 }
 
-// A cached blocked Codex that is ready at the first refresh: told once, with alerts on only.
-TEST(ModelNotifications, OnlyWithAlertsOnAndComparedWithTheCachedSnapshotAtStart) {
+// A cached blocked Codex that is ready at the first refresh: told once, with alerts on only; the
+// pace warning once per window; figures still show when no history can be kept.
+TEST(ModelNotifications, OnlyWithAlertsOnComparedWithTheCacheAndThePaceWarningOncePerWindow) {
     ModelHarness h;
     h.storePreference("codexEnabled", true);
     h.codex->script->setSnapshot(codex(Availability::ready, 0.05));
@@ -176,6 +177,34 @@ TEST(ModelNotifications, OnlyWithAlertsOnAndComparedWithTheCachedSnapshotAtStart
     ASSERT_TRUE(waitFor(models[1]->refresh(false)));
     EXPECT_EQ(h.notifier->sent, QStringList({"Codex is ready | You can use Codex again."}));
     EXPECT_EQ(h.notifier->authorizationRequests, 0); // reading the switch asks nothing
+    h.storePreference("providerEnabled", true);      // alerts off: only the pace warning
+    h.storePreference("alertsEnabled", false);
+    const QDateTime reset = QDateTime::currentDateTimeUtc().addSecs(3 * 3600);
+    for (int ago = 40; ago >= 10; ago -= 10) { // a store of its own for each, closed at once
+        HistoryStore(HistoryStore::defaultPath(h.home.path()), HistoryStore::Access::readWrite)
+            .record({"claude-code", Kind::session, 0.8 - ago * 0.01, reset,
+                     QDateTime::currentDateTimeUtc().addSecs(-60 * ago),
+                     SnapshotSource::officialCLI});
+    }
+    const auto model = h.makeModel();
+    for (const auto& [used, resetsAt] :
+         {std::pair(0.8, reset), {0.8, reset}, {0.05, reset.addSecs(5 * 3600)}}) {
+        h.claude->script->setSnapshot(
+            usage("claude-code", used > 0.5 ? Availability::limited : Availability::ready, used,
+                  resetsAt));
+        ASSERT_TRUE(waitFor(model->refresh(false)));
+        settle();
+    }
+    const QStringList& sent = h.notifier->sent;
+    EXPECT_TRUE(sent.size() == 2 &&
+                sent[1].startsWith("At this pace Claude Code reaches its limit"))
+        << sent.join('\n').toStdString();
+    h.storePreference("showClaudeInMenuBar", true);
+    auto services = h.services();
+    services.historyPath = "/proc/self/lumora/history.sqlite";
+    AppModel unkept(services);
+    ASSERT_TRUE(waitFor(unkept.refresh(false)));
+    EXPECT_EQ(unkept.menuBarDisplayText(), "Codex 95% \u00B7 Claude Code 95%");
 }
 
 // Reset first, limit first, idle, a reset between, the clock jumped back, too few figures, 100%.
@@ -252,36 +281,4 @@ TEST(HistoryStore, RecordsChangesAndEveryTenMinutesPrunesUpgradesAndSurvivesDama
     EXPECT_TRUE(
         HistoryStore(damaged, HistoryStore::Access::readWrite).record(codexFigure(0.5, now)));
     EXPECT_TRUE(readFile(damaged + ".corrupt").startsWith("not a database"));
-}
-
-// The pace warning comes once per window; figures still show when no history can be kept.
-TEST(UsageHistoryModel, RecordsRefreshesWarnsOncePerWindowAndShowsFiguresWithoutAHistory) {
-    ModelHarness h;
-    h.storePreference("providerEnabled", true);
-    const QDateTime reset = QDateTime::currentDateTimeUtc().addSecs(3 * 3600);
-    for (int ago = 40; ago >= 10; ago -= 10) { // a store of its own for each, closed at once
-        HistoryStore(HistoryStore::defaultPath(h.home.path()), HistoryStore::Access::readWrite)
-            .record({"claude-code", Kind::session, 0.8 - ago * 0.01, reset,
-                     QDateTime::currentDateTimeUtc().addSecs(-60 * ago),
-                     SnapshotSource::officialCLI});
-    }
-    const auto model = h.makeModel();
-    for (const auto& [used, resetsAt] :
-         {std::pair(0.8, reset), {0.8, reset}, {0.05, reset.addSecs(5 * 3600)}}) {
-        h.claude->script->setSnapshot(
-            usage("claude-code", used > 0.5 ? Availability::limited : Availability::ready, used,
-                  resetsAt));
-        ASSERT_TRUE(waitFor(model->refresh(false)));
-        settle();
-    }
-    const QStringList& sent = h.notifier->sent;
-    EXPECT_TRUE(sent.size() == 1 &&
-                sent[0].startsWith("At this pace Claude Code reaches its limit"))
-        << sent.join('\n').toStdString();
-    h.storePreference("showClaudeInMenuBar", true);
-    auto services = h.services();
-    services.historyPath = "/proc/self/lumora/history.sqlite";
-    AppModel unkept(services);
-    ASSERT_TRUE(waitFor(unkept.refresh(false)));
-    EXPECT_EQ(unkept.menuBarDisplayText(), "Claude Code 95%");
 }
