@@ -14,16 +14,14 @@ using namespace lumora::test;
 using Kind = ProviderConnectionState::Kind;
 using Readiness = LocalProviderReadiness;
 using State = ProviderConnectionState;
+using namespace std::chrono_literals;
 
 namespace {
 
 class ModelTest : public ::testing::Test {
 protected:
     std::unique_ptr<AppModel> model() const { // monitors that check every millisecond, 90 times
-        AppTiming timing;
-        timing.connectionCheckInterval = std::chrono::milliseconds(1);
-        timing.connectionChecks = 90;
-        return h.makeModel(timing);
+        return h.makeModel({.connectionCheckInterval = 1ms});
     }
 
     ModelHarness h;
@@ -226,9 +224,7 @@ TEST_F(RealCodexSignInTest, IsWatchedUntilTheToolIsReadyAndAThousandRefreshesKee
     writeScript(*options.executableOverride,
                 fakeCodex("[ -e '" + signedIn.toUtf8() + "' ]", answeringAppServer(answer)));
     writeFile(percent, "42");
-    AppTiming timing;
-    timing.connectionCheckInterval = std::chrono::milliseconds(20);
-    AppModel::Services services = h.services(timing);
+    AppModel::Services services = h.services({.connectionCheckInterval = 20ms});
     services.codexProvider = std::make_shared<CodexUsageProvider>(options);
     AppModel m(services);
     m.continueCodexSetup();
@@ -291,9 +287,7 @@ TEST_F(RefreshTest, BothProvidersOffGiveDisconnectedSnapshotsAndStartRunsOneLoop
     EXPECT_FALSE(QFile::exists(claudeCache) || QFile::exists(codexCache) || model->isRefreshing());
     h.enableBoth();
     h.updateChecker = std::make_shared<FakeUpdateChecker>();
-    AppTiming timing;
-    timing.refreshInterval = std::chrono::milliseconds(20);
-    const auto looping = h.makeModel(timing);
+    const auto looping = h.makeModel({.refreshInterval = 20ms});
     looping->start();
     looping->start();
     ASSERT_TRUE(waitUntil([&] { return h.codex->script->fetches() >= 4; }));
@@ -461,10 +455,7 @@ TEST(UpdateCheckTest, BackgroundChecksAreQuietUserChecksSayWhyOneRunsAtATimeAndT
                             .toUtf8());
     };
     publish("1.4.0", "https");
-    AppTiming timing;
-    timing.updateCheckInterval = std::chrono::milliseconds(10);
-    timing.refreshInterval = std::chrono::hours(1);
-    AppModel::Services services = h.services(timing);
+    AppModel::Services services = h.services({.refreshInterval = 1h, .updateCheckInterval = 10ms});
     services.updateChecker = std::make_shared<FeedUpdateChecker>(QUrl::fromLocalFile(feed));
     AppModel looping(services);
     looping.start();

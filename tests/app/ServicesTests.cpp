@@ -411,13 +411,11 @@ TEST(ModelNotifications, OnlyWithAlertsOnComparedWithTheCacheAndThePaceWarningOn
     ModelHarness h;
     h.storePreference("codexEnabled", true);
     h.codex->script->setSnapshot(codex(Availability::ready, 0.05));
-    AppTiming timing;
-    timing.refreshInterval = std::chrono::hours(1);
     std::unique_ptr<AppModel> models[2];
     for (int run = 0; run < 2; ++run) {
         h.storePreference("alertsEnabled", run == 1);
         SnapshotCache("codex", h.data("codex-snapshot.json")).save(codex(Availability::blocked, 1));
-        models[run] = h.makeModel(timing);
+        models[run] = h.makeModel({.refreshInterval = std::chrono::hours(1)});
         models[run]->start();
         ASSERT_TRUE(waitUntil([&] { return h.codex->script->fetches() == run + 1; }));
         settle();
