@@ -11,7 +11,6 @@
 #include <QDBusMessage>
 #include <QFile>
 #include <QFuture>
-#include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
 
@@ -245,9 +244,7 @@ public:
     QString data(const QString& name) const { return home.filePath(".local/share/Lumora/" + name); }
     // Writes one key into the preferences file, as an earlier run would have.
     void storePreference(const QString& key, const QJsonValue& value) const {
-        QJsonObject object = storedPreferences();
-        object.insert(key, value);
-        writeFile(preferencesPath(), QJsonDocument(object).toJson());
+        JsonFilePreferencesStore(preferencesPath()).setValue(key, value);
     }
     // Both providers switched on in the preferences file, answering these when given.
     void enableBoth(const std::optional<UsageSnapshot>& claudeAnswer = std::nullopt,

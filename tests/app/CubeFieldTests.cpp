@@ -123,10 +123,8 @@ TEST(CubeFieldRules, SizesGridsPhasesGlowsAndTones) {
                  metal(-0.2).red, metal(0.62 + 0.18).blue}, // tinted, clipped at 1 near white
                 {0.5, 0.5025, 0.504, 0.98, 0.998, 1, 1, 0, 0.8 * 1.008});
     for (double x = -1; x <= 2; x += 0.01) {
-        const Colour c = metal(x);
-        ASSERT_TRUE(std::min({c.red, c.green, c.blue, c.alpha}) >= 0 &&
-                    std::max({c.red, c.green, c.blue, c.alpha}) <= 1)
-            << x;
+        const auto [r, g, b, a] = metal(x);
+        ASSERT_TRUE(std::min({r, g, b, a}) >= 0 && std::max({r, g, b, a}) <= 1) << x;
     }
     expectEqual({waveBrightness(0.75 + M_PI / 2), waveBrightness(0.75 - M_PI / 2)}, {0.48, 0.32});
     // Back to front (never back up beyond the wave's reach), none on empty canvases, moved by time.

@@ -2,7 +2,6 @@
 // verdicts, set-up steps, the monitors that watch the user finish), refreshes, caches, updates.
 #include "AppTestSupport.h"
 #include "core/CodexUsageProvider.h"
-#include "core/SnapshotCache.h"
 #include "support/ProcessInspection.h"
 
 #include <QDir>
@@ -390,14 +389,13 @@ TEST(StatusTitle, DependsOnAgeThenAvailabilityAndTheRealProviderFeedsThePanelTex
     model.start();
     ASSERT_TRUE(waitUntil(
         [&] { return model.snapshot().statusMessage == ClaudeUsageProvider::sendMessageMessage; }));
+    const QString hook = real->statusLineInstaller().hookScriptPath();
     for (const double used : {85.0, 42.4}) {
         const QByteArray input = R"({"rate_limits":{"five_hour":{"used_percentage":)" +
                                  QByteArray::number(used) + R"(,"resets_at":)" +
                                  QByteArray::number(QDateTime::currentSecsSinceEpoch() + 3600) +
                                  "}}}";
-        ASSERT_EQ(
-            runProgram("/bin/sh", {real->statusLineInstaller().hookScriptPath()}, input).exitCode,
-            0);
+        ASSERT_EQ(runProgram("/bin/sh", {hook}, input).exitCode, 0);
         const QString label = QStringLiteral("Claude Code %1%").arg(qRound(100 - used));
         EXPECT_TRUE(waitUntil([&] { return model.menuBarDisplayText() == label; }))
             << model.menuBarDisplayText().toStdString();

@@ -1,12 +1,8 @@
 // Preferences, notifications and the usage history with the desktop's adapters: real files and
 // SQLite in temporary homes, the desktop's notification service on a private bus, the tray model.
 #include "AppTestSupport.h"
-#include "core/SnapshotCache.h"
 #include "history/HistoryStore.h"
-#include "model/AppPreferences.h"
-#include "model/UsageNotifications.h"
 #include "platform/Autostart.h"
-#include "platform/PreferencesStore.h"
 
 #include <QClipboard>
 #include <QDir>
