@@ -3,14 +3,11 @@
 #include "core/ClaudeUsageProvider.h"
 #include "core/Errors.h"
 #include "model/AppModel.h"
-#include "platform/DesktopServices.h"
-#include "platform/Notifier.h"
 #include "support/TestSupport.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QFile>
-#include <QFuture>
 #include <QJsonObject>
 #include <QProcess>
 

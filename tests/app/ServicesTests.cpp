@@ -222,7 +222,6 @@ TEST(DesktopAdapters, PreferencesFileAutostartEntryAndTerminalOnATemporaryHome) 
     EXPECT_EQ(SystemTerminalLauncher::chosenTerminal(), bin + "/x-terminal-emulator");
     qunsetenv("TERMINAL");
     qputenv("PATH", searchPath);
-    QGuiApplication::clipboard()->setText("something the user copied");
     SystemClipboard().setText("codex login");
     EXPECT_EQ(QGuiApplication::clipboard()->text(), "codex login");
     qputenv("XDG_CONFIG_HOME", home.filePath("elsewhere").toLocal8Bit());
@@ -356,8 +355,7 @@ TEST(NotificationBusTest, AlertsNeedTheServiceEachStateIsToldOnceAndTakeABreakOp
     settle();
     EXPECT_TRUE(model.preferences()->alertsEnabled()); // the service answered
     const auto refreshTo = [&](const UsageSnapshot& claudeAnswer, const UsageSnapshot& next) {
-        h.claude->script->setSnapshot(claudeAnswer);
-        h.codex->script->setSnapshot(next);
+        h.enableBoth(claudeAnswer, next); // both are on already
         ASSERT_TRUE(waitFor(model.refresh(false)));
     };
     const QDateTime reset = QDateTime::currentDateTime().addSecs(7200);
