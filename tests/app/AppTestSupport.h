@@ -3,15 +3,11 @@
 #include "core/ClaudeUsageProvider.h"
 #include "core/Errors.h"
 #include "model/AppModel.h"
-#include "platform/DesktopServices.h"
-#include "platform/Notifier.h"
 #include "support/TestSupport.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QFile>
-#include <QFuture>
-#include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
 
@@ -72,10 +68,7 @@ public:
         m_opened.wait(locker, [this] { return !m_closed; });
         --m_waiting;
     }
-    int waiting() const {
-        std::unique_lock locker(m_mutex);
-        return m_waiting;
-    }
+    int waiting() const { return m_waiting; }
 
 private:
     void set(bool closed) {
@@ -83,10 +76,10 @@ private:
         m_closed = closed;
         m_opened.notify_all();
     }
-    mutable std::mutex m_mutex;
+    std::mutex m_mutex;
     std::condition_variable m_opened;
     bool m_closed = false;
-    int m_waiting = 0;
+    std::atomic<int> m_waiting{0};
 };
 
 // What a fake provider answers, safe to use from pool threads. Readiness answers are given in
@@ -105,8 +98,8 @@ public:
     UsageSnapshot fetch(bool forceLive) {
         fetchGate.pass();
         ++m_fetches;
-        std::unique_lock locker(m_mutex);
         m_lastForceLive = forceLive;
+        std::unique_lock locker(m_mutex);
         return m_snapshot;
     }
     LocalProviderReadiness readiness() {
@@ -119,17 +112,14 @@ public:
     }
     int fetches() const { return m_fetches; }
     int readinessChecks() const { return m_readinessChecks; }
-    std::optional<bool> lastForceLive() const {
-        std::unique_lock locker(m_mutex);
-        return m_lastForceLive;
-    }
+    std::optional<bool> lastForceLive() const { return m_lastForceLive; }
     Gate fetchGate, readinessGate;
 
 private:
     mutable std::mutex m_mutex;
     UsageSnapshot m_snapshot;
     std::deque<LocalProviderReadiness> m_readiness{LocalProviderReadiness::ready()};
-    std::optional<bool> m_lastForceLive;
+    std::atomic<std::optional<bool>> m_lastForceLive;
     std::atomic<int> m_fetches{0}, m_readinessChecks{0};
 };
 
@@ -198,22 +188,11 @@ public:
 class FakeNotificationService : public QObject {
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "org.freedesktop.Notifications")
-
 public:
-    struct Received {
-        QString appName;
-        uint replacesId;
-        QString icon, summary, body;
-        QStringList actions;
-        QVariantMap hints;
-        int expireTimeout;
-    };
-    QList<Received> received;
+    QList<QVariantList> received; // the arguments of each Notify, in order
     QStringList capabilities{"body", "actions"};
     bool registerOn(QDBusConnection connection); // the service's name and object
     QStringList summaries() const;
-    void emitSignal(const QDBusConnection& connection, const QString& name,
-                    const QVariantList& arguments) const;
 
 public slots:
     uint Notify(const QString& appName, uint replacesId, const QString& icon,
@@ -262,9 +241,7 @@ public:
     QString data(const QString& name) const { return home.filePath(".local/share/Lumora/" + name); }
     // Writes one key into the preferences file, as an earlier run would have.
     void storePreference(const QString& key, const QJsonValue& value) const {
-        QJsonObject object = storedPreferences();
-        object.insert(key, value);
-        writeFile(preferencesPath(), QJsonDocument(object).toJson());
+        JsonFilePreferencesStore(preferencesPath()).setValue(key, value);
     }
     // Both providers switched on in the preferences file, answering these when given.
     void enableBoth(const std::optional<UsageSnapshot>& claudeAnswer = std::nullopt,
