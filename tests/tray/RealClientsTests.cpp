@@ -7,6 +7,7 @@
 #include <QDBusVariant>
 #include <QDeadlineTimer>
 #include <QJsonArray>
+#include <QJsonDocument>
 
 #include <span>
 
