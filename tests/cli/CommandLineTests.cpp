@@ -103,9 +103,16 @@ int earlierRun(const QString& screen) {
 // percentage the lowest share left; hostile texts still give one line of JSON, its tooltip escaped
 // for Pango. The kept history: the pace and the weekly window in status --json and the tooltip.
 TEST_F(CommandLineTest, AUserConnectsTheToolsFollowsTheStoredChoicesAndDisconnects) {
-    EXPECT_EQ(outcome("status; status --all"), "0 Lumora\n0 Codex --% \u00B7 Claude Code --%\n");
-    EXPECT_EQ(outcome("connect claude"), "1 Claude Code is not installed.\n" +
-                                             ClaudeUsageProvider::checkedVersionMessage + "\n");
+    EXPECT_EQ(outcome("DISPLAY= WAYLAND_DISPLAY= QT_QPA_PLATFORM=; status; status --all"),
+              "1 Lumora needs a desktop session to show its tray. `lumora status` works without "
+              "one.\n0 Lumora\n0 Codex --% \u00B7 Claude Code --%\n");
+    const QJsonValue both = json("status --json --all")["snapshots"]; // nothing read yet
+    EXPECT_EQ(both[0]["providerID"].toString() + both[0]["pace"].toVariant().toString() + ": " +
+                  both[1]["statusMessage"].toString(),
+              "codex: Claude Code is not installed.");
+    EXPECT_EQ(outcome("connect claude; connect codex"),
+              "1 Claude Code is not installed.\n" + ClaudeUsageProvider::checkedVersionMessage +
+                  "\n1 Codex is not installed.\n");
     installCodex("echo 'Not logged in'; exit 1");
     EXPECT_EQ(
         outcome("connect codex"),
@@ -122,6 +129,10 @@ TEST_F(CommandLineTest, AUserConnectsTheToolsFollowsTheStoredChoicesAndDisconnec
     EXPECT_EQ(UsageSnapshot::decode(readFile(home.dataFile("codex-snapshot.json"))), saved);
     // Claude Code connected and read from its hook's cache, after Codex in the default order.
     home.installClaude();
+    writeFile(home.filePath(".claude/settings.json"), "[1, 2, 3]\n"); // not ours to rewrite
+    EXPECT_EQ(outcome("connect claude") + readFile(home.filePath(".claude/settings.json")),
+              "1 Claude Code settings could not be updated safely.\n[1, 2, 3]\n");
+    QFile::remove(home.filePath(".claude/settings.json"));
     EXPECT_EQ(outcome("connect claude"),
               "0 Open Claude Code and send a message once to sync usage.\n");
     cache(R"({"five_hour":{"used_percentage":42}})");

@@ -252,12 +252,16 @@ TEST_F(StatusItemTest, FollowsThePanelsAnswersClicksAndCommandsAndDoesWithoutABu
     for (const auto& [interface, method, arguments] :
          {std::tuple<QString, QString, QVariantList>{itemInterface, "Activate", {"x", "y"}},
           {itemInterface, "Scroll", {1, 2}},
+          {itemInterface, "ContextMenu", {1}},
           {itemInterface, "NoSuchMethod", {}},
+          {itemInterface, "ProvideXdgActivationToken", {42}},
           {properties, "Set", {itemInterface, "Title", QVariant::fromValue(QDBusVariant("x"))}},
           {properties, "Get", {1, 2}}}) {
         EXPECT_EQ(call(method, arguments, interface).type(), QDBusMessage::ErrorMessage)
             << method.toStdString();
     }
+    const auto xml = call("Introspect", {}, "org.freedesktop.DBus.Introspectable").arguments();
+    EXPECT_TRUE(xml[0].toString().contains("<property name=\"IconPixmap\" type=\"a(iiay)\""));
     settle();
     EXPECT_EQ(std::tuple(windows->breakWindowsShown, propertyValue("Title").toString()),
               std::tuple(3, QString("Lumora")));
