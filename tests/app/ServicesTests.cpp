@@ -522,4 +522,8 @@ TEST(HistoryStore, RecordsChangesAndEveryTenMinutesPrunesUpgradesAndSurvivesDama
     EXPECT_TRUE(
         HistoryStore(damaged, HistoryStore::Access::readWrite).record(codexFigure(0.5, now)));
     EXPECT_TRUE(readFile(damaged + ".corrupt").startsWith("not a database"));
+    HistoryStore none("/proc/self/lumora/history.sqlite", HistoryStore::Access::readWrite);
+    EXPECT_FALSE(none.isOpen() || none.record(codexFigure(0.5, now)) ||
+                 !none.figures(now).isEmpty())
+        << "no folder can be made under /proc, not even by root";
 }
