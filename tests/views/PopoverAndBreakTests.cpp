@@ -243,6 +243,8 @@ TEST_F(ViewTest, PopoverWindowControlsReachTheModelADragSwapsCardsAndLosingFocus
     harness.updateChecker->offer =
         AppUpdateManifest{"1.2.0", QUrl("https://example.org/lumora.deb"), {}, {}};
     harness.storePreference("providerEnabled", true); // Claude Code on, Codex off
+    harness.claude->script->setSnapshot(usage("claude-code", Availability::ready, 0.42));
+    harness.codex->script->setSnapshot(usage("codex", Availability::limited, 0.81));
     openPopover();
     EXPECT_TRUE(
         view->width() == 340 && popover->viewModel()->isActive() &&
