@@ -65,7 +65,7 @@ ASAN_FLAGS = -fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-o
 	-Wno-maybe-uninitialized
 TSAN_FLAGS = -fsanitize=thread -fno-omit-frame-pointer
 TSAN_TESTS = ^(ProcessRunnerTest|AppServerSessionTest|CodexProviderTest|RefreshTest|ConnectionFlowTest|\
-	UpdateCheckTest|NotificationBusTest|PreferencesTest|BreakBackgroundPhotoTest|AmbientCubeFieldItem)\.
+	UpdateCheckTest|NotificationBusTest|PreferencesTest|BreakBackgroundPhotoTest|AmbientCubeFieldItem|StatusTitle)\.
 # The conformance tests against the real Codex CLI and the real Claude Code run in make test only:
 # their time goes to Node, Codex and Claude Code, which are not instrumented, and Lumora's side
 # (the app-server conversation, connect and disconnect, the hook) runs under the sanitizers

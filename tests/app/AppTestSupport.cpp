@@ -150,7 +150,7 @@ AppModel::Services ModelHarness::services(const AppTiming& timing) const {
 }
 
 std::shared_ptr<ClaudeUsageProvider> ModelHarness::useRealClaude(bool withHook) {
-    writeScript(home.filePath(".local/bin/claude"), "exit 0\n");
+    home.installClaude();
     ClaudeUsageProvider::Options options;
     options.homeDirectory = home.path();
     options.hookHelper = builtExecutable("lumora-json");

@@ -237,8 +237,8 @@ public:
     // The real Claude Code provider in this home, with Claude Code installed (a script) and its
     // hook when asked; the models made from then on use it.
     std::shared_ptr<ClaudeUsageProvider> useRealClaude(bool withHook = false);
-    QString preferencesPath() const { return home.filePath(".config/Lumora/preferences.json"); }
-    QString data(const QString& name) const { return home.filePath(".local/share/Lumora/" + name); }
+    QString preferencesPath() const { return home.preferencesFile(); }
+    QString data(const QString& name) const { return home.dataFile(name); }
     // Writes one key into the preferences file, as an earlier run would have.
     void storePreference(const QString& key, const QJsonValue& value) const {
         JsonFilePreferencesStore(preferencesPath()).setValue(key, value);

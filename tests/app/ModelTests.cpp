@@ -202,7 +202,6 @@ TEST_F(ConnectionFlowTest, MonitorsEndOnTheirVerdictAfterTheLastCheckOrWhenSwitc
     EXPECT_EQ(std::tuple(*h.desktop->clipboard, h.desktop->terminalsStarted, codexState(*sends),
                          sends->connections()->isCodexMonitorRunning()),
               std::tuple(QString("codex login"), 3, Kind::waiting, true));
-    codex.readinessGate.open();
 }
 
 // The real provider starts `codex` from the pool with vfork semantics, which ThreadSanitizer

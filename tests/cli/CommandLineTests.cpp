@@ -6,6 +6,7 @@
 #include "core/BuildInfo.h"
 #include "core/ClaudeUsageProvider.h"
 #include "core/DataFolder.h"
+#include "core/ExecutableSearch.h"
 #include "history/HistoryStore.h"
 #include "support/TestSupport.h"
 
@@ -110,9 +111,14 @@ TEST_F(CommandLineTest, AUserConnectsTheToolsFollowsTheStoredChoicesAndDisconnec
     EXPECT_EQ(both[0]["providerID"].toString() + both[0]["pace"].toVariant().toString() + ": " +
                   both[1]["statusMessage"].toString(),
               "codex: Claude Code is not installed.");
-    EXPECT_EQ(outcome("connect claude; connect codex"),
+    // Unless the system has a Codex of its own, which lumora finds too.
+    const QString codexToo =
+        firstExecutable({"/opt/homebrew/bin/codex", "/usr/local/bin/codex", "/usr/bin/codex"})
+            ? ""
+            : "; connect codex";
+    EXPECT_EQ(outcome("connect claude" + codexToo),
               "1 Claude Code is not installed.\n" + ClaudeUsageProvider::checkedVersionMessage +
-                  "\n1 Codex is not installed.\n");
+                  (codexToo.isEmpty() ? "\n" : "\n1 Codex is not installed.\n"));
     installCodex("echo 'Not logged in'; exit 1");
     EXPECT_EQ(
         outcome("connect codex"),
@@ -255,9 +261,10 @@ TEST_F(CommandLineTest, UpdatesLanguagesAndWrongUsage) {
 // runs restores that line exactly; with nothing to chain the hook shows its own line.
 TEST_F(RealClaudeCodeTest, TheHookRunsInsideClaudeCodeAndDisconnectRestoresTheEarlierLine) {
     const QString claude = LUMORA_REAL_CLAUDE_PATH, tmux = QStandardPaths::findExecutable("tmux");
-    const QString missing =
-        QFileInfo(claude).isExecutable() ? tmux.isEmpty() ? "tmux" : "" : claude;
-    requireRealClient(missing.isEmpty() ? "" : missing.toStdString() + " is missing (setup.sh)");
+    requireRealClient(!QFileInfo(claude).isExecutable()
+                          ? claude.toStdString() + " is missing (setup.sh)"
+                      : tmux.isEmpty() ? "tmux is missing (setup.sh)"
+                                       : "");
     if (IsSkipped() || HasFatalFailure()) {
         return;
     }

@@ -150,7 +150,7 @@ TEST_F(AppServerSessionTest, FromTheHandshakeToTheAnswerAndEveryWayTheConversati
     // An answer and an error exit right at the time limit: one outcome, one request, no server
     // left.
     logged("received");
-    const QByteArray answerThenExit = "printf '%s\\n' '" + rateLimitAnswer + "'; exit 3";
+    const QByteArray answerThenExit = say(rateLimitAnswer) + "exit 3";
     int answers = 0, exits = 0, timeouts = 0;
     for (const char* delay : {"0.15", "0.2", "0.25"}) {
         for (const QByteArray& ending : {answerThenExit, QByteArray("exit 3")}) {
@@ -173,7 +173,7 @@ TEST_F(AppServerSessionTest, FromTheHandshakeToTheAnswerAndEveryWayTheConversati
             EXPECT_EQ(childProcesses(), QList<ChildProcess>{});
         }
     }
-    EXPECT_TRUE(answers + exits + timeouts == 6 && timeouts > 0) << answers << exits << timeouts;
+    EXPECT_GT(timeouts, 0) << answers << " answers, " << exits << " exits";
     // Oversized lines, split across reads or whole, are dropped; an endless one ends by the limit.
     const QString transcript =
         session("read -r _\nhead -c 5000 /dev/zero | tr '\\0' x; sleep 0.2; echo\n" +
@@ -363,6 +363,9 @@ TEST_F(CodexProviderTest, EachFailingStepHasItsMessageAndNothingLeaks) {
 TEST_F(RealCodexTest, SignInStatusAndTheAppServerHandshake) {
     const QString realCodex = LUMORA_REAL_CODEX_PATH, codex = home.filePath("bin/codex");
     requireRealClient(QFileInfo(realCodex).isExecutable() ? "" : "scripts/setup.sh installs it");
+    if (IsSkipped() || HasFatalFailure()) {
+        return;
+    }
     for (const char* name : {"CODEX_HOME", "OPENAI_API_KEY", "CODEX_API_KEY", "OPENAI_BASE_URL"}) {
         qunsetenv(name); // nothing from the developer's own Codex set-up may reach the tool
     }

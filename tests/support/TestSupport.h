@@ -81,8 +81,8 @@ inline CommandOutcome runLumora(const QString& home, const QStringList& argument
 }
 QString fixturePath(const QString& relative);
 
-// For tests of the real clients: when something is `missing` fails under CI=true, else skips; also
-// skips when this machine cannot give a child a network namespace of its own.
+// For tests of the real clients: when something is `missing` fails under CI=true, else skips, also
+// when a child cannot get a network namespace of its own; the caller returns on IsSkipped().
 void requireRealClient(const std::string& missing);
 // The prefix that runs a program with a loopback device only.
 const QStringList networkIsolation{"/usr/bin/unshare", "--net", "--map-root-user"};

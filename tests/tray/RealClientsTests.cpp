@@ -53,11 +53,12 @@ protected:
         // The stand-in in a network namespace of its own, loopback up; the clients join it.
         setFigures(0.42, inTwoHours);
         const QString script = "ip link set lo up && exec python3 \"$0\" \"$1\" \"$2\"";
-        standIn.start("unshare", {"--net", "--map-root-user", "sh", "-c", script, LUMORA_STANDIN,
-                                  home.filePath("port"), home.filePath("stand-in.json")});
-        if (!waitUntil([&] { return QFileInfo::exists(home.filePath("port")); })) {
-            GTEST_SKIP() << "no network namespace for the stand-in: " << standIn.readAll().data();
-        }
+        standIn.start(networkIsolation[0],
+                      networkIsolation.mid(1) + QStringList{"sh", "-c", script, LUMORA_STANDIN,
+                                                            home.filePath("port"),
+                                                            home.filePath("stand-in.json")});
+        ASSERT_TRUE(waitUntil([&] { return QFileInfo::exists(home.filePath("port")); }))
+            << "the stand-in did not start: " << standIn.readAllStandardError().data();
         port = QString::fromUtf8(readFile(home.filePath("port")));
         ASSERT_TRUE(watcher.start(bus.connect("watcher")));
         ASSERT_TRUE(notifications.registerOn(notificationBus));
@@ -129,7 +130,7 @@ protected:
     QDBusConnection notificationBus = bus.connect("notifications");
     FakeNotificationService notifications;
     QProcess standIn;
-    QString port, claudeCode, codex, codexInNamespace;
+    QString port, claudeCode, codex;
     const QStringList tmux{"tmux", "-S", home.filePath("tmux.sock"), "-f", "/dev/null"};
     QStringList expected; // the notifications so far
     QDeadlineTimer nextRefresh;
@@ -141,7 +142,8 @@ protected:
 
 // The clients' figures in the tray, status and alerts; after bad answers none, or the last kept.
 TEST_F(RealClientsTest, BothReportTheStandInsFiguresToLumora) {
-    codexInNamespace = inNamespace("codex", codex, "CODEX_HOME=" + home.filePath("codex"));
+    const QString codexInNamespace =
+        inNamespace("codex", codex, "CODEX_HOME=" + home.filePath("codex"));
     const QDateTime signedIn = QDateTime::currentDateTimeUtc();
     const QString jwt =
         token(json("{'email': 'someone@example.org', 'exp': %1, 'https://api.openai.com/auth': "

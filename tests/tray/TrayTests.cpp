@@ -410,8 +410,7 @@ TEST_F(TrayProgramTest, RepairsTheHookShowsThePopoverAsAWindowAndEndsItsChildren
                                                           reinterpret_cast<const char*>(&event))));
     xcb_disconnect(x);
     ASSERT_TRUE(waitUntil([&] { return x11(shownWindows).isEmpty(); })) << tray.report();
-    EXPECT_EQ(tray.state(), QProcess::Running);
-    EXPECT_EQ(lumora({"popover"}).exitCode, 0);
+    EXPECT_EQ(lumora({"popover"}).exitCode, 0); // the tray is still there: it shows the popover
     EXPECT_TRUE(waitUntil([&] { return !x11(shownWindows).isEmpty(); }));
     EXPECT_EQ(lumora({"quit"}).exitCode, 0);
     expectEnded(server);

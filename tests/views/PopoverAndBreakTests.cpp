@@ -224,8 +224,7 @@ TEST(PopoverPlacement, OpensAwayFromTheNearestEdgesInsideTheAvailableArea) {
     const QSize size(340, 400);
     const QList<QRect> one = {QRect(0, 0, 1920, 1050)}; // a panel takes the bottom 30 pixels
     const QList<QRect> two = {QRect(0, 0, 1920, 1080), QRect(1920, 200, 1280, 800)};
-    // A corner, the middle, off-screen (clamped), on the panel (kept above); two screens; a small
-    // one.
+    // A corner, the middle, off-screen (clamped), on the panel (kept above); two screens; small.
     const std::tuple<QList<QRect>, QPoint, QPoint> rows[] = {
         {one, {1900, 1049}, {1561, 650}}, {one, {960, 1040}, {621, 641}},
         {one, {-30, -40}, {0, 0}},        {one, {1910, 1070}, {1571, 650}},
@@ -280,15 +279,13 @@ TEST_F(ViewTest, PopoverWindowControlsReachTheModelADragSwapsCardsAndLosingFocus
     views->setReleaseDelay(std::chrono::milliseconds(1));
     ASSERT_TRUE(waitUntil([&] { return released.size() == 1; }));
     EXPECT_FALSE(views->hasEngine());
-    popover->show(QPoint(0, 0));
-    view = popover->window();
-    ASSERT_TRUE(waitUntil([&] { return view->isExposed(); }));
+    openPopover();
     EXPECT_TRUE(item("menuBarSwitch", item("card-codex"))->isVisible());
     QQuickItem* codex = item("card-codex");
     QQuickItem* claude = item("card-claude-code");
     ASSERT_LT(codex->mapToScene({}).y(), claude->mapToScene({}).y());
     QQuickItem* handle = item("dragHandle", codex);
-    drag(handle, centre(claude), false); // held over Claude Code's card, then dropped
+    drag(handle, centre(claude)); // held over Claude Code's card, then dropped
     test::screenshot(*view, "popover", "dragging", false);
     QTest::mouseRelease(view, Qt::LeftButton, {}, centre(claude));
     EXPECT_EQ(harness.storedPreference("providerOrder"), QJsonArray({"claude-code", "codex"}));
@@ -387,18 +384,18 @@ TEST_F(ViewTest, BreakWindowsFollowReduceMotionAndOneFullScreenOnEachScreenEndsO
     ASSERT_TRUE(waitFor(model->refresh(false)));
     BreakWindows breaks(model.get(), nullptr, bus.connect("app"));
     breaks.show();
-    BreakViewModel& view = *breaks.viewModel();
+    BreakViewModel& shown = *breaks.viewModel();
     EXPECT_EQ(
-        view.statuses()->statuses(),
+        shown.statuses()->statuses(),
         (QList<BreakStatus>{{"codex", "CODEX", "93% LEFT", "Reset time unavailable", false},
                             {"claude-code", "CLAUDE CODE", "58% LEFT", "2 hours 1 minute", true}}));
     QQuickWindow* window = breaks.textWindow();
     ASSERT_TRUE(waitUntil([&] { return fullScreen(window); }));
-    const QDateTime started = view.now();
-    ASSERT_TRUE(waitUntil([&] { return view.now().time().second() != started.time().second(); },
+    const QDateTime started = shown.now();
+    ASSERT_TRUE(waitUntil([&] { return shown.now().time().second() != started.time().second(); },
                           std::chrono::seconds(3)));
     auto* field = window->findChild<AmbientCubeField*>("cubeField");
-    EXPECT_EQ(std::tuple(field->reduceMotion(), view.background(),
+    EXPECT_EQ(std::tuple(field->reduceMotion(), shown.background(),
                          window->findChild<QQuickItem*>("motionBackground")->isVisible(),
                          window->grabWindow().pixelColor(5, 5)),
               std::tuple(false, BreakViewModel::Background::Black, false, QColor(Qt::black)));
@@ -418,12 +415,12 @@ TEST_F(ViewTest, BreakWindowsFollowReduceMotionAndOneFullScreenOnEachScreenEndsO
     // The first frames of a full-screen field take long in an unoptimised build on a busy machine.
     ASSERT_TRUE(waitUntil([&] { return field->framesRendered() >= 2; }, std::chrono::seconds(90)));
     EXPECT_TRUE(window->grabWindow().pixelColor(5, 5) != QColor(Qt::black) &&
-                view.background() == BreakViewModel::Background::Motion);
+                shown.background() == BreakViewModel::Background::Motion);
     breaks.end();
-    QSignalSpy changes(&view, &BreakViewModel::statusesChanged);
+    QSignalSpy changes(&shown, &BreakViewModel::statusesChanged);
     model->preferences()->setCodexEnabled(false);
     model->preferences()->setClaudeEnabled(false);
-    EXPECT_EQ(std::pair(view.hasStatuses(), changes.size()), std::pair(false, qsizetype(1)));
+    EXPECT_EQ(std::pair(shown.hasStatuses(), changes.size()), std::pair(false, qsizetype(1)));
     // A window on each screen (ctest configures the offscreen platform with two), the text on the
     // one under the cursor; a key or a click on any of them ends the break.
     model->preferences()->setBreakScreenStyle(BreakScreenStyle::minimal);

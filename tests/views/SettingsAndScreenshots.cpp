@@ -45,7 +45,7 @@ UsageSnapshot withWeekly(UsageSnapshot snapshot) {
     return snapshot;
 }
 
-// A climb of `perHour` through the last `minutes`, ending at `used`, one figure every 5 minutes.
+// A climb of `perHour` through the last `minutes` to `now`'s figure, one figure every 5 minutes.
 void climb(HistoryStore& store, const UsageSnapshot& now, double perHour, double minutes) {
     const UsageWindow& window = now.windows.first();
     for (int ago = int(minutes); ago > 0; ago -= 5) {
@@ -116,7 +116,8 @@ TEST_P(Screenshots, Render) {
     if (shot.locale) {
         language.emplace(shot.locale);
     }
-    writePhoto(harness.data("break-background-image"));
+    shot.style == BreakScreenStyle::photo ? writePhoto(harness.data("break-background-image"))
+                                          : void();
     harness.storePreference("breakScreenStyle", AppPreferences::rawValue(shot.style));
     harness.updateChecker = std::make_shared<FakeUpdateChecker>();
     if (shot.claude) {
@@ -132,7 +133,6 @@ TEST_P(Screenshots, Render) {
     }
     model = harness.makeModel();
     ASSERT_TRUE(waitFor(model->refresh(false)));
-    QQuickWindow* window = nullptr;
     if (shot.view == View::popover) {
         openPopover();
     } else if (shot.view == View::settings) {
@@ -141,7 +141,7 @@ TEST_P(Screenshots, Render) {
     } else { // the break's window with the text, at the given size in place of the full screen
         breakWindows = std::make_unique<BreakWindows>(model.get());
         breakWindows->show();
-        auto* shown = qobject_cast<QQuickView*>(window = breakWindows->textWindow());
+        auto* shown = qobject_cast<QQuickView*>(breakWindows->textWindow());
         if (shot.size.isValid()) {
             shown->showNormal();
             shown->resize(shot.size);
@@ -155,7 +155,7 @@ TEST_P(Screenshots, Render) {
             shot.style != BreakScreenStyle::motion ||
             waitUntil([&] { return field->framesRendered() > 0; }, std::chrono::seconds(90)));
     }
-    window = window ? window : view;
+    QQuickWindow* window = breakWindows ? breakWindows->textWindow() : view;
     if (shot.verdicts) {
         model->handleCodexReadiness(shot.verdicts->first);
         model->handleClaudeReadiness(shot.verdicts->second);
@@ -175,8 +175,7 @@ const auto shotName = [](const ::testing::TestParamInfo<Shot>& info) {
 };
 INSTANTIATE_TEST_SUITE_P(Views, Screenshots, ::testing::ValuesIn(views()), shotName);
 
-// Times, plurals, the clock at 21:05, a reset, the 80% notification, styles, a message per
-// language.
+// Times, plurals, the clock at 21:05, a reset, the 80% alert, styles, a message per language.
 TEST(Translation, TextsTimesAndPluralsInEachLanguage) {
     // English, German and French: each language's texts joined by "|".
     const QString expected[] = {
@@ -222,8 +221,7 @@ TEST(Translation, TextsTimesAndPluralsInEachLanguage) {
     }
 }
 
-// One fixed window that wins back the focus, walked by Tab; each control reaches the model and
-// its file.
+// One fixed window that wins back the focus, walked by Tab; each control reaches model and file.
 TEST_F(ViewTest, SettingsWindowRaisedAgainWhoseControlsReachTheModelAndTheirFiles) {
     harness.updateChecker = std::make_shared<FakeUpdateChecker>();
     openSettings();

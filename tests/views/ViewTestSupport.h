@@ -70,7 +70,7 @@ public:
     }
     void openPopover() {
         model = model ? std::move(model) : harness.makeModel();
-        popover = std::make_unique<PopoverWindow>(model.get());
+        popover = popover ? std::move(popover) : std::make_unique<PopoverWindow>(model.get());
         popover->show(QPoint(0, 0));
         view = popover->window();
         ASSERT_TRUE(waitUntil([&] { return view->isExposed() && !model->isRefreshing(); }));
@@ -117,14 +117,13 @@ public:
         QTest::mouseClick(view, Qt::LeftButton, {}, centre(target));
         QCoreApplication::processEvents();
     }
-    // Presses on `from`, moves to `to` in steps and lets go there unless `release` is false.
-    void drag(QQuickItem* from, QPoint to, bool release = true) const {
+    // Presses on `from` and moves to `to` in steps, still holding.
+    void drag(QQuickItem* from, QPoint to) const {
         const QPoint start = centre(from);
         QTest::mousePress(view, Qt::LeftButton, {}, start);
         for (int step = 1; step <= 10; ++step) {
             QTest::mouseMove(view, start + (to - start) * step / 10);
         }
-        release ? QTest::mouseRelease(view, Qt::LeftButton, {}, to) : void();
     }
     // The settings window as it is now, scrolled to `scrolledTo`, in the folder "settings".
     void screenshot(const QString& name, const QString& scrolledTo = QString()) const {
