@@ -52,8 +52,7 @@ std::tuple<double, double, int, bool> compare(const QImage& a, const QImage& b) 
 
 } // namespace
 
-// As the reference on any canvas and phase, the same in every instruction set, nothing carries
-// over.
+// As the reference on any canvas and phase, alike in every instruction set, nothing carried over.
 TEST(FastRenderer, MatchesTheReferenceInEveryInstructionSetAndNothingCarriesOver) {
     CubeFieldRenderer renderer;
     for (const QSize size : {QSize(800, 600), QSize(1440, 900), QSize(3840, 2160), QSize(1, 1),

@@ -147,8 +147,7 @@ TEST_F(AppServerSessionTest, FromTheHandshakeToTheAnswerAndEveryWayTheConversati
     writeFile(home.filePath("bin/not-executable"), "#!/bin/sh\n");
     EXPECT_THROW(CodexAppServerSession(home.filePath("bin/not-executable")).readRateLimits(),
                  ProcessError);
-    // An answer and an error exit right at the time limit: one outcome, one request, no server
-    // left.
+    // An answer and an error exit right at the time limit: one outcome, one request, no server.
     logged("received");
     const QByteArray answerThenExit = say(rateLimitAnswer) + "exit 3";
     int answers = 0, exits = 0, timeouts = 0;
